@@ -1,0 +1,155 @@
+/// Words of a command line to a request, with every complaint that words alone can give rise to.
+#include <algorithm>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "cli/vocabulary.h"
+#include "zwmgmt/zwmgmt_interface.h"
+
+namespace zwmgmt {
+
+struct CommandWords::Parts {
+    std::vector<std::string> values;
+    std::vector<Client_Request_Argument> arguments;
+    Client_Request_Message request = {};
+    std::string error;
+
+    bool Parse(const char* const* words, size_t count);
+    bool ParseArguments(const char* const* words, size_t count);
+    bool AddKey(const std::string& word);
+    bool Unknown(const char* what, const std::string& word, const std::vector<const char*>& known);
+    void Add(const std::string& value, int key);
+};
+
+namespace {
+
+std::string Joined(const std::vector<const char*>& words) {
+    std::string result;
+    for (const char* word : words) {
+        if (!result.empty()) result += ", ";
+        result += word;
+    }
+    return result;
+}
+
+/// Commands whose entries are keys from entry 0 on: they have no slot for a sub-command.
+bool TakesKeysOnly(uint8_t service, uint16_t command) {
+    return service == kNet && (command == kPing || command == kTraceRoute);
+}
+
+bool IsKeyValue(const std::string& word) {
+    return word.find('=') != std::string::npos;
+}
+
+}  // namespace
+
+bool CommandWords::Parts::Unknown(const char* what, const std::string& word,
+                                  const std::vector<const char*>& known) {
+    error = std::string("unknown ") + what + " \"" + word + "\"";
+    const std::string nearest = Joined(NearestWords(word, known));
+    if (!nearest.empty()) error += "; nearest: " + nearest;
+    return false;
+}
+
+void CommandWords::Parts::Add(const std::string& value, int key) {
+    values.push_back(value);
+    arguments.push_back({nullptr, key});
+}
+
+bool CommandWords::Parts::AddKey(const std::string& word) {
+    if (!IsKeyValue(word)) {
+        error = "expected key=value instead of \"" + word + "\"";
+        return false;
+    }
+    std::vector<char> key(word.size() + 1);
+    std::vector<char> value(word.size() + 1);
+    ZwMgmt_interface::CLGetKey(word.c_str(), key.data());
+    const int number = ZwMgmt_interface::CLGetKeyNo(key.data(), request.service);
+    if (number == -1) return Unknown("key", key.data(), KeyWordsOf(request.service));
+    if (ZwMgmt_interface::CLGetValue(word.c_str(), value.data()) != 0) {
+        error = "key \"" + std::string(key.data()) + "\" has no value";
+        return false;
+    }
+    Add(value.data(), number);
+    return true;
+}
+
+bool CommandWords::Parts::ParseArguments(const char* const* words, size_t count) {
+    size_t next = 0;
+    if (!TakesKeysOnly(request.service, request.command)) {
+        const bool given = count > 0 && !IsKeyValue(words[0]);
+        const std::string word = given ? words[0] : "";
+        Add(word,
+            ZwMgmt_interface::CLGetSubCommand(word.c_str(), request.service, request.command));
+        next = given ? 1 : 0;
+    }
+    for (; next < count; ++next) {
+        if (!AddKey(words[next])) return false;
+    }
+    for (size_t i = 0; i < values.size(); ++i) arguments[i].value = values[i].c_str();
+    request.arguments = arguments.data();
+    request.argument_count = static_cast<uint32_t>(arguments.size());
+    return true;
+}
+
+bool CommandWords::Parts::Parse(const char* const* words, size_t count) {
+    if (count == 0) {
+        error = "missing service; known: " + Joined(ServiceWords());
+        return false;
+    }
+    const int service = ZwMgmt_interface::CLGetService(words[0]);
+    if (service == -1) return Unknown("service", words[0], ServiceWords());
+    request.service = static_cast<uint8_t>(service);
+
+    const auto known = CommandWordsOf(request.service);
+    if (count == 1) {
+        error = std::string("missing command of service ") + words[0] + "; known: " + Joined(known);
+        return false;
+    }
+    const int command = ZwMgmt_interface::CLGetCommand(words[1], request.service);
+    if (command == -1) {
+        return Unknown((std::string(words[0]) + " command").c_str(), words[1], known);
+    }
+    request.command = static_cast<uint16_t>(command);
+    return ParseArguments(words + 2, count - 2);
+}
+
+CommandWords::CommandWords(const char* const* words, size_t count) noexcept : parts(nullptr) {
+    try {
+        parts = new Parts;
+        parts->Parse(words, count);
+    } catch (const std::bad_alloc&) {
+        delete parts;
+        parts = nullptr;
+    }
+}
+
+CommandWords::CommandWords(uint8_t service, uint16_t command, uint8_t qualifier,
+                           const char* const* words, size_t count) noexcept
+    : parts(nullptr) {
+    try {
+        parts = new Parts;
+        parts->request.service = service;
+        parts->request.command = command;
+        parts->request.qualifier = qualifier;
+        parts->ParseArguments(words, count);
+    } catch (const std::bad_alloc&) {
+        delete parts;
+        parts = nullptr;
+    }
+}
+
+CommandWords::~CommandWords() {
+    delete parts;
+}
+
+Client_Request_Message* CommandWords::Request() noexcept {
+    return parts != nullptr && parts->error.empty() ? &parts->request : nullptr;
+}
+
+const char* CommandWords::Error() const noexcept {
+    return parts != nullptr ? parts->error.c_str() : "out of memory";
+}
+
+}  // namespace zwmgmt

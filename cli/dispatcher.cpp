@@ -1,0 +1,119 @@
+/// A parsed request becomes an exchange: handler, round trip, printer or list.
+#include <ctime>
+
+#include "cli/list_kinds.h"
+#include "cli/routes.h"
+
+using namespace zwmgmt;
+
+namespace {
+
+/// What the dispatcher says about a request that failed, and what that means for the session.
+struct ReportRow {
+    uint32_t status;
+    const char* text;
+    enum { kNothing, kTokenGone, kDisconnected } means = kNothing;
+};
+
+constexpr ReportRow kReports[] = {
+    {kRequestRefused, ""},
+    {kInvalidValue, "\nInvalid value specified\n"},
+    {kReadError, "\nError reading from socket\n"},
+    {kWriteError, "\nError writing to socket\n"},
+    {kNoReadWriteToken, "No read write token available\n", ReportRow::kTokenGone},
+    {kNotConnected, "ERROR: no connection to the managed system!\n", ReportRow::kDisconnected},
+};
+
+}  // namespace
+
+bool ZwMgmt_interface::ReportStatus(uint32_t reported) {
+    for (const ReportRow& row : kReports) {
+        if (row.status != reported) continue;
+        PrintOutput("%s", row.text);
+        if (row.means == ReportRow::kTokenGone) rw_token = 0;
+        if (row.means == ReportRow::kDisconnected) connected = 0;
+        return true;
+    }
+    return false;
+}
+
+uint32_t ZwMgmt_interface::Dispatch(_Message* message, Client_Request_Message* request,
+                                    char* result_buffer, void** out) {
+    if (out != nullptr) *out = nullptr;
+    if (message == nullptr || result_buffer == nullptr) return kMissingArgument;
+    *message = {};
+    status = kSuccess;
+    if (!connected) return kNotConnected;
+    if (request == nullptr) {
+        PrintOutput("Invalid argument specified\n");
+        return kRequestRefused;
+    }
+    current_service = request->service;
+    current_command = request->command;
+
+    const Route* route = FindRoute(request->service, request->command);
+    if (route == nullptr) {
+        PrintOutput("Invalid command for the service\n");
+        return kInvalidCommand;
+    }
+    const int refused = (this->*route->build)(request, message);
+    if (refused != 0) return static_cast<uint32_t>(refused);
+
+    void* output = nullptr;
+    const ListKind* kind =
+        route->reply == ReplyShape::kList ? FindListKind(request->command) : nullptr;
+    const uint32_t failed =
+        kind != nullptr
+            ? Client_TalkToServer(message, result_buffer, kind->record_size(), kind->node_size,
+                                  kind->pointer_count(), agent_word_size, &output)
+            : Client_TalkToServer(message, result_buffer, 0, 0, 0, agent_word_size,
+                                  route->reply == ReplyShape::kBlock ? &output : nullptr);
+    if (failed != kSuccess) return failed;
+    if (message->status == kSuccess) last_success_time = std::time(nullptr);
+
+    const int printed = CLPrint(output, request->command, message);
+    if (build_list_mode && out != nullptr) {
+        *out = output;
+    } else {
+        CLFreeMem(request->command, output);
+    }
+    return static_cast<uint32_t>(printed);
+}
+
+int ZwMgmt_interface::Client_ProcessRequest(Client_Request_Message* request, char* result_buffer,
+                                            void** out) {
+    _Message message = {};
+    return Client_ProcessRequest(&message, request, result_buffer, out);
+}
+
+int ZwMgmt_interface::Client_ProcessRequest(_Message* message, Client_Request_Message* request,
+                                            char* result_buffer, void** out) {
+    char scratch_text[1024] = {};
+    return Client_ProcessRequest(message, result_buffer, nullptr, request, scratch_text, out);
+}
+
+int ZwMgmt_interface::Client_ProcessRequest(_Message* message, char* result_buffer,
+                                            uint8_t* /*scratch_bytes*/,
+                                            Client_Request_Message* request, char* /*scratch_text*/,
+                                            void** out) {
+    const uint32_t result = Dispatch(message, request, result_buffer, out);
+    ReportStatus(result);
+    return static_cast<int>(result);
+}
+
+int ZwMgmt_interface::Client_ProcessRequest(uint8_t service, uint16_t command, uint8_t qualifier,
+                                            const char* const* argument_words, int count,
+                                            char* result_buffer, void** out) {
+    _Message message = {};
+    return Client_ProcessRequest(&message, service, command, qualifier, argument_words, count,
+                                 result_buffer, out);
+}
+
+int ZwMgmt_interface::Client_ProcessRequest(_Message* message, uint8_t service, uint16_t command,
+                                            uint8_t qualifier, const char* const* argument_words,
+                                            int count, char* result_buffer, void** out) {
+    CommandWords words(service, command, qualifier, argument_words,
+                       count > 0 ? static_cast<size_t>(count) : 0);
+    const uint32_t result = Dispatch(message, words.Request(), result_buffer, out);
+    return ReportStatus(result) ? static_cast<int>(result) : 0;
+}

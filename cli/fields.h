@@ -1,0 +1,96 @@
+/// The description of a record's fields, one row a field: what it is called, where it lies, what it
+/// holds, and the line that shows it to people. Printers and the simulated agent read the same
+/// rows.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+#include <type_traits>
+
+#include "zwmgmt/fixed_text.h"
+
+namespace zwmgmt {
+
+enum class FieldType { kText, kUnsigned, kSigned };
+
+struct Field {
+    const char* name;
+    size_t offset;
+    size_t width;  // bytes; of an integer 1, 2, 4 or 8
+    FieldType type;
+    const char* line;  // printf format of one value; null: not printed as a line of its own
+    const char* off;   // where set, the line shows one of two words instead of the value:
+    const char* on;    // `on` for a text that begins with '1' and for a nonzero number
+};
+
+template <class Member>
+constexpr FieldType FieldTypeOf() {
+    if constexpr (std::is_array_v<Member> || std::is_same_v<Member, char>) {
+        return FieldType::kText;
+    } else {
+        static_assert(std::is_integral_v<Member>);
+        return std::is_signed_v<Member> ? FieldType::kSigned : FieldType::kUnsigned;
+    }
+}
+
+/// A row, checked when it is compiled: the one conversion of the line must suit the field.
+template <class Member>
+consteval Field MakeField(const char* name, size_t offset, const char* line,
+                          const char* off = nullptr, const char* on = nullptr) {
+    constexpr FieldType type = FieldTypeOf<Member>();
+    if (line != nullptr) {
+        const std::string_view format = line;
+        const size_t begin = format.find('%');
+        const size_t end = format.find_first_of("sdux", begin);
+        if (end == format.npos || format.find('%', end) != format.npos) throw "one conversion";
+        const std::string_view conversion = format.substr(begin + 1, end - begin);
+        const bool shows_text = type == FieldType::kText || off != nullptr;
+        if (shows_text != (conversion == "s")) throw "text needs %s";
+        if (!shows_text && conversion.starts_with("ll") != (sizeof(Member) == 8)) throw "width";
+    }
+    return {name, offset, sizeof(Member), type, line, off, on};
+}
+
+/// Rows of a field table: shown by a line, shown as one of two words, not shown.
+#define ZWMGMT_FIELD(Record, member, line) \
+    MakeField<decltype(Record::member)>(#member, offsetof(Record, member), line)
+#define ZWMGMT_SWITCH(Record, member, line, off, on) \
+    MakeField<decltype(Record::member)>(#member, offsetof(Record, member), line, off, on)
+#define ZWMGMT_SILENT(Record, member) \
+    MakeField<decltype(Record::member)>(#member, offsetof(Record, member), nullptr)
+
+/// The row of a member; does not compile for a name that the table lacks.
+template <size_t Count>
+consteval const Field* FieldNamed(const Field (&table)[Count], std::string_view name) {
+    for (const Field& row : table) {
+        if (name == row.name) return &row;
+    }
+    throw "no such field";
+}
+
+/// The value of an integer field, widened by its type.
+inline int64_t IntegerOf(const void* record, const Field& field) {
+    const auto* bytes = static_cast<const char*>(record) + field.offset;
+    uint64_t raw = 0;
+    std::memcpy(&raw, bytes, field.width);
+    const unsigned unused = static_cast<unsigned>(64 - 8 * field.width);
+    return field.type == FieldType::kSigned ? static_cast<int64_t>(raw << unused) >> unused
+                                            : static_cast<int64_t>(raw);
+}
+
+inline std::string_view TextOf(const void* record, const Field& field) {
+    return FixedText(static_cast<const char*>(record) + field.offset, field.width);
+}
+
+}  // namespace zwmgmt
+
+class ZwMgmt_interface;
+
+namespace zwmgmt {
+
+/// Prints the field's line through the session.
+void PrintField(ZwMgmt_interface& session, const void* record, const Field& field);
+
+}  // namespace zwmgmt

@@ -1,0 +1,22 @@
+/// The vocabulary behind the look-ups of ZwMgmt_interface, for those who also need to list it.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace zwmgmt {
+
+/// The known words of one kind, in table order.
+std::vector<const char*> ServiceWords();
+std::vector<const char*> CommandWordsOf(uint8_t service);
+std::vector<const char*> KeyWordsOf(uint8_t service);
+
+/// The known words nearest to a mistyped one, at most five, nearest first.
+std::vector<const char*> NearestWords(const std::string& word, std::vector<const char*> known);
+
+/// Words of foiscsiini replies; null for a number that has none.
+const char* FoiscsiAddressTypeWord(int number);
+const char* FoiscsiOperationWord(int number);
+
+}  // namespace zwmgmt

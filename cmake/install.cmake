@@ -1,0 +1,35 @@
+# What a program that links the library needs, and the programs themselves.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS zwmgmt EXPORT zwmgmt_targets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(DIRECTORY include/zwmgmt DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(EXPORT zwmgmt_targets NAMESPACE zwmgmt::
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zwmgmt)
+
+configure_package_config_file(cmake/zwmgmt-config.cmake.in
+    ${PROJECT_BINARY_DIR}/zwmgmt-config.cmake
+    INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zwmgmt)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/zwmgmt-config-version.cmake
+    COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/zwmgmt-config.cmake
+              ${PROJECT_BINARY_DIR}/zwmgmt-config-version.cmake
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zwmgmt)
+
+set(ZWMGMT_PC_CFLAGS "")
+if(BUILD_SHARED_LIBS)
+    set(ZWMGMT_PC_PRIVATE "Requires.private: libssl libcrypto")
+else()
+    set(ZWMGMT_PC_PRIVATE "Requires: libssl libcrypto")
+    set(ZWMGMT_PC_CFLAGS " -DZWMGMT_STATIC")
+endif()
+configure_file(cmake/zwmgmt.pc.in ${PROJECT_BINARY_DIR}/zwmgmt.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/zwmgmt.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# The programs find the library beside them, wherever the tree is moved.
+file(RELATIVE_PATH bin_to_lib ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+set_target_properties(korvane_zwcli PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}")
+install(TARGETS korvane_zwcli korvane_zmsim RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(FILES front_end/certs/cert.pem DESTINATION ${CMAKE_INSTALL_BINDIR}/certs)

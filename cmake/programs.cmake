@@ -1,0 +1,42 @@
+# The front end and the simulated agent.
+
+add_library(zwmgmt_platform_programs OBJECT
+    platform/${platform_folder}/stop_signal.cpp
+    platform/${platform_folder}/terminal.cpp)
+target_include_directories(zwmgmt_platform_programs PUBLIC ${PROJECT_SOURCE_DIR})
+
+add_executable(korvane_zwcli
+    front_end/exit_status.cpp
+    front_end/main.cpp
+    front_end/options.cpp
+    front_end/password.cpp
+    platform/${platform_folder}/host.cpp)
+target_compile_definitions(korvane_zwcli PRIVATE ZWMGMT_VERSION="${PROJECT_VERSION}")
+target_link_libraries(korvane_zwcli PRIVATE zwmgmt zwmgmt_platform_programs CLI11::CLI11)
+
+# The trust store lies beside the executable that loads the library.
+configure_file(front_end/certs/cert.pem ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/certs/cert.pem COPYONLY)
+
+# The built-in scenarios are the JSON files, compiled in.
+set(scenario_names windows linux solaris freebsd esx xen mac)
+set(SCENARIO_ROWS "")
+foreach(name ${scenario_names})
+    set(file ${PROJECT_SOURCE_DIR}/simulator/scenarios/${name}.json)
+    file(READ ${file} text)
+    string(APPEND SCENARIO_ROWS "    {\"${name}\", R\"json(${text})json\"},\n")
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${file})
+endforeach()
+configure_file(simulator/builtin_scenarios.cpp.in ${PROJECT_BINARY_DIR}/builtin_scenarios.cpp @ONLY)
+
+add_library(zmsim_objects OBJECT
+    ${PROJECT_BINARY_DIR}/builtin_scenarios.cpp
+    simulator/agent.cpp
+    simulator/certificate.cpp
+    simulator/scenario.cpp
+    simulator/scenario_host.cpp)
+target_link_libraries(zmsim_objects PUBLIC zwmgmt_internal nlohmann_json::nlohmann_json
+                      Threads::Threads)
+
+add_executable(korvane_zmsim simulator/main.cpp)
+target_compile_definitions(korvane_zmsim PRIVATE ZWMGMT_VERSION="${PROJECT_VERSION}")
+target_link_libraries(korvane_zmsim PRIVATE zmsim_objects zwmgmt_platform_programs CLI11::CLI11)

@@ -1,0 +1,20 @@
+/// How korvane_zwcli ends. Scripts rely on these numbers.
+#pragma once
+
+#include <cstdint>
+
+namespace zwcli {
+
+enum ExitStatus : int {
+    kOk = 0,
+    kFailed = 1,       // the command was refused, or the agent answered with a failure
+    kUsage = 2,        // unknown words, bad options
+    kNoSession = 3,    // not reachable, connection lost, no read-write token
+    kNotLoggedIn = 4,  // the login failed or could not be tried
+    kUnsupported = 5,  // the agent does not support the command
+};
+
+/// What the result of a request means for the exit status; agent_status is the reply's.
+ExitStatus ExitStatusOf(uint32_t result, uint32_t agent_status);
+
+}  // namespace zwcli

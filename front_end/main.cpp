@@ -1,0 +1,160 @@
+/// korvane_zwcli: one command line, one session, one exit status.
+#include <cstdio>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "front_end/exit_status.h"
+#include "front_end/options.h"
+#include "front_end/password.h"
+#include "platform/host.h"
+#include "zwmgmt/zwmgmt_interface.h"
+
+namespace zwcli {
+namespace {
+
+/// Everything the front end itself has to say goes to standard error.
+void Say(const std::string& text) {
+    std::fprintf(stderr, "korvane_zwcli: %s\n", text.c_str());
+}
+
+ExitStatus Fail(ExitStatus exit_status, const std::string& text) {
+    Say(text);
+    return exit_status;
+}
+
+/// One run against one agent.
+class Run {
+  public:
+    Run(const Options& run_options, Secret given_password)
+        : options(run_options),
+          password(std::move(given_password)),
+          result_buffer(zwmgmt::kResultBufferSize) {}
+    ~Run() { session.CLDisconnectFromServer(); }
+    Run(const Run&) = delete;
+    Run& operator=(const Run&) = delete;
+
+    ExitStatus Execute(Client_Request_Message* request) {
+        ExitStatus done = Connect();
+        if (done == kOk && session.LoginRequired()) done = LogIn();
+        if (done == kOk) done = CheckCompatibility(*request);
+        if (done == kOk) done = Send(request);
+        session.CLLogOut();
+        return done;
+    }
+
+  private:
+    std::string Agent() const { return options.host + " port " + std::to_string(options.port); }
+
+    ExitStatus Lost(uint32_t status) {
+        return Fail(kNoSession, "connection to " + Agent() + " lost: " + Words(status));
+    }
+
+    static std::string Words(uint32_t status) {
+        return zwmgmt::StatusText(status) + std::string(" (status ") + std::to_string(status) + ")";
+    }
+
+    ExitStatus Connect() {
+        const uint32_t status = session.CLConnectToServer(
+            options.host.c_str(), options.user->c_str(), options.port, result_buffer.data());
+        if (status == zwmgmt::kSuccess) return kOk;
+        if (status == zwmgmt::kNoReadWriteToken) {
+            return Fail(kNoSession, "No read write token available");
+        }
+        return Fail(kNoSession, "cannot open a session with " + Agent() + ": " + Words(status));
+    }
+
+    ExitStatus LogIn() {
+        std::string error;
+        if (password.Text().empty() &&
+            !AskForPassword("Password of " + *options.user + " for " + options.host + ": ",
+                            &password, &error)) {
+            return Fail(kNotLoggedIn, error);
+        }
+        if (session.SetPassword(password.Text().c_str()) != zwmgmt::kSuccess) {
+            return Fail(kNotLoggedIn, "the password is longer than 64 bytes");
+        }
+        const uint32_t status = session.CLAuthenticateUser(result_buffer.data());
+        if (status == zwmgmt::kSuccess) return kOk;
+        if (status == zwmgmt::kLoginRejected || status == zwmgmt::kLoginFailed) {
+            return Fail(kNotLoggedIn, "Authentication failed, please check username or password");
+        }
+        return Lost(status);
+    }
+
+    ExitStatus CheckCompatibility(const Client_Request_Message& request) {
+        const uint32_t status = session.FetchCapabilities(result_buffer.data());
+        if (!session.Connected()) return Lost(status);
+        if (status != zwmgmt::kSuccess) {
+            Say("warning: the agent refused to tell its capabilities (status " +
+                std::to_string(status) + "); compatibility is not checked");
+            return kOk;
+        }
+        const Capabilities capabilities = session.AgentCapabilities();
+        if (session.Validate_Server_APIVersion_Capabilities(&capabilities, request.service,
+                                                            request.command) == 0) {
+            return kOk;
+        }
+        std::string refusal = session.ErrorText();
+        while (refusal.ends_with('\n')) refusal.pop_back();
+        return Fail(kUnsupported, refusal);
+    }
+
+    ExitStatus Send(Client_Request_Message* request) {
+        _Message message = {};
+        const auto result = static_cast<uint32_t>(
+            session.Client_ProcessRequest(&message, request, result_buffer.data(), nullptr));
+        const ExitStatus done = ExitStatusOf(result, message.status);
+        return done == kNoSession ? Lost(result) : done;
+    }
+
+    const Options& options;
+    Secret password;
+    std::vector<char> result_buffer;
+    ZwMgmt_interface session;
+};
+
+ExitStatus Main(int argc, const char* const* argv) {
+    Options options;
+    if (const auto stop = ParseOptions(argc, argv, &options)) return static_cast<ExitStatus>(*stop);
+
+    std::vector<const char*> words;
+    for (const std::string& word : options.words) words.push_back(word.c_str());
+    zwmgmt::CommandWords command(words.data(), words.size());
+    if (command.Request() == nullptr) return Fail(kUsage, command.Error());
+
+    if (!options.user) {
+        char local_user[256] = {};
+        if (!zwmgmt::platform::CurrentUserName(local_user, sizeof(local_user))) {
+            return Fail(kUsage, "this machine does not know the current user; use --user");
+        }
+        options.user = local_user;
+    }
+    if (options.user->size() > sizeof(LoginRecord::user_name)) {
+        return Fail(kUsage, "the user name is longer than 256 bytes");
+    }
+    Secret password;
+    std::string error;
+    if (options.password_file && !ReadPasswordFile(*options.password_file, &password, &error)) {
+        return Fail(kUsage, error);
+    }
+    return Run(options, std::move(password)).Execute(command.Request());
+}
+
+}  // namespace
+}  // namespace zwcli
+
+int main(int argc, char** argv) {
+    zwcli::ExitStatus status;
+    try {
+        status = zwcli::Main(argc, argv);
+    } catch (const std::bad_alloc&) {
+        status = zwcli::Fail(zwcli::kFailed, "out of memory");
+    }
+    // A listing that could not be written whole is no success.
+    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
+        status = zwcli::Fail(status == zwcli::kOk ? zwcli::kFailed : status,
+                             "cannot write to standard output");
+    }
+    return status;
+}

@@ -1,0 +1,22 @@
+#pragma once
+
+/// ZWMGMT_API marks what the library exports. Programs define nothing for the shared library; the
+/// static one sets ZWMGMT_STATIC through its build target.
+#if defined(ZWMGMT_STATIC)
+#define ZWMGMT_API
+#elif defined(_WIN32) && defined(ZWMGMT_BUILDING)
+#define ZWMGMT_API __declspec(dllexport)
+#elif defined(_WIN32)
+#define ZWMGMT_API __declspec(dllimport)
+#else
+#define ZWMGMT_API __attribute__((visibility("default")))
+#endif
+
+/// Lets the compiler check the arguments of a printf-like member (positions count from 1, `this`
+/// included).
+#if defined(__GNUC__)
+#define ZWMGMT_PRINTF_LIKE(format_at, arguments_at) \
+    __attribute__((format(printf, format_at, arguments_at)))
+#else
+#define ZWMGMT_PRINTF_LIKE(format_at, arguments_at)
+#endif

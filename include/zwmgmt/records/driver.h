@@ -1,0 +1,22 @@
+/// One driver of a managed host: a record of the reply to "system listdrivers".
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#pragma pack(push, 1)
+
+/// Filled by the agent. Texts are NUL-padded and need not be terminated.
+struct DriverInfo {
+    char name[32];
+    char date[32];     ///< empty: not available
+    char version[64];  ///< empty: not available
+    char description[128];
+    uint8_t loaded;    ///< nonzero: yes
+    DriverInfo* next;  ///< null in the last one
+};
+
+#pragma pack(pop)
+
+static_assert(sizeof(DriverInfo) == 265 && offsetof(DriverInfo, version) == 64 &&
+              offsetof(DriverInfo, loaded) == 256 && offsetof(DriverInfo, next) == 257);

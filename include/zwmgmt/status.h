@@ -1,0 +1,41 @@
+/// Status codes: one integer space for the agent's answers and the library's own outcomes.
+#pragma once
+
+#include <cstdint>
+
+#include "zwmgmt/export.h"
+
+namespace zwmgmt {
+
+enum Status : uint32_t {
+    kSuccess = 0,
+    kListNotBuilt = 1,        ///< the reply's records could not be turned into a list
+    kRequestRefused = 1,      ///< a handler refused its arguments and has said why
+    kInvalidCommand = 5,      ///< no such command for the service
+    kInvalidValue = 6,        ///< a value is not acceptable
+    kReadError = 7,           ///< short read, or no memory or no permission for the reply's data
+    kWriteError = 8,          ///< short write
+    kNoReadWriteToken = 9,    ///< the agent granted no read-write token
+    kIncompatible = 16,       ///< the agent's version or OS does not support the command
+    kMissingArgument = 61,    ///< connecting without host, user name or result buffer
+    kLoginRejected = 225,     ///< the agent's answer to a wrong user name or password
+    kHostNotResolved = 267,   ///< the host name has no IPv4 address
+    kConnectFailed = 268,     ///< the TCP connection could not be made
+    kNoTlsSession = 269,      ///< no TLS session object (no context, or no memory)
+    kCiphersRefused = 270,    ///< the TLS library accepts none of the ciphers
+    kHandshakeFailed = 271,   ///< the TLS handshake failed
+    kHandshakeTimeout = 272,  ///< the TLS handshake did not complete in time
+    kOutOfMemory = 273,       ///< no memory for a session-control message
+    kLoginFailed = 274,       ///< login answered with another status, or no local user name
+    kNoSocket = 276,          ///< no socket could be created
+    kNotConnected = 279,      ///< a request without a connection to a managed system
+    kReceiveTimeout = 283,    ///< the agent sent nothing in time
+    kSendTimeout = 284,       ///< the agent took nothing in time
+    kNotSupported = 412,      ///< the agent does not know the command
+};
+
+/// A short English text for a status, without line end, for messages to people; a number that the
+/// library does not know gives "agent status". Static storage.
+ZWMGMT_API const char* StatusText(uint32_t status);
+
+}  // namespace zwmgmt

@@ -1,0 +1,67 @@
+/// The numbers of services and commands, as they travel on the wire. The words behind them, and the
+/// numbers of keys and sub-commands, come from the look-ups of ZwMgmt_interface.
+#pragma once
+
+#include <cstdint>
+
+namespace zwmgmt {
+
+enum Service : uint8_t {
+    kSession = 0,  ///< opening, login and logout
+    kIscsi = 1,
+    kNet = 2,
+    kTeam = 3,
+    kKorvane = 4,
+    kSystem = 5,
+    kFilter = 6,
+    kTm = 7,
+    kLog = 8,
+    kFcoe = 9,
+    kIwarp = 10,
+    kDiags = 11,
+    kHyperv = 12,
+    kWdudp = 13,
+    kFoiscsiini = 14,
+    kTmsched = 15,
+    kBypass = 16,
+    kWdtoe = 17,
+    kMsteam = 18,
+    kBonding = 19,
+    kGeneric = 20,
+};
+
+/// Commands that the library's own code names; outside iscsi the number is the wire opcode too.
+enum Command : uint16_t {
+    kGetCapabilities = 8,       // system
+    kPing = 104,                // net
+    kTraceRoute = 106,          // net
+    kVswitch = 110,             // net
+    kVswif = 111,               // net
+    kPortGroup = 115,           // net
+    kListPorts = 136,           // korvane
+    kListDrivers = 137,         // system
+    kGetCardStats = 138,        // korvane
+    kSetCardProperty = 139,     // korvane
+    kGetPortStats = 141,        // korvane
+    kListAdapterProps = 142,    // korvane
+    kInstall = 143,             // system
+    kLoadDriver = 145,          // system
+    kFlashRom = 156,            // korvane
+    kBridge = 234,              // net
+    kVif = 236,                 // net
+    kPif = 238,                 // net
+    kFirstUnusedCommand = 349,  // no command has this number or a higher one
+};
+
+/// The agent's operating system, from the opening reply and in the capabilities record.
+enum AgentOs : uint8_t {
+    kWindows = 1,
+    kLinux = 2,
+    kSolaris = 3,
+    kFreeBsd = 4,
+    kEsx = 5,
+    kMac = 6,
+    kXen = 8,
+};
+
+}  // namespace zwmgmt

@@ -1,0 +1,292 @@
+/// The client side of one session with one management agent.
+///
+/// A program makes one ZwMgmt_interface per managed host, connects it, sends requests and tears it
+/// down:
+///
+///     std::vector<char> result(zwmgmt::kResultBufferSize);
+///     ZwMgmt_interface session;
+///     if (session.CLConnectToServer("node7", "operator", 0, result.data()) == zwmgmt::kSuccess) {
+///         const char* words[] = {"korvane", "listadapterprops"};
+///         zwmgmt::CommandWords command(words, 2);
+///         session.Client_ProcessRequest(command.Request(), result.data(), nullptr);
+///         session.CLLogOut();
+///     }
+///     session.CLDisconnectFromServer();
+///
+/// Every operation is synchronous. A session is one thread's at a time; sessions share nothing, so
+/// a program may run one per thread. No operation throws, ends the process or raises a signal;
+/// results are the codes of zwmgmt/status.h unless stated otherwise. Texts of the library go to the
+/// session's output stream.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+
+#include "zwmgmt/export.h"
+#include "zwmgmt/fixed_text.h"
+#include "zwmgmt/message.h"
+#include "zwmgmt/records/adapter.h"
+#include "zwmgmt/records/capabilities.h"
+#include "zwmgmt/request.h"
+#include "zwmgmt/status.h"
+#include "zwmgmt/vocabulary.h"
+
+struct ssl_ctx_st;
+struct ssl_st;
+
+class ZWMGMT_API ZwMgmt_interface {
+  public:
+    // ---- Construction -------------------------------------------------------------------------
+
+    /// Makes the TLS context with the trust store certs/cert.pem beside the running executable.
+    /// When that fails it says so on standard output, and connecting gives kNoTlsSession.
+    ZwMgmt_interface();
+
+    /// The same with a PEM file of the program's choice as trust store.
+    explicit ZwMgmt_interface(const char* certificate_file);
+
+    /// Copies the whole session state; both objects then speak over the same connection, and just
+    /// one of them is to be torn down.
+    ZwMgmt_interface(const ZwMgmt_interface&) = default;
+    ZwMgmt_interface& operator=(const ZwMgmt_interface&) = default;
+
+    /// Releases nothing beyond the object: call CLDisconnectFromServer first.
+    virtual ~ZwMgmt_interface();
+
+    // ---- Connection: open, log in, close ------------------------------------------------------
+
+    /// Connects, runs the TLS handshake (at most 15.5 seconds) and the opening exchange.
+    /// host: name or dotted quad. user_name: at most 256 bytes. port: 0 means 35001.
+    /// result_buffer: kResultBufferSize bytes of the caller's, overwritten.
+    /// Returns kSuccess, kNoReadWriteToken, or what failed. LoginRequired() tells whether a login
+    /// must follow. A password set earlier is forgotten. After a failure tear the session down.
+    [[nodiscard]] uint32_t CLConnectToServer(const char* host, const char* user_name, uint16_t port,
+                                             char* result_buffer);
+
+    /// Keeps the password (1 to 64 bytes) for the next CLAuthenticateUser; kInvalidValue, with
+    /// nothing kept, when it is empty or longer.
+    uint32_t SetPassword(const char* password);
+
+    /// Sends the login with the password kept, once: the password is wiped from the session.
+    /// Returns kSuccess, kLoginRejected, kLoginFailed or what failed on the way.
+    [[nodiscard]] uint32_t CLAuthenticateUser(char* result_buffer);
+
+    /// Says goodbye to the agent. Does nothing without a connection.
+    void CLLogOut();
+
+    /// Logs out where needed and releases connection and TLS context. The object cannot connect
+    /// again.
+    void CLDisconnectFromServer();
+
+    // ---- Connection: settings -----------------------------------------------------------------
+
+    /// Where the library's texts go; not owned. Null means standard output, the default.
+    void SetOutputStream(FILE* stream);
+
+    /// Overrides the receive timeouts (120 to 900 seconds by command and agent OS); 0 restores
+    /// them.
+    void SetReceiveTimeout(uint32_t seconds);
+
+    /// The longest reply data accepted, in bytes; default 64 MiB. A longer one gives kReadError.
+    void SetReplyLimit(uint32_t bytes);
+
+    // ---- Connection: state --------------------------------------------------------------------
+
+    [[nodiscard]] uint8_t OsType() const;             ///< zwmgmt::AgentOs, from the opening reply
+    [[nodiscard]] uint32_t AgentWordSize() const;     ///< bytes of a pointer on the agent's side
+    [[nodiscard]] bool Connected() const;             ///< holds the read-write token
+    [[nodiscard]] bool LoginRequired() const;         ///< the agent waits for a login
+    [[nodiscard]] uint32_t LastStatus() const;        ///< last status of session or agent
+    [[nodiscard]] const char* ServerAddress() const;  ///< dotted quad; "" before connecting
+    [[nodiscard]] uint16_t Port() const;              ///< TCP port of the agent
+    [[nodiscard]] int64_t LastSuccessTime() const;    ///< seconds since 1970-01-01 UTC; 0: never
+    [[nodiscard]] const _Message& LastReplyHeader() const;  ///< header of the last reply
+
+    // ---- Compatibility ------------------------------------------------------------------------
+
+    /// Asks the agent for its capabilities record and keeps it in the session. Returns kSuccess,
+    /// the agent's own status when it refuses, or what failed.
+    [[nodiscard]] uint32_t FetchCapabilities(char* result_buffer);
+
+    /// The record that FetchCapabilities kept; all zero before.
+    [[nodiscard]] const Capabilities& AgentCapabilities() const;
+
+    /// Whether an agent of these capabilities can serve the command. Returns 0 to go ahead, or
+    /// kIncompatible with the reason in ErrorText(). Prints a warning when the agent's interface
+    /// version differs from the client's.
+    [[nodiscard]] int Validate_Server_APIVersion_Capabilities(const Capabilities* capabilities,
+                                                              uint8_t service, uint16_t command);
+
+    /// The text of the last compatibility refusal, as the system words it; "" when there was none.
+    [[nodiscard]] const char* ErrorText() const;
+
+    /// Lowest interface version of an agent that this client works with for a service, in the form
+    /// of Capabilities::api_version; 0 for a number that is no service.
+    [[nodiscard]] uint8_t MinimumServerVersion(uint8_t service) const;
+
+    /// Fills the service words with the newest capabilities known for the os_code in the record.
+    /// Returns 0, or -1 for an unknown OS.
+    static int GetLatestServerCapabilities(Capabilities* capabilities);
+    static void GetLatestWindowsCapabilities(Capabilities* capabilities);
+    static void GetLatestLinuxCapabilities(Capabilities* capabilities);
+    static void GetLatestXENCapabilities(Capabilities* capabilities);
+    static void GetLatestSolarisCapabilities(Capabilities* capabilities);
+    static void GetLatestFBSDCapabilities(Capabilities* capabilities);
+    static void GetLatestESXCapabilities(Capabilities* capabilities);
+    static void GetLatestMacCapabilities(Capabilities* capabilities);
+
+    // ---- Vocabulary: words to numbers ---------------------------------------------------------
+    // Whole words only, in any case (keys of foiscsiini, bypass and bonding: as they stand). An
+    // unknown word gives -1; 0 is a valid number.
+
+    static int CLGetService(const char* word);
+    static int CLGetCommand(const char* word, uint8_t service);
+    static int CLGetSubCommand(const char* word, uint8_t service, uint16_t command);
+    static int CLGetKeyNo(const char* word, uint8_t service);
+
+    /// Copies the part of a key=value word before the first "=" into key, without a terminator: the
+    /// caller passes a zeroed buffer as long as the word. Returns 0, or 1 without "=".
+    static int CLGetKey(const char* word, char* key);
+
+    /// Copies the part after the first "=", terminated, into value (as long as the word). Returns
+    /// 0, or 1 when there is no "=" or nothing after it.
+    static int CLGetValue(const char* word, char* value);
+
+    /// Sub-command numbers of the first argument word of a net request, for Xen and ESX networking;
+    /// kInvalidCommand for a word that is none.
+    static uint64_t CLGetXENNETCmnd(const Client_Request_Message* request);
+    static uint64_t CLGetESXNETCmnd(const Client_Request_Message* request);
+
+    // ---- Requests -----------------------------------------------------------------------------
+
+    /// Sends a request and prints the reply or, in build-list mode, hands its records to *out (null
+    /// when there are none; release with CLFreeMem under the request's command number). out may be
+    /// null outside build-list mode. result_buffer: kResultBufferSize bytes of the caller's.
+    /// Returns 0 when the agent has answered, whatever its status (see LastStatus, or the message
+    /// of the next form); 1 when the request was refused before sending and the reason printed;
+    /// kInvalidCommand for a command without handler; kNotSupported when the agent does not know
+    /// it; or the session's failure. Nothing is sent unless the whole request is valid.
+    int Client_ProcessRequest(Client_Request_Message* request, char* result_buffer, void** out);
+
+    /// The same with the caller's message, which holds the reply's header afterwards.
+    int Client_ProcessRequest(_Message* message, Client_Request_Message* request,
+                              char* result_buffer, void** out);
+
+    /// The same with working space for handlers: scratch_bytes may be null, scratch_text has 1,024
+    /// characters.
+    int Client_ProcessRequest(_Message* message, char* result_buffer, uint8_t* scratch_bytes,
+                              Client_Request_Message* request, char* scratch_text, void** out);
+
+    /// The same by numbers and words ([sub-command] key=value ...). Of the statuses it returns only
+    /// 1, 6, 7, 8, 9 and 279; any other comes back as 0 on purpose.
+    int Client_ProcessRequest(uint8_t service, uint16_t command, uint8_t qualifier,
+                              const char* const* words, int count, char* result_buffer, void** out);
+
+    int Client_ProcessRequest(_Message* message, uint8_t service, uint16_t command,
+                              uint8_t qualifier, const char* const* words, int count,
+                              char* result_buffer, void** out);
+
+    /// One round trip: sends the message and receives the reply into it. The message's data area is
+    /// freed in any case. With record_size nonzero, a successful reply's data becomes a list at
+    /// *out (as CLBuildList makes it); otherwise the data is copied into result_buffer, as far as
+    /// it fits, and, where out is given, the whole block handed over (malloc, the caller frees it).
+    /// Returns kSuccess whatever status the agent replied with (read it from the message), or the
+    /// failure; after a transport failure the session counts as disconnected.
+    uint32_t Client_TalkToServer(_Message* message, char* result_buffer, uint32_t record_size,
+                                 uint32_t node_size, uint16_t pointer_count,
+                                 uint32_t agent_word_size, void** out);
+
+    // ---- Printing and result lists ------------------------------------------------------------
+
+    /// While set, requests hand lists to the caller instead of printing them.
+    void SetBuildListMode();
+    void ResetBuildListMode();
+
+    /// Everything the library prints goes through here; printf-like, returns printf's count.
+    int PrintOutput(const char* format, ...) ZWMGMT_PRINTF_LIKE(2, 3);
+
+    /// Small formatter: %% %c %d %s; any other conversion prints nothing and takes no argument.
+    /// Returns 0.
+    int CLPrintMsg(const char* format, ...);
+
+    /// Prints the reply of a command. output: its record list or data block. Returns 0,
+    /// kNotSupported (said on standard error), or 1 for a command that has no printer.
+    int CLPrint(void* output, int command, _Message* message);
+
+    /// Splits a run of packed records into a list of zeroed nodes (malloc) of node_size bytes, each
+    /// with the link at offset record_size. pointer_count: pointer fields of a record, the link
+    /// included. layout: the agent's word size. A 0xFF byte or the end of the data ends the run; an
+    /// incomplete last record is dropped; no record at all gives one zeroed node. The inner list
+    /// heads before the link are null. Returns 0, or 2 (no memory, or sizes that do not fit) with
+    /// *head unchanged.
+    static int CLBuildList(void** head, const void* source, uint32_t record_size,
+                           uint32_t node_size, uint16_t pointer_count, uint32_t layout,
+                           uint32_t length);
+
+    /// Frees the nodes of one list whose link is at the given offset. A null list is fine.
+    static void CLFreeList(void* head, uint32_t link_offset);
+
+    /// Frees what a request of this command handed out, inner lists included.
+    static void CLFreeMem(uint16_t command, void* head);
+
+    // ---- Adapters -----------------------------------------------------------------------------
+    // Builders fill a request and return 0, or 1 after printing why not. Printers print a reply's
+    // list.
+
+    int CLGetKorvaneAdapters(Client_Request_Message* request, _Message* message);
+    void GetKorvaneAdaptersResponse(const _CardInformation* cards, _Message* message);
+
+    // ---- System -------------------------------------------------------------------------------
+
+    int CLGetCapabilities(Client_Request_Message* request, _Message* message);
+
+    /// Unpacks a capabilities record of `length` bytes into the session; false when it is cut.
+    bool GetCapabilitiesResponse(const void* data, uint32_t length);
+
+  private:
+    ssl_ctx_st* CLInitializeContext(const char* certificate_file);
+    void CLGetMinServerVer();
+    uint32_t CLSendData(const uint8_t* bytes, uint32_t length);
+    uint32_t CLGetData(uint8_t* bytes, uint32_t length);
+    uint32_t Open(const char* host, const char* user_name, char* result_buffer);
+    uint32_t ConnectTls(const char* host);
+    void SendLogout();
+    uint32_t SendMessage(const _Message& message);
+    uint32_t ReceiveHeader(char* result_buffer, _Message* message);
+    uint32_t ReceiveBlock(uint32_t length, uint8_t** block);
+    uint32_t ReceiveTimeoutSeconds() const;
+    uint32_t LoseConnection(uint32_t reason);
+    int RefuseService(const char* format, ...) ZWMGMT_PRINTF_LIKE(2, 3);
+    int CheckSameVersion(const Capabilities& agent, uint8_t service, uint16_t command);
+    int CheckNewest(const Capabilities& newest, uint8_t service);
+    uint32_t Dispatch(_Message* message, Client_Request_Message* request, char* result_buffer,
+                      void** out);
+    bool ReportStatus(uint32_t reported);
+
+    uint16_t header_size = zwmgmt::kHeaderSize;
+    uint8_t os_type = 0;
+    uint8_t current_service = 0;
+    uint16_t current_command = 0;
+    uint32_t agent_word_size = 0;
+    uint8_t connected = 0;
+    uint8_t rw_token = 1;
+    uint8_t winsock_ready = 0;
+    uint8_t login_required = 0;
+    uint32_t status = 0;
+    char server_address[256] = {};
+    uint16_t port = 0;
+    int64_t last_success_time = 0;
+    LoginRecord login_record = {};
+    _Message last_reply_header = {};
+    ssl_ctx_st* tls_context = nullptr;
+    ssl_st* tls_session = nullptr;
+    intptr_t socket = -1;
+
+    Capabilities agent_capabilities = {};
+    uint8_t minimum_server_version[21] = {};
+    char error_text[1024] = {};
+    bool build_list_mode = false;
+    uint32_t receive_timeout_seconds = 0;
+    uint32_t reply_limit = 64u << 20;
+    FILE* output_stream = nullptr;
+};

@@ -1,0 +1,16 @@
+/// What the local machine knows: who runs this process, and from where.
+#pragma once
+
+#include <cstddef>
+
+namespace zwmgmt::platform {
+
+/// Writes the name of the user running this process, cut to capacity - 1 bytes and terminated;
+/// false when the machine does not know the user.
+bool CurrentUserName(char* name, size_t capacity);
+
+/// Writes the path of "certs/cert.pem" beside the running executable (the program, not the
+/// library), with the platform's separator, terminated; false when it cannot be told or is longer.
+bool CertificatePath(char* path, size_t capacity);
+
+}  // namespace zwmgmt::platform

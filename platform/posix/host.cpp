@@ -1,0 +1,33 @@
+#include "platform/host.h"
+
+#include <pwd.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+
+namespace zwmgmt::platform {
+
+bool CurrentUserName(char* name, size_t capacity) {
+    char texts[1 << 14];
+    passwd entry;
+    passwd* found = nullptr;
+    if (getpwuid_r(geteuid(), &entry, texts, sizeof(texts), &found) != 0 || found == nullptr) {
+        return false;
+    }
+    std::snprintf(name, capacity, "%s", entry.pw_name);
+    return true;
+}
+
+bool CertificatePath(char* path, size_t capacity) {
+    static constexpr char kFile[] = "certs/cert.pem";
+    const ssize_t length = readlink("/proc/self/exe", path, capacity);
+    if (length <= 0 || static_cast<size_t>(length) == capacity) return false;
+    path[length] = '\0';
+    char* after_folder = std::strrchr(path, '/') + 1;
+    if (after_folder + sizeof(kFile) > path + capacity) return false;
+    std::memcpy(after_folder, kFile, sizeof(kFile));
+    return true;
+}
+
+}  // namespace zwmgmt::platform

@@ -1,0 +1,30 @@
+/// Sets of agent operating systems, for table rows.
+#pragma once
+
+#include <cstdint>
+#include <initializer_list>
+
+#include "zwmgmt/vocabulary.h"
+
+namespace zwmgmt {
+
+class OsSet {
+  public:
+    constexpr OsSet(std::initializer_list<AgentOs> systems) : OsSet(uint16_t{0}) {
+        for (AgentOs os : systems) bits = static_cast<uint16_t>(bits | 1u << os);
+    }
+
+    /// Every code an agent can send, also those that this client does not know.
+    static constexpr OsSet Any() { return OsSet(kAny); }
+
+    constexpr bool Has(uint8_t os_code) const {
+        return bits == kAny || (os_code < 16 && (bits >> os_code & 1) != 0);
+    }
+
+  private:
+    static constexpr uint16_t kAny = 0xFFFF;
+    explicit constexpr OsSet(uint16_t value) : bits(value) {}
+    uint16_t bits;
+};
+
+}  // namespace zwmgmt

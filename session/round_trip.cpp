@@ -1,0 +1,107 @@
+/// One request, one reply: Client_TalkToServer and its steps.
+#include <openssl/crypto.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include "zwmgmt/zwmgmt_interface.h"
+
+namespace {
+
+/// A reply's block grows by at most this much before the bytes for it have arrived.
+constexpr uint32_t kFirstGrowth = 256 * 1024;
+
+}  // namespace
+
+uint32_t ZwMgmt_interface::SendMessage(const _Message& message) {
+    if (CLSendData(reinterpret_cast<const uint8_t*>(&message), header_size) != header_size) {
+        return zwmgmt::kWriteError;
+    }
+    const auto* data = static_cast<const uint8_t*>(message.data);
+    if (message.data_length != 0 && CLSendData(data, message.data_length) != message.data_length) {
+        return status == zwmgmt::kSendTimeout ? zwmgmt::kSendTimeout : zwmgmt::kWriteError;
+    }
+    return zwmgmt::kSuccess;
+}
+
+uint32_t ZwMgmt_interface::ReceiveHeader(char* result_buffer, _Message* message) {
+    *message = {};
+    last_reply_header = {};
+    std::memset(result_buffer, 0, zwmgmt::kResultBufferSize);
+    _Message reply = {};
+    if (CLGetData(reinterpret_cast<uint8_t*>(&reply), header_size) != header_size) {
+        return status == zwmgmt::kReceiveTimeout ? zwmgmt::kReceiveTimeout : zwmgmt::kReadError;
+    }
+    *message = reply;
+    last_reply_header = reply;
+    return zwmgmt::kSuccess;
+}
+
+uint32_t ZwMgmt_interface::ReceiveBlock(uint32_t length, uint8_t** block) {
+    *block = nullptr;
+    if (length > reply_limit) return zwmgmt::kReadError;
+    uint32_t received = 0;
+    uint32_t result = zwmgmt::kSuccess;
+    while (received < length && result == zwmgmt::kSuccess) {
+        const uint32_t wanted = std::min(length - received, std::max(received, kFirstGrowth));
+        auto* grown = static_cast<uint8_t*>(std::realloc(*block, received + wanted));
+        if (grown == nullptr) {
+            result = zwmgmt::kReadError;
+            break;
+        }
+        *block = grown;
+        if (CLGetData(grown + received, wanted) != wanted) {
+            result =
+                status == zwmgmt::kReceiveTimeout ? zwmgmt::kReceiveTimeout : zwmgmt::kReadError;
+        }
+        received += wanted;
+    }
+    if (result != zwmgmt::kSuccess) {
+        std::free(*block);
+        *block = nullptr;
+    }
+    return result;
+}
+
+uint32_t ZwMgmt_interface::Client_TalkToServer(_Message* message, char* result_buffer,
+                                               uint32_t record_size, uint32_t node_size,
+                                               uint16_t pointer_count, uint32_t word_size,
+                                               void** out) {
+    if (out != nullptr) *out = nullptr;
+    if (message == nullptr || result_buffer == nullptr || (record_size != 0 && out == nullptr) ||
+        (message->data_length != 0 && message->data == nullptr)) {
+        return zwmgmt::kMissingArgument;
+    }
+    status = zwmgmt::kSuccess;
+    message->os_type = os_type;
+    message->status = 0;
+    const uint32_t sent = SendMessage(*message);
+    // Wiped first: it may be a copy of the login record.
+    if (message->data != nullptr) OPENSSL_cleanse(message->data, message->data_length);
+    std::free(message->data);
+    message->data = nullptr;
+    if (sent != zwmgmt::kSuccess) return LoseConnection(sent);
+
+    const uint32_t answered = ReceiveHeader(result_buffer, message);
+    if (answered != zwmgmt::kSuccess) return LoseConnection(answered);
+    status = message->status;
+    if (message->status != zwmgmt::kSuccess || message->data_length == 0) return zwmgmt::kSuccess;
+
+    uint8_t* block = nullptr;
+    const uint32_t received = ReceiveBlock(message->data_length, &block);
+    if (received != zwmgmt::kSuccess) return LoseConnection(received);
+    if (record_size != 0) {
+        const int failed = CLBuildList(out, block, record_size, node_size, pointer_count, word_size,
+                                       message->data_length);
+        std::free(block);
+        return failed ? zwmgmt::kListNotBuilt : zwmgmt::kSuccess;
+    }
+    std::memcpy(result_buffer, block, std::min(message->data_length, zwmgmt::kResultBufferSize));
+    if (out != nullptr) {
+        *out = block;
+    } else {
+        std::free(block);
+    }
+    return zwmgmt::kSuccess;
+}

@@ -1,0 +1,135 @@
+#include "session/tls.h"
+
+#include <openssl/bio.h>
+#include <openssl/err.h>
+
+#include <new>
+
+namespace zwmgmt::tls {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/// What the BIO of one connection knows. Reads end at the deadline, so that a peer that sends
+/// housekeeping records without end cannot keep the TLS library in its own read loop.
+struct Channel {
+    platform::SocketHandle socket;
+    Clock::time_point deadline;
+};
+
+Channel* ChannelOf(BIO* bio) {
+    return static_cast<Channel*>(BIO_get_data(bio));
+}
+
+int FinishBioCall(BIO* bio, int moved, int retry_flag) {
+    BIO_clear_retry_flags(bio);
+    if (moved == platform::kWouldBlock) BIO_set_flags(bio, retry_flag | BIO_FLAGS_SHOULD_RETRY);
+    return moved < 0 ? -1 : moved;
+}
+
+int WriteBio(BIO* bio, const char* bytes, int length) {
+    const int moved = platform::Send(ChannelOf(bio)->socket, bytes, length);
+    return FinishBioCall(bio, moved, BIO_FLAGS_WRITE);
+}
+
+int ReadBio(BIO* bio, char* bytes, int length) {
+    Channel* channel = ChannelOf(bio);
+    const int moved = Clock::now() < channel->deadline
+                          ? platform::Receive(channel->socket, bytes, length)
+                          : platform::kWouldBlock;
+    return FinishBioCall(bio, moved, BIO_FLAGS_READ);
+}
+
+long ControlBio(BIO*, int command, long, void*) {
+    return command == BIO_CTRL_FLUSH ? 1 : 0;
+}
+
+int DestroyBio(BIO* bio) {
+    delete ChannelOf(bio);
+    return 1;
+}
+
+BIO_METHOD* MakeMethod() {
+    BIO_METHOD* method = BIO_meth_new(BIO_get_new_index() | BIO_TYPE_SOURCE_SINK, "socket");
+    if (method == nullptr) return nullptr;
+    BIO_meth_set_write(method, WriteBio);
+    BIO_meth_set_read(method, ReadBio);
+    BIO_meth_set_ctrl(method, ControlBio);
+    BIO_meth_set_destroy(method, DestroyBio);
+    return method;
+}
+
+/// Repeats one TLS operation until it is done, fails, or the time is up.
+template <class Operation>
+Outcome Drive(SSL* ssl, Milliseconds limit, Operation operation) {
+    Channel* channel = ChannelOf(SSL_get_rbio(ssl));
+    const auto deadline = Clock::now() + limit;
+    channel->deadline = deadline;
+    for (;;) {
+        ERR_clear_error();
+        const int result = operation();
+        if (result == 1) return Outcome::kDone;
+
+        const int reason = SSL_get_error(ssl, result);
+        if (reason != SSL_ERROR_WANT_READ && reason != SSL_ERROR_WANT_WRITE) {
+            return Outcome::kFailed;
+        }
+        const auto left = std::chrono::ceil<Milliseconds>(deadline - Clock::now());
+        if (left.count() <= 0) return Outcome::kTimeout;
+        const auto direction = reason == SSL_ERROR_WANT_READ ? platform::Direction::kRead
+                                                             : platform::Direction::kWrite;
+        switch (platform::WaitFor(channel->socket, direction, left)) {
+            case platform::WaitResult::kReady:
+                break;
+            case platform::WaitResult::kTimeout:
+                return Outcome::kTimeout;
+            case platform::WaitResult::kFailed:
+                return Outcome::kWaitFailed;
+        }
+    }
+}
+
+}  // namespace
+
+bool Attach(SSL* ssl, platform::SocketHandle socket) {
+    static const BIO_METHOD* const method = MakeMethod();
+    if (method == nullptr) return false;
+    auto* channel = new (std::nothrow) Channel{socket, {}};
+    if (channel == nullptr) return false;
+    BIO* bio = BIO_new(method);
+    if (bio == nullptr) {
+        delete channel;
+        return false;
+    }
+    BIO_set_data(bio, channel);
+    BIO_set_init(bio, 1);
+    SSL_set_bio(ssl, bio, bio);
+    return true;
+}
+
+Outcome Handshake(SSL* ssl, Milliseconds limit) {
+    return Drive(ssl, limit, [&] { return SSL_do_handshake(ssl); });
+}
+
+Transfer ReadSome(SSL* ssl, void* buffer, size_t length, Milliseconds limit) {
+    size_t moved = 0;
+    const auto outcome =
+        Drive(ssl, limit, [&] { return SSL_read_ex(ssl, buffer, length, &moved); });
+    return {outcome, outcome == Outcome::kDone ? moved : 0};
+}
+
+Transfer WriteSome(SSL* ssl, const void* bytes, size_t length, Milliseconds limit) {
+    size_t moved = 0;
+    const auto outcome =
+        Drive(ssl, limit, [&] { return SSL_write_ex(ssl, bytes, length, &moved); });
+    return {outcome, outcome == Outcome::kDone ? moved : 0};
+}
+
+void Shutdown(SSL* ssl) {
+    ERR_clear_error();
+    // The second call only takes in a goodbye that the peer has already sent.
+    if (SSL_is_init_finished(ssl) && SSL_shutdown(ssl) == 0) SSL_shutdown(ssl);
+    ERR_clear_error();
+}
+
+}  // namespace zwmgmt::tls

@@ -1,0 +1,39 @@
+/// TLS over a non-blocking socket, with a time limit on every step. Serves both ends: the session
+/// and the simulated agent. Every OpenSSL result is judged in one place, Drive in tls.cpp.
+#pragma once
+
+#include <openssl/ssl.h>
+
+#include "platform/socket.h"
+
+namespace zwmgmt::tls {
+
+using platform::Milliseconds;
+
+enum class Outcome {
+    kDone,
+    kTimeout,
+    kWaitFailed,  ///< waiting for the socket failed
+    kFailed,      ///< the peer has gone or broken the protocol
+};
+
+struct Transfer {
+    Outcome outcome;
+    size_t bytes;  ///< moved; nonzero exactly when kDone
+};
+
+/// Lets TLS speak over the socket, which stays the caller's. Sends without ever raising SIGPIPE.
+/// False when there is no memory.
+bool Attach(SSL* ssl, platform::SocketHandle socket);
+
+Outcome Handshake(SSL* ssl, Milliseconds limit);
+
+/// Reads at least one byte of data. The limit is kept also when the peer stalls within a TLS record
+/// or sends nothing but TLS housekeeping.
+Transfer ReadSome(SSL* ssl, void* buffer, size_t length, Milliseconds limit);
+Transfer WriteSome(SSL* ssl, const void* bytes, size_t length, Milliseconds limit);
+
+/// Says goodbye, without waiting for the peer's answer.
+void Shutdown(SSL* ssl);
+
+}  // namespace zwmgmt::tls

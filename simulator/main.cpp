@@ -1,0 +1,115 @@
+/// korvane_zmsim: a simulated agent to try the library and the front end against.
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <map>
+
+#include "platform/stop_signal.h"
+#include "simulator/agent.h"
+#include "simulator/scenario_host.h"
+
+namespace zmsim {
+namespace {
+
+constexpr int kUsage = 2;
+
+struct Options {
+    AgentOptions agent;
+    std::string os = "linux";
+    std::string scenario_file;
+    int word_size = 0;  // 0: the scenario's
+    std::string user;
+    std::string password_file;
+};
+
+int Fail(const std::string& text, int exit_status) {
+    std::fprintf(stderr, "korvane_zmsim: %s\n", text.c_str());
+    return exit_status;
+}
+
+bool ReadWhole(const std::string& file, std::string* text) {
+    std::ifstream stream(file, std::ios::binary);
+    text->assign(std::istreambuf_iterator<char>(stream), {});
+    return stream.is_open() && !stream.bad();
+}
+
+void Describe(CLI::App* app, Options* options) {
+    std::set<std::string> systems;
+    for (const BuiltinScenario& builtin : kBuiltinScenarios) systems.insert(builtin.os);
+    const std::map<std::string, int> versions = {{"1.2", TLS1_2_VERSION}, {"1.3", TLS1_3_VERSION}};
+
+    app->set_version_flag("--version", "korvane_zmsim " ZWMGMT_VERSION);
+    app->add_option("--port", options->agent.port,
+                    "TCP port (default: 0, any free one); printed as one line on standard output");
+    app->add_option("--listen", options->agent.listen, "IPv4 address to listen on")
+        ->capture_default_str();
+    auto* os = app->add_option("--os", options->os, "Built-in scenario of this agent OS")
+                   ->check(CLI::IsMember(systems))
+                   ->capture_default_str();
+    app->add_option("--scenario", options->scenario_file, "JSON file that describes the host")
+        ->excludes(os);
+    app->add_option("--word-size", options->word_size, "Pointer width that the agent reports")
+        ->check(CLI::IsMember({4, 8, 16}));
+    auto* user = app->add_option("--user", options->user, "Ask for a login, as this user");
+    auto* password = app->add_option("--password-file", options->password_file,
+                                     "File whose first line is the user's password");
+    user->needs(password);
+    password->needs(user);
+    app->add_option("--certificate", options->agent.certificate_file,
+                    "PEM file with certificate and key (default: a throw-away pair)");
+    app->add_option("--tls", options->agent.tls_version, "Speak this TLS version alone")
+        ->transform(CLI::CheckedTransformer(versions));
+    app->add_flag("!--no-token", options->agent.grant_token, "Grant no read-write token");
+}
+
+/// Reads the files that the options name; an error text, or nothing.
+std::string Complete(Options* options, Scenario* scenario) {
+    std::string json(BuiltinScenarioJson(options->os));
+    if (!options->scenario_file.empty() && !ReadWhole(options->scenario_file, &json)) {
+        return "cannot read " + options->scenario_file;
+    }
+    std::string error;
+    if (!ParseScenario(json, scenario, &error)) return "scenario: " + error;
+    if (options->word_size != 0) scenario->word_size = static_cast<uint8_t>(options->word_size);
+    if (!options->user.empty()) {
+        std::string password;
+        if (!ReadWhole(options->password_file, &password)) {
+            return "cannot read " + options->password_file;
+        }
+        password.resize(std::min(password.size(), password.find_first_of("\r\n")));
+        options->agent.login = Login{options->user, password};
+    }
+    return "";
+}
+
+int Main(int argc, char** argv) {
+    Options options;
+    CLI::App app("A simulated management agent.", "korvane_zmsim");
+    Describe(&app, &options);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& stop) {
+        return app.exit(stop) == 0 ? 0 : kUsage;
+    }
+    Scenario scenario;
+    std::string error = Complete(&options, &scenario);
+    if (!error.empty()) return Fail(error, kUsage);
+
+    zwmgmt::platform::HoldStopSignals();
+    ScenarioHost host(std::move(scenario));
+    Agent agent(host, options.agent);
+    if (!agent.Start(&error)) return Fail(error, 1);
+    std::printf("%d\n", agent.Port());
+    std::fflush(stdout);
+    zwmgmt::platform::WaitForStop();
+    agent.Stop();
+    return 0;
+}
+
+}  // namespace
+}  // namespace zmsim
+
+int main(int argc, char** argv) {
+    return zmsim::Main(argc, argv);
+}
