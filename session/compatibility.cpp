@@ -1,5 +1,7 @@
 /// Whether an agent can serve a command: by its OS when it speaks this client's interface version,
 /// by the newest capabilities known for its OS otherwise.
+#include "session/compatibility.h"
+
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -130,7 +132,41 @@ void FillNewest(Capabilities* capabilities, AgentOs os) {
     capabilities->bonding = 0;
 }
 
+const char* RefusalOf(const Capabilities& newest, const WordRow& row) {
+    const uint16_t word = WordOf(newest, row);
+    if (word == 0 && row.not_available != nullptr) return row.not_available;
+    return word & kIncompatibleBit ? row.incompatible : "";
+}
+
 }  // namespace
+
+void zwmgmt::NewestRefusal(const Capabilities& newest, uint8_t service, char* text,
+                           size_t capacity) {
+    for (const WordRow& row : kServiceWords) {
+        if (row.service != service) continue;
+        std::snprintf(text, capacity, "%s", RefusalOf(newest, row));
+        return;
+    }
+    const bool initiator = newest.iscsi == 0 || (newest.iscsi & kFullOffloadInitiator);
+    const char* refusal = "";
+    switch (service) {
+        case kDiags:
+            break;
+        case kFoiscsiini:
+            refusal = initiator ? "" : "foiscsiini service not available\n";
+            break;
+        case kBypass:
+            refusal = newest.bypass == 0 ? "" : "bypass service not available\n";
+            break;
+        case kBonding:
+            refusal = newest.bonding == 0 ? "" : "bonding service not available\n";
+            break;
+        default:
+            std::snprintf(text, capacity, "Error: Unsupported Service %d", service);
+            return;
+    }
+    std::snprintf(text, capacity, "%s", refusal);
+}
 
 void ZwMgmt_interface::GetLatestWindowsCapabilities(Capabilities* capabilities) {
     FillNewest(capabilities, kWindows);
@@ -221,7 +257,9 @@ int ZwMgmt_interface::Validate_Server_APIVersion_Capabilities(const Capabilities
     Capabilities newest = {};
     newest.os_code = capabilities->os_code;
     if (GetLatestServerCapabilities(&newest) != 0) return RefuseService("Error: Unsupported OS\n");
-    return CheckNewest(newest, service);
+    if (service == kBonding) PrintOutput("nix teaming service\n");
+    NewestRefusal(newest, service, error_text, sizeof(error_text));
+    return error_text[0] != '\0' ? int{kIncompatible} : 0;
 }
 
 int ZwMgmt_interface::CheckSameVersion(const Capabilities& agent, uint8_t service,
@@ -244,29 +282,4 @@ int ZwMgmt_interface::CheckSameVersion(const Capabilities& agent, uint8_t servic
             "Error: Vswif command in Network service is not available in specified Server\n");
     }
     return 0;
-}
-
-int ZwMgmt_interface::CheckNewest(const Capabilities& newest, uint8_t service) {
-    for (const WordRow& row : kServiceWords) {
-        if (row.service != service) continue;
-        const uint16_t word = WordOf(newest, row);
-        if (word == 0 && row.not_available != nullptr) {
-            return RefuseService("%s", row.not_available);
-        }
-        return word & kIncompatibleBit ? RefuseService("%s", row.incompatible) : 0;
-    }
-    switch (service) {
-        case kDiags:
-            return 0;
-        case kFoiscsiini:
-            if (newest.iscsi == 0 || (newest.iscsi & kFullOffloadInitiator)) return 0;
-            return RefuseService("foiscsiini service not available\n");
-        case kBypass:
-            return newest.bypass == 0 ? 0 : RefuseService("bypass service not available\n");
-        case kBonding:
-            PrintOutput("nix teaming service\n");
-            return newest.bonding == 0 ? 0 : RefuseService("bonding service not available\n");
-        default:
-            return RefuseService("Error: Unsupported Service %d", service);
-    }
 }

@@ -86,18 +86,19 @@ uint32_t ZwMgmt_interface::Client_TalkToServer(_Message* message, char* result_b
     const uint32_t answered = ReceiveHeader(result_buffer, message);
     if (answered != zwmgmt::kSuccess) return LoseConnection(answered);
     status = message->status;
-    if (message->status != zwmgmt::kSuccess || message->data_length == 0) return zwmgmt::kSuccess;
+    const uint32_t length = message->data_length;
+    if (message->status != zwmgmt::kSuccess || length == 0) return zwmgmt::kSuccess;
 
     uint8_t* block = nullptr;
-    const uint32_t received = ReceiveBlock(message->data_length, &block);
+    const uint32_t received = ReceiveBlock(length, &block);
     if (received != zwmgmt::kSuccess) return LoseConnection(received);
     if (record_size != 0) {
-        const int failed = CLBuildList(out, block, record_size, node_size, pointer_count, word_size,
-                                       message->data_length);
+        const int failed =
+            CLBuildList(out, block, record_size, node_size, pointer_count, word_size, length);
         std::free(block);
         return failed ? zwmgmt::kListNotBuilt : zwmgmt::kSuccess;
     }
-    std::memcpy(result_buffer, block, std::min(message->data_length, zwmgmt::kResultBufferSize));
+    std::memcpy(result_buffer, block, std::min(length, zwmgmt::kResultBufferSize));
     if (out != nullptr) {
         *out = block;
     } else {

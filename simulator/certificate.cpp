@@ -21,7 +21,8 @@ std::string TlsError() {
 }
 
 bool UseThrowAwayPair(SSL_CTX* context) {
-    const Key key(EVP_RSA_gen(kKeyBits), EVP_PKEY_free);
+    // One pair serves the whole process: making it takes longer than most sessions.
+    static const Key key(EVP_RSA_gen(kKeyBits), EVP_PKEY_free);
     const Certificate certificate(X509_new(), X509_free);
     if (!key || !certificate) return false;
     X509_set_version(certificate.get(), X509_VERSION_3);

@@ -9,6 +9,7 @@ namespace zwmgmt {
 
 /// The text in a field of `width` bytes: up to the first NUL or the field's end.
 inline std::string_view FixedText(const void* field, size_t width) {
+    if (width == 0) return {};
     const auto* begin = static_cast<const char*>(field);
     const auto* end = static_cast<const char*>(std::memchr(begin, '\0', width));
     return {begin, end != nullptr ? static_cast<size_t>(end - begin) : width};
@@ -23,7 +24,7 @@ std::string_view FixedText(const char (&field)[Width]) {
 /// field's own width is stored without terminator.
 inline void SetFixedText(void* field, size_t width, std::string_view text) {
     const size_t length = text.size() < width ? text.size() : width;
-    std::memcpy(field, text.data(), length);
+    if (length != 0) std::memcpy(field, text.data(), length);
     std::memset(static_cast<char*>(field) + length, 0, width - length);
 }
 

@@ -258,7 +258,6 @@ class ZWMGMT_API ZwMgmt_interface {
     uint32_t LoseConnection(uint32_t reason);
     int RefuseService(const char* format, ...) ZWMGMT_PRINTF_LIKE(2, 3);
     int CheckSameVersion(const Capabilities& agent, uint8_t service, uint16_t command);
-    int CheckNewest(const Capabilities& newest, uint8_t service);
     uint32_t Dispatch(_Message* message, Client_Request_Message* request, char* result_buffer,
                       void** out);
     bool ReportStatus(uint32_t reported);

@@ -20,10 +20,11 @@ bool StandardInputIsTerminal() {
 std::optional<std::string> ReadPassword(const char* prompt) {
     termios saved;
     if (tcgetattr(STDIN_FILENO, &saved) != 0) return std::nullopt;
-    // The interrupt key is read like any other: a process that dies here would leave the terminal
-    // without echo.
+    // The interrupt key is read like any other, as the end of the line: a process that dies here
+    // would leave the terminal without echo.
     termios silent = saved;
     silent.c_lflag &= ~static_cast<tcflag_t>(ECHO | ISIG);
+    silent.c_cc[VEOL] = saved.c_cc[VINTR];
     tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
     std::fputs(prompt, stderr);
 

@@ -1,0 +1,214 @@
+/// The compatibility check, both branches.
+#include "session/compatibility.h"
+
+#include <cstring>
+
+#include "tests/support.h"
+
+using namespace testing_support;
+using namespace zwmgmt;
+
+namespace {
+
+constexpr uint8_t kKnownSystems[] = {1, 2, 3, 4, 5, 6, 8};
+
+Capabilities Agent(uint8_t api_version, uint8_t os_code, uint16_t network = 1) {
+    Capabilities capabilities = {};
+    capabilities.api_version = api_version;
+    capabilities.os_code = os_code;
+    capabilities.network = network;
+    return capabilities;
+}
+
+int Check(TestSession& session, const Capabilities& agent, uint8_t service, uint16_t command = 1) {
+    return session.Validate_Server_APIVersion_Capabilities(&agent, service, command);
+}
+
+}  // namespace
+
+TEST(Compatibility, SameVersionDecidesByOs) {
+    struct Row {
+        uint8_t service;
+        const char* systems;  // the OS codes that pass
+        const char* refusal;
+    };
+    const Row rows[] = {
+        {1, "1238", "Error: ISCSI service is not available on Server\n"},
+        {2, "1234568", ""},
+        {3, "12348", "Error: Teaming/Bonding service is not available on Server\n"},
+        {4, "1234568", "Error: Korvane  service is not available on Server\n"},
+        {5, "1234568", "Error: System service is not available on Server\n"},
+        {6, "2", "Error: Filter service is not available on Server\n"},
+        {7, "2", "Error: Traffic management(TM) service is not available on Server\n"},
+        {8, "12345678", ""},
+        {9, "128", "Error: FCOE service is not available on Server\n"},
+        {10, "124", "Error: IWARP service is not available on Server\n"},
+        {11, "12345678", ""},
+        {12, "1", "Error: Service is not available on Server\n"},
+        {13, "2", "Error: WDUDP service is not available on Server\n"},
+        {14, "12345678", ""},
+        {15, "2", "Error: TM Scheduler service is not available on Server\n"},
+        {16, "12345678", ""},
+        {17, "2", "Error: WDTOE service is not available on Server\n"},
+        {18, "1", "Error: Service is not available on Server\n"},
+        {19, "12345678", ""},
+        {20, "", "Error: Unsupported Service\n"},
+        {0, "", "Error: Unsupported Service\n"},
+        {255, "", "Error: Unsupported Service\n"},
+    };
+    TestSession session;
+    for (const Row& row : rows) {
+        for (uint8_t os : kKnownSystems) {
+            const bool passes =
+                std::string(row.systems).find(static_cast<char>('0' + os)) != std::string::npos;
+            EXPECT_EQ(Check(session, Agent(0x20, os), row.service), passes ? 0 : 16)
+                << int{row.service} << " on " << int{os};
+            EXPECT_STREQ(session.ErrorText(), passes ? "" : row.refusal);
+        }
+    }
+    EXPECT_EQ(Check(session, Agent(0x20, 0), 4), 16);
+    EXPECT_EQ(Check(session, Agent(0x20, 200), 6), 16);
+    EXPECT_EQ(session.Printed(), "");
+}
+
+TEST(Compatibility, NetworkOfTheSameVersion) {
+    struct Row {
+        uint8_t os;
+        uint16_t network;
+        uint16_t command;
+        const char* refusal;
+    };
+    TestSession session;
+    for (const Row& row :
+         {Row{5, 1, 110, ""}, Row{5, 1, 111, ""},
+          Row{5, 0, 110, "Error: Network service is not available on Server\n"},
+          Row{2, 0, 101, "Error: Network service is not available on Server\n"}, Row{2, 1, 101, ""},
+          Row{2, 1, 110,
+              "Error: Vswitch command in Network service is not available in specified Server\n"},
+          Row{2, 1, 111,
+              "Error: Vswif command in Network service is not available in specified Server\n"}}) {
+        EXPECT_EQ(Check(session, Agent(0x20, row.os, row.network), 2, row.command),
+                  *row.refusal ? 16 : 0);
+        EXPECT_STREQ(session.ErrorText(), row.refusal);
+    }
+}
+
+TEST(Compatibility, AnotherVersionWarnsAndAsksTheNewestCapabilities) {
+    const std::string warning =
+        "Warning: Server API version 1.5 doesn't match with Client API version 2.0. Checking for "
+        "service availability and backward compatibility ...\n";
+    struct Row {
+        uint8_t os;
+        uint8_t service;
+        const char* refusal;
+        const char* note = "";
+    };
+    const Row rows[] = {
+        {2, 1, ""},
+        {4, 1, "Error: ISCSI service is not available in specified server\n"},
+        {5, 3, "Error: Team service si not available in specified server\n"},
+        {1, 6, "Error: Filter service is not available on the specified server\n"},
+        {6, 7, "Error: TM service is not available on the specified server\n"},
+        {4, 9, "Error: Fcoe service is not available on specified server\n"},
+        {5, 10, "Error: Iwarp service is not available on specified server\n"},
+        {6, 2, ""},
+        {2, 4, ""},
+        {2, 11, ""},
+        {2, 14, ""},
+        {5, 14, ""},
+        {2, 16, ""},
+        {2, 19, "", "nix teaming service\n"},
+        {1, 12, "Error: Unsupported Service 12"},
+        {2, 200, "Error: Unsupported Service 200"},
+        {7, 4, "Error: Unsupported OS\n"},
+        {0, 4, "Error: Unsupported OS\n"},
+        {9, 4, "Error: Unsupported OS\n"},
+    };
+    TestSession session;
+    for (const Row& row : rows) {
+        // The agent's own words do not matter here: they are all zero.
+        EXPECT_EQ(Check(session, Agent(0x15, row.os, 0), row.service), *row.refusal ? 16 : 0)
+            << int{row.os} << " " << int{row.service};
+        EXPECT_STREQ(session.ErrorText(), row.refusal);
+        EXPECT_EQ(session.Printed(), warning + row.note);
+    }
+}
+
+TEST(Compatibility, NewestCapabilitiesAgreeWithTheSameVersionTable) {
+    TestSession session;
+    const auto word_of = [](const Capabilities& all, uint8_t service) -> uint16_t {
+        switch (service) {
+            case 1:
+                return all.iscsi;
+            case 2:
+                return all.network;
+            case 3:
+                return all.teaming;
+            case 4:
+                return all.adapter;
+            case 5:
+                return all.system;
+            case 6:
+                return all.filter;
+            case 7:
+                return all.traffic_management;
+            case 8:
+                return all.log;
+            case 9:
+                return all.fcoe;
+            default:
+                return all.iwarp;
+        }
+    };
+    for (uint8_t os : kKnownSystems) {
+        Capabilities newest = {};
+        newest.os_code = os;
+        ASSERT_EQ(ZwMgmt_interface::GetLatestServerCapabilities(&newest), 0);
+        for (uint8_t service = 1; service <= 10; ++service) {
+            if (Check(session, Agent(0x20, os), service) != 0) continue;
+            EXPECT_NE(word_of(newest, service), 0) << int{os} << " " << int{service};
+            EXPECT_EQ(word_of(newest, service) & 1, 0) << int{os} << " " << int{service};
+        }
+    }
+    Capabilities unknown = {};
+    unknown.os_code = 7;
+    EXPECT_EQ(ZwMgmt_interface::GetLatestServerCapabilities(&unknown), -1);
+    EXPECT_EQ(session.MinimumServerVersion(4), 0x10);
+    EXPECT_EQ(session.MinimumServerVersion(21), 0);
+}
+
+TEST(Compatibility, ServicesThatChangedIncompatiblyAreRefused) {
+    const std::string before = "Error: Backward compatibility is not supported for ";
+    const std::string after =
+        " Service. Server version is older than the client version. Please update the server\n";
+    Capabilities odd = {};
+    std::memset(&odd, 1, sizeof(odd));  // every word 0x0101
+    const std::pair<uint8_t, std::string> rows[] = {
+        {1, before + "ISCSI" + after},
+        {2, before + "Network" + after},
+        {3, before + "Teaming" + after},
+        {4, before + "Korvane" + after},
+        {5, before + "System" + after},
+        {6, before + "Filter" + after},
+        {7, before + "Traffic Management(TM)" + after},
+        {8, before + "LOG" + after},
+        {9, before + "FCOE" + after},
+        {10, before + "IWARP" + after},
+        {11, ""},
+        {14, "foiscsiini service not available\n"},
+        {16, "bypass service not available\n"},
+        {19, "bonding service not available\n"},
+    };
+    for (const auto& [service, expected] : rows) {
+        char text[300];
+        NewestRefusal(odd, service, text, sizeof(text));
+        EXPECT_EQ(text, expected) << int{service};
+    }
+    const Capabilities nothing = {};
+    for (const uint8_t service : std::initializer_list<uint8_t>{2, 4, 5, 8, 14, 16}) {
+        char text[300];
+        NewestRefusal(nothing, service, text, sizeof(text));
+        const bool needs_its_word = service == 2 || service == 5 || service == 8;
+        EXPECT_EQ(text[0] != '\0', needs_its_word) << int{service};
+    }
+}

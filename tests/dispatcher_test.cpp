@@ -1,0 +1,152 @@
+/// Requests through all five entries, what is said about their outcomes, and the small printers.
+#include "tests/support.h"
+
+using namespace testing_support;
+using namespace zwmgmt;
+
+namespace {
+
+Client_Request_Message NumbersOnly(uint8_t service, uint16_t command) {
+    return {service, command, 0, nullptr, 0};
+}
+
+}  // namespace
+
+TEST(Dispatcher, AllFiveEntriesAreOneRoad) {
+    int asked = 0;
+    CannedHost host([&](uint8_t service, uint16_t opcode, auto data) {
+        EXPECT_EQ(service, 4);
+        EXPECT_EQ(opcode, 142);
+        EXPECT_TRUE(data.empty());
+        ++asked;
+        return zmsim::Reply{.status = 50, .data = {}};
+    });
+    TestAgent agent(host);
+    TestSession session;
+    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    char* result = session.result.data();
+    auto request = NumbersOnly(4, 142);
+    _Message message = {};
+    char scratch[1024];
+    EXPECT_EQ(session.Client_ProcessRequest(&request, result, nullptr), 0);
+    EXPECT_EQ(session.Client_ProcessRequest(&message, &request, result, nullptr), 0);
+    EXPECT_EQ(session.Client_ProcessRequest(&message, result, nullptr, &request, scratch, nullptr),
+              0);
+    EXPECT_EQ(session.Client_ProcessRequest(4, 142, 0, nullptr, 0, result, nullptr), 0);
+    EXPECT_EQ(session.Client_ProcessRequest(&message, 4, 142, 0, nullptr, 0, result, nullptr), 0);
+    EXPECT_EQ(asked, 5);
+    EXPECT_EQ(+message.status, 50u);  // by value: packed fields bind to no reference
+    EXPECT_EQ(session.LastStatus(), 50u);
+    EXPECT_EQ(session.LastSuccessTime(), 0);
+    EXPECT_EQ(session.Printed(),
+              "Command failed\nCommand failed\nCommand failed\nCommand failed\n"
+              "Command failed\n");
+}
+
+TEST(Dispatcher, WhatIsRefusedIsNotSent) {
+    CannedHost host([](auto...) -> zmsim::Reply {
+        ADD_FAILURE() << "sent";
+        return {};
+    });
+    TestAgent agent(host);
+    TestSession session;
+    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    char* result = session.result.data();
+
+    // Known to the vocabulary, but without a handler; and numbers that mean nothing.
+    for (auto [service, command] : {std::pair{4, 156}, {4, 148}, {6, 142}, {0, 0}, {4, 9999}}) {
+        auto request = NumbersOnly(static_cast<uint8_t>(service), static_cast<uint16_t>(command));
+        EXPECT_EQ(session.Client_ProcessRequest(&request, result, nullptr), 5) << command;
+        EXPECT_EQ(session.Printed(), "Invalid command for the service\n");
+        // By numbers, statuses beyond the reported ones come back as 0 on purpose.
+        EXPECT_EQ(session.Client_ProcessRequest(request.service, request.command, 0, nullptr, 0,
+                                                result, nullptr),
+                  0);
+        EXPECT_EQ(session.Printed(), "Invalid command for the service\n");
+    }
+    EXPECT_EQ(session.Run({"korvane", "listadapterprops", "pci=1"}), 1);
+    EXPECT_EQ(session.Run({"korvane", "listadapterprops", "all"}), 1);
+    EXPECT_EQ(session.Client_ProcessRequest(nullptr, result, nullptr), 1);
+    const char* unknown_key[] = {"nosuchkey=1"};
+    EXPECT_EQ(session.Client_ProcessRequest(4, 142, 0, unknown_key, 1, result, nullptr), 1);
+    EXPECT_EQ(session.Printed(),
+              "Invalid argument specified\nInvalid argument specified\n"
+              "Invalid argument specified\nInvalid argument specified\n");
+}
+
+TEST(Dispatcher, ReportsALostConnectionOnceAndStaysDisconnected) {
+    for (bool by_numbers : {false, true}) {
+        RawAgent agent([](SSL* ssl) { AcceptOpening(ssl); });
+        TestSession session;
+        ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+        const auto send = [&] {
+            return by_numbers ? session.Client_ProcessRequest(4, 142, 0, nullptr, 0,
+                                                              session.result.data(), nullptr)
+                              : session.Run({"korvane", "listadapterprops"});
+        };
+        const int first = send();
+        EXPECT_TRUE(first == kReadError || first == kWriteError) << first;
+        const std::string said = session.Printed();
+        EXPECT_TRUE(said == "\nError reading from socket\n" ||
+                    said == "\nError writing to socket\n")
+            << said;
+        EXPECT_EQ(send(), kNotConnected);
+        EXPECT_EQ(session.Printed(), "ERROR: no connection to the managed system!\n");
+    }
+}
+
+TEST(Dispatcher, ByNumbersATimeoutComesBackAsSuccess) {
+    RawAgent agent([](SSL* ssl) {
+        AcceptOpening(ssl);
+        AwaitEnd(ssl);
+    });
+    TestSession session;
+    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    session.SetReceiveTimeout(1);
+    EXPECT_EQ(session.Client_ProcessRequest(4, 142, 0, nullptr, 0, session.result.data(), nullptr),
+              0);
+    EXPECT_EQ(session.LastStatus(), kReceiveTimeout);
+    EXPECT_EQ(session.Printed(), "Socket timed out\n");
+}
+
+TEST(Dispatcher, ACommandThatTheAgentLacksIsSaidOnStandardError) {
+    CannedHost host(zmsim::Reply{.status = 412, .data = {}});
+    TestAgent agent(host);
+    TestSession session;
+    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(session.Run({"korvane", "listadapterprops"}), 412);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "The Command is not supported by the server.\n");
+    EXPECT_EQ(session.Printed(), "");
+}
+
+TEST(CLPrint, ChoosesThePrinterByCommandNumber) {
+    struct Row {
+        int command;
+        uint8_t service;
+        uint32_t status;
+        int result;
+        const char* printed;
+    };
+    const char* invalid = "Response received for invalid command!\n";
+    TestSession session;
+    for (const Row& row :
+         {Row{0, 4, 0, 0, ""}, Row{142, 4, 0, 0, ""}, Row{142, 4, 7, 0, "Command failed\n"},
+          Row{349, 4, 0, 1, invalid}, Row{9999, 4, 0, 1, invalid}, Row{1, 0, 0, 1, invalid},
+          Row{142, 18, 0, 1, invalid}}) {
+        _Message message = {};
+        message.service = row.service;
+        message.status = row.status;
+        EXPECT_EQ(session.CLPrint(nullptr, row.command, &message), row.result) << row.command;
+        EXPECT_EQ(session.Printed(), row.printed) << row.command;
+    }
+}
+
+TEST(CLPrintMsg, InterpretsItsFormatItself) {
+    TestSession session;
+    EXPECT_EQ(session.CLPrintMsg(""), 0);
+    EXPECT_EQ(session.CLPrintMsg("100%% of %d %s%c\n", -7, "port", 's'), 0);
+    EXPECT_EQ(session.CLPrintMsg("%x%5d|%d%", 1), 0);
+    EXPECT_EQ(session.Printed(), "100% of -7 ports\nd|1");
+}

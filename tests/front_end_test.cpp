@@ -1,0 +1,242 @@
+/// korvane_zwcli as operators and scripts see it: exit statuses and the two streams.
+#include "front_end/exit_status.h"
+#include "tests/support.h"
+
+using namespace testing_support;
+
+namespace {
+
+zmsim::AgentOptions WithLogin() {
+    zmsim::AgentOptions options;
+    options.login = {"operator", "secret word"};
+    return options;
+}
+
+const std::vector<std::string> kList = {"korvane", "listadapterprops"};
+
+std::vector<std::string> With(std::vector<std::string> options) {
+    options.insert(options.end(), kList.begin(), kList.end());
+    return options;
+}
+
+}  // namespace
+
+TEST(FrontEnd, ListsTheAdaptersOfEveryOs) {
+    for (const zmsim::BuiltinScenario& builtin : zmsim::kBuiltinScenarios) {
+        const zmsim::Scenario scenario = BuiltinScenario(builtin.os);
+        zmsim::ScenarioHost host(scenario);
+        TestAgent agent(host);
+        const ProcessResult run = Zwcli(agent.Port(), kList);
+        EXPECT_EQ(run.exit_status, 0) << builtin.os;
+        EXPECT_EQ(run.err, "");
+        EXPECT_TRUE(run.out.starts_with("Adapter #                     : 0\n")) << run.out;
+        EXPECT_TRUE(run.out.ends_with("\n\n\n"));
+        const auto last = std::to_string(scenario.adapters.size() - 1);
+        EXPECT_NE(run.out.find("\n\nAdapter #                     : " + last + "\n"),
+                  std::string::npos);
+    }
+}
+
+TEST(FrontEnd, WordsAreCheckedBeforeAnythingIsConnected) {
+    struct Row {
+        std::vector<std::string> words;
+        const char* said;
+    };
+    for (const Row& row :
+         {Row{{}, "missing service; known: iscsi"},
+          Row{{"korvan"}, "unknown service \"korvan\"; nearest: korvane"},
+          Row{{"korvane", "x=1"}, "unknown korvane command \"x=1\""},
+          Row{{"korvane", "listports", "pic=1"}, "unknown key \"pic\""},
+          Row{{"--port", "0", "a"}, "--port"}, Row{{"--nonsense", "a"}, "--nonsense"},
+          Row{{"--password", "x", "a"}, "--password"}}) {
+        const ProcessResult run = Zwcli(1, row.words);  // nothing listens there
+        EXPECT_EQ(run.exit_status, 2);
+        EXPECT_EQ(run.out, "");
+        EXPECT_NE(run.err.find(row.said), std::string::npos) << run.err;
+    }
+    EXPECT_EQ(Zwcli(1, {"--version"}).out, "korvane_zwcli 0.1.0\n");
+    EXPECT_EQ(Zwcli(1, {"--help"}).exit_status, 0);
+}
+
+TEST(FrontEnd, SaysWhatFailedWhenThereIsNoSession) {
+    ProcessResult run = Zwcli(1, kList);
+    EXPECT_EQ(run.exit_status, 3);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err,
+              "korvane_zwcli: cannot open a session with 127.0.0.1 port 1: the TCP connection "
+              "could not be made (status 268)\n");
+
+    run = RunProcess({ZWCLI_PATH, "--host", "no-such-host.invalid", kList[0], kList[1]});
+    EXPECT_EQ(run.exit_status, 3);
+    EXPECT_NE(run.err.find("no-such-host.invalid port 35001"), std::string::npos) << run.err;
+
+    zmsim::ScenarioHost host(BuiltinScenario("linux"));
+    zmsim::AgentOptions options;
+    options.grant_token = false;
+    TestAgent agent(host, options);
+    run = Zwcli(agent.Port(), kList);
+    EXPECT_EQ(run.exit_status, 3);
+    EXPECT_EQ(run.err, "korvane_zwcli: No read write token available\n");
+
+    for (int served : {0, 1}) {  // requests answered before the agent goes
+        RawAgent leaving([&](SSL* ssl) {
+            AcceptOpening(ssl);
+            ReadFrom(ssl, 26);
+            if (served == 0) return;
+            _Message refusal = {};
+            refusal.status = 412;
+            WriteTo(ssl, Message(refusal));
+            ReadFrom(ssl, 26);
+        });
+        run = Zwcli(leaving.Port(), kList);
+        EXPECT_EQ(run.exit_status, 3);
+        EXPECT_EQ(run.out, served == 0 ? "" : "\nError reading from socket\n");
+        EXPECT_NE(run.err.find(" lost: the connection was lost while reading (status 7)\n"),
+                  std::string::npos)
+            << run.err;
+    }
+}
+
+TEST(FrontEnd, LogsInWithAPasswordFromAFileOrStandardInput) {
+    zmsim::ScenarioHost host(BuiltinScenario("mac"));
+    TestAgent agent(host, WithLogin());
+    const TemporaryFile right("secret word\r\nsecond line\n");
+    const TemporaryFile wrong("wrong\n");
+    const TemporaryFile empty("\n");
+    const TemporaryFile too_long(std::string(65, 'x'));
+    const std::string denied =
+        "korvane_zwcli: Authentication failed, please check username or password\n";
+    struct Row {
+        std::string user;
+        std::string file;
+        std::string input;
+        int exit_status;
+        std::string said;
+    };
+    const Row rows[] = {
+        {"operator", right.Path(), "", 0, ""},
+        {"operator", "-", "secret word", 0, ""},
+        {"operator", wrong.Path(), "", 4, denied},
+        {"Operator", right.Path(), "", 4, denied},
+        {"operator", too_long.Path(), "", 4,
+         "korvane_zwcli: the password is longer than 64 bytes\n"},
+        {"operator", empty.Path(), "", 2,
+         "korvane_zwcli: no password in the first line of " + empty.Path() + "\n"},
+        {"operator", "-", "", 2, "korvane_zwcli: no password on standard input\n"},
+        {"operator", "/no/such/file", "", 2,
+         "korvane_zwcli: cannot read password file /no/such/file\n"},
+        {std::string(257, 'u'), right.Path(), "", 2,
+         "korvane_zwcli: the user name is longer than 256 bytes\n"},
+    };
+    for (const Row& row : rows) {
+        const ProcessResult run =
+            Zwcli(agent.Port(), With({"--user", row.user, "--password-file", row.file}), row.input);
+        EXPECT_EQ(run.exit_status, row.exit_status) << row.file;
+        EXPECT_EQ(run.err, row.said);
+        EXPECT_EQ(run.out.empty(), row.exit_status != 0);
+    }
+}
+
+TEST(FrontEnd, AsksForThePasswordOnATerminalOnly) {
+    zmsim::ScenarioHost host(BuiltinScenario("mac"));
+    TestAgent agent(host, WithLogin());
+    ProcessResult run = Zwcli(agent.Port(), With({"--user", "operator"}));
+    EXPECT_EQ(run.exit_status, 4);
+    EXPECT_EQ(run.out, "");
+    EXPECT_NE(run.err.find("there is no terminal to ask on; use --password-file"),
+              std::string::npos);
+
+    std::vector<std::string> command = {ZWCLI_PATH, "--port",   std::to_string(agent.Port()),
+                                        "--user",   "operator", kList[0],
+                                        kList[1]};
+    const std::string prompt = "Password of operator for 127.0.0.1: ";
+    run = RunOnTerminal(command, prompt, "secret word\n");
+    EXPECT_EQ(run.exit_status, 0);
+    EXPECT_NE(run.out.find("Adapter #"), std::string::npos);
+    EXPECT_EQ(run.out.find("secret"), std::string::npos) << "echoed";
+    EXPECT_EQ(RunOnTerminal(command, prompt, "wrong\n").exit_status, 4);
+    EXPECT_EQ(RunOnTerminal(command, prompt, "\x03").exit_status, 4) << "interrupt key";
+}
+
+TEST(FrontEnd, TellsWhatTheAgentDoesNotSupport) {
+    // Filters are for Linux agents: refused before the missing handler is noticed.
+    zmsim::ScenarioHost windows(BuiltinScenario("windows"));
+    TestAgent agent(windows);
+    ProcessResult run = Zwcli(agent.Port(), {"filter", "showcomb"});
+    EXPECT_EQ(run.exit_status, 5);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err, "korvane_zwcli: Error: Filter service is not available on Server\n");
+
+    run = Zwcli(agent.Port(), {"korvane", "flashrom"});
+    EXPECT_EQ(run.exit_status, 1);
+    EXPECT_EQ(run.out, "Invalid command for the service\n");
+    EXPECT_EQ(run.err, "");
+
+    zmsim::Scenario old = BuiltinScenario("linux");
+    old.capabilities.api_version = 0x14;
+    zmsim::ScenarioHost old_host(old);
+    TestAgent old_agent(old_host);
+    run = Zwcli(old_agent.Port(), kList);
+    EXPECT_EQ(run.exit_status, 0);
+    EXPECT_TRUE(run.out.starts_with("Warning: Server API version 1.4 doesn't match"));
+    run = Zwcli(old_agent.Port(), {"hyperv", "getvms"});
+    EXPECT_EQ(run.exit_status, 5);
+    EXPECT_EQ(run.err, "korvane_zwcli: Error: Unsupported Service 12\n");
+
+    zmsim::Scenario silent = BuiltinScenario("linux");
+    silent.tells_capabilities = false;
+    zmsim::ScenarioHost silent_host(silent);
+    TestAgent silent_agent(silent_host);
+    run = Zwcli(silent_agent.Port(), kList);
+    EXPECT_EQ(run.exit_status, 0);
+    EXPECT_TRUE(run.out.starts_with("Adapter #"));
+    EXPECT_EQ(run.err,
+              "korvane_zwcli: warning: the agent refused to tell its capabilities "
+              "(status 412); compatibility is not checked\n");
+}
+
+TEST(FrontEnd, AFailureOnTheAgentIsAFailure) {
+    struct Row {
+        uint32_t status;
+        int exit_status;
+        const char* out;
+        const char* err;
+    };
+    for (const Row& row : {Row{33, 1, "Command failed\n", ""},
+                           Row{412, 5, "", "The Command is not supported by the server.\n"}}) {
+        CannedHost host([&](uint8_t service, uint16_t, auto) {
+            Capabilities capabilities = BuiltinScenario("linux").capabilities;
+            const auto* bytes = reinterpret_cast<const uint8_t*>(&capabilities);
+            return service == 5 ? zmsim::Reply{.status = 0, .data = {bytes, bytes + 33}}
+                                : zmsim::Reply{.status = row.status, .data = {}};
+        });
+        TestAgent agent(host);
+        const ProcessResult run = Zwcli(agent.Port(), kList);
+        EXPECT_EQ(run.exit_status, row.exit_status);
+        EXPECT_EQ(run.out, row.out);
+        EXPECT_EQ(run.err, row.err);
+    }
+}
+
+TEST(FrontEnd, AListingThatCannotBeWrittenIsAFailure) {
+    zmsim::ScenarioHost host(BuiltinScenario("linux"));
+    TestAgent agent(host);
+    const ProcessResult run = RunProcess({"/bin/sh", "-c",
+                                          ZWCLI_PATH " --port " + std::to_string(agent.Port()) +
+                                              " korvane listadapterprops > /dev/full"});
+    EXPECT_EQ(run.exit_status, 1);
+    EXPECT_EQ(run.err, "korvane_zwcli: cannot write to standard output\n");
+}
+
+TEST(ExitStatus, EveryResultHasItsMeaning) {
+    struct Row {
+        uint32_t result;
+        uint32_t agent_status;
+        int exit_status;
+    };
+    for (const Row& row : {Row{0, 0, 0}, Row{0, 5, 1}, Row{1, 0, 1}, Row{2, 0, 1}, Row{5, 0, 1},
+                           Row{6, 0, 1}, Row{7, 0, 3}, Row{8, 0, 3}, Row{9, 0, 3}, Row{16, 0, 5},
+                           Row{279, 0, 3}, Row{283, 0, 3}, Row{284, 0, 3}, Row{412, 412, 5}}) {
+        EXPECT_EQ(zwcli::ExitStatusOf(row.result, row.agent_status), row.exit_status) << row.result;
+    }
+}

@@ -1,0 +1,130 @@
+#include "tests/process.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <pty.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <stdexcept>
+#include <utility>
+
+namespace testing_support {
+namespace {
+
+std::pair<int, int> Pipe() {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
+    return {ends[0], ends[1]};
+}
+
+[[noreturn]] void Execute(const std::vector<std::string>& arguments) {
+    std::vector<char*> raw;
+    for (const std::string& argument : arguments)
+        raw.push_back(const_cast<char*>(argument.c_str()));
+    raw.push_back(nullptr);
+    execv(raw[0], raw.data());
+    _exit(127);
+}
+
+int ExitStatus(pid_t pid) {
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+/// Appends what is there to read; false at the end.
+bool ReadSome(int fd, std::string* text) {
+    char buffer[4096];
+    const ssize_t got = read(fd, buffer, sizeof(buffer));
+    if (got > 0) text->append(buffer, static_cast<size_t>(got));
+    return got > 0;
+}
+
+}  // namespace
+
+ProcessResult RunProcess(const std::vector<std::string>& arguments, const std::string& input) {
+    const auto [in_read, in_write] = Pipe();
+    const auto [out_read, out_write] = Pipe();
+    const auto [err_read, err_write] = Pipe();
+    const pid_t pid = fork();
+    if (pid == 0) {
+        setsid();
+        dup2(in_read, STDIN_FILENO);
+        dup2(out_write, STDOUT_FILENO);
+        dup2(err_write, STDERR_FILENO);
+        Execute(arguments);
+    }
+    for (int fd : {in_read, out_write, err_write}) close(fd);
+    if (!input.empty()) (void)!write(in_write, input.data(), input.size());
+    close(in_write);
+
+    ProcessResult result;
+    pollfd waiting[] = {{out_read, POLLIN, 0}, {err_read, POLLIN, 0}};
+    std::string* texts[] = {&result.out, &result.err};
+    while (waiting[0].fd >= 0 || waiting[1].fd >= 0) {
+        poll(waiting, 2, -1);
+        for (int i = 0; i < 2; ++i) {
+            if (waiting[i].revents != 0 && !ReadSome(waiting[i].fd, texts[i])) waiting[i].fd = -1;
+        }
+    }
+    close(out_read);
+    close(err_read);
+    result.exit_status = ExitStatus(pid);
+    return result;
+}
+
+ProcessResult RunOnTerminal(const std::vector<std::string>& arguments, const std::string& prompt,
+                            const std::string& line) {
+    int terminal = -1;
+    const pid_t pid = forkpty(&terminal, nullptr, nullptr, nullptr);
+    if (pid == 0) Execute(arguments);
+    ProcessResult result;
+    bool typed = false;
+    while (ReadSome(terminal, &result.out)) {
+        if (!typed && result.out.find(prompt) != std::string::npos) {
+            (void)!write(terminal, line.data(), line.size());
+            typed = true;
+        }
+    }
+    close(terminal);
+    result.exit_status = ExitStatus(pid);
+    return result;
+}
+
+BackgroundProcess::BackgroundProcess(const std::vector<std::string>& arguments) {
+    const auto [out_read, out_write] = Pipe();
+    pid = fork();
+    if (pid == 0) {
+        dup2(out_write, STDOUT_FILENO);
+        Execute(arguments);
+    }
+    close(out_write);
+    output = out_read;
+}
+
+BackgroundProcess::~BackgroundProcess() {
+    if (pid > 0) {
+        kill(pid, SIGKILL);
+        ExitStatus(pid);
+    }
+    close(output);
+}
+
+std::string BackgroundProcess::ReadLine() {
+    std::string line;
+    for (char c; read(output, &c, 1) == 1 && c != '\n';) line.push_back(c);
+    return line;
+}
+
+int BackgroundProcess::Terminate() {
+    kill(pid, SIGTERM);
+    return ExitStatus(std::exchange(pid, -1));
+}
+
+int OwnProcessId() {
+    return getpid();
+}
+
+}  // namespace testing_support

@@ -1,0 +1,409 @@
+/// The session against agents that behave, that refuse, and that do neither.
+#include <openssl/ssl.h>
+
+#include <condition_variable>
+#include <cstring>
+#include <mutex>
+
+#include "session/tls.h"
+#include "tests/support.h"
+
+using namespace testing_support;
+using namespace zwmgmt;
+
+namespace {
+
+/// Keeps every message that a tap sees.
+struct Wire {
+    std::mutex mutex;
+    std::vector<Bytes> headers;
+    std::vector<Bytes> bodies;
+
+    void Tap(zmsim::AgentOptions* options) {
+        options->tap = [this](auto header, auto body) {
+            const std::lock_guard lock(mutex);
+            headers.emplace_back(header.begin(), header.end());
+            bodies.emplace_back(body.begin(), body.end());
+        };
+    }
+};
+
+Bytes HeaderBytes(std::vector<std::pair<size_t, uint8_t>> set) {
+    Bytes header(26, 0);
+    for (const auto& [offset, value] : set) header[offset] = value;
+    return header;
+}
+
+std::string TextAt(const Bytes& bytes, size_t offset, size_t width) {
+    return std::string(reinterpret_cast<const char*>(bytes.data()) + offset, width).c_str();
+}
+
+const Capabilities kNoCapabilities = {};
+
+}  // namespace
+
+TEST(Session, SendsTheDocumentedBytes) {
+    Wire wire;
+    zmsim::AgentOptions options;
+    options.login = {"operator", "secret"};
+    wire.Tap(&options);
+    CannedHost host;
+    host.os = kWindows;
+    TestAgent agent(host, options);
+    {
+        TestSession session;
+        ASSERT_EQ(session.SetPassword("too early"), kSuccess);
+        ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+        EXPECT_TRUE(session.LoginRequired());
+        ASSERT_EQ(session.SetPassword("secret"), kSuccess);
+        ASSERT_EQ(session.CLAuthenticateUser(session.result.data()), kSuccess);
+        EXPECT_FALSE(session.LoginRequired());
+        EXPECT_EQ(session.Run({"korvane", "listadapterprops"}), 0);
+        session.CLLogOut();
+        EXPECT_FALSE(session.Connected());
+    }
+    agent.Stop();
+    const std::vector<Bytes> expected = {
+        HeaderBytes({{9, 0x44}, {10, 0x02}}),     // opening: 580 bytes
+        HeaderBytes({{9, 0x44}, {10, 0x02}}),     // login
+        HeaderBytes({{1, 1}, {4, 4}, {6, 142}}),  // request: OS, service, opcode
+        HeaderBytes({{6, 1}}),                    // logout, once
+    };
+    EXPECT_EQ(wire.headers, expected);
+    ASSERT_EQ(wire.bodies.at(0).size(), 580u);
+    EXPECT_EQ(TextAt(wire.bodies[0], 4, 256), "operator");
+    EXPECT_EQ(TextAt(wire.bodies[0], 260, 64), "") << "the opening never carries a password";
+    EXPECT_NE(TextAt(wire.bodies[0], 324, 256), "");
+    EXPECT_EQ(TextAt(wire.bodies[1], 260, 64), "secret");
+    EXPECT_EQ(wire.bodies[2].size() + wire.bodies[3].size(), 0u);
+}
+
+TEST(Session, LearnsFromTheOpeningReply) {
+    CannedHost host;
+    host.os = kEsx;
+    host.word_size = 4;
+    TestAgent agent(host);
+    TestSession session;
+    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    EXPECT_EQ(session.OsType(), kEsx);
+    EXPECT_EQ(session.AgentWordSize(), 4u);
+    EXPECT_TRUE(session.Connected());
+    EXPECT_FALSE(session.LoginRequired());
+    EXPECT_STREQ(session.ServerAddress(), "127.0.0.1");
+    EXPECT_EQ(session.Port(), agent.Port());
+    EXPECT_EQ(session.LastSuccessTime(), 0);
+    EXPECT_EQ(session.Run({"korvane", "listadapterprops"}), 0);
+    EXPECT_GT(session.LastSuccessTime(), 0);
+}
+
+TEST(Session, LoginOutcomes) {
+    struct Row {
+        const char* password;
+        uint32_t rejection;
+        uint32_t status;
+    };
+    for (const Row& row : {Row{"secret", 225, kSuccess}, Row{"wrong", 225, kLoginRejected},
+                           Row{"wrong", 5, kLoginFailed}}) {
+        CannedHost host;
+        zmsim::AgentOptions options;
+        options.login = {"operator", "secret"};
+        options.rejection = row.rejection;
+        TestAgent agent(host, options);
+        TestSession session;
+        ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+        session.SetPassword(row.password);
+        EXPECT_EQ(session.CLAuthenticateUser(session.result.data()), row.status);
+        EXPECT_EQ(session.LoginRequired(), row.status != kSuccess);
+        // The password went out once and is gone: a second login cannot succeed.
+        EXPECT_NE(session.CLAuthenticateUser(session.result.data()), kSuccess);
+    }
+}
+
+TEST(Session, NeedsTheReadWriteToken) {
+    CannedHost host;
+    zmsim::AgentOptions options;
+    options.grant_token = false;
+    TestAgent agent(host, options);
+    TestSession session;
+    EXPECT_EQ(session.Connect(agent.Port()), kNoReadWriteToken);
+    EXPECT_FALSE(session.Connected());
+    EXPECT_EQ(session.Run({"korvane", "listadapterprops"}), kNotConnected);
+    EXPECT_EQ(session.Printed(), "ERROR: no connection to the managed system!\n");
+}
+
+TEST(Session, SpeaksBothTlsVersionsAndTakesRepliesInAnyFraming) {
+    for (int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
+        for (bool split : {false, true}) {
+            zmsim::AgentOptions options;
+            options.tls_version = version;
+            options.split_replies = split;
+            zmsim::ScenarioHost host(BuiltinScenario("linux"));
+            TestAgent agent(host, options);
+            TestSession session;
+            ASSERT_EQ(session.Connect(agent.Port()), kSuccess) << version;
+            EXPECT_EQ(session.Run({"korvane", "listadapterprops"}), 0) << version << split;
+            EXPECT_NE(session.Printed().find("Adapter #                     : 2\n"),
+                      std::string::npos);
+        }
+    }
+}
+
+TEST(Session, OffersTls12WithTheDocumentedCiphersAlone) {
+    struct Row {
+        const char* agents_ciphers;
+        uint32_t status;
+    };
+    for (const Row& row : {Row{"AES256-SHA:ECDHE-RSA-AES256-GCM-SHA384", kSuccess},
+                           Row{"ECDHE-RSA-AES256-GCM-SHA384:AES128-SHA", kHandshakeFailed}}) {
+        std::string negotiated;
+        RawAgent agent(
+            [&](SSL* ssl) {
+                negotiated = SSL_get_cipher_name(ssl);
+                AcceptOpening(ssl);
+                AwaitEnd(ssl);
+            },
+            [&](SSL_CTX* context) {
+                SSL_CTX_set_max_proto_version(context, TLS1_2_VERSION);
+                SSL_CTX_set_cipher_list(context, row.agents_ciphers);
+            });
+        TestSession session;
+        EXPECT_EQ(session.Connect(agent.Port()), row.status) << row.agents_ciphers;
+        EXPECT_EQ(negotiated, row.status == kSuccess ? "AES256-SHA" : "");
+    }
+}
+
+TEST(Session, ArgumentsThatCannotOpenASession) {
+    TestSession session;
+    char* result = session.result.data();
+    const std::string long_user(257, 'u');
+    EXPECT_EQ(session.CLConnectToServer(nullptr, "u", 1, result), kMissingArgument);
+    EXPECT_EQ(session.CLConnectToServer("h", nullptr, 1, result), kMissingArgument);
+    EXPECT_EQ(session.CLConnectToServer("h", "u", 1, nullptr), kMissingArgument);
+    EXPECT_EQ(session.Connect(1, long_user.c_str()), kInvalidValue);
+    EXPECT_EQ(session.SetPassword(""), kInvalidValue);
+    EXPECT_EQ(session.SetPassword(std::string(65, 'p').c_str()), kInvalidValue);
+    EXPECT_EQ(session.SetPassword(std::string(64, 'p').c_str()), kSuccess);
+}
+
+TEST(Session, ConnectFailuresHaveStatusesOfTheirOwn) {
+    {
+        TestSession session;
+        EXPECT_EQ(session.CLConnectToServer("no-such-host.invalid", "u", 0, session.result.data()),
+                  kHostNotResolved);
+        EXPECT_EQ(session.Port(), 35001) << "port 0 means the default";
+    }
+    uint16_t closed_port = 0;
+    platform::CloseSocket(platform::Listen({{127, 0, 0, 1}}, &closed_port));
+    {
+        TestSession session;
+        EXPECT_EQ(session.Connect(closed_port), kConnectFailed);
+    }
+    const auto says_nonsense = [](platform::SocketHandle socket) {
+        platform::Send(socket, "HTTP/1.1 400 Bad Request\r\n\r\n", 28);
+        platform::WaitFor(socket, platform::Direction::kRead, platform::Milliseconds(1000));
+    };
+    RawAgent no_tls{std::function<void(platform::SocketHandle)>(says_nonsense)};
+    {
+        TestSession session;
+        EXPECT_EQ(session.Connect(no_tls.Port()), kHandshakeFailed);
+    }
+}
+
+TEST(Session, WithoutContextConnectingFails) {
+    testing::internal::CaptureStdout();
+    ZwMgmt_interface session("/no/such/file.pem");
+    std::fflush(stdout);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error: cannot load certificate file!\n");
+    CannedHost host;
+    TestAgent agent(host);
+    std::vector<char> result(kResultBufferSize);
+    EXPECT_EQ(session.CLConnectToServer("127.0.0.1", "u", agent.Port(), result.data()),
+              kNoTlsSession);
+    session.CLDisconnectFromServer();
+    session.CLDisconnectFromServer();
+}
+
+TEST(Session, HandshakeGivesUpAfterThirtyOneHalfSeconds) {
+    const auto stays_silent = [](platform::SocketHandle socket) {
+        char hello[4096];
+        while (platform::WaitFor(socket, platform::Direction::kRead,
+                                 platform::Milliseconds(60'000)) == platform::WaitResult::kReady &&
+               platform::Receive(socket, hello, sizeof(hello)) > 0) {
+        }
+    };
+    RawAgent agent{std::function<void(platform::SocketHandle)>(stays_silent)};
+    TestSession session;
+    const auto before = std::chrono::steady_clock::now();
+    EXPECT_EQ(session.Connect(agent.Port()), kHandshakeTimeout);
+    EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(15'500));
+}
+
+TEST(Session, ARefusedOpeningIsNotASession) {
+    RawAgent agent([](SSL* ssl) {
+        ReadFrom(ssl, kHeaderSize + sizeof(LoginRecord));
+        _Message refusal = {};
+        refusal.status = 99;
+        refusal.rw_token = 1;
+        WriteTo(ssl, Message(refusal));
+        AwaitEnd(ssl);
+    });
+    TestSession session;
+    EXPECT_EQ(session.Connect(agent.Port()), 99u);
+    EXPECT_FALSE(session.Connected());
+}
+
+/// What an agent does after an accepted opening and a request, and what the session makes of it.
+struct Fault {
+    const char* what;
+    std::function<void(SSL*)> answer;
+    uint32_t status;
+    const char* printed;
+};
+
+_Message Success(uint32_t data_length) {
+    _Message header = {};
+    header.data_length = data_length;
+    return header;
+}
+
+TEST(Session, FaultsOfAReply) {
+    const Fault faults[] = {
+        {"closes", [](SSL*) {}, kReadError, "\nError reading from socket\n"},
+        {"says goodbye", [](SSL* ssl) { SSL_shutdown(ssl); }, kReadError,
+         "\nError reading from socket\n"},
+        {"cuts the header", [](SSL* ssl) { WriteTo(ssl, Bytes(25)); }, kReadError,
+         "\nError reading from socket\n"},
+        {"cuts the data", [](SSL* ssl) { WriteTo(ssl, Message(Success(100), Bytes(99))); },
+         kReadError, "\nError reading from socket\n"},
+        {"announces four gigabytes",
+         [](SSL* ssl) {
+             WriteTo(ssl, Message(Success(0xFFFFFFFF), Bytes(1000)));
+             AwaitEnd(ssl);
+         },
+         kReadError, "\nError reading from socket\n"},
+        {"stays silent", [](SSL* ssl) { AwaitEnd(ssl); }, kReceiveTimeout, "Socket timed out\n"},
+        {"stalls within a TLS record",
+         [](SSL* ssl) {
+             // The first bytes of an application data record that never ends.
+             const uint8_t begun[] = {23, 3, 3, 0x40, 0, 1, 2, 3};
+             BIO_write(SSL_get_wbio(ssl), begun, sizeof(begun));
+             AwaitEnd(ssl);
+         },
+         kReceiveTimeout, "Socket timed out\n"},
+        {"sends nothing but housekeeping",
+         [](SSL* ssl) {
+             while (SSL_key_update(ssl, SSL_KEY_UPDATE_NOT_REQUESTED) == 1 &&
+                    tls::Handshake(ssl, platform::Milliseconds(2000)) == tls::Outcome::kDone) {
+             }
+         },
+         kReceiveTimeout, "Socket timed out\n"},
+    };
+    for (const Fault& fault : faults) {
+        RawAgent agent([&](SSL* ssl) {
+            AcceptOpening(ssl);
+            ReadFrom(ssl, kHeaderSize);
+            fault.answer(ssl);
+        });
+        TestSession session;
+        ASSERT_EQ(session.Connect(agent.Port()), kSuccess) << fault.what;
+        session.SetReceiveTimeout(1);
+        EXPECT_EQ(session.Run({"korvane", "listadapterprops"}), static_cast<int>(fault.status))
+            << fault.what;
+        EXPECT_EQ(session.Printed(), fault.printed) << fault.what;
+        EXPECT_FALSE(session.Connected()) << "the exchange is out of step: " << fault.what;
+    }
+}
+
+TEST(Session, TakesARepliesDataAsItDribbles) {
+    const Bytes reply = Message(Success(300), Bytes(300, 7));
+    RawAgent agent([&](SSL* ssl) {
+        AcceptOpening(ssl);
+        ReadFrom(ssl, kHeaderSize);
+        for (uint8_t byte : reply) WriteTo(ssl, {byte});
+        AwaitEnd(ssl);
+    });
+    TestSession session;
+    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    _Message message = {};
+    void* block = nullptr;
+    ASSERT_EQ(session.Client_TalkToServer(&message, session.result.data(), 0, 0, 0, 8, &block),
+              kSuccess);
+    EXPECT_EQ(+message.data_length, 300u);
+    EXPECT_EQ(std::memcmp(block, reply.data() + kHeaderSize, 300), 0);
+    std::free(block);
+}
+
+TEST(Session, AReplyLargerThanTheResultBufferGoesWholeToOut) {
+    const uint32_t length = kResultBufferSize + 1000;
+    CannedHost host(zmsim::Reply{.status = 0, .data = Bytes(length, 0x5A)});
+    TestAgent agent(host);
+    TestSession session;
+    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    session.result.resize(kResultBufferSize + 8, 'x');
+    _Message message = {};
+    message.service = kSystem;
+    void* block = nullptr;
+    ASSERT_EQ(session.Client_TalkToServer(&message, session.result.data(), 0, 0, 0, 8, &block),
+              kSuccess);
+    EXPECT_EQ(static_cast<uint8_t*>(block)[length - 1], 0x5A);
+    EXPECT_EQ(session.result[kResultBufferSize - 1], 0x5A);
+    EXPECT_EQ(session.result[kResultBufferSize], 'x');
+    std::free(block);
+
+    session.SetReplyLimit(length - 1);
+    message = {};
+    EXPECT_EQ(session.Client_TalkToServer(&message, session.result.data(), 0, 0, 0, 8, nullptr),
+              kReadError);
+}
+
+TEST(Session, AFailedReplyHasNoDataWhateverItsLength) {
+    RawAgent agent([](SSL* ssl) {
+        AcceptOpening(ssl);
+        ReadFrom(ssl, kHeaderSize);
+        _Message failure = Success(50);
+        failure.status = 77;
+        WriteTo(ssl, Message(failure));
+        ReadFrom(ssl, kHeaderSize);
+        WriteTo(ssl, Message(Success(0)));
+        AwaitEnd(ssl);
+    });
+    TestSession session;
+    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    EXPECT_EQ(session.Run({"korvane", "listadapterprops"}), 0);
+    EXPECT_EQ(+session.message.status, 77u);
+    EXPECT_EQ(+session.LastReplyHeader().data_length, 50u);
+    EXPECT_EQ(session.Run({"korvane", "listadapterprops"}), 0) << "the exchange is complete";
+    EXPECT_EQ(session.result, std::vector<char>(kResultBufferSize, 0));
+}
+
+TEST(Session, APeerThatGoesWhileWeWriteIsAStatus) {
+    RawAgent agent([](SSL* ssl) { AcceptOpening(ssl); });
+    TestSession session;
+    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    constexpr uint32_t kLength = 64u << 20;  // more than any socket buffer takes in
+    _Message message = {};
+    message.data = std::calloc(1, kLength);
+    message.data_length = kLength;
+    EXPECT_EQ(session.Client_TalkToServer(&message, session.result.data(), 0, 0, 0, 8, nullptr),
+              kWriteError);
+    EXPECT_TRUE(message.data == nullptr) << "the request's data is freed in any case";
+}
+
+TEST(Session, FetchesAndKeepsTheCapabilities) {
+    zmsim::Scenario scenario = BuiltinScenario("freebsd");
+    zmsim::ScenarioHost host(scenario);
+    TestAgent agent(host);
+    TestSession session;
+    EXPECT_EQ(session.FetchCapabilities(session.result.data()), kNotConnected);
+    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    EXPECT_EQ(std::memcmp(&session.AgentCapabilities(), &kNoCapabilities, 33), 0);
+    EXPECT_EQ(session.FetchCapabilities(session.result.data()), kSuccess);
+    EXPECT_EQ(std::memcmp(&session.AgentCapabilities(), &scenario.capabilities, 33), 0);
+
+    CannedHost cut(zmsim::Reply{.status = 0, .data = Bytes(32)});
+    TestAgent cut_agent(cut);
+    TestSession other;
+    ASSERT_EQ(other.Connect(cut_agent.Port()), kSuccess);
+    EXPECT_EQ(other.FetchCapabilities(other.result.data()), kReadError);
+    EXPECT_TRUE(other.Connected()) << "a record that is too short leaves the stream in step";
+}

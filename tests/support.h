@@ -1,0 +1,126 @@
+/// What the tests share: agents to talk to, a session whose text is captured, the real front end.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "simulator/agent.h"
+#include "simulator/scenario_host.h"
+#include "tests/process.h"
+#include "zwmgmt/zwmgmt_interface.h"
+
+namespace testing_support {
+
+using Bytes = std::vector<uint8_t>;
+
+/// A host model whose answers the test writes.
+class CannedHost : public zmsim::HostModel {
+  public:
+    using Answerer = std::function<zmsim::Reply(uint8_t, uint16_t, std::span<const uint8_t>)>;
+
+    explicit CannedHost(
+        Answerer canned_answer = [](auto...) { return zmsim::Reply{}; },
+        uint8_t canned_os = zwmgmt::kLinux, uint8_t canned_word_size = 8)
+        : answer(std::move(canned_answer)), os(canned_os), word_size(canned_word_size) {}
+    explicit CannedHost(zmsim::Reply reply) : CannedHost([reply](auto...) { return reply; }) {}
+
+    uint8_t OsType() const override { return os; }
+    uint8_t WordSize() const override { return word_size; }
+    zmsim::Reply Answer(uint8_t service, uint16_t opcode, std::span<const uint8_t> data) override {
+        return answer(service, opcode, data);
+    }
+
+    Answerer answer;
+    uint8_t os;
+    uint8_t word_size;
+};
+
+zmsim::Scenario BuiltinScenario(const std::string& os);
+
+/// The simulated agent on a free port, started.
+class TestAgent {
+  public:
+    explicit TestAgent(zmsim::HostModel& model, zmsim::AgentOptions options = {});
+    uint16_t Port() const { return agent.Port(); }
+    void Stop() { agent.Stop(); }
+
+  private:
+    zmsim::Agent agent;
+};
+
+/// Accepts one TLS client after the other on a free port and lets the test speak to each, message
+/// by message, however wrongly it likes.
+class RawAgent {
+  public:
+    explicit RawAgent(
+        std::function<void(SSL*)> talk, std::function<void(SSL_CTX*)> adjust = [](SSL_CTX*) {});
+    /// Speaks without TLS.
+    explicit RawAgent(std::function<void(zwmgmt::platform::SocketHandle)> talk_plain);
+    ~RawAgent();
+    uint16_t Port() const { return port; }
+
+  private:
+    void Accept(std::function<void(zwmgmt::platform::SocketHandle)> serve);
+
+    zmsim::TlsContext context;
+    zwmgmt::platform::SocketHandle listener;
+    uint16_t port = 0;
+    std::atomic<bool> stopping = false;
+    std::thread thread;
+};
+
+/// One message as it travels.
+Bytes Message(const _Message& header, const Bytes& data = {});
+Bytes OpeningReply(uint8_t os_type = zwmgmt::kLinux, uint8_t word_size = 8);
+/// Reads exactly `length` bytes, or fewer when the client goes.
+Bytes ReadFrom(SSL* ssl, size_t length);
+bool WriteTo(SSL* ssl, const Bytes& bytes);
+/// Waits until the client has gone.
+void AwaitEnd(SSL* ssl);
+/// Reads the opening and accepts it.
+void AcceptOpening(SSL* ssl);
+
+/// A session with its text captured and a result buffer, torn down at the end.
+class TestSession : public ZwMgmt_interface {
+  public:
+    TestSession();
+    ~TestSession() override;
+    TestSession(const TestSession&) = delete;
+    TestSession& operator=(const TestSession&) = delete;
+
+    uint32_t Connect(uint16_t port, const char* user = "operator");
+    /// Sends a request given in words and returns the result of Client_ProcessRequest.
+    int Run(const std::vector<const char*>& words, void** out = nullptr);
+    /// What was printed since the last call.
+    std::string Printed();
+
+    std::vector<char> result = std::vector<char>(zwmgmt::kResultBufferSize, 'x');
+    _Message message = {};
+
+  private:
+    FILE* text;
+};
+
+/// korvane_zwcli with --port of the agent and the given words.
+ProcessResult Zwcli(uint16_t port, std::vector<std::string> words, const std::string& input = "");
+
+/// A file with the text, removed at the end.
+class TemporaryFile {
+  public:
+    explicit TemporaryFile(const std::string& text);
+    ~TemporaryFile();
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    const std::string& Path() const { return path; }
+
+  private:
+    std::string path;
+};
+
+}  // namespace testing_support
