@@ -122,24 +122,21 @@ TEST(Dispatcher, ACommandThatTheAgentLacksIsSaidOnStandardError) {
 }
 
 TEST(CLPrint, ChoosesThePrinterByCommandNumber) {
-    struct Row {
-        int command;
-        uint8_t service;
-        uint32_t status;
-        int result;
-        const char* printed;
-    };
     const char* invalid = "Response received for invalid command!\n";
     TestSession session;
-    for (const Row& row :
-         {Row{0, 4, 0, 0, ""}, Row{142, 4, 0, 0, ""}, Row{142, 4, 7, 0, "Command failed\n"},
-          Row{349, 4, 0, 1, invalid}, Row{9999, 4, 0, 1, invalid}, Row{1, 0, 0, 1, invalid},
-          Row{142, 18, 0, 1, invalid}}) {
+    // clang-format off
+    const Table<int, uint8_t, uint32_t, int, const char*> rows = {
+        {0, 4, 0, 0, ""}, {142, 4, 0, 0, ""}, {142, 4, 7, 0, "Command failed\n"},
+        {349, 4, 0, 1, invalid}, {9999, 4, 0, 1, invalid}, {1, 0, 0, 1, invalid},
+        {142, 18, 0, 1, invalid},
+    };
+    // clang-format on
+    for (const auto& [command, service, status, result, printed] : rows) {
         _Message message = {};
-        message.service = row.service;
-        message.status = row.status;
-        EXPECT_EQ(session.CLPrint(nullptr, row.command, &message), row.result) << row.command;
-        EXPECT_EQ(session.Printed(), row.printed) << row.command;
+        message.service = service;
+        message.status = status;
+        EXPECT_EQ(session.CLPrint(nullptr, command, &message), result) << command;
+        EXPECT_EQ(session.Printed(), printed) << command;
     }
 }
 

@@ -38,21 +38,21 @@ TEST(FrontEnd, ListsTheAdaptersOfEveryOs) {
 }
 
 TEST(FrontEnd, WordsAreCheckedBeforeAnythingIsConnected) {
-    struct Row {
-        std::vector<std::string> words;
-        const char* said;
+    // clang-format off
+    const Table<std::vector<std::string>, const char*> rows = {
+        {std::vector<std::string>{}, "missing service; known: iscsi"},
+        {{"korvan"}, "unknown service \"korvan\"; nearest: korvane"},
+        {{"korvane", "x=1"}, "unknown korvane command \"x=1\""},
+        {{"korvane", "listports", "pic=1"}, "unknown key \"pic\""},
+        {{"--port", "0", "a"}, "--port"}, {{"--nonsense", "a"}, "--nonsense"},
+        {{"--password", "x", "a"}, "--password"},
     };
-    for (const Row& row :
-         {Row{{}, "missing service; known: iscsi"},
-          Row{{"korvan"}, "unknown service \"korvan\"; nearest: korvane"},
-          Row{{"korvane", "x=1"}, "unknown korvane command \"x=1\""},
-          Row{{"korvane", "listports", "pic=1"}, "unknown key \"pic\""},
-          Row{{"--port", "0", "a"}, "--port"}, Row{{"--nonsense", "a"}, "--nonsense"},
-          Row{{"--password", "x", "a"}, "--password"}}) {
-        const ProcessResult run = Zwcli(1, row.words);  // nothing listens there
+    // clang-format on
+    for (const auto& [words, said] : rows) {
+        const ProcessResult run = Zwcli(1, words);  // nothing listens there
         EXPECT_EQ(run.exit_status, 2);
         EXPECT_EQ(run.out, "");
-        EXPECT_NE(run.err.find(row.said), std::string::npos) << run.err;
+        EXPECT_NE(run.err.find(said), std::string::npos) << run.err;
     }
     EXPECT_EQ(Zwcli(1, {"--version"}).out, "korvane_zwcli 0.1.0\n");
     EXPECT_EQ(Zwcli(1, {"--help"}).exit_status, 0);
@@ -106,34 +106,23 @@ TEST(FrontEnd, LogsInWithAPasswordFromAFileOrStandardInput) {
     const TemporaryFile too_long(std::string(65, 'x'));
     const std::string denied =
         "korvane_zwcli: Authentication failed, please check username or password\n";
-    struct Row {
-        std::string user;
-        std::string file;
-        std::string input;
-        int exit_status;
-        std::string said;
-    };
-    const Row rows[] = {
-        {"operator", right.Path(), "", 0, ""},
-        {"operator", "-", "secret word", 0, ""},
-        {"operator", wrong.Path(), "", 4, denied},
-        {"Operator", right.Path(), "", 4, denied},
-        {"operator", too_long.Path(), "", 4,
-         "korvane_zwcli: the password is longer than 64 bytes\n"},
-        {"operator", empty.Path(), "", 2,
-         "korvane_zwcli: no password in the first line of " + empty.Path() + "\n"},
+    // clang-format off
+    const Table<std::string, std::string, std::string, int, std::string> rows = {
+        {"operator", right.Path(), "", 0, ""}, {"operator", "-", "secret word", 0, ""},
+        {"operator", wrong.Path(), "", 4, denied}, {"Operator", right.Path(), "", 4, denied},
+        {"operator", too_long.Path(), "", 4, "korvane_zwcli: the password is longer than 64 bytes\n"},
+        {"operator", empty.Path(), "", 2, "korvane_zwcli: no password in the first line of " + empty.Path() + "\n"},
         {"operator", "-", "", 2, "korvane_zwcli: no password on standard input\n"},
-        {"operator", "/no/such/file", "", 2,
-         "korvane_zwcli: cannot read password file /no/such/file\n"},
-        {std::string(257, 'u'), right.Path(), "", 2,
-         "korvane_zwcli: the user name is longer than 256 bytes\n"},
+        {"operator", "/no/such/file", "", 2, "korvane_zwcli: cannot read password file /no/such/file\n"},
+        {std::string(257, 'u'), right.Path(), "", 2, "korvane_zwcli: the user name is longer than 256 bytes\n"},
     };
-    for (const Row& row : rows) {
+    // clang-format on
+    for (const auto& [user, file, input, exit_status, said] : rows) {
         const ProcessResult run =
-            Zwcli(agent.Port(), With({"--user", row.user, "--password-file", row.file}), row.input);
-        EXPECT_EQ(run.exit_status, row.exit_status) << row.file;
-        EXPECT_EQ(run.err, row.said);
-        EXPECT_EQ(run.out.empty(), row.exit_status != 0);
+            Zwcli(agent.Port(), With({"--user", user, "--password-file", file}), input);
+        EXPECT_EQ(run.exit_status, exit_status) << file;
+        EXPECT_EQ(run.err, said);
+        EXPECT_EQ(run.out.empty(), exit_status != 0);
     }
 }
 
@@ -196,25 +185,24 @@ TEST(FrontEnd, TellsWhatTheAgentDoesNotSupport) {
 }
 
 TEST(FrontEnd, AFailureOnTheAgentIsAFailure) {
-    struct Row {
-        uint32_t status;
-        int exit_status;
-        const char* out;
-        const char* err;
+    // clang-format off
+    const Table<uint32_t, int, const char*, const char*> rows = {
+        {33, 1, "Command failed\n", ""},
+        {412, 5, "", "The Command is not supported by the server.\n"},
     };
-    for (const Row& row : {Row{33, 1, "Command failed\n", ""},
-                           Row{412, 5, "", "The Command is not supported by the server.\n"}}) {
+    // clang-format on
+    for (const auto& [status, exit_status, out, err] : rows) {
         CannedHost host([&](uint8_t service, uint16_t, auto) {
             Capabilities capabilities = BuiltinScenario("linux").capabilities;
             const auto* bytes = reinterpret_cast<const uint8_t*>(&capabilities);
             return service == 5 ? zmsim::Reply{.status = 0, .data = {bytes, bytes + 33}}
-                                : zmsim::Reply{.status = row.status, .data = {}};
+                                : zmsim::Reply{.status = status, .data = {}};
         });
         TestAgent agent(host);
         const ProcessResult run = Zwcli(agent.Port(), kList);
-        EXPECT_EQ(run.exit_status, row.exit_status);
-        EXPECT_EQ(run.out, row.out);
-        EXPECT_EQ(run.err, row.err);
+        EXPECT_EQ(run.exit_status, exit_status);
+        EXPECT_EQ(run.out, out);
+        EXPECT_EQ(run.err, err);
     }
 }
 
@@ -229,14 +217,13 @@ TEST(FrontEnd, AListingThatCannotBeWrittenIsAFailure) {
 }
 
 TEST(ExitStatus, EveryResultHasItsMeaning) {
-    struct Row {
-        uint32_t result;
-        uint32_t agent_status;
-        int exit_status;
+    // clang-format off
+    const Table<uint32_t, uint32_t, int> rows = {
+        {0, 0, 0}, {0, 5, 1}, {1, 0, 1}, {2, 0, 1}, {5, 0, 1}, {6, 0, 1}, {7, 0, 3}, {8, 0, 3},
+        {9, 0, 3}, {16, 0, 5}, {279, 0, 3}, {283, 0, 3}, {284, 0, 3}, {412, 412, 5},
     };
-    for (const Row& row : {Row{0, 0, 0}, Row{0, 5, 1}, Row{1, 0, 1}, Row{2, 0, 1}, Row{5, 0, 1},
-                           Row{6, 0, 1}, Row{7, 0, 3}, Row{8, 0, 3}, Row{9, 0, 3}, Row{16, 0, 5},
-                           Row{279, 0, 3}, Row{283, 0, 3}, Row{284, 0, 3}, Row{412, 412, 5}}) {
-        EXPECT_EQ(zwcli::ExitStatusOf(row.result, row.agent_status), row.exit_status) << row.result;
+    // clang-format on
+    for (const auto& [result, agent_status, exit_status] : rows) {
+        EXPECT_EQ(zwcli::ExitStatusOf(result, agent_status), exit_status) << result;
     }
 }

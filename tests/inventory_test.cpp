@@ -123,32 +123,21 @@ std::string Listing(uint8_t os, const std::vector<_CardInformation>& cards) {
 }  // namespace
 
 TEST(ListAdapterProps, LinesFollowOsAndChip) {
-    struct Row {
-        uint8_t os;
-        const char* chip;
-        std::string lines;
-    };
-    const Row rows[] = {
-        {1, "X3", kDescription + kX3Queues},
-        {1, "X4", kDescription + kVmQueues},
-        {1, "X5", kDescription + kVmQueues},
-        {1, "X6", kDescription},
+    // clang-format off
+    const Table<uint8_t, const char*, std::string> rows = {
+        {1, "X3", kDescription + kX3Queues}, {1, "X4", kDescription + kVmQueues},
+        {1, "X5", kDescription + kVmQueues}, {1, "X6", kDescription},
         {2, "X3", kName + kClass + kInterrupt + kOffload},
         {2, "X5", kName + kClass + kInterrupt + kOffload},
-        {8, "X4", kName + kClass + kInterrupt + kOffload},
-        {3, "X4", kName + kClass},
-        {4, "X3", kName},
-        {4, "X4", kName + kFreeBsdBlock},
-        {4, "X5", kName + kFreeBsdBlock},
-        {5, "X3", kName + kClass + kInterrupt},
-        {6, "X4", ""},
-        {7, "X4", ""},
-        {200, "X4", ""},
+        {8, "X4", kName + kClass + kInterrupt + kOffload}, {3, "X4", kName + kClass},
+        {4, "X3", kName}, {4, "X4", kName + kFreeBsdBlock}, {4, "X5", kName + kFreeBsdBlock},
+        {5, "X3", kName + kClass + kInterrupt}, {6, "X4", ""}, {7, "X4", ""}, {200, "X4", ""},
     };
-    for (const Row& row : rows) {
-        EXPECT_EQ(Listing(row.os, {Card(row.chip)}),
-                  "Adapter #                     : 0\n" + kCommon + row.lines + "\n\n")
-            << int{row.os} << " " << row.chip;
+    // clang-format on
+    for (const auto& [os, chip, lines] : rows) {
+        EXPECT_EQ(Listing(os, {Card(chip)}),
+                  "Adapter #                     : 0\n" + kCommon + lines + "\n\n")
+            << int{os} << " " << chip;
     }
 }
 

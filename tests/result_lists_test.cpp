@@ -38,29 +38,26 @@ Bytes Records(size_t count, size_t stride) {
 }  // namespace
 
 TEST(BuildList, StridesFollowTheAgentsWordSize) {
-    struct Row {
-        uint32_t word_size;
-        uint16_t pointer_count;
-        size_t stride;
-        size_t copied;
+    // clang-format off
+    const Table<uint32_t, uint16_t, size_t, size_t> rows = {
+        {8, 1, 100, 100}, {8, 3, 100, 100}, {4, 1, 100, 100}, {4, 2, 96, 96}, {4, 3, 92, 92},
+        {4, 0, 104, 100}, {16, 1, 100, 100}, {16, 2, 104, 100}, {16, 3, 108, 100},
     };
-    for (const Row& row : {Row{8, 1, 100, 100}, Row{8, 3, 100, 100}, Row{4, 1, 100, 100},
-                           Row{4, 2, 96, 96}, Row{4, 3, 92, 92}, Row{4, 0, 104, 100},
-                           Row{16, 1, 100, 100}, Row{16, 2, 104, 100}, Row{16, 3, 108, 100}}) {
-        Bytes data = Records(3, row.stride);
+    // clang-format on
+    for (const auto& [word_size, pointer_count, stride, copied] : rows) {
+        Bytes data = Records(3, stride);
         for (bool end_mark : {false, true}) {
-            if (end_mark) data.insert(data.end(), row.stride, 0xFF);
+            if (end_mark) data.insert(data.end(), stride, 0xFF);
             void* head = nullptr;
-            ASSERT_EQ(
-                ZwMgmt_interface::CLBuildList(&head, data.data(), 100, 108, row.pointer_count,
-                                              row.word_size, static_cast<uint32_t>(data.size())),
-                0);
+            ASSERT_EQ(ZwMgmt_interface::CLBuildList(&head, data.data(), 100, 108, pointer_count,
+                                                    word_size, static_cast<uint32_t>(data.size())),
+                      0);
             EXPECT_EQ(FirstBytes(head, 100), Bytes({1, 2, 3}))
-                << row.word_size << " " << row.pointer_count << " " << end_mark;
+                << word_size << " " << pointer_count << " " << end_mark;
             // Copied up to the inner heads or the record's end, zero beyond.
             const auto* first = static_cast<uint8_t*>(head);
-            const size_t heads = row.pointer_count > 1 ? 8u * (row.pointer_count - 1u) : 0u;
-            const size_t kept = std::min(row.copied, 100 - heads);
+            const size_t heads = pointer_count > 1 ? 8u * (pointer_count - 1u) : 0u;
+            const size_t kept = std::min(copied, 100 - heads);
             EXPECT_EQ(Bytes(first, first + kept), Bytes(kept, 1));
             EXPECT_EQ(Bytes(first + kept, first + 100), Bytes(100 - kept, 0));
             ZwMgmt_interface::CLFreeList(head, 100);
@@ -93,18 +90,17 @@ TEST(BuildList, AnEndMarkAtOnceGivesOneZeroedNode) {
 }
 
 TEST(BuildList, RefusesSizesThatDoNotFit) {
-    struct Row {
-        uint32_t record_size;
-        uint32_t node_size;
-        uint16_t pointer_count;
-        uint32_t word_size;
-    };
     const Bytes data = Records(3, 10);
-    for (const Row& row : {Row{10, 17, 1, 8}, Row{4, 12, 2, 4}, Row{0, 8, 1, 8}, Row{10, 18, 3, 8},
-                           Row{0xFFFFFFFF, 18, 1, 8}, Row{10, 18, 0xFFFF, 4}}) {
+    // clang-format off
+    const Table<uint32_t, uint32_t, uint16_t, uint32_t> rows = {
+        {10, 17, 1, 8}, {4, 12, 2, 4}, {0, 8, 1, 8}, {10, 18, 3, 8}, {0xFFFFFFFF, 18, 1, 8},
+        {10, 18, 0xFFFF, 4},
+    };
+    // clang-format on
+    for (const auto& [record_size, node_size, pointer_count, word_size] : rows) {
         void* head = &head;
-        EXPECT_EQ(ZwMgmt_interface::CLBuildList(&head, data.data(), row.record_size, row.node_size,
-                                                row.pointer_count, row.word_size, 30),
+        EXPECT_EQ(ZwMgmt_interface::CLBuildList(&head, data.data(), record_size, node_size,
+                                                pointer_count, word_size, 30),
                   2);
         EXPECT_EQ(head, &head) << "unchanged";
     }
@@ -139,22 +135,20 @@ TEST(FreeMem, FreesEveryKindWithItsInnerLists) {
 }
 
 TEST(FreeMem, KindsAreTheDocumentedOnes) {
-    struct Row {
-        uint16_t command;
-        uint32_t node_size;
-        uint16_t inner_lists;
-        uint32_t inner_node_size;
+    // clang-format off
+    const Table<uint16_t, uint32_t, uint16_t, uint32_t> rows = {
+        {31, 9684, 1, 37}, {34, 562, 1, 82}, {47, 10173, 1, 62}, {66, 9684, 0, 0},
+        {94, 729, 3, 62}, {116, 3256, 1, 3280}, {136, sizeof(_PortInformation), 0, 0},
+        {137, sizeof(DriverInfo), 0, 0}, {141, sizeof(VqStat), 0, 0},
+        {142, sizeof(_CardInformation), 0, 0}, {244, 7502, 0, 0}, {334, 75, 0, 0},
     };
-    for (const Row& row :
-         {Row{31, 9684, 1, 37}, Row{34, 562, 1, 82}, Row{47, 10173, 1, 62}, Row{66, 9684, 0, 0},
-          Row{94, 729, 3, 62}, Row{116, 3256, 1, 3280}, Row{136, sizeof(_PortInformation), 0, 0},
-          Row{137, sizeof(DriverInfo), 0, 0}, Row{141, sizeof(VqStat), 0, 0},
-          Row{142, sizeof(_CardInformation), 0, 0}, Row{244, 7502, 0, 0}, Row{334, 75, 0, 0}}) {
-        const ListKind* kind = FindListKind(row.command);
-        ASSERT_NE(kind, nullptr) << row.command;
-        EXPECT_EQ(kind->node_size, row.node_size);
-        EXPECT_EQ(kind->inner_lists, row.inner_lists);
-        EXPECT_EQ(kind->inner_node_size, row.inner_node_size);
+    // clang-format on
+    for (const auto& [command, node_size, inner_lists, inner_node_size] : rows) {
+        const ListKind* kind = FindListKind(command);
+        ASSERT_NE(kind, nullptr) << command;
+        EXPECT_EQ(kind->node_size, node_size);
+        EXPECT_EQ(kind->inner_lists, inner_lists);
+        EXPECT_EQ(kind->inner_node_size, inner_node_size);
     }
     for (uint16_t command : std::initializer_list<uint16_t>{0, 1, 8, 245, 327, 333})
         EXPECT_EQ(FindListKind(command), nullptr);

@@ -97,23 +97,22 @@ TEST(Session, LearnsFromTheOpeningReply) {
 }
 
 TEST(Session, LoginOutcomes) {
-    struct Row {
-        const char* password;
-        uint32_t rejection;
-        uint32_t status;
+    // clang-format off
+    const Table<const char*, uint32_t, uint32_t> rows = {
+        {"secret", 225, kSuccess}, {"wrong", 225, kLoginRejected}, {"wrong", 5, kLoginFailed},
     };
-    for (const Row& row : {Row{"secret", 225, kSuccess}, Row{"wrong", 225, kLoginRejected},
-                           Row{"wrong", 5, kLoginFailed}}) {
+    // clang-format on
+    for (const auto& [password, rejection, status] : rows) {
         CannedHost host;
         zmsim::AgentOptions options;
         options.login = {"operator", "secret"};
-        options.rejection = row.rejection;
+        options.rejection = rejection;
         TestAgent agent(host, options);
         TestSession session;
         ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
-        session.SetPassword(row.password);
-        EXPECT_EQ(session.CLAuthenticateUser(session.result.data()), row.status);
-        EXPECT_EQ(session.LoginRequired(), row.status != kSuccess);
+        session.SetPassword(password);
+        EXPECT_EQ(session.CLAuthenticateUser(session.result.data()), status);
+        EXPECT_EQ(session.LoginRequired(), status != kSuccess);
         // The password went out once and is gone: a second login cannot succeed.
         EXPECT_NE(session.CLAuthenticateUser(session.result.data()), kSuccess);
     }
@@ -149,12 +148,13 @@ TEST(Session, SpeaksBothTlsVersionsAndTakesRepliesInAnyFraming) {
 }
 
 TEST(Session, OffersTls12WithTheDocumentedCiphersAlone) {
-    struct Row {
-        const char* agents_ciphers;
-        uint32_t status;
+    // clang-format off
+    const Table<const char*, uint32_t> rows = {
+        {"AES256-SHA:ECDHE-RSA-AES256-GCM-SHA384", kSuccess},
+        {"ECDHE-RSA-AES256-GCM-SHA384:AES128-SHA", kHandshakeFailed},
     };
-    for (const Row& row : {Row{"AES256-SHA:ECDHE-RSA-AES256-GCM-SHA384", kSuccess},
-                           Row{"ECDHE-RSA-AES256-GCM-SHA384:AES128-SHA", kHandshakeFailed}}) {
+    // clang-format on
+    for (const auto& [agents_ciphers, status] : rows) {
         std::string negotiated;
         RawAgent agent(
             [&](SSL* ssl) {
@@ -164,11 +164,11 @@ TEST(Session, OffersTls12WithTheDocumentedCiphersAlone) {
             },
             [&](SSL_CTX* context) {
                 SSL_CTX_set_max_proto_version(context, TLS1_2_VERSION);
-                SSL_CTX_set_cipher_list(context, row.agents_ciphers);
+                SSL_CTX_set_cipher_list(context, agents_ciphers);
             });
         TestSession session;
-        EXPECT_EQ(session.Connect(agent.Port()), row.status) << row.agents_ciphers;
-        EXPECT_EQ(negotiated, row.status == kSuccess ? "AES256-SHA" : "");
+        EXPECT_EQ(session.Connect(agent.Port()), status) << agents_ciphers;
+        EXPECT_EQ(negotiated, status == kSuccess ? "AES256-SHA" : "");
     }
 }
 

@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "simulator/agent.h"
@@ -18,6 +19,10 @@
 namespace testing_support {
 
 using Bytes = std::vector<uint8_t>;
+
+/// Rows of cases.
+template <class... Columns>
+using Table = std::vector<std::tuple<Columns...>>;
 
 /// A host model whose answers the test writes.
 class CannedHost : public zmsim::HostModel {

@@ -5,35 +5,29 @@
 
 #include "tests/support.h"
 
+using namespace testing_support;
 using namespace zwmgmt;
 using Zw = ZwMgmt_interface;
 
 TEST(Vocabulary, Services) {
-    struct Row {
-        const char* word;
-        int number;
+    // clang-format off
+    const Table<const char*, int> rows = {
+        {"iscsi", 1}, {"ISCSI", 1}, {"Iscsi", 1}, {"isc", -1}, {"iscsi ", -1}, {"", -1},
+        {"net", 2}, {"team", 3}, {"korvane", 4}, {"system", 5}, {"filter", 6}, {"tm", 7},
+        {"log", 8}, {"fcoe", 9}, {"iwarp", 10}, {"diags", 11}, {"hyperv", 12}, {"wdudp", 13},
+        {"foiscsiini", 14}, {"tmsched", 15}, {"bypass", 16}, {"wdtoe", 17}, {"msteam", 18},
+        {"bonding", 19}, {"generic", 20}, {"session", -1}, {nullptr, -1},
     };
-    for (const Row& row :
-         {Row{"iscsi", 1},    Row{"ISCSI", 1},    Row{"Iscsi", 1},       Row{"isc", -1},
-          Row{"iscsi ", -1},  Row{"", -1},        Row{"net", 2},         Row{"team", 3},
-          Row{"korvane", 4},  Row{"system", 5},   Row{"filter", 6},      Row{"tm", 7},
-          Row{"log", 8},      Row{"fcoe", 9},     Row{"iwarp", 10},      Row{"diags", 11},
-          Row{"hyperv", 12},  Row{"wdudp", 13},   Row{"foiscsiini", 14}, Row{"tmsched", 15},
-          Row{"bypass", 16},  Row{"wdtoe", 17},   Row{"msteam", 18},     Row{"bonding", 19},
-          Row{"generic", 20}, Row{"session", -1}, Row{nullptr, -1}}) {
-        EXPECT_EQ(Zw::CLGetService(row.word), row.number) << (row.word ? row.word : "null");
+    // clang-format on
+    for (const auto& [word, number] : rows) {
+        EXPECT_EQ(Zw::CLGetService(word), number) << (word ? word : "null");
     }
     EXPECT_EQ(ServiceWords().size(), 20u);
 }
 
 TEST(Vocabulary, Commands) {
-    struct Row {
-        uint8_t service;
-        const char* word;
-        int number;
-    };
     // clang-format off
-    const Row rows[] = {
+    const Table<uint8_t, const char*, int> rows = {
         {5, "listadapters", 9}, {2, "listadapters", 94}, {4, "listadapters", 153},
         {9, "listadapters", 183}, {10, "listadapters", 211}, {11, "listadapters", 244},
         {15, "listadapters", 328}, {6, "listadapters", 338}, {1, "listadapters", -1},
@@ -48,9 +42,9 @@ TEST(Vocabulary, Commands) {
         {16, "show_iface", 10}, {18, "create", 1}, {19, "addslave", 4}, {5, nullptr, -1},
     };
     // clang-format on
-    for (const Row& row : rows) {
-        EXPECT_EQ(Zw::CLGetCommand(row.word, row.service), row.number)
-            << int{row.service} << " " << (row.word ? row.word : "null");
+    for (const auto& [service, word, number] : rows) {
+        EXPECT_EQ(Zw::CLGetCommand(word, service), number)
+            << int{service} << " " << (word ? word : "null");
     }
     size_t words = 0;
     for (uint8_t service = 1; service <= 20; ++service) {
@@ -61,14 +55,8 @@ TEST(Vocabulary, Commands) {
 }
 
 TEST(Vocabulary, SubCommands) {
-    struct Row {
-        uint8_t service;
-        uint16_t command;
-        const char* word;
-        int number;
-    };
     // clang-format off
-    const Row rows[] = {
+    const Table<uint8_t, uint16_t, const char*, int> rows = {
         {1, 21, "list", 81}, {1, 26, "STOP", 86}, {1, 21, "discover", 87}, {5, 228, "vmstart", 229},
         {5, 1, "listvfpci", 305}, {2, 234, "list", 235}, {2, 234, "brdel", 241},
         {2, 234, "add", -1}, {2, 236, "list", 237}, {2, 236, "vifadd", 242}, {2, 238, "list", 239},
@@ -77,20 +65,15 @@ TEST(Vocabulary, SubCommands) {
         {2, 95, "", -1},
     };
     // clang-format on
-    for (const Row& row : rows) {
-        EXPECT_EQ(Zw::CLGetSubCommand(row.word, row.service, row.command), row.number)
-            << int{row.service} << " " << row.command << " " << row.word;
+    for (const auto& [service, command, word, number] : rows) {
+        EXPECT_EQ(Zw::CLGetSubCommand(word, service, command), number)
+            << int{service} << " " << command << " " << word;
     }
 }
 
 TEST(Vocabulary, Keys) {
-    struct Row {
-        uint8_t service;
-        const char* word;
-        int number;
-    };
     // clang-format off
-    const Row rows[] = {
+    const Table<uint8_t, const char*, int> rows = {
         // The same word under different services.
         {1, "port", 1}, {4, "port", 72}, {10, "port", 72}, {6, "port", 384}, {2, "ifname", 148},
         {7, "ifname", 148}, {6, "ifname", 194}, {4, "pci", 25}, {6, "pci", 25}, {10, "pci", 25},
@@ -113,49 +96,44 @@ TEST(Vocabulary, Keys) {
         {18, "TeamName", 1}, {4, "", -1}, {4, "p", -1}, {4, nullptr, -1},
     };
     // clang-format on
-    for (const Row& row : rows) {
-        EXPECT_EQ(Zw::CLGetKeyNo(row.word, row.service), row.number)
-            << int{row.service} << " " << (row.word ? row.word : "null");
+    for (const auto& [service, word, number] : rows) {
+        EXPECT_EQ(Zw::CLGetKeyNo(word, service), number)
+            << int{service} << " " << (word ? word : "null");
     }
 }
 
 TEST(Vocabulary, KeyValueWordsSplitAtTheFirstEqualsSign) {
-    struct Row {
-        const char* word;
-        int key_result;
-        const char* key;
-        int value_result;
-        const char* value;
+    // clang-format off
+    const Table<const char*, int, const char*, int, const char*> rows = {
+        {"pci=0:1", 0, "pci", 0, "0:1"}, {"a=b=c", 0, "a", 0, "b=c"}, {"a=", 0, "a", 1, ""},
+        {"a", 1, "", 1, ""}, {"=b", 0, "", 0, "b"}, {" a = b", 0, " a ", 0, " b"},
     };
-    for (const Row& row : {Row{"pci=0:1", 0, "pci", 0, "0:1"}, Row{"a=b=c", 0, "a", 0, "b=c"},
-                           Row{"a=", 0, "a", 1, ""}, Row{"a", 1, "", 1, ""},
-                           Row{"=b", 0, "", 0, "b"}, Row{" a = b", 0, " a ", 0, " b"}}) {
-        char key[32] = {};
-        char value[32] = {};
-        EXPECT_EQ(Zw::CLGetKey(row.word, key), row.key_result) << row.word;
-        EXPECT_STREQ(key, row.key);
-        EXPECT_EQ(Zw::CLGetValue(row.word, value), row.value_result) << row.word;
-        EXPECT_STREQ(value, row.value);
+    // clang-format on
+    for (const auto& [word, key_result, key, value_result, value] : rows) {
+        char got_key[32] = {};
+        char got_value[32] = {};
+        EXPECT_EQ(Zw::CLGetKey(word, got_key), key_result) << word;
+        EXPECT_STREQ(got_key, key);
+        EXPECT_EQ(Zw::CLGetValue(word, got_value), value_result) << word;
+        EXPECT_STREQ(got_value, value);
     }
 }
 
 TEST(Vocabulary, NetworkingWordsOfXenAndEsx) {
-    struct Row {
-        uint16_t command;
-        const char* word;
-        uint64_t xen;
-        uint64_t esx;
+    // clang-format off
+    const Table<uint16_t, const char*, uint64_t, uint64_t> rows = {
+        {234, "list", 235, 5}, {234, "BRADD", 240, 5}, {234, "brdel", 241, 5},
+        {236, "list", 237, 5}, {236, "vifdel", 243, 5}, {238, "list", 239, 5}, {95, "list", 5, 5},
+        {236, "bradd", 5, 5}, {110, "list", 5, 116}, {110, "addvmnic", 5, 122},
+        {110, "deluplink", 5, 127}, {115, "list", 5, 117}, {111, "add", 5, 113},
+        {111, "xyz", 5, 5},
     };
-    for (const Row& row :
-         {Row{234, "list", 235, 5}, Row{234, "BRADD", 240, 5}, Row{234, "brdel", 241, 5},
-          Row{236, "list", 237, 5}, Row{236, "vifdel", 243, 5}, Row{238, "list", 239, 5},
-          Row{95, "list", 5, 5}, Row{236, "bradd", 5, 5}, Row{110, "list", 5, 116},
-          Row{110, "addvmnic", 5, 122}, Row{110, "deluplink", 5, 127}, Row{115, "list", 5, 117},
-          Row{111, "add", 5, 113}, Row{111, "xyz", 5, 5}}) {
-        Client_Request_Argument word = {row.word, -1};
-        const Client_Request_Message request = {2, row.command, 0, &word, 1};
-        EXPECT_EQ(Zw::CLGetXENNETCmnd(&request), row.xen) << row.command << row.word;
-        EXPECT_EQ(Zw::CLGetESXNETCmnd(&request), row.esx) << row.command << row.word;
+    // clang-format on
+    for (const auto& [command, word, xen, esx] : rows) {
+        Client_Request_Argument argument = {word, -1};
+        const Client_Request_Message request = {2, command, 0, &argument, 1};
+        EXPECT_EQ(Zw::CLGetXENNETCmnd(&request), xen) << command << word;
+        EXPECT_EQ(Zw::CLGetESXNETCmnd(&request), esx) << command << word;
     }
     const Client_Request_Message empty = {2, 234, 0, nullptr, 0};
     EXPECT_EQ(Zw::CLGetXENNETCmnd(&empty), 5u);
@@ -189,37 +167,31 @@ TEST(CommandWords, BecomeARequest) {
 }
 
 TEST(CommandWords, EntryZeroIsTheSubCommandsWhereThereIsOne) {
-    struct Row {
-        std::vector<const char*> words;
-        uint32_t count;
-        const char* first;
-        int first_key;
+    // clang-format off
+    const Table<std::vector<const char*>, uint32_t, const char*, int> rows = {
+        {{"korvane", "listports", "pci=1"}, 2, "", -1},
+        {{"korvane", "listadapterprops"}, 1, "", -1}, {{"net", "bridge", "list"}, 1, "list", 235},
+        {{"net", "ping", "host=1.2.3.4"}, 1, "1.2.3.4", 221},
+        {{"net", "traceroute"}, 0, nullptr, 0},
     };
-    for (const Row& row : {Row{{"korvane", "listports", "pci=1"}, 2, "", -1},
-                           Row{{"korvane", "listadapterprops"}, 1, "", -1},
-                           Row{{"net", "bridge", "list"}, 1, "list", 235},
-                           Row{{"net", "ping", "host=1.2.3.4"}, 1, "1.2.3.4", 221},
-                           Row{{"net", "traceroute"}, 0, nullptr, 0}}) {
-        CommandWords command(row.words.data(), row.words.size());
+    // clang-format on
+    for (const auto& [words, count, first, first_key] : rows) {
+        CommandWords command(words.data(), words.size());
         ASSERT_NE(command.Request(), nullptr) << command.Error();
         const Client_Request_Message request = *command.Request();
-        ASSERT_EQ(request.argument_count, row.count) << row.words[1];
-        if (row.count == 0) continue;
-        EXPECT_EQ(std::string(request.arguments[0].value), row.first);
-        EXPECT_EQ(int{request.arguments[0].key}, row.first_key);
+        ASSERT_EQ(request.argument_count, count) << words[1];
+        if (count == 0) continue;
+        EXPECT_EQ(std::string(request.arguments[0].value), first);
+        EXPECT_EQ(int{request.arguments[0].key}, first_key);
     }
 }
 
 TEST(CommandWords, ComplainAboutTheWordAndNameTheNearest) {
-    struct Row {
-        std::vector<const char*> words;
-        const char* error;
-    };
-    const Row rows[] = {
+    // clang-format off
+    const Table<std::vector<const char*>, const char*> rows = {
         {{"korvan"}, "unknown service \"korvan\"; nearest: korvane"},
         {{"korvane", "listport"}, "unknown korvane command \"listport\"; nearest: listports"},
-        {{"korvane", "get"},
-         "unknown korvane command \"get\"; nearest: getcardstats, getportstats, getproperty"},
+        {{"korvane", "get"}, "unknown korvane command \"get\"; nearest: getcardstats, getportstats, getproperty"},
         {{"korvane", "listports", "pc=1"}, "unknown key \"pc\"; nearest: pci"},
         {{"korvane", "listports", "pci="}, "key \"pci\" has no value"},
         {{"korvane", "listports", "pci=1", "x"}, "expected key=value instead of \"x\""},
@@ -227,11 +199,11 @@ TEST(CommandWords, ComplainAboutTheWordAndNameTheNearest) {
         {{"generic", "x"}, "unknown generic command \"x\""},
         {{"team"}, "missing command of service team; known: create, remove, list"},
     };
-    for (const Row& row : rows) {
-        CommandWords command(row.words.data(), row.words.size());
+    // clang-format on
+    for (const auto& [words, error] : rows) {
+        CommandWords command(words.data(), words.size());
         EXPECT_EQ(command.Request(), nullptr);
-        const std::string error = command.Error();
-        EXPECT_EQ(error.substr(0, std::strlen(row.error)), row.error);
+        EXPECT_TRUE(std::string(command.Error()).starts_with(error)) << command.Error();
     }
     CommandWords nothing(nullptr, 0);
     EXPECT_NE(std::string(nothing.Error()).find("iscsi, net"), std::string::npos);
