@@ -28,8 +28,5 @@ endif()
 configure_file(cmake/zwmgmt.pc.in ${PROJECT_BINARY_DIR}/zwmgmt.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/zwmgmt.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
-# The programs find the library beside them, wherever the tree is moved.
-file(RELATIVE_PATH bin_to_lib ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
-set_target_properties(korvane_zwcli PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}")
 install(TARGETS korvane_zwcli korvane_zmsim RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES front_end/certs/cert.pem DESTINATION ${CMAKE_INSTALL_BINDIR}/certs)

@@ -9,10 +9,14 @@ add_executable(korvane_zwcli
     front_end/exit_status.cpp
     front_end/main.cpp
     front_end/options.cpp
-    front_end/password.cpp
-    platform/${platform_folder}/host.cpp)
+    front_end/password.cpp)
 target_compile_definitions(korvane_zwcli PRIVATE ZWMGMT_VERSION="${PROJECT_VERSION}")
-target_link_libraries(korvane_zwcli PRIVATE zwmgmt zwmgmt_platform_programs CLI11::CLI11)
+target_link_libraries(korvane_zwcli PRIVATE zwmgmt_internal zwmgmt_platform_programs CLI11::CLI11)
+if(NOT ZWMGMT_SANITIZE)
+    # A command takes milliseconds, and a good part of them would go into loading and relocating
+    # shared libraries: the front end carries zwmgmt and the C++ runtime in itself.
+    target_link_options(korvane_zwcli PRIVATE -static-libstdc++ -static-libgcc)
+endif()
 
 # The trust store lies beside the executable that loads the library.
 configure_file(front_end/certs/cert.pem ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/certs/cert.pem COPYONLY)
