@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/routes.h"
 #include "cli/vocabulary.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
@@ -15,8 +16,10 @@ struct CommandWords::Parts {
     Client_Request_Message request = {};
     std::string error;
 
+    bool AllThere(const char* const* words, size_t count);
     bool Parse(const char* const* words, size_t count);
     bool ParseArguments(const char* const* words, size_t count);
+    bool AddSubCommand(const std::string& word);
     bool AddKey(const std::string& word);
     bool Unknown(const char* what, const std::string& word, const std::vector<const char*>& known);
     void Add(const std::string& value, int key);
@@ -43,6 +46,14 @@ bool IsKeyValue(const std::string& word) {
 }
 
 }  // namespace
+
+bool CommandWords::Parts::AllThere(const char* const* words, size_t count) {
+    if (count > 0 &&
+        (words == nullptr || std::find(words, words + count, nullptr) != words + count)) {
+        error = "a word is missing (null)";
+    }
+    return error.empty();
+}
 
 bool CommandWords::Parts::Unknown(const char* what, const std::string& word,
                                   const std::vector<const char*>& known) {
@@ -75,13 +86,27 @@ bool CommandWords::Parts::AddKey(const std::string& word) {
     return true;
 }
 
+bool CommandWords::Parts::AddSubCommand(const std::string& word) {
+    const int number =
+        ZwMgmt_interface::CLGetSubCommand(word.c_str(), request.service, request.command);
+    const auto known = SubCommandWordsOf(request.service, request.command);
+    if (!word.empty() && number == -1 && !known.empty()) {
+        return Unknown("sub-command", word, known);
+    }
+    Add(word, number);
+    return true;
+}
+
 bool CommandWords::Parts::ParseArguments(const char* const* words, size_t count) {
+    const Route* route = FindRoute(request.service, request.command);
+    if (count > 0 && route != nullptr && route->arguments == Arguments::kNone) {
+        error = std::string("the command takes no arguments: \"") + words[0] + "\"";
+        return false;
+    }
     size_t next = 0;
     if (!TakesKeysOnly(request.service, request.command)) {
         const bool given = count > 0 && !IsKeyValue(words[0]);
-        const std::string word = given ? words[0] : "";
-        Add(word,
-            ZwMgmt_interface::CLGetSubCommand(word.c_str(), request.service, request.command));
+        if (!AddSubCommand(given ? words[0] : "")) return false;
         next = given ? 1 : 0;
     }
     for (; next < count; ++next) {
@@ -118,7 +143,7 @@ bool CommandWords::Parts::Parse(const char* const* words, size_t count) {
 CommandWords::CommandWords(const char* const* words, size_t count) noexcept : parts(nullptr) {
     try {
         parts = new Parts;
-        parts->Parse(words, count);
+        if (parts->AllThere(words, count)) parts->Parse(words, count);
     } catch (const std::bad_alloc&) {
         delete parts;
         parts = nullptr;
@@ -133,7 +158,7 @@ CommandWords::CommandWords(uint8_t service, uint16_t command, uint8_t qualifier,
         parts->request.service = service;
         parts->request.command = command;
         parts->request.qualifier = qualifier;
-        parts->ParseArguments(words, count);
+        if (parts->AllThere(words, count)) parts->ParseArguments(words, count);
     } catch (const std::bad_alloc&) {
         delete parts;
         parts = nullptr;

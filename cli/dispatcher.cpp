@@ -24,6 +24,13 @@ constexpr ReportRow kReports[] = {
     {kNotConnected, "ERROR: no connection to the managed system!\n", ReportRow::kDisconnected},
 };
 
+/// Whether there is more than an empty slot for the sub-command word.
+bool HasArguments(const Client_Request_Message& request) {
+    if (request.argument_count == 0 || request.arguments == nullptr) return false;
+    const char* first = request.arguments[0].value;
+    return request.argument_count > 1 || (first != nullptr && first[0] != '\0');
+}
+
 }  // namespace
 
 bool ZwMgmt_interface::ReportStatus(uint32_t reported) {
@@ -42,19 +49,23 @@ uint32_t ZwMgmt_interface::Dispatch(_Message* message, Client_Request_Message* r
     if (out != nullptr) *out = nullptr;
     if (message == nullptr || result_buffer == nullptr) return kMissingArgument;
     *message = {};
-    status = kSuccess;
+    if (request != nullptr) {
+        current_service = request->service;
+        current_command = request->command;
+    }
     if (!connected) return kNotConnected;
     if (request == nullptr) {
         PrintOutput("Invalid argument specified\n");
         return kRequestRefused;
     }
-    current_service = request->service;
-    current_command = request->command;
-
     const Route* route = FindRoute(request->service, request->command);
     if (route == nullptr) {
         PrintOutput("Invalid command for the service\n");
         return kInvalidCommand;
+    }
+    if (route->arguments == Arguments::kNone && HasArguments(*request)) {
+        PrintOutput("Invalid argument specified\n");
+        return kRequestRefused;
     }
     const int refused = (this->*route->build)(request, message);
     if (refused != 0) return static_cast<uint32_t>(refused);
@@ -68,6 +79,7 @@ uint32_t ZwMgmt_interface::Dispatch(_Message* message, Client_Request_Message* r
                                   kind->pointer_count(), agent_word_size, &output)
             : Client_TalkToServer(message, result_buffer, 0, 0, 0, agent_word_size,
                                   route->reply == ReplyShape::kBlock ? &output : nullptr);
+    if (failed == kListNotBuilt) PrintOutput("out of memory\n");
     if (failed != kSuccess) return failed;
     if (message->status == kSuccess) last_success_time = std::time(nullptr);
 
@@ -97,6 +109,7 @@ int ZwMgmt_interface::Client_ProcessRequest(_Message* message, char* result_buff
                                             Client_Request_Message* request, char* /*scratch_text*/,
                                             void** out) {
     const uint32_t result = Dispatch(message, request, result_buffer, out);
+    if (result != kSuccess) status = result;
     ReportStatus(result);
     return static_cast<int>(result);
 }
@@ -115,5 +128,6 @@ int ZwMgmt_interface::Client_ProcessRequest(_Message* message, uint8_t service, 
     CommandWords words(service, command, qualifier, argument_words,
                        count > 0 ? static_cast<size_t>(count) : 0);
     const uint32_t result = Dispatch(message, words.Request(), result_buffer, out);
+    if (result != kSuccess) status = result;
     return ReportStatus(result) ? static_cast<int>(result) : 0;
 }

@@ -1,5 +1,7 @@
 #include "cli/fields.h"
 
+#include <cctype>
+
 #include "zwmgmt/zwmgmt_interface.h"
 
 namespace zwmgmt {
@@ -20,6 +22,10 @@ void PrintField(ZwMgmt_interface& session, const void* record, const Field& fiel
     } else if (field.type == FieldType::kText) {
         char text[kLongestText + 1];
         SetFixedText(text, TextOf(record, field).substr(0, kLongestText));
+        // An agent's text may not forge further lines, nor command the terminal.
+        for (char* c = text; *c != '\0'; ++c) {
+            if (std::iscntrl(static_cast<unsigned char>(*c))) *c = '?';
+        }
         session.PrintOutput(field.line, text);
     } else if (field.width == sizeof(long long)) {
         session.PrintOutput(field.line, static_cast<long long>(IntegerOf(record, field)));

@@ -53,7 +53,12 @@ int ZwMgmt_interface::CLPrintMsg(const char* format, ...) {
     return 0;
 }
 
+void ZwMgmt_interface::FlushOutput() {
+    std::fflush(output_stream != nullptr ? output_stream : stdout);
+}
+
 int ZwMgmt_interface::CLPrint(void* output, int command, _Message* message) {
+    if (message == nullptr) return 1;
     if (message->status == kNotSupported) {
         std::fputs("The Command is not supported by the server.\n", stderr);
         return kNotSupported;

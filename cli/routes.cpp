@@ -14,7 +14,7 @@ void Print(ZwMgmt_interface& session, const void* output, _Message* message) {
 using Zw = ZwMgmt_interface;
 
 constexpr Route kRoutes[] = {
-    {kKorvane, kListAdapterProps, &Zw::CLGetKorvaneAdapters, ReplyShape::kList,
+    {kKorvane, kListAdapterProps, Arguments::kNone, &Zw::CLGetKorvaneAdapters, ReplyShape::kList,
      &Print<_CardInformation, &Zw::GetKorvaneAdaptersResponse>},
 };
 

@@ -13,9 +13,15 @@ enum class ReplyShape {
     kBlock,    // data of any other form, message.data_length bytes
 };
 
+enum class Arguments {
+    kNone,  // neither a sub-command nor keys
+    kSome,  // the builder checks them
+};
+
 struct Route {
     uint8_t service;
     uint16_t command;
+    Arguments arguments;
     int (ZwMgmt_interface::*build)(Client_Request_Message*, _Message*);
     ReplyShape reply;
     void (*print)(ZwMgmt_interface& session, const void* output, _Message* message);

@@ -87,23 +87,32 @@ const KeysRow kKeys[] = {
     {kBonding, {kBondingKeys}, Case::kExact},
 };
 
-/// Sub-commands; command 0 stands for every command not named before.
+/// Sub-commands; command 0 stands for every command not named before. Handlers of commands with
+/// open words know further ones ("set").
 struct SubCommandsRow {
     uint8_t service;
     uint16_t command;
     Words words;
+    bool open = false;
 };
 
 const SubCommandsRow kSubCommands[] = {
     {kIscsi, 0, kIscsiSubCommands},      {kSystem, 0, kSystemSubCommands},
     {kNet, kBridge, kBridgeSubCommands}, {kNet, kVif, kVifSubCommands},
-    {kNet, kPif, kPifSubCommands},       {kNet, 0, kNetSubCommands},
+    {kNet, kPif, kPifSubCommands},       {kNet, 0, kNetSubCommands, true},
 };
 
 template <class Row, size_t Count>
 const Row* RowOf(const Row (&table)[Count], uint8_t service) {
     for (const Row& row : table) {
         if (row.service == service) return &row;
+    }
+    return nullptr;
+}
+
+const SubCommandsRow* FindSubCommands(uint8_t service, uint16_t command) {
+    for (const SubCommandsRow& row : kSubCommands) {
+        if (row.service == service && (row.command == command || row.command == 0)) return &row;
     }
     return nullptr;
 }
@@ -152,9 +161,20 @@ std::vector<const char*> KeyWordsOf(uint8_t service) {
     std::vector<const char*> result;
     if (const KeysRow* row = RowOf(kKeys, service)) {
         for (const Words& group : row->groups) {
-            for (const Word& key : group) result.push_back(key.word);
+            for (const Word& key : group) {
+                const auto same = [&](const char* word) { return !std::strcmp(word, key.word); };
+                if (std::ranges::none_of(result, same)) result.push_back(key.word);
+            }
         }
     }
+    return result;
+}
+
+std::vector<const char*> SubCommandWordsOf(uint8_t service, uint16_t command) {
+    std::vector<const char*> result;
+    const SubCommandsRow* row = FindSubCommands(service, command);
+    if (row == nullptr || row->open) return result;
+    for (const Word& word : row->words) result.push_back(word.word);
     return result;
 }
 
@@ -206,12 +226,8 @@ int ZwMgmt_interface::CLGetSubCommand(const char* word, uint8_t service, uint16_
         const int number = Find(word, kFoiscsiSubCommands);
         return number == command ? number : kUnknown;
     }
-    for (const SubCommandsRow& row : kSubCommands) {
-        if (row.service == service && (row.command == command || row.command == 0)) {
-            return Find(word, row.words);
-        }
-    }
-    return kUnknown;
+    const SubCommandsRow* row = FindSubCommands(service, command);
+    return row != nullptr ? Find(word, row->words) : kUnknown;
 }
 
 int ZwMgmt_interface::CLGetKeyNo(const char* word, uint8_t service) {
@@ -225,15 +241,15 @@ int ZwMgmt_interface::CLGetKeyNo(const char* word, uint8_t service) {
 }
 
 int ZwMgmt_interface::CLGetKey(const char* word, char* key) {
-    const char* equals = std::strchr(word, '=');
-    if (equals == nullptr) return 1;
+    const char* equals = word != nullptr ? std::strchr(word, '=') : nullptr;
+    if (equals == nullptr || key == nullptr) return 1;
     std::memcpy(key, word, static_cast<size_t>(equals - word));
     return 0;
 }
 
 int ZwMgmt_interface::CLGetValue(const char* word, char* value) {
-    const char* equals = std::strchr(word, '=');
-    if (equals == nullptr || equals[1] == '\0') return 1;
+    const char* equals = word != nullptr ? std::strchr(word, '=') : nullptr;
+    if (equals == nullptr || equals[1] == '\0' || value == nullptr) return 1;
     std::strcpy(value, equals + 1);
     return 0;
 }

@@ -25,6 +25,8 @@ else()
     set(ZWMGMT_PC_PRIVATE "Requires: libssl libcrypto")
     set(ZWMGMT_PC_CFLAGS " -DZWMGMT_STATIC")
 endif()
+file(RELATIVE_PATH ZWMGMT_PC_TO_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig
+     ${CMAKE_INSTALL_PREFIX})
 configure_file(cmake/zwmgmt.pc.in ${PROJECT_BINARY_DIR}/zwmgmt.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/zwmgmt.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 

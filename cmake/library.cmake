@@ -13,10 +13,12 @@ add_library(zwmgmt_objects OBJECT
     cli/result_lists.cpp
     cli/routes.cpp
     cli/vocabulary.cpp
+    platform/${platform_folder}/file.cpp
     platform/${platform_folder}/host.cpp
     platform/${platform_folder}/socket.cpp
     session/capabilities.cpp
     session/compatibility.cpp
+    session/file_transfer.cpp
     session/round_trip.cpp
     session/session.cpp
     session/status.cpp
@@ -26,9 +28,9 @@ target_include_directories(zwmgmt_objects PUBLIC include PRIVATE ${PROJECT_SOURC
 target_compile_definitions(zwmgmt_objects PRIVATE ZWMGMT_BUILDING)
 target_link_libraries(zwmgmt_objects PUBLIC OpenSSL::SSL)
 
-add_library(zwmgmt)
+add_library(zwmgmt $<TARGET_OBJECTS:zwmgmt_objects>)
 add_library(zwmgmt::zwmgmt ALIAS zwmgmt)
-target_link_libraries(zwmgmt PRIVATE zwmgmt_objects OpenSSL::SSL)
+target_link_libraries(zwmgmt PRIVATE OpenSSL::SSL)
 target_include_directories(zwmgmt PUBLIC
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)

@@ -2,7 +2,8 @@
 
 add_library(zwmgmt_platform_programs OBJECT
     platform/${platform_folder}/stop_signal.cpp
-    platform/${platform_folder}/terminal.cpp)
+    platform/${platform_folder}/terminal.cpp
+    platform/${platform_folder}/wipe.cpp)
 target_include_directories(zwmgmt_platform_programs PUBLIC ${PROJECT_SOURCE_DIR})
 
 add_executable(korvane_zwcli
@@ -32,15 +33,16 @@ foreach(name ${scenario_names})
 endforeach()
 configure_file(simulator/builtin_scenarios.cpp.in ${PROJECT_BINARY_DIR}/builtin_scenarios.cpp @ONLY)
 
-add_library(zmsim_objects OBJECT
+add_library(zmsim STATIC
     ${PROJECT_BINARY_DIR}/builtin_scenarios.cpp
     simulator/agent.cpp
     simulator/certificate.cpp
+    simulator/file_receiver.cpp
     simulator/scenario.cpp
     simulator/scenario_host.cpp)
-target_link_libraries(zmsim_objects PUBLIC zwmgmt_internal nlohmann_json::nlohmann_json
+target_link_libraries(zmsim PUBLIC zwmgmt_internal nlohmann_json::nlohmann_json
                       Threads::Threads)
 
 add_executable(korvane_zmsim simulator/main.cpp)
 target_compile_definitions(korvane_zmsim PRIVATE ZWMGMT_VERSION="${PROJECT_VERSION}")
-target_link_libraries(korvane_zmsim PRIVATE zmsim_objects zwmgmt_platform_programs CLI11::CLI11)
+target_link_libraries(korvane_zmsim PRIVATE zmsim zwmgmt_platform_programs CLI11::CLI11)

@@ -86,8 +86,11 @@ class Run {
         const uint32_t status = session.FetchCapabilities(result_buffer.data());
         if (!session.Connected()) return Lost(status);
         if (status != zwmgmt::kSuccess) {
-            Say("warning: the agent refused to tell its capabilities (status " +
-                std::to_string(status) + "); compatibility is not checked");
+            const bool cut = status == zwmgmt::kReadError;
+            Say(std::string("warning: the agent ") +
+                (cut ? "sent a capabilities record that is cut"
+                     : "refused to tell its capabilities") +
+                " (status " + std::to_string(status) + "); compatibility is not checked");
             return kOk;
         }
         const Capabilities capabilities = session.AgentCapabilities();

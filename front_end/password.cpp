@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "platform/terminal.h"
+#include "platform/wipe.h"
 
 namespace zwcli {
 namespace {
@@ -24,8 +25,7 @@ std::string FirstLine(FILE* file) {
 }  // namespace
 
 Secret::~Secret() {
-    volatile char* bytes = text.data();
-    for (size_t i = 0; i < text.capacity(); ++i) bytes[i] = 0;
+    zwmgmt::platform::Wipe(text.data(), text.capacity());
 }
 
 bool ReadPasswordFile(const std::string& file, Secret* password, std::string* error) {
@@ -38,6 +38,10 @@ bool ReadPasswordFile(const std::string& file, Secret* password, std::string* er
     std::setvbuf(stream, nullptr, _IONBF, 0);
     *password = Secret(FirstLine(stream));
     if (!standard_input) std::fclose(stream);
+    if (password->Text().find('\0') != std::string::npos) {
+        *error = "the password holds a NUL character";
+        return false;
+    }
     if (password->Text().empty()) {
         *error = standard_input ? "no password on standard input"
                                 : "no password in the first line of " + file;

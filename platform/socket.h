@@ -42,7 +42,8 @@ WaitResult WaitFor(SocketHandle socket, Direction direction, Milliseconds limit)
 /// Bytes moved, 0 when the peer has closed (Receive only), or one of these.
 inline constexpr int kWouldBlock = -1;
 inline constexpr int kBroken = -2;
-int Send(SocketHandle socket, const void* bytes, int length);
+/// more_follows: the bytes may wait for those of the next Send.
+int Send(SocketHandle socket, const void* bytes, int length, bool more_follows = false);
 int Receive(SocketHandle socket, void* bytes, int length);
 
 void HalfCloseForSending(SocketHandle socket);

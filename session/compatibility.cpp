@@ -122,7 +122,7 @@ void SetWord(Capabilities* capabilities, const WordRow& row, uint16_t word) {
     std::memcpy(reinterpret_cast<char*>(capabilities) + row.word, &word, sizeof(word));
 }
 
-/// The newest agents offer, on each OS, just the services that pass for it.
+/// The newest agents offer, on each OS, what passes for it in the table of the same version.
 void FillNewest(Capabilities* capabilities, AgentOs os) {
     for (const WordRow& row : kServiceWords) {
         SetWord(capabilities, row, FindOsRow(row.service)->os_codes.Has(os) ? kAvailable : 0);
@@ -177,7 +177,7 @@ void ZwMgmt_interface::GetLatestLinuxCapabilities(Capabilities* capabilities) {
 void ZwMgmt_interface::GetLatestXENCapabilities(Capabilities* capabilities) {
     FillNewest(capabilities, kXen);
 }
-/// Xen and Solaris agents are one family and have one table.
+/// Xen and Solaris agents are one family and have one table, Xen's.
 void ZwMgmt_interface::GetLatestSolarisCapabilities(Capabilities* capabilities) {
     GetLatestXENCapabilities(capabilities);
 }

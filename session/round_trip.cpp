@@ -14,27 +14,41 @@ constexpr uint32_t kFirstGrowth = 256 * 1024;
 
 }  // namespace
 
-uint32_t ZwMgmt_interface::SendMessage(const _Message& message) {
-    if (CLSendData(reinterpret_cast<const uint8_t*>(&message), header_size) != header_size) {
-        return zwmgmt::kWriteError;
-    }
+uint32_t ZwMgmt_interface::SendHeader(const _Message& message) {
+    const auto* header = reinterpret_cast<const uint8_t*>(&message);
+    const bool more_follows = message.data_length != 0;
+    return CLSendData(header, header_size, more_follows) == header_size ? zwmgmt::kSuccess
+                                                                        : zwmgmt::kWriteError;
+}
+
+uint32_t ZwMgmt_interface::SendBody(const _Message& message) {
     const auto* data = static_cast<const uint8_t*>(message.data);
-    if (message.data_length != 0 && CLSendData(data, message.data_length) != message.data_length) {
-        return status == zwmgmt::kSendTimeout ? zwmgmt::kSendTimeout : zwmgmt::kWriteError;
+    if (CLSendData(data, message.data_length, false) == message.data_length) {
+        return zwmgmt::kSuccess;
     }
-    return zwmgmt::kSuccess;
+    return status == zwmgmt::kSendTimeout ? zwmgmt::kSendTimeout : zwmgmt::kWriteError;
+}
+
+uint32_t ZwMgmt_interface::SendMessage(const _Message& message) {
+    const uint32_t sent = SendHeader(message);
+    return sent == zwmgmt::kSuccess && message.data_length != 0 ? SendBody(message) : sent;
 }
 
 uint32_t ZwMgmt_interface::ReceiveHeader(char* result_buffer, _Message* message) {
     *message = {};
     last_reply_header = {};
     std::memset(result_buffer, 0, zwmgmt::kResultBufferSize);
+    const uint32_t received = ReceiveReply(message);
+    last_reply_header = *message;
+    return received;
+}
+
+uint32_t ZwMgmt_interface::ReceiveReply(_Message* message) {
     _Message reply = {};
     if (CLGetData(reinterpret_cast<uint8_t*>(&reply), header_size) != header_size) {
         return status == zwmgmt::kReceiveTimeout ? zwmgmt::kReceiveTimeout : zwmgmt::kReadError;
     }
     *message = reply;
-    last_reply_header = reply;
     return zwmgmt::kSuccess;
 }
 
@@ -69,18 +83,20 @@ uint32_t ZwMgmt_interface::Client_TalkToServer(_Message* message, char* result_b
                                                uint16_t pointer_count, uint32_t word_size,
                                                void** out) {
     if (out != nullptr) *out = nullptr;
-    if (message == nullptr || result_buffer == nullptr || (record_size != 0 && out == nullptr) ||
-        (message->data_length != 0 && message->data == nullptr)) {
-        return zwmgmt::kMissingArgument;
-    }
+    if (message == nullptr) return status = zwmgmt::kMissingArgument;
+    const bool usable = result_buffer != nullptr && (record_size == 0 || out != nullptr) &&
+                        (message->data_length == 0 || message->data != nullptr);
+    const bool reachable = tls_session != nullptr && !out_of_step;
     status = zwmgmt::kSuccess;
     message->os_type = os_type;
     message->status = 0;
-    const uint32_t sent = SendMessage(*message);
+    const uint32_t sent = usable && reachable ? SendMessage(*message) : zwmgmt::kNotConnected;
     // Wiped first: it may be a copy of the login record.
     if (message->data != nullptr) OPENSSL_cleanse(message->data, message->data_length);
     std::free(message->data);
     message->data = nullptr;
+    if (!usable) return status = zwmgmt::kMissingArgument;
+    if (!reachable) return status = zwmgmt::kNotConnected;
     if (sent != zwmgmt::kSuccess) return LoseConnection(sent);
 
     const uint32_t answered = ReceiveHeader(result_buffer, message);
@@ -96,7 +112,7 @@ uint32_t ZwMgmt_interface::Client_TalkToServer(_Message* message, char* result_b
         const int failed =
             CLBuildList(out, block, record_size, node_size, pointer_count, word_size, length);
         std::free(block);
-        return failed ? zwmgmt::kListNotBuilt : zwmgmt::kSuccess;
+        return status = failed ? zwmgmt::kListNotBuilt : zwmgmt::kSuccess;
     }
     std::memcpy(result_buffer, block, std::min(length, zwmgmt::kResultBufferSize));
     if (out != nullptr) {

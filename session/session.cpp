@@ -44,7 +44,9 @@ ZwMgmt_interface::ZwMgmt_interface(const char* certificate_file) {
     CLGetMinServerVer();
 }
 
-ZwMgmt_interface::~ZwMgmt_interface() = default;
+ZwMgmt_interface::~ZwMgmt_interface() {
+    OPENSSL_cleanse(&login_record, sizeof(login_record));
+}
 
 ssl_ctx_st* ZwMgmt_interface::CLInitializeContext(const char* certificate_file) {
     char beside_executable[4096];
@@ -74,9 +76,10 @@ uint32_t ZwMgmt_interface::CLConnectToServer(const char* host, const char* user_
     if (host == nullptr || user_name == nullptr || result_buffer == nullptr) {
         return zwmgmt::kMissingArgument;
     }
+    ReleaseConnection();
     OPENSSL_cleanse(&login_record, sizeof(login_record));
     os_type = 0;
-    connected = 0;
+    login_required = 0;
     port = agent_port != 0 ? agent_port : kDefaultPort;
     status = Open(host, user_name, result_buffer);
     return status;
@@ -151,7 +154,9 @@ uint32_t ZwMgmt_interface::SetPassword(const char* password) {
 }
 
 uint32_t ZwMgmt_interface::CLAuthenticateUser(char* result_buffer) {
-    if (result_buffer == nullptr) return zwmgmt::kMissingArgument;
+    if (result_buffer == nullptr) return status = zwmgmt::kMissingArgument;
+    if (tls_session == nullptr || out_of_step) return status = zwmgmt::kNotConnected;
+    if (login_record.password[0] == '\0') return status = zwmgmt::kInvalidValue;
     status = zwmgmt::kSuccess;
     _Message message = LoginMessage(login_record);
     if (message.data == nullptr) return status = zwmgmt::kOutOfMemory;
@@ -162,7 +167,7 @@ uint32_t ZwMgmt_interface::CLAuthenticateUser(char* result_buffer) {
     if (sent != zwmgmt::kSuccess) return LoseConnection(sent);
 
     const uint32_t received = ReceiveHeader(result_buffer, &message);
-    if (received != zwmgmt::kSuccess) return LoseConnection(received);
+    if (received != zwmgmt::kSuccess) return LoseConnection(zwmgmt::kReadError);
     switch (message.status) {
         case zwmgmt::kSuccess:
             login_required = 0;
@@ -178,7 +183,7 @@ void ZwMgmt_interface::CLLogOut() {
     if (connected) {
         _Message message = {};
         message.opcode = zwmgmt::kLogoutOpcode;
-        CLSendData(reinterpret_cast<const uint8_t*>(&message), header_size);
+        SendMessage(message);
     }
     connected = 0;
 }
@@ -186,24 +191,31 @@ void ZwMgmt_interface::CLLogOut() {
 void ZwMgmt_interface::CLDisconnectFromServer() {
     CLLogOut();
     OPENSSL_cleanse(&login_record, sizeof(login_record));
+    ReleaseConnection();
+    SSL_CTX_free(tls_context);
+    tls_context = nullptr;
+    if (winsock_ready) platform::StopSockets();
+    winsock_ready = 0;
+}
+
+void ZwMgmt_interface::ReleaseConnection() {
+    connected = 0;
+    out_of_step = false;
     if (tls_session != nullptr) {
         tls::Shutdown(tls_session);
         SSL_free(tls_session);
         tls_session = nullptr;
     }
-    SSL_CTX_free(tls_context);
-    tls_context = nullptr;
     if (socket != platform::kNoSocket) {
         platform::HalfCloseForSending(socket);
         platform::CloseSocket(socket);
         socket = platform::kNoSocket;
     }
-    if (winsock_ready) platform::StopSockets();
-    winsock_ready = 0;
 }
 
 uint32_t ZwMgmt_interface::LoseConnection(uint32_t reason) {
     // What is left of a broken exchange on the wire would be taken for the next reply.
+    out_of_step = true;
     connected = 0;
     status = reason;
     return reason;

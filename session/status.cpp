@@ -26,7 +26,7 @@ constexpr StatusRow kStatusTexts[] = {
     {kHandshakeFailed, "the TLS handshake failed"},
     {kHandshakeTimeout, "the TLS handshake did not complete in time"},
     {kOutOfMemory, "out of memory"},
-    {kLoginFailed, "the login failed"},
+    {kLoginFailed, "the login failed, or this machine does not know the current user"},
     {kNoSocket, "no socket could be created"},
     {kNotConnected, "no connection to the managed system"},
     {kReceiveTimeout, "the agent sent nothing in time"},

@@ -3,6 +3,7 @@
 #include <openssl/bio.h>
 #include <openssl/err.h>
 
+#include <atomic>
 #include <new>
 
 namespace zwmgmt::tls {
@@ -15,6 +16,7 @@ using Clock = std::chrono::steady_clock;
 struct Channel {
     platform::SocketHandle socket;
     Clock::time_point deadline;
+    bool more_follows = false;
 };
 
 Channel* ChannelOf(BIO* bio) {
@@ -28,7 +30,8 @@ int FinishBioCall(BIO* bio, int moved, int retry_flag) {
 }
 
 int WriteBio(BIO* bio, const char* bytes, int length) {
-    const int moved = platform::Send(ChannelOf(bio)->socket, bytes, length);
+    const Channel* channel = ChannelOf(bio);
+    const int moved = platform::Send(channel->socket, bytes, length, channel->more_follows);
     return FinishBioCall(bio, moved, BIO_FLAGS_WRITE);
 }
 
@@ -56,6 +59,17 @@ BIO_METHOD* MakeMethod() {
     BIO_meth_set_read(method, ReadBio);
     BIO_meth_set_ctrl(method, ControlBio);
     BIO_meth_set_destroy(method, DestroyBio);
+    return method;
+}
+
+/// The one method of the process, made when it is first needed; null while there is no memory.
+const BIO_METHOD* Method() {
+    static std::atomic<BIO_METHOD*> shared = nullptr;
+    BIO_METHOD* method = shared;
+    if (method != nullptr) return method;
+    BIO_METHOD* made = MakeMethod();
+    if (shared.compare_exchange_strong(method, made)) return made;
+    BIO_meth_free(made);
     return method;
 }
 
@@ -92,7 +106,7 @@ Outcome Drive(SSL* ssl, Milliseconds limit, Operation operation) {
 }  // namespace
 
 bool Attach(SSL* ssl, platform::SocketHandle socket) {
-    static const BIO_METHOD* const method = MakeMethod();
+    const BIO_METHOD* method = Method();
     if (method == nullptr) return false;
     auto* channel = new (std::nothrow) Channel{socket, {}};
     if (channel == nullptr) return false;
@@ -118,7 +132,9 @@ Transfer ReadSome(SSL* ssl, void* buffer, size_t length, Milliseconds limit) {
     return {outcome, outcome == Outcome::kDone ? moved : 0};
 }
 
-Transfer WriteSome(SSL* ssl, const void* bytes, size_t length, Milliseconds limit) {
+Transfer WriteSome(SSL* ssl, const void* bytes, size_t length, Milliseconds limit,
+                   bool more_follows) {
+    ChannelOf(SSL_get_wbio(ssl))->more_follows = more_follows || length > SSL3_RT_MAX_PLAIN_LENGTH;
     size_t moved = 0;
     const auto outcome =
         Drive(ssl, limit, [&] { return SSL_write_ex(ssl, bytes, length, &moved); });

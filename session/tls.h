@@ -1,5 +1,5 @@
 /// TLS over a non-blocking socket, with a time limit on every step. Serves both ends: the session
-/// and the simulated agent. Every OpenSSL result is judged in one place, Drive in tls.cpp.
+/// and the simulated agent. Handshake, reads and writes are judged in one place, Drive in tls.cpp.
 #pragma once
 
 #include <openssl/ssl.h>
@@ -31,7 +31,10 @@ Outcome Handshake(SSL* ssl, Milliseconds limit);
 /// Reads at least one byte of data. The limit is kept also when the peer stalls within a TLS record
 /// or sends nothing but TLS housekeeping.
 Transfer ReadSome(SSL* ssl, void* buffer, size_t length, Milliseconds limit);
-Transfer WriteSome(SSL* ssl, const void* bytes, size_t length, Milliseconds limit);
+/// Writes one TLS record's worth at most. With more_follows the peer need not be woken for these
+/// bytes yet: the caller writes more at once.
+Transfer WriteSome(SSL* ssl, const void* bytes, size_t length, Milliseconds limit,
+                   bool more_follows = false);
 
 /// Says goodbye, without waiting for the peer's answer.
 void Shutdown(SSL* ssl);

@@ -47,10 +47,11 @@ uint32_t ZwMgmt_interface::ReceiveTimeoutSeconds() const {
     return kUsualReceiveTimeout;
 }
 
-uint32_t ZwMgmt_interface::CLSendData(const uint8_t* bytes, uint32_t length) {
+uint32_t ZwMgmt_interface::CLSendData(const uint8_t* bytes, uint32_t length, bool more_follows) {
     uint32_t sent = 0;
     while (sent < length && tls_session != nullptr) {
-        const auto moved = tls::WriteSome(tls_session, bytes + sent, length - sent, kSendLimit);
+        const auto moved =
+            tls::WriteSome(tls_session, bytes + sent, length - sent, kSendLimit, more_follows);
         sent += static_cast<uint32_t>(moved.bytes);
         switch (moved.outcome) {
             case tls::Outcome::kDone:

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <system_error>
 
 #include "session/tls.h"
 #include "zwmgmt/fixed_text.h"
@@ -25,35 +26,102 @@ struct FreeSession {
     void operator()(SSL* ssl) const { SSL_free(ssl); }
 };
 
+/// The bytes of one session, with the faults that were asked for.
+class Wire {
+  public:
+    Wire(SSL* client_ssl, const WireFaults& wire_faults) : ssl(client_ssl), faults(wire_faults) {}
+
+    /// Whether the session ended with a cut instead of a TLS goodbye.
+    bool WasCut() const {
+        return !faults.goodbye && (written == faults.cut_after || read == faults.cut_after_reading);
+    }
+
+    bool Read(void* buffer, size_t length) {
+        auto* bytes = static_cast<uint8_t*>(buffer);
+        if (faults.cut_after_reading) length = std::min(length, *faults.cut_after_reading - read);
+        for (size_t left = length; left > 0;) {
+            const auto moved = tls::ReadSome(ssl, bytes, left, kIdleLimit);
+            if (moved.outcome != tls::Outcome::kDone) return false;
+            bytes += moved.bytes;
+            left -= moved.bytes;
+        }
+        read += length;
+        return read != faults.cut_after_reading;
+    }
+
+    bool Write(std::span<const uint8_t> bytes) {
+        if (faults.housekeeping && !KeepHouse()) return false;
+        while (!bytes.empty()) {
+            if (written == faults.cut_after) return false;
+            if (written == faults.stall_after) return Stall();
+            const auto moved =
+                tls::WriteSome(ssl, bytes.data(), Allowed(bytes.size()), kWriteLimit);
+            if (moved.outcome != tls::Outcome::kDone) return false;
+            written += moved.bytes;
+            bytes = bytes.subspan(moved.bytes);
+        }
+        return true;
+    }
+
+    /// Answers nothing any more, until the client goes.
+    bool Stall() {
+        uint8_t ignored[256];
+        while (tls::ReadSome(ssl, ignored, sizeof(ignored), kIdleLimit).outcome ==
+               tls::Outcome::kDone) {
+        }
+        return false;
+    }
+
+  private:
+    size_t Allowed(size_t length) const {
+        if (faults.record_size != 0) length = std::min(length, faults.record_size);
+        if (faults.cut_after) length = std::min(length, *faults.cut_after - written);
+        if (faults.stall_after) length = std::min(length, *faults.stall_after - written);
+        return length;
+    }
+
+    bool KeepHouse() {
+        const bool begun = SSL_version(ssl) == TLS1_3_VERSION ? SSL_new_session_ticket(ssl) == 1
+                                                              : SSL_renegotiate(ssl) == 1;
+        return begun && tls::Handshake(ssl, kHandshakeLimit) == tls::Outcome::kDone;
+    }
+
+    SSL* ssl;
+    const WireFaults faults;
+    size_t read = 0;
+    size_t written = 0;
+};
+
 /// One client's session: which messages it may send depends on what it has sent before.
 class ClientSession {
   public:
-    ClientSession(SSL* client_ssl, HostModel& host_model, const AgentOptions& agent_options)
-        : ssl(client_ssl), model(host_model), options(agent_options) {}
+    ClientSession(SSL* ssl, HostModel& host_model, const AgentOptions& agent_options)
+        : faults(agent_options.faults ? agent_options.faults() : WireFaults{}),
+          wire(ssl, faults),
+          model(host_model),
+          options(agent_options),
+          files(agent_options.files) {}
+
+    bool WasCut() const { return wire.WasCut(); }
 
     /// Serves one message; false when the session is over.
     bool ServeOne() {
         _Message header = {};
-        if (!Read(&header, zwmgmt::kHeaderSize) || header.data_length > kLongestRequest) {
+        if (!wire.Read(&header, zwmgmt::kHeaderSize) || header.data_length > kLongestRequest) {
             return false;
         }
         std::vector<uint8_t> data(header.data_length);
-        if (!Read(data.data(), data.size())) return false;
+        if (!wire.Read(data.data(), data.size())) return false;
         if (options.tap) {
             options.tap({reinterpret_cast<const uint8_t*>(&header), zwmgmt::kHeaderSize}, data);
         }
         if (header.service == zwmgmt::kSession) return ServeControl(header, data);
         if (!opened) return false;
-
         if (login_pending) return SendStatus(zwmgmt::kLoginRejected);
-        const Reply reply = model.Answer(header.service, header.opcode, data);
-        _Message answer = {};
-        answer.service = header.service;
-        answer.opcode = header.opcode;
-        answer.status = reply.status;
-        if (reply.status != zwmgmt::kSuccess) return Send(answer);
-        answer.data_length = static_cast<uint32_t>(reply.data.size());
-        return Send(answer, reply.data);
+        if (header.service == zwmgmt::kSystem && header.opcode == zwmgmt::kInstall) {
+            return ServeFile(data);
+        }
+        return ServeRequest(header, data);
     }
 
   private:
@@ -83,6 +151,25 @@ class ClientSession {
         return SendStatus(right ? uint32_t{zwmgmt::kSuccess} : options.rejection);
     }
 
+    bool ServeFile(std::span<const uint8_t> data) {
+        const std::optional<uint32_t> status = files.Take(data);
+        if (!status) return wire.Stall();
+        if (const auto file = files.TakeFinished()) model.FileArrived(*file);
+        return SendStatus(*status);
+    }
+
+    bool ServeRequest(const _Message& request, std::span<const uint8_t> data) {
+        const Reply reply = model.Answer(request.service, request.opcode, data);
+        _Message answer = {};
+        answer.service = request.service;
+        answer.opcode = request.opcode;
+        answer.status = reply.status;
+        if (reply.status != zwmgmt::kSuccess) return Send(answer);
+        const auto length = static_cast<uint32_t>(reply.data.size());
+        answer.data_length = length != 0 ? faults.announced_length.value_or(length) : 0;
+        return Send(answer, reply.data);
+    }
+
     bool SendStatus(uint32_t status) {
         _Message header = {};
         header.status = status;
@@ -92,36 +179,16 @@ class ClientSession {
     bool Send(const _Message& header, std::span<const uint8_t> data = {}) {
         const auto* bytes = reinterpret_cast<const uint8_t*>(&header);
         std::vector<uint8_t> record(bytes, bytes + zwmgmt::kHeaderSize);
-        if (!options.split_replies) {
-            record.insert(record.end(), data.begin(), data.end());
-            return Write(record);
-        }
-        return Write(record) && Write(data);
+        if (options.split_replies) return wire.Write(record) && wire.Write(data);
+        record.insert(record.end(), data.begin(), data.end());
+        return wire.Write(record);
     }
 
-    bool Read(void* buffer, size_t length) {
-        auto* bytes = static_cast<uint8_t*>(buffer);
-        while (length > 0) {
-            const auto moved = tls::ReadSome(ssl, bytes, length, kIdleLimit);
-            if (moved.outcome != tls::Outcome::kDone) return false;
-            bytes += moved.bytes;
-            length -= moved.bytes;
-        }
-        return true;
-    }
-
-    bool Write(std::span<const uint8_t> bytes) {
-        while (!bytes.empty()) {
-            const auto moved = tls::WriteSome(ssl, bytes.data(), bytes.size(), kWriteLimit);
-            if (moved.outcome != tls::Outcome::kDone) return false;
-            bytes = bytes.subspan(moved.bytes);
-        }
-        return true;
-    }
-
-    SSL* ssl;
+    const WireFaults faults;
+    Wire wire;
     HostModel& model;
     const AgentOptions& options;
+    FileReceiver files;
     bool opened = false;
     bool login_pending = false;
 };
@@ -159,6 +226,7 @@ bool Agent::Start(std::string* error) {
 
 void Agent::Stop() {
     stopping = true;
+    if (listener != platform::kNoSocket) platform::CloseBothWays(listener);
     if (acceptor.joinable()) acceptor.join();
     ReapClients(true);
     if (listener != platform::kNoSocket) platform::CloseSocket(listener);
@@ -172,7 +240,12 @@ void Agent::AcceptClients() {
         if (socket == platform::kNoSocket) continue;
         Client& client = clients.emplace_back();
         client.socket = socket;
-        client.thread = std::thread([this, &client] { Serve(&client); });
+        try {
+            client.thread = std::thread([this, &client] { Serve(&client); });
+        } catch (const std::system_error&) {  // no thread to be had: the client is turned away
+            platform::CloseSocket(socket);
+            clients.pop_back();
+        }
     }
 }
 
@@ -198,8 +271,8 @@ void Agent::Serve(Client* client) {
                 ClientSession session(ssl.get(), model, options);
                 while (session.ServeOne()) {
                 }
+                if (!session.WasCut()) tls::Shutdown(ssl.get());
             }
-            tls::Shutdown(ssl.get());
         }
     }
     platform::CloseBothWays(client->socket);

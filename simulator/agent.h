@@ -1,5 +1,5 @@
 /// The wire half of the simulated agent: accepts TLS, frames messages, answers opening, login and
-/// logout, and hands every other request to the host model. It knows no command.
+/// logout, takes files, and hands every other request to the host model. It knows no command.
 #pragma once
 
 #include <atomic>
@@ -15,6 +15,7 @@
 #include "platform/socket.h"
 #include "simulator/certificate.h"
 #include "simulator/host_model.h"
+#include "simulator/wire_faults.h"
 #include "zwmgmt/message.h"
 
 namespace zmsim {
@@ -38,6 +39,8 @@ struct AgentOptions {
     std::function<void(std::span<const uint8_t> header, std::span<const uint8_t> data)> tap;
     /// What a login with other words than `login` is answered with.
     uint32_t rejection = 225;
+    FileOrders files;
+    std::function<WireFaults()> faults;  // asked once a session; none: no faults
 };
 
 class Agent {

@@ -6,6 +6,8 @@
 #include <span>
 #include <vector>
 
+#include "simulator/file_receiver.h"
+
 namespace zmsim {
 
 /// A request's outcome. Data goes out only with status 0.
@@ -24,6 +26,9 @@ class HostModel {
 
     /// Called from many threads at once.
     virtual Reply Answer(uint8_t service, uint16_t opcode, std::span<const uint8_t> data) = 0;
+
+    /// A file has been pushed, whole and in order.
+    virtual void FileArrived(const ReceivedFile& /*file*/) {}
 };
 
 }  // namespace zmsim

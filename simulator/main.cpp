@@ -60,6 +60,12 @@ void Describe(CLI::App* app, Options* options) {
                     "PEM file with certificate and key (default: a throw-away pair)");
     app->add_option("--tls", options->agent.tls_version, "Speak this TLS version alone")
         ->transform(CLI::CheckedTransformer(versions));
+    app->add_option("--refuse-files", options->agent.files.refuse_announcement,
+                    "Status to refuse every announced file with (75, 314, 315, ...)");
+    app->add_option("--refuse-chunk", options->agent.files.refuse_chunk,
+                    "Refuse the chunk of this number");
+    app->add_option("--stall-chunk", options->agent.files.stall_at_chunk,
+                    "Never answer the chunk of this number");
     app->add_flag("!--no-token", options->agent.grant_token, "Grant no read-write token");
 }
 

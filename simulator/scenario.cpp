@@ -1,5 +1,7 @@
 #include "simulator/scenario.h"
 
+#include <cerrno>
+#include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <span>
 #include <stdexcept>
@@ -32,15 +34,16 @@ constexpr OsName kOsNames[] = {
     throw std::runtime_error(where + ": " + what);
 }
 
-/// A number of JSON, a text in C notation ("0x1425"), or a truth value.
+/// A number of JSON, a text in C notation ("0x4b56"), or a truth value.
 int64_t IntegerFrom(const json& value, const std::string& where) {
     if (value.is_boolean()) return value.get<bool>();
     if (value.is_number_integer()) return value.get<int64_t>();
     if (!value.is_string()) Wrong(where, "expected a number");
     const auto text = value.get<std::string>();
     char* end = nullptr;
+    errno = 0;
     const int64_t number = std::strtoll(text.c_str(), &end, 0);
-    if (text.empty() || *end != '\0') Wrong(where, "not a number: " + text);
+    if (text.empty() || *end != '\0' || errno != 0) Wrong(where, "not a number: " + text);
     return number;
 }
 
@@ -174,7 +177,9 @@ Scenario ScenarioFrom(const json& root) {
         if (name == "os") {
             continue;
         } else if (name == "word_size") {
-            scenario.word_size = static_cast<uint8_t>(IntegerFrom(value, name));
+            const int64_t width = IntegerFrom(value, name);
+            if (width != 4 && width != 8 && width != 16) Wrong(name, "not 4, 8 or 16");
+            scenario.word_size = static_cast<uint8_t>(width);
         } else if (name == "capabilities") {
             scenario.tells_capabilities = !value.is_null();
             if (value.is_null()) continue;

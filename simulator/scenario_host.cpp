@@ -65,7 +65,6 @@ Reply ReplyOf(const std::vector<Record>& records) {
 }  // namespace
 
 Reply ScenarioHost::Answer(uint8_t service, uint16_t opcode, Data data) {
-    const std::lock_guard lock(mutex);
     for (const Operation& operation : kOperations) {
         if (operation.service == service && operation.opcode == opcode) {
             return (this->*operation.answer)(data);

@@ -1,8 +1,6 @@
 /// The host model that answers for a scenario.
 #pragma once
 
-#include <mutex>
-
 #include "simulator/host_model.h"
 #include "simulator/scenario.h"
 
@@ -26,7 +24,6 @@ class ScenarioHost : public HostModel {
   private:
     const Adapter* FindAdapter(std::string_view pci_bus_location) const;
 
-    std::mutex mutex;  // guards the scenario, which requests change
     Scenario scenario;
 };
 

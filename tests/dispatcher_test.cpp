@@ -64,8 +64,12 @@ TEST(Dispatcher, WhatIsRefusedIsNotSent) {
                   0);
         EXPECT_EQ(session.Printed(), "Invalid command for the service\n");
     }
-    EXPECT_EQ(session.Run({"korvane", "listadapterprops", "pci=1"}), 1);
-    EXPECT_EQ(session.Run({"korvane", "listadapterprops", "all"}), 1);
+    // Arguments to a command that takes none, and entries that are not there.
+    Client_Request_Argument entries[] = {{"all", -1}, {"0:1", 25}};
+    for (uint32_t count : {1u, 2u}) {
+        Client_Request_Message request = {4, 142, 0, entries, count};
+        EXPECT_EQ(session.Client_ProcessRequest(&request, result, nullptr), 1);
+    }
     EXPECT_EQ(session.Client_ProcessRequest(nullptr, result, nullptr), 1);
     const char* unknown_key[] = {"nosuchkey=1"};
     EXPECT_EQ(session.Client_ProcessRequest(4, 142, 0, unknown_key, 1, result, nullptr), 1);

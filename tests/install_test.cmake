@@ -26,7 +26,7 @@ get_filename_component(pkg_config_folder ${pkg_config_file} DIRECTORY)
 get_filename_component(library_folder ${pkg_config_folder} DIRECTORY)
 set(ENV{PKG_CONFIG_PATH} ${pkg_config_folder})
 run("" sh -c "c++ -std=c++20 ${example}/consumer.cpp -o ${root}/consumer_pc \
-$(pkg-config --define-variable=prefix=${root}/prefix --cflags --libs zwmgmt) \
+$(pkg-config --cflags --libs zwmgmt) \
 -Wl,-rpath,${library_folder}")
 run("service 4, command 142" ${root}/consumer_pc)
 

@@ -12,7 +12,7 @@ namespace {
 _CardInformation Card(const char* chip) {
     _CardInformation card = {};
     SetFixedText(card.pci_bus_location, "0000:05:00.4");
-    card.vendor_id = 0x1425;
+    card.vendor_id = 0x4b56;
     card.device_id = 0xFFFF4401;
     card.port_count = 65535;
     SetFixedText(card.driver_firmware_version, "D4.2 F1.27");
@@ -56,7 +56,7 @@ _CardInformation Card(const char* chip) {
 }
 
 const std::string kCommon =
-    "Vendor ID                     : 0x1425\n"
+    "Vendor ID                     : 0x4b56\n"
     "Device ID                     : 0xffff4401\n"
     "Port Count                    : 65535\n"
     "Driver Firmware Version       : D4.2 F1.27\n"

@@ -5,11 +5,15 @@
 ///
 ///     std::vector<char> result(zwmgmt::kResultBufferSize);
 ///     ZwMgmt_interface session;
-///     if (session.CLConnectToServer("node7", "operator", 0, result.data()) == zwmgmt::kSuccess) {
+///     uint32_t status = session.CLConnectToServer("node7", "operator", 0, result.data());
+///     if (status == zwmgmt::kSuccess && session.LoginRequired()) {
+///         session.SetPassword(password);
+///         status = session.CLAuthenticateUser(result.data());
+///     }
+///     if (status == zwmgmt::kSuccess) {
 ///         const char* words[] = {"korvane", "listadapterprops"};
 ///         zwmgmt::CommandWords command(words, 2);
 ///         session.Client_ProcessRequest(command.Request(), result.data(), nullptr);
-///         session.CLLogOut();
 ///     }
 ///     session.CLDisconnectFromServer();
 ///
@@ -27,6 +31,7 @@
 #include "zwmgmt/message.h"
 #include "zwmgmt/records/adapter.h"
 #include "zwmgmt/records/capabilities.h"
+#include "zwmgmt/records/file_transfer.h"
 #include "zwmgmt/request.h"
 #include "zwmgmt/status.h"
 #include "zwmgmt/vocabulary.h"
@@ -50,7 +55,7 @@ class ZWMGMT_API ZwMgmt_interface {
     ZwMgmt_interface(const ZwMgmt_interface&) = default;
     ZwMgmt_interface& operator=(const ZwMgmt_interface&) = default;
 
-    /// Releases nothing beyond the object: call CLDisconnectFromServer first.
+    /// Wipes the login record and releases nothing else: call CLDisconnectFromServer first.
     virtual ~ZwMgmt_interface();
 
     // ---- Connection: open, log in, close ------------------------------------------------------
@@ -59,7 +64,8 @@ class ZWMGMT_API ZwMgmt_interface {
     /// host: name or dotted quad. user_name: at most 256 bytes. port: 0 means 35001.
     /// result_buffer: kResultBufferSize bytes of the caller's, overwritten.
     /// Returns kSuccess, kNoReadWriteToken, or what failed. LoginRequired() tells whether a login
-    /// must follow. A password set earlier is forgotten. After a failure tear the session down.
+    /// must follow. A password set earlier is forgotten, and an earlier connection of this object
+    /// released. After a failure try again or tear the session down.
     [[nodiscard]] uint32_t CLConnectToServer(const char* host, const char* user_name, uint16_t port,
                                              char* result_buffer);
 
@@ -68,7 +74,8 @@ class ZWMGMT_API ZwMgmt_interface {
     uint32_t SetPassword(const char* password);
 
     /// Sends the login with the password kept, once: the password is wiped from the session.
-    /// Returns kSuccess, kLoginRejected, kLoginFailed or what failed on the way.
+    /// Returns kSuccess, kLoginRejected, kLoginFailed or what failed on the way; kInvalidValue,
+    /// with nothing sent, without a password.
     [[nodiscard]] uint32_t CLAuthenticateUser(char* result_buffer);
 
     /// Says goodbye to the agent. Does nothing without a connection.
@@ -187,14 +194,25 @@ class ZWMGMT_API ZwMgmt_interface {
                               char* result_buffer, void** out);
 
     /// One round trip: sends the message and receives the reply into it. The message's data area is
-    /// freed in any case. With record_size nonzero, a successful reply's data becomes a list at
-    /// *out (as CLBuildList makes it); otherwise the data is copied into result_buffer, as far as
-    /// it fits, and, where out is given, the whole block handed over (malloc, the caller frees it).
-    /// Returns kSuccess whatever status the agent replied with (read it from the message), or the
-    /// failure; after a transport failure the session counts as disconnected.
+    /// freed in any case, sent or not. With record_size nonzero, a successful reply's data becomes
+    /// a list at *out (as CLBuildList makes it); otherwise the data is copied into result_buffer,
+    /// as far as it fits, and, where out is given, the whole block handed over (malloc, the caller
+    /// frees it). Returns kSuccess whatever status the agent replied with (read it from the
+    /// message), or the failure; after a transport failure the session counts as disconnected and
+    /// every further request gives kNotConnected.
     uint32_t Client_TalkToServer(_Message* message, char* result_buffer, uint32_t record_size,
                                  uint32_t node_size, uint16_t pointer_count,
                                  uint32_t agent_word_size, void** out);
+
+    // ---- Files --------------------------------------------------------------------------------
+
+    /// Announces a file to the agent and pushes it in chunks, showing the progress in one line.
+    /// Memory does not grow with the file. Returns 0 when the agent has taken the whole file, or
+    /// when it stopped taking data in the middle (LastStatus() is then kWriteError or
+    /// kSendTimeout); 1 when the file cannot be sent or the agent refused it (said, or
+    /// LastStatus()); 2 without memory. Refused before anything is sent: what is no regular file,
+    /// and a file of more than kMostChunks chunks.
+    int SendFile(const zwmgmt::FileTransfer& transfer, char* result_buffer);
 
     // ---- Printing and result lists ------------------------------------------------------------
 
@@ -244,15 +262,31 @@ class ZWMGMT_API ZwMgmt_interface {
     bool GetCapabilitiesResponse(const void* data, uint32_t length);
 
   private:
+    int CLsendInitialMsg(const char* path, _Message* message, uint8_t arg1, uint32_t flags,
+                         char* result_buffer, uint8_t arg2, uint8_t arg3, const char* extra,
+                         uint16_t* chunk_count);
+    int CLsendDrvFile(const char* path, _Message* message, uint16_t chunk_count,
+                      char* result_buffer);
+    int CLsend_Kxgbtool_InitialMsg(const char* path, _Message* message, uint16_t* chunk_count,
+                                   char* result_buffer);
+    int CLsendKxgbtoolFile(const char* path, _Message* message, uint16_t chunk_count,
+                           char* result_buffer);
+    uint32_t CLTalkToServerForDrv(_Message* message, char* result_buffer);
+    int SendChunks(const char* path, _Message* message, FileTransferRecord* record,
+                   uint16_t chunk_count, char* result_buffer);
     ssl_ctx_st* CLInitializeContext(const char* certificate_file);
     void CLGetMinServerVer();
-    uint32_t CLSendData(const uint8_t* bytes, uint32_t length);
+    uint32_t CLSendData(const uint8_t* bytes, uint32_t length, bool more_follows);
     uint32_t CLGetData(uint8_t* bytes, uint32_t length);
     uint32_t Open(const char* host, const char* user_name, char* result_buffer);
     uint32_t ConnectTls(const char* host);
-    void SendLogout();
+    void ReleaseConnection();
+    uint32_t SendHeader(const _Message& message);
+    uint32_t SendBody(const _Message& message);
     uint32_t SendMessage(const _Message& message);
     uint32_t ReceiveHeader(char* result_buffer, _Message* message);
+    uint32_t ReceiveReply(_Message* message);
+    void FlushOutput();
     uint32_t ReceiveBlock(uint32_t length, uint8_t** block);
     uint32_t ReceiveTimeoutSeconds() const;
     uint32_t LoseConnection(uint32_t reason);
@@ -284,6 +318,7 @@ class ZWMGMT_API ZwMgmt_interface {
     Capabilities agent_capabilities = {};
     uint8_t minimum_server_version[21] = {};
     char error_text[1024] = {};
+    bool out_of_step = false;  // a broken exchange is on the wire: it takes no other
     bool build_list_mode = false;
     uint32_t receive_timeout_seconds = 0;
     uint32_t reply_limit = 64u << 20;

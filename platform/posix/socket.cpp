@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 
 namespace zwmgmt::platform {
@@ -99,15 +100,17 @@ WaitResult WaitFor(SocketHandle socket, Direction direction, Milliseconds limit)
         // Rounded up, so that the last wait does not spin through its final millisecond.
         const auto left = std::chrono::ceil<Milliseconds>(deadline - Clock::now());
         pollfd entry = {Fd(socket), events, 0};
-        const int ready = poll(&entry, 1, static_cast<int>(std::max<int64_t>(left.count(), 0)));
+        const int wait_ms = static_cast<int>(std::clamp<int64_t>(left.count(), 0, INT_MAX));
+        const int ready = poll(&entry, 1, wait_ms);
         if (ready > 0) return (entry.revents & POLLNVAL) ? WaitResult::kFailed : WaitResult::kReady;
         if (ready == 0) return WaitResult::kTimeout;
         if (errno != EINTR) return WaitResult::kFailed;
     }
 }
 
-int Send(SocketHandle socket, const void* bytes, int length) {
-    return TransferResult(send(Fd(socket), bytes, static_cast<size_t>(length), MSG_NOSIGNAL));
+int Send(SocketHandle socket, const void* bytes, int length, bool more_follows) {
+    const int flags = MSG_NOSIGNAL | (more_follows ? MSG_MORE : 0);
+    return TransferResult(send(Fd(socket), bytes, static_cast<size_t>(length), flags));
 }
 
 int Receive(SocketHandle socket, void* bytes, int length) {
@@ -143,7 +146,12 @@ SocketHandle Listen(const Ipv4Address& address, uint16_t* port) {
 
 SocketHandle Accept(SocketHandle listener, Milliseconds limit) {
     if (WaitFor(listener, Direction::kRead, limit) != WaitResult::kReady) return kNoSocket;
-    return Prepare(accept(Fd(listener), nullptr, nullptr));
+    const int client = accept(Fd(listener), nullptr, nullptr);
+    // A client that cannot be taken for want of descriptors stays ready: no busy waiting for it.
+    if (client < 0 && (errno == EMFILE || errno == ENFILE)) {
+        poll(nullptr, 0, static_cast<int>(limit.count()));
+    }
+    return Prepare(client);
 }
 
 }  // namespace zwmgmt::platform

@@ -5,6 +5,8 @@
 
 #include <cstdio>
 
+#include "platform/wipe.h"
+
 namespace zwmgmt::platform {
 namespace {
 
@@ -39,7 +41,10 @@ std::optional<std::string> ReadPassword(const char* prompt) {
 
     tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved);
     std::fputc('\n', stderr);
-    if (given_up) return std::nullopt;
+    if (given_up) {
+        Wipe(line.data(), line.size());
+        return std::nullopt;
+    }
     return line;
 }
 

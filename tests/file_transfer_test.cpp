@@ -1,0 +1,221 @@
+/// Files pushed to an agent: records, progress, refusals and what happens when it breaks off.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <fstream>
+
+#include "tests/support.h"
+
+using namespace testing_support;
+using namespace zwmgmt;
+
+namespace {
+
+/// Takes files and remembers those that arrived.
+struct FileHost : CannedHost {
+    void FileArrived(const zmsim::ReceivedFile& file) override { files.push_back(file); }
+    std::vector<zmsim::ReceivedFile> files;
+};
+
+std::string Content(size_t size) {
+    std::string text(size, '\0');
+    for (size_t i = 0; i < size; ++i) text[i] = static_cast<char>(i * 31 + i / 251);
+    return text;
+}
+
+std::string BaseName(const std::string& path) {
+    return path.substr(path.rfind('/') + 1);
+}
+
+/// What is said of a file that goes through whole, chunk by chunk.
+std::string Progress(const TemporaryFile& file, size_t size) {
+    std::string text = "Sending File " + BaseName(file.Path()) + " of size " +
+                       std::to_string(size) + " to the ZM agent...\n";
+    const size_t chunks = (size + 16383) / 16384;
+    for (size_t chunk = 1; chunk <= chunks; ++chunk) {
+        char line[64];
+        std::snprintf(line, sizeof(line), "Completion Progress %% (%02d%%) .... \r",
+                      static_cast<int>(100 * chunk / chunks));
+        text += line;
+    }
+    return text + "\n";
+}
+
+}  // namespace
+
+TEST(FileTransfer, PushesEveryByteInChunks) {
+    for (size_t size : {0u, 1u, 16383u, 16384u, 16385u, 100'000u}) {
+        Bytes received;
+        std::vector<Bytes> headers;
+        zmsim::AgentOptions options;
+        options.tap = [&](auto header, auto data) {
+            headers.emplace_back(header.begin(), header.end());
+            FileTransferRecord record;
+            if (data.size() != sizeof(record)) return;
+            std::memcpy(&record, data.data(), sizeof(record));
+            received.insert(received.end(), record.chunk_data,
+                            record.chunk_data + record.chunk_length);
+        };
+        FileHost host;
+        TestAgent agent(host, options);
+        const std::string content = Content(size);
+        const TemporaryFile file(content);
+        TestSession session;
+        ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+        EXPECT_EQ(session.SendFile({.path = file.Path().c_str()}, session.result.data()), 0);
+        EXPECT_EQ(session.Printed(), Progress(file, size));
+        EXPECT_TRUE(session.Connected());
+        session.CLDisconnectFromServer();
+        agent.Stop();
+        EXPECT_EQ(Bytes(content.begin(), content.end()), received) << size;
+        Bytes header(26, 0);  // of every record: service 5, opcode 143, 16,695 bytes
+        header[4] = 5;
+        header[6] = 143;
+        header[9] = 0x37;
+        header[10] = 0x41;
+        for (size_t i = 1; i + 1 < headers.size(); ++i) EXPECT_EQ(headers[i], header);
+        ASSERT_EQ(host.files.size(), 1u);
+        EXPECT_EQ(host.files[0].name, BaseName(file.Path()));
+        EXPECT_EQ(host.files[0].size, size);
+    }
+}
+
+TEST(FileTransfer, AnnouncesWhatTheCallerGives) {
+    // clang-format off
+    const Table<uint32_t, const char*, bool, uint32_t, const char*> rows = {
+        {0x200, "hpc", false, 0x200, "hpc"}, {0x1000, "basic", false, 0x1000, "basic"},
+        {0x7, "5 and more", false, 0x7, "5"}, {0x7, nullptr, false, 0x7, ""},
+        {0x200, "hpc", true, 0, ""},
+        {0x200, "a text of forty characters, eight beyond", false, 0x200, "a text of forty characters, eigh"},
+    };
+    // clang-format on
+    for (const auto& [flags, extra, tool, sent_flags, sent_extra] : rows) {
+        FileHost host;
+        TestAgent agent(host);
+        const TemporaryFile file("x");
+        TestSession session;
+        ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+        const FileTransfer transfer = {file.Path().c_str(), flags, 1, 2, 3, extra, tool};
+        EXPECT_EQ(session.SendFile(transfer, session.result.data()), 0);
+        agent.Stop();
+        ASSERT_EQ(host.files.size(), 1u);
+        EXPECT_EQ(host.files[0].flags, sent_flags);
+        EXPECT_EQ(host.files[0].extra, sent_extra);
+        EXPECT_EQ(host.files[0].args[0] + host.files[0].args[2], tool ? 0 : 4);
+    }
+}
+
+TEST(FileTransfer, RefusesWhatCannotBeSentBeforeAnnouncingIt) {
+    const TemporaryFile huge("");
+    const TemporaryFile largest("");
+    ASSERT_EQ(truncate(huge.Path().c_str(), 65535LL * 16384 + 1), 0);
+    ASSERT_EQ(truncate(largest.Path().c_str(), 65535LL * 16384), 0);
+    const std::string fifo = huge.Path() + ".fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    // clang-format off
+    const Table<std::string, std::string> rows = {
+        {"/no/such/file", "cannot stat the file /no/such/file\n"},
+        {"/tmp", "cannot send /tmp: it is not a regular file\n"},
+        {"/dev/zero", "cannot send /dev/zero: it is not a regular file\n"},
+        {fifo, "cannot send " + fifo + ": it is not a regular file\n"},
+        {huge.Path(), "cannot send " + huge.Path() + ": its size of 1073725441 bytes is above the limit of 1073725440 bytes\n"},
+    };
+    // clang-format on
+    int announced = 0;
+    zmsim::AgentOptions options;
+    options.tap = [&](auto, auto data) { announced += data.size() == sizeof(FileTransferRecord); };
+    options.files.refuse_announcement = 99;
+    FileHost host;
+    TestAgent agent(host, options);
+    TestSession session;
+    EXPECT_EQ(session.SendFile({.path = "/etc/hostname"}, session.result.data()), 1);
+    EXPECT_EQ(session.Printed(), "ERROR: no connection to the managed system!\n");
+    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    for (const auto& [path, said] : rows) {
+        EXPECT_EQ(session.SendFile({.path = path.c_str()}, session.result.data()), 1);
+        EXPECT_EQ(session.Printed(), said);
+    }
+    EXPECT_EQ(session.SendFile({.path = largest.Path().c_str()}, session.result.data()), 1);
+    EXPECT_EQ(session.LastStatus(), 99u) << "the largest file is announced";
+    agent.Stop();
+    EXPECT_EQ(announced, 1);
+    unlink(fifo.c_str());
+}
+
+TEST(FileTransfer, TheAgentsRefusalsHaveTheirWords) {
+    const TemporaryFile file(Content(50'000));
+    // clang-format off
+    const Table<zmsim::FileOrders, uint32_t, std::string> rows = {
+        {{.refuse_announcement = 75}, 75, "Pre-Requisites for installating driver failed\n"},
+        {{.refuse_announcement = 314}, 314, "ZM Update failed as  architecture is different\n"},
+        {{.refuse_announcement = 315}, 315, "ZM Update failed as higher/equal  version is already installed\n"},
+        {{.refuse_announcement = 9}, 9, ""},
+        {{.refuse_chunk = 2}, 70, "Completion Progress % (25%) .... \rCompletion Progress % (50%) .... \r"},
+    };
+    // clang-format on
+    for (const auto& [orders, status, said] : rows) {
+        zmsim::AgentOptions options;
+        options.files = orders;
+        FileHost host;
+        TestAgent agent(host, options);
+        TestSession session;
+        ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+        EXPECT_EQ(session.SendFile({.path = file.Path().c_str()}, session.result.data()), 1);
+        const std::string printed = session.Printed();
+        EXPECT_EQ(printed.substr(printed.find('\n') + 1), said);
+        EXPECT_EQ(session.LastStatus(), status);
+        EXPECT_TRUE(session.Connected()) << "a refusal leaves the stream in step";
+        EXPECT_TRUE(host.files.empty());
+    }
+}
+
+TEST(FileTransfer, AStallEndsTheTransferAndTheSession) {
+    const TemporaryFile file(Content(50'000));
+    zmsim::AgentOptions options;
+    options.files.stall_at_chunk = 3;
+    FileHost host;
+    TestAgent agent(host, options);
+    TestSession session;
+    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    session.SetReceiveTimeout(1);
+    EXPECT_EQ(session.SendFile({.path = file.Path().c_str()}, session.result.data()), 1);
+    EXPECT_EQ(session.LastStatus(), kReceiveTimeout);
+    EXPECT_FALSE(session.Connected());
+    EXPECT_TRUE(session.Printed().ends_with("(75%) .... \rSocket timed out\n"));
+}
+
+TEST(FileTransfer, AnUnansweredAnnouncementCountsAsAgreedButEndsTheSession) {
+    int chunks = 0;
+    RawAgent agent([&](SSL* ssl) {
+        AcceptOpening(ssl);
+        const size_t whole = kHeaderSize + sizeof(FileTransferRecord);
+        if (ReadFrom(ssl, whole).size() == whole) ReadFrom(ssl, whole);
+        ++chunks;
+        WriteTo(ssl, Message(_Message{}));
+        AwaitEnd(ssl);
+    });
+    const TemporaryFile file("x");
+    TestSession session;
+    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    session.SetReceiveTimeout(1);
+    EXPECT_EQ(session.SendFile({.path = file.Path().c_str()}, session.result.data()), 0);
+    EXPECT_EQ(chunks, 1);
+    EXPECT_FALSE(session.Connected());
+}
+
+TEST(FileTransfer, AFileThatShrinksMeanwhileIsNoSuccess) {
+    const TemporaryFile file(Content(50'000));
+    zmsim::AgentOptions options;
+    options.tap = [&](auto, auto data) {
+        // Cut between announcement and second chunk.
+        const bool transfer = data.size() == sizeof(FileTransferRecord);
+        EXPECT_TRUE(!transfer || truncate(file.Path().c_str(), 20'000) == 0);
+    };
+    FileHost host;
+    TestAgent agent(host, options);
+    TestSession session;
+    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    EXPECT_EQ(session.SendFile({.path = file.Path().c_str()}, session.result.data()), 1);
+    EXPECT_TRUE(host.files.empty());
+}

@@ -1,0 +1,225 @@
+/// Every allocation of a session refused in turn: malloc's family, operator new and OpenSSL's own.
+/// Under the address sanitizer this also finds what is lost on the way out.
+#include <openssl/crypto.h>
+
+#include <cstdlib>
+#include <new>
+
+#include "tests/support.h"
+
+using namespace testing_support;
+using namespace zwmgmt;
+
+namespace {
+
+/// Allocations of this thread until one is refused; negative: none will be.
+thread_local long until_refusal = -1;
+thread_local bool refused = false;
+
+bool Refuse() {
+    if (until_refusal < 0 || until_refusal-- > 0) return false;
+    refused = true;
+    return true;
+}
+
+/// Refuses the n-th allocation of this thread from now on (from 0), until it goes.
+class RefuseOne {
+  public:
+    explicit RefuseOne(long n) {
+        refused = false;
+        until_refusal = n;
+    }
+    ~RefuseOne() { until_refusal = -1; }
+};
+
+}  // namespace
+
+extern "C" {
+void* __real_malloc(size_t size);
+void* __real_calloc(size_t count, size_t size);
+void* __real_realloc(void* block, size_t size);
+void* __wrap_malloc(size_t size) {
+    return Refuse() ? nullptr : __real_malloc(size);
+}
+void* __wrap_calloc(size_t count, size_t size) {
+    return Refuse() ? nullptr : __real_calloc(count, size);
+}
+void* __wrap_realloc(void* block, size_t size) {
+    return Refuse() ? nullptr : __real_realloc(block, size);
+}
+}
+
+void* operator new(size_t size) {
+    void* block = __wrap_malloc(size);
+    if (block == nullptr) throw std::bad_alloc();
+    return block;
+}
+void* operator new(size_t size, const std::nothrow_t&) noexcept {
+    return __wrap_malloc(size);
+}
+void operator delete(void* block) noexcept {
+    std::free(block);
+}
+void operator delete(void* block, size_t) noexcept {
+    std::free(block);
+}
+
+namespace {
+
+const bool openssl_uses_the_allocator =
+    CRYPTO_set_mem_functions(
+        [](size_t size, const char*, int) { return __wrap_malloc(size); },
+        [](void* block, size_t size, const char*, int) { return __wrap_realloc(block, size); },
+        [](void* block, const char*, int) { std::free(block); }) == 1;
+
+/// Runs the step with its n-th allocation refused, for every n it has; how many that were.
+long RefuseEach(const std::function<void()>& prepare, const std::function<void()>& step,
+                const std::function<void()>& check) {
+    for (long n = 0;; ++n) {
+        prepare();
+        {
+            const RefuseOne refusal(n);
+            step();
+        }
+        if (!refused) return n;
+        check();
+    }
+}
+
+/// A session whose every step is kept apart, so that each can be refused memory alone.
+struct Steps {
+    std::optional<TestSession> session;
+    _Message message = {};
+    void* out = nullptr;
+    uint32_t status = 0;
+
+    void Connect(uint16_t port) {
+        session.emplace();
+        ASSERT_EQ(session->Connect(port), kSuccess);
+    }
+    void Request() {
+        message = {};
+        message.service = kKorvane;
+        message.opcode = kListAdapterProps;
+        out = nullptr;
+    }
+};
+
+struct CountingHost : zmsim::ScenarioHost {
+    using ScenarioHost::ScenarioHost;
+    void FileArrived(const zmsim::ReceivedFile&) override { ++files; }
+    std::atomic<int> files = 0;
+};
+
+class RefusedMemory : public testing::Test {
+  protected:
+    // What OpenSSL sets up once a process is set up here: it does not recover from a failure there.
+    RefusedMemory() : host(BuiltinScenario("linux")), agent(host) {
+        EXPECT_TRUE(openssl_uses_the_allocator);
+        steps.Connect(agent.Port());
+    }
+
+    CountingHost host;
+    TestAgent agent;
+    Steps steps;
+};
+
+}  // namespace
+
+TEST_F(RefusedMemory, WhileConnecting) {
+    std::vector<char> result(kResultBufferSize);
+    ZwMgmt_interface* session = nullptr;
+    alignas(ZwMgmt_interface) char place[sizeof(ZwMgmt_interface)];
+    long succeeded = 0;
+    testing::internal::CaptureStdout();  // of contexts that cannot be made
+    const long count = RefuseEach([] {},
+                                  [&] {
+                                      session = new (place) ZwMgmt_interface;
+                                      steps.status = session->CLConnectToServer(
+                                          "127.0.0.1", "operator", agent.Port(), result.data());
+                                      session->CLDisconnectFromServer();
+                                      session->~ZwMgmt_interface();
+                                  },
+                                  [&] { succeeded += steps.status == kSuccess; });
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(steps.status, kSuccess) << "with nothing refused";
+    EXPECT_GT(count, 100);
+    EXPECT_LT(succeeded, count) << "no refusal was noticed";
+}
+
+TEST_F(RefusedMemory, InARoundTrip) {
+    const long count = RefuseEach(
+        [&] {
+            steps.Connect(agent.Port());
+            steps.Request();
+        },
+        [&] {
+            steps.status = steps.session->Client_TalkToServer(
+                &steps.message, steps.session->result.data(), 0, 0, 0, 8, &steps.out);
+        },
+        [&] {
+            EXPECT_NE(steps.status, kSuccess);
+            EXPECT_EQ(steps.out, nullptr);
+        });
+    EXPECT_EQ(steps.status, kSuccess);
+    EXPECT_GT(count, 0);
+    std::free(steps.out);
+}
+
+TEST_F(RefusedMemory, WhileBuildingAList) {
+    const long count = RefuseEach(
+        [&] {
+            steps.Connect(agent.Port());
+            steps.Request();
+        },
+        [&] {
+            steps.status = steps.session->Client_TalkToServer(
+                &steps.message, steps.session->result.data(), 548, 556, 1, 8, &steps.out);
+        },
+        [&] {
+            EXPECT_NE(steps.status, kSuccess);
+            EXPECT_EQ(steps.out, nullptr);
+        });
+    EXPECT_EQ(steps.status, kSuccess);
+    EXPECT_GE(count, 4) << "the block and three nodes";
+    ZwMgmt_interface::CLFreeMem(kListAdapterProps, steps.out);
+}
+
+TEST_F(RefusedMemory, WhilePushingAFile) {
+    const TemporaryFile file(std::string(40'000, 'x'));
+    const FileTransfer transfer = {.path = file.Path().c_str(), .extra = nullptr};
+    const long count = RefuseEach([&] { steps.Connect(agent.Port()); },
+                                  [&] {
+                                      steps.status = static_cast<uint32_t>(steps.session->SendFile(
+                                          transfer, steps.session->result.data()));
+                                      // A transfer that broke off while data was written counts as
+                                      // finished, but says so.
+                                      if (steps.status == kSuccess)
+                                          steps.status = steps.session->LastStatus();
+                                  },
+                                  [&] {
+                                      // OpenSSL does without some of its memory: then the file has
+                                      // to be there.
+                                      const bool arrived = host.files.exchange(0) == 1;
+                                      EXPECT_TRUE(steps.status != kSuccess || arrived);
+                                  });
+    EXPECT_EQ(steps.status, kSuccess);
+    EXPECT_GE(count, 2) << "one record for the announcement, one for the chunks";
+}
+
+TEST_F(RefusedMemory, WhileReadingWords) {
+    const char* words[] = {"korvane", "listports", "a key that needs some memory=1"};
+    std::string error;
+    int unnoticed = 0;  // sorting does without the memory that it would like to have
+    const long count = RefuseEach([] {},
+                                  [&] {
+                                      CommandWords command(words, 3);
+                                      until_refusal = -1;
+                                      EXPECT_EQ(command.Request(), nullptr);
+                                      error = command.Error();
+                                  },
+                                  [&] { unnoticed += error != "out of memory"; });
+    EXPECT_TRUE(error.starts_with("unknown key"));
+    EXPECT_GT(count, 5);
+    EXPECT_LE(unnoticed, 2);
+}
