@@ -1,6 +1,7 @@
 # What a program that links the library needs, and the programs themselves.
 include(CMakePackageConfigHelpers)
 
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME library)
 install(TARGETS zwmgmt EXPORT zwmgmt_targets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
@@ -30,5 +31,6 @@ file(RELATIVE_PATH ZWMGMT_PC_TO_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig
 configure_file(cmake/zwmgmt.pc.in ${PROJECT_BINARY_DIR}/zwmgmt.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/zwmgmt.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME programs)
 install(TARGETS korvane_zwcli korvane_zmsim RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES front_end/certs/cert.pem DESTINATION ${CMAKE_INSTALL_BINDIR}/certs)

@@ -1,5 +1,5 @@
 # Installs the tree into a fresh folder and builds the consumer example from it, once with the CMake
-# package and once with pkg-config; runs it and the installed front end.
+# package and once with pkg-config; runs it and the installed front end. Then the static library.
 set(root ${BUILD_DIR}/install_test)
 file(REMOVE_RECURSE ${root})
 set(example ${SOURCE_DIR}/examples/consumer)
@@ -15,22 +15,31 @@ function(run expected_output)
     endif()
 endfunction()
 
+function(build_consumers name prefix)
+    set(build ${root}/${name})
+    run("" ${CMAKE_COMMAND} -S ${example} -B ${build} -G Ninja -DCMAKE_PREFIX_PATH=${prefix})
+    run("" ${CMAKE_COMMAND} --build ${build})
+    run("korvane listadapterprops is service 4, command 142" ${build}/consumer)
+
+    file(GLOB_RECURSE pkg_config_file ${prefix}/*/zwmgmt.pc)
+    get_filename_component(pkg_config_folder ${pkg_config_file} DIRECTORY)
+    get_filename_component(library_folder ${pkg_config_folder} DIRECTORY)
+    set(ENV{PKG_CONFIG_PATH} ${pkg_config_folder})
+    run("" sh -c "c++ -std=c++20 ${example}/consumer.cpp -o ${build}/consumer_pc \
+$(pkg-config --cflags --libs zwmgmt) -Wl,-rpath,${library_folder}")
+    run("service 4, command 142" ${build}/consumer_pc)
+endfunction()
+
 run("" ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${root}/prefix)
-run("" ${CMAKE_COMMAND} -S ${example} -B ${root}/build -G Ninja
-    -DCMAKE_PREFIX_PATH=${root}/prefix)
-run("" ${CMAKE_COMMAND} --build ${root}/build)
-run("korvane listadapterprops is service 4, command 142" ${root}/build/consumer)
-
-file(GLOB_RECURSE pkg_config_file ${root}/prefix/*/zwmgmt.pc)
-get_filename_component(pkg_config_folder ${pkg_config_file} DIRECTORY)
-get_filename_component(library_folder ${pkg_config_folder} DIRECTORY)
-set(ENV{PKG_CONFIG_PATH} ${pkg_config_folder})
-run("" sh -c "c++ -std=c++20 ${example}/consumer.cpp -o ${root}/consumer_pc \
-$(pkg-config --cflags --libs zwmgmt) \
--Wl,-rpath,${library_folder}")
-run("service 4, command 142" ${root}/consumer_pc)
-
+build_consumers(shared ${root}/prefix)
 run("korvane_zwcli ${VERSION}" ${root}/prefix/bin/korvane_zwcli --version)
 if(NOT EXISTS ${root}/prefix/bin/certs/cert.pem)
     message(FATAL_ERROR "the trust store is not installed")
 endif()
+
+run("" ${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${root}/static_build -G Ninja -DBUILD_SHARED_LIBS=OFF
+    -DZWMGMT_BUILD_TESTS=OFF)
+run("" ${CMAKE_COMMAND} --build ${root}/static_build --target zwmgmt)
+run("" ${CMAKE_COMMAND} --install ${root}/static_build --prefix ${root}/static_prefix
+    --component library)
+build_consumers(static ${root}/static_prefix)

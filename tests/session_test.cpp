@@ -1,8 +1,8 @@
 /// The session against agents that behave, that refuse, and that do neither.
 #include <openssl/ssl.h>
 
-#include <condition_variable>
 #include <cstring>
+#include <filesystem>
 #include <mutex>
 
 #include "session/tls.h"
@@ -207,6 +207,28 @@ TEST(Session, ConnectFailuresHaveStatusesOfTheirOwn) {
         TestSession session;
         EXPECT_EQ(session.Connect(no_tls.Port()), kHandshakeFailed);
     }
+}
+
+TEST(Session, ConnectingAgainReleasesTheEarlierConnection) {
+    const auto descriptors = [] {
+        const std::filesystem::directory_iterator open("/proc/self/fd");
+        return std::distance(begin(open), end(open));
+    };
+    RawAgent agent([](SSL* ssl) { AcceptOpening(ssl); });
+    TestSession session;
+    const auto before = descriptors();
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+        EXPECT_NE(session.Run({"korvane", "listadapterprops"}), 0);
+        EXPECT_EQ(session.Run({"korvane", "listadapterprops"}), kNotConnected);
+        EXPECT_EQ(session.LastStatus(), kNotConnected);
+        _Message message = {};
+        EXPECT_EQ(session.Client_TalkToServer(&message, session.result.data(), 0, 0, 0, 8, nullptr),
+                  kNotConnected)
+            << "a late reply is nobody's";
+    }
+    session.CLDisconnectFromServer();
+    EXPECT_LE(descriptors(), before + 1) << "the agent may still hold the last one";
 }
 
 TEST(Session, WithoutContextConnectingFails) {
