@@ -110,7 +110,8 @@ void ZwMgmt_interface::CLFreeMem(uint16_t command, void* head) {
         std::free(head);
         return;
     }
-    for (void* node = head; node != nullptr; node = LinkOf(node, kind->link_offset())) {
+    void* outer = kind->inner_lists > 0 ? head : nullptr;
+    for (void* node = outer; node != nullptr; node = LinkOf(node, kind->link_offset())) {
         for (uint16_t i = kind->inner_lists; i > 0; --i) {
             void* inner = LinkOf(node, kind->link_offset() - i * sizeof(void*));
             CLFreeList(inner, kind->inner_node_size - uint32_t{sizeof(void*)});

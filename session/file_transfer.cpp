@@ -36,21 +36,32 @@ const char* BaseName(const char* path) {
     return slash != nullptr ? slash + 1 : path;
 }
 
-/// Makes the message carry an empty transfer record, which it owns; null without memory.
-FileTransferRecord* StartMessage(_Message* message) {
-    *message = {};
-    auto* record = static_cast<FileTransferRecord*>(std::calloc(1, sizeof(FileTransferRecord)));
-    if (record == nullptr) return nullptr;
-    message->service = kSystem;
-    message->opcode = kInstall;
-    message->data_length = sizeof(*record);
-    message->data = record;
-    return record;
-}
+/// A transfer message as it travels: header and record in one piece, so that neither is copied
+/// again for every chunk.
+#pragma pack(push, 1)
+struct TransferMessage {
+    uint8_t header[kHeaderSize];
+    FileTransferRecord record;
+};
+#pragma pack(pop)
 
-void FreeData(_Message* message) {
-    std::free(message->data);
-    message->data = nullptr;
+static_assert(sizeof(TransferMessage) == 26 + 16'695);
+
+struct FreeMessage {
+    void operator()(TransferMessage* message) const { std::free(message); }
+};
+using OwnedMessage = std::unique_ptr<TransferMessage, FreeMessage>;
+
+/// An empty record behind its header; null without memory.
+OwnedMessage NewTransferMessage() {
+    OwnedMessage message(static_cast<TransferMessage*>(std::calloc(1, sizeof(TransferMessage))));
+    if (!message) return message;
+    _Message header = {};
+    header.service = kSystem;
+    header.opcode = kInstall;
+    header.data_length = sizeof(FileTransferRecord);
+    std::memcpy(message->header, &header, kHeaderSize);
+    return message;
 }
 
 void SetExtra(FileTransferRecord* record, uint32_t flags, const char* extra) {
@@ -108,20 +119,21 @@ int ZwMgmt_interface::CLsendInitialMsg(const char* path, _Message* message, uint
     }
     PrintOutput("Sending File %s of size %lld to the ZM agent...\n", BaseName(path), size);
     if (message == nullptr) return kNoMemory;
-    FileTransferRecord* record = StartMessage(message);
-    if (record == nullptr) return kNoMemory;
+    const OwnedMessage announcement = NewTransferMessage();
+    if (!announcement) return kNoMemory;
+    FileTransferRecord& record = announcement->record;
     *chunk_count = static_cast<uint16_t>(chunks);
-    record->chunk_count = *chunk_count;
-    record->transfer_flags = flags;
-    record->transfer_arg1 = arg1;
-    record->transfer_arg2 = arg2;
-    record->transfer_arg3 = arg3;
-    record->file_size = file.size;
-    SetFixedText(record->file_name, BaseName(path));
-    SetExtra(record, flags, extra);
+    record.chunk_count = *chunk_count;
+    record.transfer_flags = flags;
+    record.transfer_arg1 = arg1;
+    record.transfer_arg2 = arg2;
+    record.transfer_arg3 = arg3;
+    record.file_size = file.size;
+    SetFixedText(record.file_name, BaseName(path));
+    SetExtra(&record, flags, extra);
 
-    const uint32_t sent = SendMessage(*message);
-    FreeData(message);
+    bool header_sent = false;
+    const uint32_t sent = SendTransfer(announcement.get(), &header_sent);
     if (sent != kSuccess) {
         LoseConnection(sent);
         return kStopped;
@@ -140,23 +152,25 @@ int ZwMgmt_interface::CLsendInitialMsg(const char* path, _Message* message, uint
     return message->status == kSuccess ? kDone : kStopped;
 }
 
-int ZwMgmt_interface::CLsendDrvFile(const char* path, _Message* message, uint16_t chunk_count,
-                                    char* result_buffer) {
-    FileTransferRecord* record = StartMessage(message);
-    if (record == nullptr) return kStopped;
-    const int outcome = SendChunks(path, message, record, chunk_count, result_buffer);
-    FreeData(message);
-    return outcome;
+uint32_t ZwMgmt_interface::SendTransfer(const void* transfer_message, bool* header_sent) {
+    constexpr uint32_t kLength = sizeof(TransferMessage);
+    const uint32_t sent = CLSendData(static_cast<const uint8_t*>(transfer_message), kLength, false);
+    *header_sent = sent >= header_size;
+    if (sent == kLength) return kSuccess;
+    return *header_sent && status == kSendTimeout ? kSendTimeout : kWriteError;
 }
 
-int ZwMgmt_interface::SendChunks(const char* path, _Message* message, FileTransferRecord* record,
-                                 uint16_t chunk_count, char* result_buffer) {
+int ZwMgmt_interface::CLsendDrvFile(const char* path, _Message* message, uint16_t chunk_count,
+                                    char* result_buffer) {
+    *message = {};
+    const OwnedMessage chunk = NewTransferMessage();
     const File file(std::fopen(path, "rb"));
-    if (!file) return kStopped;
+    if (!chunk || !file) return kStopped;
     std::setvbuf(file.get(), nullptr, _IONBF, 0);  // chunks go straight into the record
     std::memset(result_buffer, 0, kResultBufferSize);
-    for (uint16_t number = 1;; ++number) {
-        const size_t length = std::fread(record->chunk_data, 1, kChunkSize, file.get());
+    FileTransferRecord& record = chunk->record;
+    for (uint32_t number = 1;; ++number) {
+        const size_t length = std::fread(record.chunk_data, 1, kChunkSize, file.get());
         const bool at_end = length == 0;
         if (std::ferror(file.get()) || at_end != (number > chunk_count)) {
             PrintOutput("\ncannot send %s: it changed or became unreadable\n", path);
@@ -164,27 +178,28 @@ int ZwMgmt_interface::SendChunks(const char* path, _Message* message, FileTransf
             return kStopped;
         }
         if (at_end) break;
-        std::memset(record->chunk_data + length, 0, kChunkSize - length);
-        record->chunk_number = number;
-        record->chunk_length = static_cast<uint16_t>(length);
+        std::memset(record.chunk_data + length, 0, kChunkSize - length);
+        record.chunk_number = static_cast<uint16_t>(number);
+        record.chunk_length = static_cast<uint16_t>(length);
 
-        const uint32_t header_sent = SendHeader(*message);
-        const uint32_t data_sent = header_sent == kSuccess ? SendBody(*message) : header_sent;
-        if (header_sent == kSuccess && data_sent != kSuccess) {
-            LoseConnection(data_sent);
+        bool header_sent = false;
+        const uint32_t sent = SendTransfer(chunk.get(), &header_sent);
+        if (header_sent && sent != kSuccess) {
+            LoseConnection(sent);
             break;  // as finished, on purpose: LastStatus tells
         }
-        if (header_sent == kSuccess) {
-            PrintOutput("Completion Progress %% (%02d%%) .... \r", 100 * number / chunk_count);
+        if (sent == kSuccess) {
+            PrintOutput("Completion Progress %% (%02d%%) .... \r",
+                        static_cast<int>(100 * number / chunk_count));
             FlushOutput();
         }
-        last_reply_header = {};
-        const uint32_t received = ReceiveReply(&last_reply_header);
+        const uint32_t received = ReceiveReply(message);
+        last_reply_header = *message;
         if (received != kSuccess) {
             LoseConnection(received);
             return kStopped;
         }
-        status = last_reply_header.status;
+        status = message->status;
         if (status != kSuccess) return kStopped;
     }
     PrintOutput("\n");

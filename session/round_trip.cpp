@@ -1,5 +1,6 @@
 /// One request, one reply: Client_TalkToServer and its steps.
 #include <openssl/crypto.h>
+#include <openssl/ssl3.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -14,24 +15,23 @@ constexpr uint32_t kFirstGrowth = 256 * 1024;
 
 }  // namespace
 
-uint32_t ZwMgmt_interface::SendHeader(const _Message& message) {
-    const auto* header = reinterpret_cast<const uint8_t*>(&message);
-    const bool more_follows = message.data_length != 0;
-    return CLSendData(header, header_size, more_follows) == header_size ? zwmgmt::kSuccess
-                                                                        : zwmgmt::kWriteError;
-}
-
-uint32_t ZwMgmt_interface::SendBody(const _Message& message) {
-    const auto* data = static_cast<const uint8_t*>(message.data);
-    if (CLSendData(data, message.data_length, false) == message.data_length) {
-        return zwmgmt::kSuccess;
-    }
-    return status == zwmgmt::kSendTimeout ? zwmgmt::kSendTimeout : zwmgmt::kWriteError;
-}
-
 uint32_t ZwMgmt_interface::SendMessage(const _Message& message) {
-    const uint32_t sent = SendHeader(message);
-    return sent == zwmgmt::kSuccess && message.data_length != 0 ? SendBody(message) : sent;
+    // Header and data leave in as few TLS records as they fit into.
+    uint8_t first[SSL3_RT_MAX_PLAIN_LENGTH];
+    const uint32_t length = message.data_length;
+    const uint32_t gathered = std::min<uint32_t>(length, sizeof(first) - header_size);
+    const auto* data = static_cast<const uint8_t*>(message.data);
+    std::memcpy(first, &message, header_size);
+    if (gathered != 0) std::memcpy(first + header_size, data, gathered);
+
+    uint32_t sent = CLSendData(first, header_size + gathered, gathered < length);
+    OPENSSL_cleanse(first, header_size + gathered);
+    if (sent < header_size) return zwmgmt::kWriteError;
+    if (sent == header_size + gathered && gathered < length) {
+        sent += CLSendData(data + gathered, length - gathered, false);
+    }
+    if (sent == header_size + length) return zwmgmt::kSuccess;
+    return status == zwmgmt::kSendTimeout ? zwmgmt::kSendTimeout : zwmgmt::kWriteError;
 }
 
 uint32_t ZwMgmt_interface::ReceiveHeader(char* result_buffer, _Message* message) {

@@ -117,7 +117,7 @@ uint32_t ZwMgmt_interface::Open(const char* host, const char* user_name, char* r
 
 uint32_t ZwMgmt_interface::ConnectTls(const char* host) {
     if (tls_context != nullptr) {
-        SSL_CTX_set_mode(tls_context, SSL_MODE_AUTO_RETRY | SSL_MODE_ENABLE_PARTIAL_WRITE);
+        SSL_CTX_set_mode(tls_context, SSL_MODE_AUTO_RETRY);
     }
     socket = platform::CreateSocket();
     if (socket == platform::kNoSocket) return zwmgmt::kNoSocket;

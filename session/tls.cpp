@@ -3,6 +3,7 @@
 #include <openssl/bio.h>
 #include <openssl/err.h>
 
+#include <algorithm>
 #include <atomic>
 #include <new>
 
@@ -73,6 +74,10 @@ const BIO_METHOD* Method() {
     return method;
 }
 
+Outcome OutcomeOf(platform::WaitResult failed_wait) {
+    return failed_wait == platform::WaitResult::kTimeout ? Outcome::kTimeout : Outcome::kWaitFailed;
+}
+
 /// Repeats one TLS operation until it is done, fails, or the time is up.
 template <class Operation>
 Outcome Drive(SSL* ssl, Milliseconds limit, Operation operation) {
@@ -92,14 +97,8 @@ Outcome Drive(SSL* ssl, Milliseconds limit, Operation operation) {
         if (left.count() <= 0) return Outcome::kTimeout;
         const auto direction = reason == SSL_ERROR_WANT_READ ? platform::Direction::kRead
                                                              : platform::Direction::kWrite;
-        switch (platform::WaitFor(channel->socket, direction, left)) {
-            case platform::WaitResult::kReady:
-                break;
-            case platform::WaitResult::kTimeout:
-                return Outcome::kTimeout;
-            case platform::WaitResult::kFailed:
-                return Outcome::kWaitFailed;
-        }
+        const auto waited = platform::WaitFor(channel->socket, direction, left);
+        if (waited != platform::WaitResult::kReady) return OutcomeOf(waited);
     }
 }
 
@@ -134,10 +133,11 @@ Transfer ReadSome(SSL* ssl, void* buffer, size_t length, Milliseconds limit) {
 
 Transfer WriteSome(SSL* ssl, const void* bytes, size_t length, Milliseconds limit,
                    bool more_follows) {
-    ChannelOf(SSL_get_wbio(ssl))->more_follows = more_follows || length > SSL3_RT_MAX_PLAIN_LENGTH;
+    const size_t record = std::min<size_t>(length, SSL3_RT_MAX_PLAIN_LENGTH);
+    ChannelOf(SSL_get_wbio(ssl))->more_follows = more_follows || length > record;
     size_t moved = 0;
     const auto outcome =
-        Drive(ssl, limit, [&] { return SSL_write_ex(ssl, bytes, length, &moved); });
+        Drive(ssl, limit, [&] { return SSL_write_ex(ssl, bytes, record, &moved); });
     return {outcome, outcome == Outcome::kDone ? moved : 0};
 }
 

@@ -49,47 +49,38 @@ uint32_t ZwMgmt_interface::ReceiveTimeoutSeconds() const {
 
 uint32_t ZwMgmt_interface::CLSendData(const uint8_t* bytes, uint32_t length, bool more_follows) {
     uint32_t sent = 0;
-    while (sent < length && tls_session != nullptr) {
+    auto outcome = tls_session != nullptr ? tls::Outcome::kDone : tls::Outcome::kFailed;
+    while (sent < length && outcome == tls::Outcome::kDone) {
         const auto moved =
             tls::WriteSome(tls_session, bytes + sent, length - sent, kSendLimit, more_follows);
         sent += static_cast<uint32_t>(moved.bytes);
-        switch (moved.outcome) {
-            case tls::Outcome::kDone:
-                continue;
-            case tls::Outcome::kTimeout:
-                PrintOutput("Socket timed out\n");
-                status = zwmgmt::kSendTimeout;
-                return sent;
-            case tls::Outcome::kWaitFailed:
-                PrintOutput("Socket error on sClient while writing. Cannot proceed\n");
-                return sent;
-            case tls::Outcome::kFailed:
-                return sent;
-        }
+        outcome = moved.outcome;
+    }
+    if (outcome == tls::Outcome::kTimeout) {
+        PrintOutput("Socket timed out\n");
+        status = zwmgmt::kSendTimeout;
+    } else if (outcome == tls::Outcome::kWaitFailed) {
+        PrintOutput("Socket error on sClient while writing. Cannot proceed\n");
     }
     return sent;
 }
 
 uint32_t ZwMgmt_interface::CLGetData(uint8_t* bytes, uint32_t length) {
-    std::memset(bytes, 0xFF, length);
     const std::chrono::seconds limit(ReceiveTimeoutSeconds());
     uint32_t received = 0;
-    while (received < length && tls_session != nullptr) {
+    auto outcome = tls_session != nullptr ? tls::Outcome::kDone : tls::Outcome::kFailed;
+    while (received < length && outcome == tls::Outcome::kDone) {
         const auto moved = tls::ReadSome(tls_session, bytes + received, length - received, limit);
         received += static_cast<uint32_t>(moved.bytes);
-        switch (moved.outcome) {
-            case tls::Outcome::kDone:
-                continue;
-            case tls::Outcome::kTimeout:
-                PrintOutput("Socket timed out\n");
-                status = zwmgmt::kReceiveTimeout;
-                return received;
-            case tls::Outcome::kWaitFailed:
-                PrintOutput("Socket error on sClient while reading. Cannot proceed.\n");
-                return received;
-            case tls::Outcome::kFailed:
-                return received;
-        }
+        outcome = moved.outcome;
+    }
+    // What has not arrived reads as an end mark.
+    std::memset(bytes + received, 0xFF, length - received);
+    if (outcome == tls::Outcome::kTimeout) {
+        PrintOutput("Socket timed out\n");
+        status = zwmgmt::kReceiveTimeout;
+    } else if (outcome == tls::Outcome::kWaitFailed) {
+        PrintOutput("Socket error on sClient while reading. Cannot proceed.\n");
     }
     return received;
 }

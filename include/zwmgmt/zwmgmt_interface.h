@@ -272,8 +272,7 @@ class ZWMGMT_API ZwMgmt_interface {
     int CLsendKxgbtoolFile(const char* path, _Message* message, uint16_t chunk_count,
                            char* result_buffer);
     uint32_t CLTalkToServerForDrv(_Message* message, char* result_buffer);
-    int SendChunks(const char* path, _Message* message, FileTransferRecord* record,
-                   uint16_t chunk_count, char* result_buffer);
+    uint32_t SendTransfer(const void* transfer_message, bool* header_sent);
     ssl_ctx_st* CLInitializeContext(const char* certificate_file);
     void CLGetMinServerVer();
     uint32_t CLSendData(const uint8_t* bytes, uint32_t length, bool more_follows);
@@ -281,8 +280,6 @@ class ZWMGMT_API ZwMgmt_interface {
     uint32_t Open(const char* host, const char* user_name, char* result_buffer);
     uint32_t ConnectTls(const char* host);
     void ReleaseConnection();
-    uint32_t SendHeader(const _Message& message);
-    uint32_t SendBody(const _Message& message);
     uint32_t SendMessage(const _Message& message);
     uint32_t ReceiveHeader(char* result_buffer, _Message* message);
     uint32_t ReceiveReply(_Message* message);

@@ -1,0 +1,415 @@
+/// The session against bare loops over OpenSSL that move the same bytes, and lists and printing
+/// against a plain copy and a bare fprintf. One process serves both sides of every pair.
+#include <benchmark/benchmark.h>
+#include <malloc.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <vector>
+
+#include "benchmarks/table_reporter.h"
+#include "simulator/agent.h"
+#include "zwmgmt/zwmgmt_interface.h"
+
+namespace {
+
+using namespace zwmgmt;
+using benchmark::State;
+
+constexpr uint16_t kReplyOpcode = 1000;  // answers 100 kB
+constexpr uint32_t kReplyLength = 100'000;
+constexpr uint32_t kRecords = 100'000;
+constexpr uint64_t kFileSize = 256u << 20;
+
+struct BenchHost : zmsim::HostModel {
+    uint8_t OsType() const override { return kLinux; }
+    uint8_t WordSize() const override { return 8; }
+    zmsim::Reply Answer(uint8_t, uint16_t opcode, std::span<const uint8_t>) override {
+        if (opcode != kReplyOpcode) return {};
+        return {.status = 0, .data = std::vector<uint8_t>(kReplyLength, 7)};
+    }
+};
+
+[[noreturn]] void Die(const char* what) {
+    std::fprintf(stderr, "benchmark: %s failed\n", what);
+    std::exit(1);
+}
+
+/// The agent that both sides talk to.
+uint16_t AgentPort() {
+    static BenchHost host;
+    static zmsim::Agent agent(host, {});
+    static const bool started = [] {
+        std::string error;
+        return agent.Start(&error);
+    }();
+    if (!started) Die("the agent");
+    return agent.Port();
+}
+
+const std::string& BigFile() {
+    struct File {
+        std::string path =
+            std::filesystem::temp_directory_path() / ("zwmgmt-bench-" + std::to_string(getpid()));
+        File() {
+            std::vector<char> block(1 << 20, 'x');
+            std::ofstream stream(path, std::ios::binary);
+            for (uint64_t size = 0; size < kFileSize; size += block.size()) {
+                stream.write(block.data(), static_cast<std::streamsize>(block.size()));
+            }
+        }
+        ~File() { std::filesystem::remove(path); }
+    };
+    static const File file;
+    return file.path;
+}
+
+/// A session as a program has it.
+struct Ours {
+    Ours() : result(kResultBufferSize) {
+        session.SetOutputStream(nowhere);
+        if (session.CLConnectToServer("127.0.0.1", "bench", AgentPort(), result.data()) != 0) {
+            Die("connecting");
+        }
+    }
+    ~Ours() {
+        session.CLDisconnectFromServer();
+        std::fclose(nowhere);
+    }
+    uint32_t Exchange(uint16_t opcode, uint32_t length) {
+        _Message message = {};
+        message.service = kSystem;
+        message.opcode = opcode;
+        message.data_length = length;
+        if (length != 0) message.data = std::calloc(1, length);
+        return session.Client_TalkToServer(&message, result.data(), 0, 0, 0, 8, nullptr);
+    }
+
+    FILE* nowhere = std::fopen("/dev/null", "w");
+    std::vector<char> result;
+    ZwMgmt_interface session;
+};
+
+/// The same connection bare: a blocking socket, SSL_write and SSL_read.
+struct Bare {
+    explicit Bare(SSL_CTX* context) : fd(socket(AF_INET, SOCK_STREAM, 0)), ssl(SSL_new(context)) {
+        const int on = 1;
+        setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
+        sockaddr_in peer = {};
+        peer.sin_family = AF_INET;
+        peer.sin_port = htons(AgentPort());
+        peer.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        if (connect(fd, reinterpret_cast<sockaddr*>(&peer), sizeof(peer)) != 0) Die("connect");
+        SSL_set_cipher_list(ssl, "AES256-SHA");
+        SSL_set_fd(ssl, fd);
+        if (SSL_connect(ssl) != 1) Die("SSL_connect");
+        std::vector<uint8_t> opening(kHeaderSize + sizeof(LoginRecord));
+        reinterpret_cast<_Message*>(opening.data())->data_length = sizeof(LoginRecord);
+        Write(opening);
+        Read(reply.data(), kHeaderSize);
+    }
+    ~Bare() {
+        SSL_shutdown(ssl);
+        SSL_free(ssl);
+        close(fd);
+    }
+    void Write(const std::vector<uint8_t>& bytes) {
+        if (SSL_write(ssl, bytes.data(), static_cast<int>(bytes.size())) <= 0) Die("SSL_write");
+    }
+    void Read(uint8_t* bytes, size_t length) {
+        for (size_t got = 0; got < length;) {
+            const int moved = SSL_read(ssl, bytes + got, static_cast<int>(length - got));
+            if (moved <= 0) Die("SSL_read");
+            got += static_cast<size_t>(moved);
+        }
+    }
+
+    static SSL_CTX* Context() {
+        SSL_CTX* context = SSL_CTX_new(TLS_client_method());
+        SSL_CTX_set_read_ahead(context, 1);
+        return context;
+    }
+
+    int fd;
+    SSL* ssl;
+    std::vector<uint8_t> reply = std::vector<uint8_t>(kReplyLength + kHeaderSize);
+};
+
+std::vector<uint8_t> RequestBytes(uint16_t opcode, uint32_t length) {
+    std::vector<uint8_t> bytes(kHeaderSize + length);
+    _Message header = {};
+    header.service = kSystem;
+    header.opcode = opcode;
+    header.data_length = length;
+    std::memcpy(bytes.data(), &header, kHeaderSize);
+    return bytes;
+}
+
+void RoundTripOurs(State& state, uint16_t opcode, uint32_t length) {
+    Ours ours;
+    for (auto _ : state) {
+        if (ours.Exchange(opcode, length) != kSuccess) Die("round trip");
+    }
+}
+
+void RoundTripFloor(State& state, uint16_t opcode, uint32_t length) {
+    SSL_CTX* context = Bare::Context();
+    {
+        Bare bare(context);
+        const auto request = RequestBytes(opcode, length);
+        const size_t reply = kHeaderSize + (opcode == kReplyOpcode ? kReplyLength : 0);
+        for (auto _ : state) {
+            bare.Write(request);
+            bare.Read(bare.reply.data(), reply);
+        }
+    }
+    SSL_CTX_free(context);
+}
+
+void ConnectOurs(State& state) {
+    for (auto _ : state) Ours();
+}
+
+/// The same steps with nothing around them: context with trust store, handshake, opening, logout.
+void ConnectFloor(State& state) {
+    const std::string certificate =
+        std::filesystem::read_symlink("/proc/self/exe").parent_path() / "certs/cert.pem";
+    for (auto _ : state) {
+        SSL_CTX* context = Bare::Context();
+        SSL_CTX_load_verify_locations(context, certificate.c_str(), nullptr);
+        {
+            Bare bare(context);
+            std::vector<uint8_t> logout(kHeaderSize);
+            reinterpret_cast<_Message*>(logout.data())->opcode = kLogoutOpcode;
+            bare.Write(logout);
+        }
+        SSL_CTX_free(context);
+    }
+}
+
+void FileOurs(State& state) {
+    Ours ours;
+    const FileTransfer transfer = {.path = BigFile().c_str(), .extra = nullptr};
+    for (auto _ : state) {
+        if (ours.session.SendFile(transfer, ours.result.data()) != 0) Die("file push");
+    }
+}
+
+void FileFloor(State& state) {
+    SSL_CTX* context = Bare::Context();
+    {
+        Bare bare(context);
+        auto message = RequestBytes(kInstall, sizeof(FileTransferRecord));
+        auto* record = reinterpret_cast<FileTransferRecord*>(message.data() + kHeaderSize);
+        for (auto _ : state) {
+            std::memset(record, 0, sizeof(*record));
+            record->chunk_count = static_cast<uint16_t>(kFileSize / kChunkSize);
+            record->file_size = kFileSize;
+            record->file_name[0] = 'f';
+            bare.Write(message);
+            bare.Read(bare.reply.data(), kHeaderSize);
+            std::memset(record, 0, sizeof(*record));
+            record->chunk_length = kChunkSize;
+            FILE* file = std::fopen(BigFile().c_str(), "rb");
+            std::setvbuf(file, nullptr, _IONBF, 0);
+            while (std::fread(record->chunk_data, 1, kChunkSize, file) > 0) {
+                ++record->chunk_number;
+                bare.Write(message);
+                bare.Read(bare.reply.data(), kHeaderSize);
+            }
+            std::fclose(file);
+        }
+    }
+    SSL_CTX_free(context);
+}
+
+_CardInformation SomeCard() {
+    _CardInformation card = {};
+    SetFixedText(card.pci_bus_location, "0000:05:00.4");
+    SetFixedText(card.driver_firmware_version, "4.2.1 fw 1.8");
+    SetFixedText(card.chip_type, "X4");
+    SetFixedText(card.card_name, "eth4");
+    card.vendor_id = 0x4b56;
+    return card;
+}
+
+std::vector<uint8_t> Records(size_t count) {
+    const _CardInformation card = SomeCard();
+    std::vector<uint8_t> data(count * offsetof(_CardInformation, next));
+    for (size_t i = 0; i < count; ++i) {
+        std::memcpy(data.data() + i * offsetof(_CardInformation, next), &card,
+                    offsetof(_CardInformation, next));
+    }
+    return data;
+}
+
+void* BuildList(const std::vector<uint8_t>& data) {
+    void* head = nullptr;
+    if (ZwMgmt_interface::CLBuildList(&head, data.data(), 548, 556, 1, 8,
+                                      static_cast<uint32_t>(data.size())) != 0) {
+        Die("building a list");
+    }
+    return head;
+}
+
+void ListOurs(State& state, size_t count) {
+    const auto data = Records(count);
+    for (auto _ : state) {
+        void* head = BuildList(data);
+        benchmark::DoNotOptimize(head);
+        ZwMgmt_interface::CLFreeMem(kListAdapterProps, head);
+    }
+}
+
+/// A plain copy into fresh memory.
+void ListFloor(State& state, size_t count) {
+    const auto data = Records(count);
+    for (auto _ : state) {
+        void* copy = std::malloc(data.size());
+        std::memcpy(copy, data.data(), data.size());
+        benchmark::DoNotOptimize(copy);
+        std::free(copy);
+    }
+}
+
+void PrintOurs(State& state, size_t count) {
+    Ours ours;
+    void* head = BuildList(Records(count));
+    for (auto _ : state) {
+        _Message message = {};
+        ours.session.CLPrint(head, kListAdapterProps, &message);
+    }
+    ZwMgmt_interface::CLFreeMem(kListAdapterProps, head);
+}
+
+/// The same text, each line with an fprintf of its own.
+void PrintFloor(State& state, size_t count) {
+    FILE* nowhere = std::fopen("/dev/null", "w");
+    const _CardInformation card = SomeCard();
+    const std::vector<_CardInformation> cards(count, card);
+    for (auto _ : state) {
+        int number = 0;
+        for (const _CardInformation& c : cards) {
+            const auto line = [&](const char* format, auto value) {
+                std::fprintf(nowhere, format, value);
+            };
+            line("Adapter #                     : %d\n", number++);
+            line("Vendor ID                     : 0x%x\n", +c.vendor_id);
+            line("Device ID                     : 0x%x\n", +c.device_id);
+            line("Port Count                    : %d\n", int{c.port_count});
+            line("Driver Firmware Version       : %s\n", +c.driver_firmware_version);
+            line("PCI Bus Location              : %s\n", +c.pci_bus_location);
+            line("Card Name                     : %s\n", +c.card_name);
+            line("Device Class                  : 0x%x\n", +c.device_class);
+            line("Interrupt Request             : 0x%x\n", +c.interrupt_request);
+            line("max_host_sndbuf               : %lld\n", (long long)c.max_host_sndbuf);
+            line("tx_hold_thres                 : %lld\n", (long long)c.tx_hold_thres);
+            line("max_wrs                       : %d\n", int{c.max_wrs});
+            line("rx_credit_thres               : %lld\n", (long long)c.rx_credit_thres);
+            line("failover_alg                  : %d\n", int{c.failover_alg});
+            line("mss                           : %d\n", +c.mss);
+            line("delack                        : %d\n", int{c.delack});
+            line("max_conn                      : %lld\n", (long long)c.max_conn);
+            line("soft_backlog_limit            : %d\n", int{c.soft_backlog_limit});
+            line("ddp                           : %d\n", int{c.ddp});
+            line("kseg_ddp                      : %lld\n", (long long)c.kseg_ddp);
+            line("ddp_thres                     : %lld\n", (long long)c.ddp_thres);
+            line("recvmsg_spin_us               : %d\n", int{c.recvmsg_spin_us});
+            line("ddp_push_wait                 : %lld\n", (long long)c.ddp_push_wait);
+            line("ddp_rcvcoalesce               : %lld\n", (long long)c.ddp_rcvcoalesce);
+            line("zcopy_sendmsg_partial_thres   : %lld\n",
+                 (long long)c.zcopy_sendmsg_partial_thres);
+            line("zcopy_sendmsg_partial_copy    : %lld\n", (long long)c.zcopy_sendmsg_partial_copy);
+            line("zcopy_sendmsg_thres           : %lld\n", (long long)c.zcopy_sendmsg_thres);
+            line("zcopy_sendmsg_copy            : %lld\n", (long long)c.zcopy_sendmsg_copy);
+            line("zcopy_sendmsg_ret_pending_dma : %lld\n",
+                 (long long)c.zcopy_sendmsg_ret_pending_dma);
+            line("activated                     : %d\n", int{c.activated});
+            line("cop_managed_offloading        : %d\n", int{c.cop_managed_offloading});
+            line("tx_coalesce                   : %d\n", int{c.tx_coalesce});
+            std::fputs("\n\n", nowhere);
+        }
+    }
+    std::fclose(nowhere);
+}
+
+std::vector<std::string> rows;  // of the table, in order
+
+template <class Body, class... Arguments>
+void Pair(const std::string& what, Body ours, Body floor, Arguments... arguments) {
+    rows.push_back(what);
+    for (auto [side, body] : {std::pair{"/ours", ours}, {"/floor", floor}}) {
+        benchmark::RegisterBenchmark((what + side).c_str(), [=](State& state) {
+            body(state, arguments...);
+        })->UseRealTime();
+    }
+}
+
+/// Growth: ten times the size is the "ours", the size itself the "floor"; at most 11 is wanted.
+template <class Body>
+void Growth(const std::string& what, Body body, size_t size) {
+    rows.push_back(what);
+    for (auto [side, count] : {std::pair{"/ours", size * 10}, {"/floor", size}}) {
+        benchmark::RegisterBenchmark((what + side).c_str(), [=](State& state) {
+            body(state, count);
+        })->UseRealTime();
+    }
+}
+
+void ReplyOfSize(State& state, size_t kilobytes) {
+    struct SizedHost : BenchHost {
+        zmsim::Reply Answer(uint8_t, uint16_t, std::span<const uint8_t>) override {
+            return {.status = 0, .data = std::vector<uint8_t>(size, 7)};
+        }
+        size_t size = 0;
+    } host;
+    host.size = kilobytes * 1000;
+    zmsim::Agent agent(host, {});
+    std::string error;
+    std::vector<char> result(kResultBufferSize);
+    ZwMgmt_interface session;
+    if (!agent.Start(&error) ||
+        session.CLConnectToServer("127.0.0.1", "bench", agent.Port(), result.data()) != 0) {
+        Die("connecting");
+    }
+    for (auto _ : state) {
+        _Message message = {};
+        message.service = kSystem;
+        if (session.Client_TalkToServer(&message, result.data(), 0, 0, 0, 8, nullptr) != 0) {
+            Die("round trip");
+        }
+    }
+    session.CLDisconnectFromServer();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    // Freed memory stays with the process: otherwise large sizes would measure how fast the kernel
+    // clears pages.
+    mallopt(M_TRIM_THRESHOLD, INT_MAX);
+    mallopt(M_MMAP_THRESHOLD, INT_MAX);
+    Pair("round trip, no data", RoundTripOurs, RoundTripFloor, uint16_t{1}, 0u);
+    Pair("round trip, 580 bytes", RoundTripOurs, RoundTripFloor, uint16_t{1}, 580u);
+    Pair("round trip, reply of 100 kB", RoundTripOurs, RoundTripFloor, kReplyOpcode, 0u);
+    Pair("connect to opened session, and close", ConnectOurs, ConnectFloor);
+    Pair("file push, 256 MB", FileOurs, FileFloor);
+    Pair("list of 100,000 records / copy", ListOurs, ListFloor, size_t{kRecords});
+    Pair("printing 100,000 records / fprintf", PrintOurs, PrintFloor, size_t{kRecords});
+    Growth("growth: list, 1,000,000 / 100,000 records", ListOurs, 100'000);
+    Growth("growth: printing, 100,000 / 10,000 records", PrintOurs, 10'000);
+    Growth("growth: reply, 1 MB / 100 kB", ReplyOfSize, 100);
+    benchmark::Initialize(&argc, argv);
+    zwbench::TableReporter table(rows);
+    benchmark::RunSpecifiedBenchmarks(&table);
+    return 0;
+}
