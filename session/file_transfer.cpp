@@ -132,17 +132,17 @@ int ZwMgmt_interface::CLsendInitialMsg(const char* path, _Message* message, uint
     SetFixedText(record.file_name, BaseName(path));
     SetExtra(&record, flags, extra);
 
-    bool header_sent = false;
-    const uint32_t sent = SendTransfer(announcement.get(), &header_sent);
-    if (sent != kSuccess) {
-        LoseConnection(sent);
+    bool sent = false;
+    const uint32_t exchanged =
+        CLTalkToServerForDrv(announcement.get(), result_buffer, message, &sent);
+    if (!sent) {
+        LoseConnection(exchanged);
         return kStopped;
     }
-    const uint32_t received = ReceiveHeader(result_buffer, message);
-    if (received != kSuccess) {
+    if (exchanged != kSuccess) {
         // The transfer goes on as if the agent had agreed, on purpose; but its answer may still
         // come and be taken for the next one, so the session ends with the transfer.
-        LoseConnection(received);
+        LoseConnection(exchanged);
         return kDone;
     }
     status = message->status;
@@ -216,8 +216,10 @@ int ZwMgmt_interface::CLsendKxgbtoolFile(const char* path, _Message* message, ui
     return CLsendDrvFile(path, message, chunk_count, result_buffer);
 }
 
-uint32_t ZwMgmt_interface::CLTalkToServerForDrv(_Message* message, char* result_buffer) {
-    current_service = message->service;
-    current_command = message->opcode;
-    return Client_TalkToServer(message, result_buffer, 0, 0, 0, agent_word_size, nullptr);
+uint32_t ZwMgmt_interface::CLTalkToServerForDrv(const void* transfer_message, char* result_buffer,
+                                                _Message* reply, bool* sent) {
+    bool header_sent = false;
+    const uint32_t outcome = SendTransfer(transfer_message, &header_sent);
+    *sent = outcome == kSuccess;
+    return *sent ? ReceiveHeader(result_buffer, reply) : outcome;
 }

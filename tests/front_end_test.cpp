@@ -1,5 +1,4 @@
 /// korvane_zwcli as operators and scripts see it: exit statuses and the two streams.
-#include "front_end/exit_status.h"
 #include "tests/support.h"
 
 using namespace testing_support;
@@ -214,16 +213,4 @@ TEST(FrontEnd, AListingThatCannotBeWrittenIsAFailure) {
                                               " korvane listadapterprops > /dev/full"});
     EXPECT_EQ(run.exit_status, 1);
     EXPECT_EQ(run.err, "korvane_zwcli: cannot write to standard output\n");
-}
-
-TEST(ExitStatus, EveryResultHasItsMeaning) {
-    // clang-format off
-    const Table<uint32_t, uint32_t, int> rows = {
-        {0, 0, 0}, {0, 5, 1}, {1, 0, 1}, {2, 0, 1}, {5, 0, 1}, {6, 0, 1}, {7, 0, 3}, {8, 0, 3},
-        {9, 0, 3}, {16, 0, 5}, {279, 0, 3}, {283, 0, 3}, {284, 0, 3}, {412, 412, 5},
-    };
-    // clang-format on
-    for (const auto& [result, agent_status, exit_status] : rows) {
-        EXPECT_EQ(zwcli::ExitStatusOf(result, agent_status), exit_status) << result;
-    }
 }

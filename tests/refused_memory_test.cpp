@@ -147,42 +147,26 @@ TEST_F(RefusedMemory, WhileConnecting) {
     EXPECT_LT(succeeded, count) << "no refusal was noticed";
 }
 
-TEST_F(RefusedMemory, InARoundTrip) {
-    const long count = RefuseEach(
-        [&] {
-            steps.Connect(agent.Port());
-            steps.Request();
-        },
-        [&] {
-            steps.status = steps.session->Client_TalkToServer(
-                &steps.message, steps.session->result.data(), 0, 0, 0, 8, &steps.out);
-        },
-        [&] {
-            EXPECT_NE(steps.status, kSuccess);
-            EXPECT_EQ(steps.out, nullptr);
-        });
-    EXPECT_EQ(steps.status, kSuccess);
-    EXPECT_GT(count, 0);
-    std::free(steps.out);
-}
-
-TEST_F(RefusedMemory, WhileBuildingAList) {
-    const long count = RefuseEach(
-        [&] {
-            steps.Connect(agent.Port());
-            steps.Request();
-        },
-        [&] {
-            steps.status = steps.session->Client_TalkToServer(
-                &steps.message, steps.session->result.data(), 548, 556, 1, 8, &steps.out);
-        },
-        [&] {
-            EXPECT_NE(steps.status, kSuccess);
-            EXPECT_EQ(steps.out, nullptr);
-        });
-    EXPECT_EQ(steps.status, kSuccess);
-    EXPECT_GE(count, 4) << "the block and three nodes";
-    ZwMgmt_interface::CLFreeMem(kListAdapterProps, steps.out);
+TEST_F(RefusedMemory, InARoundTripWithABlockAndWithAList) {
+    for (uint32_t record_size : {0u, 548u}) {
+        const long count = RefuseEach(
+            [&] {
+                steps.Connect(agent.Port());
+                steps.Request();
+            },
+            [&] {
+                steps.status =
+                    steps.session->Client_TalkToServer(&steps.message, steps.session->result.data(),
+                                                       record_size, 556, 1, 8, &steps.out);
+            },
+            [&] {
+                EXPECT_NE(steps.status, kSuccess);
+                EXPECT_EQ(steps.out, nullptr);
+            });
+        EXPECT_EQ(steps.status, kSuccess);
+        EXPECT_GE(count, record_size == 0 ? 1 : 4) << "the block, and three nodes";
+        ZwMgmt_interface::CLFreeMem(record_size == 0 ? 0 : kListAdapterProps, steps.out);
+    }
 }
 
 TEST_F(RefusedMemory, WhilePushingAFile) {

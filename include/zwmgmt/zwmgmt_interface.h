@@ -271,7 +271,8 @@ class ZWMGMT_API ZwMgmt_interface {
                                    char* result_buffer);
     int CLsendKxgbtoolFile(const char* path, _Message* message, uint16_t chunk_count,
                            char* result_buffer);
-    uint32_t CLTalkToServerForDrv(_Message* message, char* result_buffer);
+    uint32_t CLTalkToServerForDrv(const void* transfer_message, char* result_buffer,
+                                  _Message* reply, bool* sent);
     uint32_t SendTransfer(const void* transfer_message, bool* header_sent);
     ssl_ctx_st* CLInitializeContext(const char* certificate_file);
     void CLGetMinServerVer();
