@@ -60,8 +60,6 @@ inline constexpr Field kCardFields[] = {
 #undef CARD_SWITCH
 
 /// The row of a card field, by the name of its member.
-consteval const Field* CardField(std::string_view name) {
-    return FieldNamed(kCardFields, name);
-}
+consteval const Field* CardField(std::string_view name) { return FieldNamed(kCardFields, name); }
 
 }  // namespace zwmgmt

@@ -86,12 +86,9 @@ constexpr CardBlock kCardBlocks[] = {
 
 bool IsOneOf(Chips chips, std::string_view chip_type) {
     switch (chips) {
-        case Chips::kAny:
-            return true;
-        case Chips::kX3:
-            return chip_type == "X3";
-        case Chips::kX4AndX5:
-            return chip_type == "X4" || chip_type == "X5";
+        case Chips::kAny: return true;
+        case Chips::kX3: return chip_type == "X3";
+        case Chips::kX4AndX5: return chip_type == "X4" || chip_type == "X5";
     }
     return false;
 }

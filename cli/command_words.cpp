@@ -41,9 +41,7 @@ bool TakesKeysOnly(uint8_t service, uint16_t command) {
     return service == kNet && (command == kPing || command == kTraceRoute);
 }
 
-bool IsKeyValue(const std::string& word) {
-    return word.find('=') != std::string::npos;
-}
+bool IsKeyValue(const std::string& word) { return word.find('=') != std::string::npos; }
 
 }  // namespace
 
@@ -165,9 +163,7 @@ CommandWords::CommandWords(uint8_t service, uint16_t command, uint8_t qualifier,
     }
 }
 
-CommandWords::~CommandWords() {
-    delete parts;
-}
+CommandWords::~CommandWords() { delete parts; }
 
 Client_Request_Message* CommandWords::Request() noexcept {
     return parts != nullptr && parts->error.empty() ? &parts->request : nullptr;

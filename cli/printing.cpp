@@ -7,12 +7,8 @@
 
 using namespace zwmgmt;
 
-void ZwMgmt_interface::SetBuildListMode() {
-    build_list_mode = true;
-}
-void ZwMgmt_interface::ResetBuildListMode() {
-    build_list_mode = false;
-}
+void ZwMgmt_interface::SetBuildListMode() { build_list_mode = true; }
+void ZwMgmt_interface::ResetBuildListMode() { build_list_mode = false; }
 
 int ZwMgmt_interface::PrintOutput(const char* format, ...) {
     va_list arguments;
@@ -32,20 +28,11 @@ int ZwMgmt_interface::CLPrintMsg(const char* format, ...) {
         format += plain;
         if (*format == '\0') break;
         switch (*++format) {
-            case '%':
-                PrintOutput("%%");
-                break;
-            case 'c':
-                PrintOutput("%c", va_arg(arguments, int));
-                break;
-            case 'd':
-                PrintOutput("%d", va_arg(arguments, int));
-                break;
-            case 's':
-                PrintOutput("%s", va_arg(arguments, const char*));
-                break;
-            default:
-                break;
+            case '%': PrintOutput("%%"); break;
+            case 'c': PrintOutput("%c", va_arg(arguments, int)); break;
+            case 'd': PrintOutput("%d", va_arg(arguments, int)); break;
+            case 's': PrintOutput("%s", va_arg(arguments, const char*)); break;
+            default: break;
         }
         if (*format != '\0') ++format;
     }

@@ -19,9 +19,7 @@ constexpr int kUnknown = -1;
 
 enum class Case { kIgnore, kExact };
 
-char Lower(char c) {
-    return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-}
+char Lower(char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); }
 
 /// Whether the whole word is the table's, which is all lower case.
 bool Same(const char* word, const char* table_word, Case mode) {
@@ -197,20 +195,14 @@ std::vector<const char*> NearestWords(const std::string& word, std::vector<const
     return result;
 }
 
-const char* FoiscsiAddressTypeWord(int number) {
-    return WordFor(number, kFoiscsiAddressTypes);
-}
-const char* FoiscsiOperationWord(int number) {
-    return WordFor(number, kFoiscsiOperations);
-}
+const char* FoiscsiAddressTypeWord(int number) { return WordFor(number, kFoiscsiAddressTypes); }
+const char* FoiscsiOperationWord(int number) { return WordFor(number, kFoiscsiOperations); }
 
 }  // namespace zwmgmt
 
 using namespace zwmgmt;
 
-int ZwMgmt_interface::CLGetService(const char* word) {
-    return Find(word, kServiceWords);
-}
+int ZwMgmt_interface::CLGetService(const char* word) { return Find(word, kServiceWords); }
 
 int ZwMgmt_interface::CLGetCommand(const char* word, uint8_t service) {
     if (word == nullptr) return kUnknown;
@@ -267,26 +259,18 @@ uint64_t FirstWordNumber(const Client_Request_Message* request, Words table) {
 
 uint64_t ZwMgmt_interface::CLGetXENNETCmnd(const Client_Request_Message* request) {
     switch (request->command) {
-        case kBridge:
-            return FirstWordNumber(request, kBridgeSubCommands);
-        case kVif:
-            return FirstWordNumber(request, kVifSubCommands);
-        case kPif:
-            return FirstWordNumber(request, kPifSubCommands);
-        default:
-            return kInvalidCommand;
+        case kBridge: return FirstWordNumber(request, kBridgeSubCommands);
+        case kVif: return FirstWordNumber(request, kVifSubCommands);
+        case kPif: return FirstWordNumber(request, kPifSubCommands);
+        default: return kInvalidCommand;
     }
 }
 
 uint64_t ZwMgmt_interface::CLGetESXNETCmnd(const Client_Request_Message* request) {
     switch (request->command) {
-        case kVswitch:
-            return FirstWordNumber(request, kVswitchSubCommands);
-        case kVswif:
-            return FirstWordNumber(request, kNetSubCommands);
-        case kPortGroup:
-            return FirstWordNumber(request, kPortGroupSubCommands);
-        default:
-            return kInvalidCommand;
+        case kVswitch: return FirstWordNumber(request, kVswitchSubCommands);
+        case kVswif: return FirstWordNumber(request, kNetSubCommands);
+        case kPortGroup: return FirstWordNumber(request, kPortGroupSubCommands);
+        default: return kInvalidCommand;
     }
 }

@@ -6,20 +6,16 @@ namespace zwcli {
 
 ExitStatus ExitStatusOf(uint32_t result, uint32_t agent_status) {
     switch (result) {
-        case zwmgmt::kSuccess:
-            return agent_status == zwmgmt::kSuccess ? kOk : kFailed;
+        case zwmgmt::kSuccess: return agent_status == zwmgmt::kSuccess ? kOk : kFailed;
         case zwmgmt::kIncompatible:
-        case zwmgmt::kNotSupported:
-            return kUnsupported;
+        case zwmgmt::kNotSupported: return kUnsupported;
         case zwmgmt::kReadError:
         case zwmgmt::kWriteError:
         case zwmgmt::kNoReadWriteToken:
         case zwmgmt::kNotConnected:
         case zwmgmt::kReceiveTimeout:
-        case zwmgmt::kSendTimeout:
-            return kNoSession;
-        default:
-            return kFailed;
+        case zwmgmt::kSendTimeout: return kNoSession;
+        default: return kFailed;
     }
 }
 

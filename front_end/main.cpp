@@ -14,9 +14,7 @@ namespace zwcli {
 namespace {
 
 /// Everything the front end itself has to say goes to standard error.
-void Say(const std::string& text) {
-    std::fprintf(stderr, "korvane_zwcli: %s\n", text.c_str());
-}
+void Say(const std::string& text) { std::fprintf(stderr, "korvane_zwcli: %s\n", text.c_str()); }
 
 ExitStatus Fail(ExitStatus exit_status, const std::string& text) {
     Say(text);

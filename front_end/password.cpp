@@ -24,9 +24,7 @@ std::string FirstLine(FILE* file) {
 
 }  // namespace
 
-Secret::~Secret() {
-    zwmgmt::platform::Wipe(text.data(), text.capacity());
-}
+Secret::~Secret() { zwmgmt::platform::Wipe(text.data(), text.capacity()); }
 
 bool ReadPasswordFile(const std::string& file, Secret* password, std::string* error) {
     const bool standard_input = file == "-";

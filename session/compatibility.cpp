@@ -150,20 +150,13 @@ void zwmgmt::NewestRefusal(const Capabilities& newest, uint8_t service, char* te
     const bool initiator = newest.iscsi == 0 || (newest.iscsi & kFullOffloadInitiator);
     const char* refusal = "";
     switch (service) {
-        case kDiags:
-            break;
-        case kFoiscsiini:
-            refusal = initiator ? "" : "foiscsiini service not available\n";
-            break;
-        case kBypass:
-            refusal = newest.bypass == 0 ? "" : "bypass service not available\n";
-            break;
+        case kDiags: break;
+        case kFoiscsiini: refusal = initiator ? "" : "foiscsiini service not available\n"; break;
+        case kBypass: refusal = newest.bypass == 0 ? "" : "bypass service not available\n"; break;
         case kBonding:
             refusal = newest.bonding == 0 ? "" : "bonding service not available\n";
             break;
-        default:
-            std::snprintf(text, capacity, "Error: Unsupported Service %d", service);
-            return;
+        default: std::snprintf(text, capacity, "Error: Unsupported Service %d", service); return;
     }
     std::snprintf(text, capacity, "%s", refusal);
 }
@@ -193,29 +186,14 @@ void ZwMgmt_interface::GetLatestMacCapabilities(Capabilities* capabilities) {
 
 int ZwMgmt_interface::GetLatestServerCapabilities(Capabilities* capabilities) {
     switch (capabilities->os_code) {
-        case kWindows:
-            GetLatestWindowsCapabilities(capabilities);
-            return 0;
-        case kLinux:
-            GetLatestLinuxCapabilities(capabilities);
-            return 0;
-        case kSolaris:
-            GetLatestSolarisCapabilities(capabilities);
-            return 0;
-        case kXen:
-            GetLatestXENCapabilities(capabilities);
-            return 0;
-        case kFreeBsd:
-            GetLatestFBSDCapabilities(capabilities);
-            return 0;
-        case kEsx:
-            GetLatestESXCapabilities(capabilities);
-            return 0;
-        case kMac:
-            GetLatestMacCapabilities(capabilities);
-            return 0;
-        default:
-            return -1;
+        case kWindows: GetLatestWindowsCapabilities(capabilities); return 0;
+        case kLinux: GetLatestLinuxCapabilities(capabilities); return 0;
+        case kSolaris: GetLatestSolarisCapabilities(capabilities); return 0;
+        case kXen: GetLatestXENCapabilities(capabilities); return 0;
+        case kFreeBsd: GetLatestFBSDCapabilities(capabilities); return 0;
+        case kEsx: GetLatestESXCapabilities(capabilities); return 0;
+        case kMac: GetLatestMacCapabilities(capabilities); return 0;
+        default: return -1;
     }
 }
 
@@ -229,12 +207,8 @@ uint8_t ZwMgmt_interface::MinimumServerVersion(uint8_t service) const {
     return service < sizeof(minimum_server_version) ? minimum_server_version[service] : 0;
 }
 
-const Capabilities& ZwMgmt_interface::AgentCapabilities() const {
-    return agent_capabilities;
-}
-const char* ZwMgmt_interface::ErrorText() const {
-    return error_text;
-}
+const Capabilities& ZwMgmt_interface::AgentCapabilities() const { return agent_capabilities; }
+const char* ZwMgmt_interface::ErrorText() const { return error_text; }
 
 int ZwMgmt_interface::RefuseService(const char* format, ...) {
     va_list arguments;

@@ -10,7 +10,8 @@
 
 namespace {
 
-/// A reply's block grows by at most this much before the bytes for it have arrived.
+/// Memory is taken for at most this many bytes that have not arrived yet, or for as many again as
+/// have.
 constexpr uint32_t kFirstGrowth = 256 * 1024;
 
 }  // namespace

@@ -44,9 +44,7 @@ ZwMgmt_interface::ZwMgmt_interface(const char* certificate_file) {
     CLGetMinServerVer();
 }
 
-ZwMgmt_interface::~ZwMgmt_interface() {
-    OPENSSL_cleanse(&login_record, sizeof(login_record));
-}
+ZwMgmt_interface::~ZwMgmt_interface() { OPENSSL_cleanse(&login_record, sizeof(login_record)); }
 
 ssl_ctx_st* ZwMgmt_interface::CLInitializeContext(const char* certificate_file) {
     char beside_executable[4096];
@@ -137,12 +135,9 @@ uint32_t ZwMgmt_interface::ConnectTls(const char* host) {
     if (!tls::Attach(tls_session, socket)) return zwmgmt::kHandshakeFailed;
     SSL_set_connect_state(tls_session);
     switch (tls::Handshake(tls_session, kHandshakeLimit)) {
-        case tls::Outcome::kDone:
-            return zwmgmt::kSuccess;
-        case tls::Outcome::kTimeout:
-            return zwmgmt::kHandshakeTimeout;
-        default:
-            return zwmgmt::kHandshakeFailed;
+        case tls::Outcome::kDone: return zwmgmt::kSuccess;
+        case tls::Outcome::kTimeout: return zwmgmt::kHandshakeTimeout;
+        default: return zwmgmt::kHandshakeFailed;
     }
 }
 
@@ -169,13 +164,9 @@ uint32_t ZwMgmt_interface::CLAuthenticateUser(char* result_buffer) {
     const uint32_t received = ReceiveHeader(result_buffer, &message);
     if (received != zwmgmt::kSuccess) return LoseConnection(zwmgmt::kReadError);
     switch (message.status) {
-        case zwmgmt::kSuccess:
-            login_required = 0;
-            return status = zwmgmt::kSuccess;
-        case zwmgmt::kLoginRejected:
-            return status = zwmgmt::kLoginRejected;
-        default:
-            return status = zwmgmt::kLoginFailed;
+        case zwmgmt::kSuccess: login_required = 0; return status = zwmgmt::kSuccess;
+        case zwmgmt::kLoginRejected: return status = zwmgmt::kLoginRejected;
+        default: return status = zwmgmt::kLoginFailed;
     }
 }
 
@@ -221,40 +212,16 @@ uint32_t ZwMgmt_interface::LoseConnection(uint32_t reason) {
     return reason;
 }
 
-void ZwMgmt_interface::SetOutputStream(FILE* stream) {
-    output_stream = stream;
-}
-void ZwMgmt_interface::SetReceiveTimeout(uint32_t seconds) {
-    receive_timeout_seconds = seconds;
-}
-void ZwMgmt_interface::SetReplyLimit(uint32_t bytes) {
-    reply_limit = bytes;
-}
+void ZwMgmt_interface::SetOutputStream(FILE* stream) { output_stream = stream; }
+void ZwMgmt_interface::SetReceiveTimeout(uint32_t seconds) { receive_timeout_seconds = seconds; }
+void ZwMgmt_interface::SetReplyLimit(uint32_t bytes) { reply_limit = bytes; }
 
-uint8_t ZwMgmt_interface::OsType() const {
-    return os_type;
-}
-uint32_t ZwMgmt_interface::AgentWordSize() const {
-    return agent_word_size;
-}
-bool ZwMgmt_interface::Connected() const {
-    return connected != 0;
-}
-bool ZwMgmt_interface::LoginRequired() const {
-    return login_required != 0;
-}
-uint32_t ZwMgmt_interface::LastStatus() const {
-    return status;
-}
-const char* ZwMgmt_interface::ServerAddress() const {
-    return server_address;
-}
-uint16_t ZwMgmt_interface::Port() const {
-    return port;
-}
-int64_t ZwMgmt_interface::LastSuccessTime() const {
-    return last_success_time;
-}
-const _Message& ZwMgmt_interface::LastReplyHeader() const {
-    return last_reply_header;
-}
+uint8_t ZwMgmt_interface::OsType() const { return os_type; }
+uint32_t ZwMgmt_interface::AgentWordSize() const { return agent_word_size; }
+bool ZwMgmt_interface::Connected() const { return connected != 0; }
+bool ZwMgmt_interface::LoginRequired() const { return login_required != 0; }
+uint32_t ZwMgmt_interface::LastStatus() const { return status; }
+const char* ZwMgmt_interface::ServerAddress() const { return server_address; }
+uint16_t ZwMgmt_interface::Port() const { return port; }
+int64_t ZwMgmt_interface::LastSuccessTime() const { return last_success_time; }
+const _Message& ZwMgmt_interface::LastReplyHeader() const { return last_reply_header; }

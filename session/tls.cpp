@@ -20,9 +20,7 @@ struct Channel {
     bool more_follows = false;
 };
 
-Channel* ChannelOf(BIO* bio) {
-    return static_cast<Channel*>(BIO_get_data(bio));
-}
+Channel* ChannelOf(BIO* bio) { return static_cast<Channel*>(BIO_get_data(bio)); }
 
 int FinishBioCall(BIO* bio, int moved, int retry_flag) {
     BIO_clear_retry_flags(bio);
@@ -44,9 +42,7 @@ int ReadBio(BIO* bio, char* bytes, int length) {
     return FinishBioCall(bio, moved, BIO_FLAGS_READ);
 }
 
-long ControlBio(BIO*, int command, long, void*) {
-    return command == BIO_CTRL_FLUSH ? 1 : 0;
-}
+long ControlBio(BIO*, int command, long, void*) { return command == BIO_CTRL_FLUSH ? 1 : 0; }
 
 int DestroyBio(BIO* bio) {
     delete ChannelOf(bio);

@@ -30,9 +30,7 @@ constexpr TimeoutRow kReceiveTimeouts[] = {
 
 constexpr uint32_t kUsualReceiveTimeout = 120;
 
-bool Matches(uint32_t wanted, uint32_t actual) {
-    return wanted == 0 || wanted == actual;
-}
+bool Matches(uint32_t wanted, uint32_t actual) { return wanted == 0 || wanted == actual; }
 
 }  // namespace
 

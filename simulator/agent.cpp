@@ -198,9 +198,7 @@ class ClientSession {
 Agent::Agent(HostModel& host_model, AgentOptions agent_options)
     : model(host_model), options(std::move(agent_options)) {}
 
-Agent::~Agent() {
-    Stop();
-}
+Agent::~Agent() { Stop(); }
 
 bool Agent::Start(std::string* error) {
     platform::StartSockets();

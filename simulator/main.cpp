@@ -116,6 +116,4 @@ int Main(int argc, char** argv) {
 }  // namespace
 }  // namespace zmsim
 
-int main(int argc, char** argv) {
-    return zmsim::Main(argc, argv);
-}
+int main(int argc, char** argv) { return zmsim::Main(argc, argv); }

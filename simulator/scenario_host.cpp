@@ -32,9 +32,7 @@ constexpr uint8_t kEndMark = 0xFF;
 /// Why a request about one card fails.
 enum Failure : uint32_t { kNoStatistics = 69, kNoPorts = 97 };
 
-Reply Failed(uint32_t status) {
-    return {.status = status, .data = {}};
-}
+Reply Failed(uint32_t status) { return {.status = status, .data = {}}; }
 
 /// A run of records as it travels. Their one pointer, the link, stays behind: so the records of
 /// agents of every word size are alike.
@@ -118,8 +116,6 @@ Reply ScenarioHost::GetPortStatistics(Data data) {
     return Failed(kNoStatistics);
 }
 
-Reply ScenarioHost::ListDrivers(Data) {
-    return ReplyOf(scenario.drivers);
-}
+Reply ScenarioHost::ListDrivers(Data) { return ReplyOf(scenario.drivers); }
 
 }  // namespace zmsim

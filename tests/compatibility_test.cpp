@@ -110,26 +110,16 @@ TEST(Compatibility, NewestCapabilitiesAgreeWithTheSameVersionTable) {
     TestSession session;
     const auto word_of = [](const Capabilities& all, uint8_t service) -> uint16_t {
         switch (service) {
-            case 1:
-                return all.iscsi;
-            case 2:
-                return all.network;
-            case 3:
-                return all.teaming;
-            case 4:
-                return all.adapter;
-            case 5:
-                return all.system;
-            case 6:
-                return all.filter;
-            case 7:
-                return all.traffic_management;
-            case 8:
-                return all.log;
-            case 9:
-                return all.fcoe;
-            default:
-                return all.iwarp;
+            case 1: return all.iscsi;
+            case 2: return all.network;
+            case 3: return all.teaming;
+            case 4: return all.adapter;
+            case 5: return all.system;
+            case 6: return all.filter;
+            case 7: return all.traffic_management;
+            case 8: return all.log;
+            case 9: return all.fcoe;
+            default: return all.iwarp;
         }
     };
     for (uint8_t os : kKnownSystems) {

@@ -24,9 +24,7 @@ std::string Content(size_t size) {
     return text;
 }
 
-std::string BaseName(const std::string& path) {
-    return path.substr(path.rfind('/') + 1);
-}
+std::string BaseName(const std::string& path) { return path.substr(path.rfind('/') + 1); }
 
 /// What is said of a file that goes through whole, chunk by chunk.
 std::string Progress(const TemporaryFile& file, size_t size) {

@@ -123,8 +123,6 @@ int BackgroundProcess::Terminate() {
     return ExitStatus(std::exchange(pid, -1));
 }
 
-int OwnProcessId() {
-    return getpid();
-}
+int OwnProcessId() { return getpid(); }
 
 }  // namespace testing_support

@@ -38,9 +38,7 @@ extern "C" {
 void* __real_malloc(size_t size);
 void* __real_calloc(size_t count, size_t size);
 void* __real_realloc(void* block, size_t size);
-void* __wrap_malloc(size_t size) {
-    return Refuse() ? nullptr : __real_malloc(size);
-}
+void* __wrap_malloc(size_t size) { return Refuse() ? nullptr : __real_malloc(size); }
 void* __wrap_calloc(size_t count, size_t size) {
     return Refuse() ? nullptr : __real_calloc(count, size);
 }
@@ -54,15 +52,9 @@ void* operator new(size_t size) {
     if (block == nullptr) throw std::bad_alloc();
     return block;
 }
-void* operator new(size_t size, const std::nothrow_t&) noexcept {
-    return __wrap_malloc(size);
-}
-void operator delete(void* block) noexcept {
-    std::free(block);
-}
-void operator delete(void* block, size_t) noexcept {
-    std::free(block);
-}
+void* operator new(size_t size, const std::nothrow_t&) noexcept { return __wrap_malloc(size); }
+void operator delete(void* block) noexcept { std::free(block); }
+void operator delete(void* block, size_t) noexcept { std::free(block); }
 
 namespace {
 

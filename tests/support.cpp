@@ -116,9 +116,7 @@ void AcceptOpening(SSL* ssl) {
     WriteTo(ssl, OpeningReply());
 }
 
-TestSession::TestSession() : text(std::tmpfile()) {
-    SetOutputStream(text);
-}
+TestSession::TestSession() : text(std::tmpfile()) { SetOutputStream(text); }
 
 TestSession::~TestSession() {
     CLDisconnectFromServer();
@@ -162,8 +160,6 @@ TemporaryFile::TemporaryFile(const std::string& text) {
     std::ofstream(path, std::ios::binary) << text;
 }
 
-TemporaryFile::~TemporaryFile() {
-    std::filesystem::remove(path);
-}
+TemporaryFile::~TemporaryFile() { std::filesystem::remove(path); }
 
 }  // namespace testing_support

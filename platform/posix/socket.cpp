@@ -19,9 +19,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-int Fd(SocketHandle socket) {
-    return static_cast<int>(socket);
-}
+int Fd(SocketHandle socket) { return static_cast<int>(socket); }
 
 sockaddr_in SocketAddress(const Ipv4Address& address, uint16_t port) {
     sockaddr_in result = {};
@@ -48,9 +46,7 @@ int TransferResult(ssize_t moved) {
 
 }  // namespace
 
-bool StartSockets() {
-    return true;
-}
+bool StartSockets() { return true; }
 void StopSockets() {}
 
 std::optional<Ipv4Address> ParseIpv4(const char* text) {
@@ -77,9 +73,7 @@ void FormatIpv4(const Ipv4Address& address, char* text, size_t capacity) {
     inet_ntop(AF_INET, address.octets, text, static_cast<socklen_t>(capacity));
 }
 
-SocketHandle CreateSocket() {
-    return Prepare(::socket(AF_INET, SOCK_STREAM, 0));
-}
+SocketHandle CreateSocket() { return Prepare(::socket(AF_INET, SOCK_STREAM, 0)); }
 
 bool Connect(SocketHandle socket, const Ipv4Address& address, uint16_t port, Milliseconds limit) {
     const sockaddr_in peer = SocketAddress(address, port);
@@ -117,15 +111,9 @@ int Receive(SocketHandle socket, void* bytes, int length) {
     return TransferResult(recv(Fd(socket), bytes, static_cast<size_t>(length), 0));
 }
 
-void HalfCloseForSending(SocketHandle socket) {
-    shutdown(Fd(socket), SHUT_WR);
-}
-void CloseBothWays(SocketHandle socket) {
-    shutdown(Fd(socket), SHUT_RDWR);
-}
-void CloseSocket(SocketHandle socket) {
-    close(Fd(socket));
-}
+void HalfCloseForSending(SocketHandle socket) { shutdown(Fd(socket), SHUT_WR); }
+void CloseBothWays(SocketHandle socket) { shutdown(Fd(socket), SHUT_RDWR); }
+void CloseSocket(SocketHandle socket) { close(Fd(socket)); }
 
 SocketHandle Listen(const Ipv4Address& address, uint16_t* port) {
     const SocketHandle listener = CreateSocket();

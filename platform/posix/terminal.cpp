@@ -15,9 +15,7 @@ constexpr size_t kLongestLine = 1024;
 
 }  // namespace
 
-bool StandardInputIsTerminal() {
-    return isatty(STDIN_FILENO) == 1;
-}
+bool StandardInputIsTerminal() { return isatty(STDIN_FILENO) == 1; }
 
 std::optional<std::string> ReadPassword(const char* prompt) {
     termios saved;

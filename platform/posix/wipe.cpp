@@ -4,8 +4,6 @@
 
 namespace zwmgmt::platform {
 
-void Wipe(void* bytes, size_t length) {
-    explicit_bzero(bytes, length);
-}
+void Wipe(void* bytes, size_t length) { explicit_bzero(bytes, length); }
 
 }  // namespace zwmgmt::platform
