@@ -56,6 +56,7 @@ uint16_t AgentPort() {
     return agent.Port();
 }
 
+/// The path of a file of kFileSize bytes.
 const std::string& BigFile() {
     struct File {
         std::string path =

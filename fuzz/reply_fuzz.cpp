@@ -47,7 +47,8 @@ void PrintReply(ZwMgmt_interface& session, const Route& route, _Message* message
                 uint32_t word_size, const uint8_t* data, uint32_t length) {
     void* output = nullptr;
     if (message->status == kSuccess && length > 0) {
-        const ListKind* kind = FindListKind(route.command);
+        const bool list = route.reply == ReplyShape::kList;
+        const ListKind* kind = list ? FindListKind(route.command) : nullptr;
         if (kind != nullptr) {
             ZwMgmt_interface::CLBuildList(&output, data, kind->record_size(), kind->node_size,
                                           kind->pointer_count(), word_size, length);

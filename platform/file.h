@@ -1,16 +1,15 @@
-/// What the local file system says of a file.
+/// Opening files of the local machine.
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 
 namespace zwmgmt::platform {
 
-struct FileStatus {
-    bool regular;
-    uint64_t size;  // bytes
-};
+enum class OpenResult { kOpened, kNotThere, kNotReadable, kNotRegular };
 
-/// False when the file cannot be looked at.
-bool GetFileStatus(const char* path, FileStatus* status);
+/// Opens a regular file for binary reading, unbuffered; anything else is not opened, and not waited
+/// for. On kOpened *file belongs to the caller (fclose), and *size is its length in bytes.
+OpenResult OpenRegularFile(const char* path, FILE** file, uint64_t* size);
 
 }  // namespace zwmgmt::platform

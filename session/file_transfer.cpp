@@ -1,5 +1,6 @@
 /// Pushing files: the announcement, then one chunk after the other, each acknowledged before the
 /// next is read from disk. Memory does not grow with the file.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -13,11 +14,6 @@ using namespace zwmgmt;
 namespace {
 
 enum Outcome : int { kDone = 0, kStopped = 1, kNoMemory = 2 };
-
-struct CloseFile {
-    void operator()(FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<FILE, CloseFile>;
 
 /// Why an agent refuses an announced file.
 struct RefusalRow {
@@ -73,7 +69,36 @@ void SetExtra(FileTransferRecord* record, uint32_t flags, const char* extra) {
     }
 }
 
+/// Opens the file, or says why it cannot be sent.
+bool OpenToSend(ZwMgmt_interface& session, const char* path, FILE** file, uint64_t* size) {
+    switch (platform::OpenRegularFile(path, file, size)) {
+        case platform::OpenResult::kOpened: break;
+        case platform::OpenResult::kNotThere:
+            session.PrintOutput("cannot stat the file %s\n", path);
+            return false;
+        case platform::OpenResult::kNotReadable:
+            session.PrintOutput("cannot send %s: it cannot be opened\n", path);
+            return false;
+        case platform::OpenResult::kNotRegular:
+            session.PrintOutput("cannot send %s: it is not a regular file\n", path);
+            return false;
+    }
+    constexpr uint64_t kLimit = uint64_t{kMostChunks} * kChunkSize;
+    if (*size <= kLimit) return true;
+    session.PrintOutput("cannot send %s: its size of %lld bytes is above the limit of %lld bytes\n",
+                        path, static_cast<long long>(*size), static_cast<long long>(kLimit));
+    std::fclose(*file);
+    return false;
+}
+
 }  // namespace
+
+/// A file between its announcement and its end.
+struct ZwMgmt_interface::OutgoingFile {
+    FILE* file;
+    uint64_t size;
+    uint32_t chunk_count;
+};
 
 int ZwMgmt_interface::SendFile(const FileTransfer& transfer, char* result_buffer) {
     if (transfer.path == nullptr || result_buffer == nullptr) return kStopped;
@@ -84,46 +109,38 @@ int ZwMgmt_interface::SendFile(const FileTransfer& transfer, char* result_buffer
     current_service = kSystem;
     current_command = kInstall;
     status = kSuccess;
+    OutgoingFile file = {};
+    if (!OpenToSend(*this, transfer.path, &file.file, &file.size)) return kStopped;
+    file.chunk_count = static_cast<uint32_t>((file.size + kChunkSize - 1) / kChunkSize);
     _Message message = {};
-    uint16_t chunk_count = 0;
-    const int announced =
+    int outcome =
         transfer.tool_file
-            ? CLsend_Kxgbtool_InitialMsg(transfer.path, &message, &chunk_count, result_buffer)
+            ? CLsend_Kxgbtool_InitialMsg(transfer.path, &message, file, result_buffer)
             : CLsendInitialMsg(transfer.path, &message, transfer.arg1, transfer.flags,
-                               result_buffer, transfer.arg2, transfer.arg3, transfer.extra,
-                               &chunk_count);
-    if (announced != kDone) return announced;
-    return transfer.tool_file
-               ? CLsendKxgbtoolFile(transfer.path, &message, chunk_count, result_buffer)
-               : CLsendDrvFile(transfer.path, &message, chunk_count, result_buffer);
+                               result_buffer, transfer.arg2, transfer.arg3, transfer.extra, file);
+    const uint32_t unanswered = outcome == kDone ? status : uint32_t{kSuccess};
+    if (outcome == kDone) {
+        outcome = transfer.tool_file
+                      ? CLsendKxgbtoolFile(transfer.path, &message, file, result_buffer)
+                      : CLsendDrvFile(transfer.path, &message, file, result_buffer);
+    }
+    if (outcome == kDone && status == kSuccess) status = unanswered;
+    std::fclose(file.file);
+    return outcome;
 }
 
 int ZwMgmt_interface::CLsendInitialMsg(const char* path, _Message* message, uint8_t arg1,
                                        uint32_t flags, char* result_buffer, uint8_t arg2,
-                                       uint8_t arg3, const char* extra, uint16_t* chunk_count) {
-    platform::FileStatus file;
-    if (!platform::GetFileStatus(path, &file)) {
-        PrintOutput("cannot stat the file %s\n", path);
-        return kStopped;
-    }
-    if (!file.regular) {
-        PrintOutput("cannot send %s: it is not a regular file\n", path);
-        return kStopped;
-    }
-    const auto size = static_cast<long long>(file.size);
-    const uint64_t chunks = (file.size + kChunkSize - 1) / kChunkSize;
-    if (chunks > kMostChunks) {
-        PrintOutput("cannot send %s: its size of %lld bytes is above the limit of %lld bytes\n",
-                    path, size, static_cast<long long>(kMostChunks) * kChunkSize);
-        return kStopped;
-    }
-    PrintOutput("Sending File %s of size %lld to the ZM agent...\n", BaseName(path), size);
-    if (message == nullptr) return kNoMemory;
+                                       uint8_t arg3, const char* extra, const OutgoingFile& file) {
+    PrintOutput("Sending File %s of size %lld to the ZM agent...\n", BaseName(path),
+                static_cast<long long>(file.size));
     const OwnedMessage announcement = NewTransferMessage();
-    if (!announcement) return kNoMemory;
+    if (message == nullptr || !announcement) {
+        status = kOutOfMemory;
+        return kNoMemory;
+    }
     FileTransferRecord& record = announcement->record;
-    *chunk_count = static_cast<uint16_t>(chunks);
-    record.chunk_count = *chunk_count;
+    record.chunk_count = static_cast<uint16_t>(file.chunk_count);
     record.transfer_flags = flags;
     record.transfer_arg1 = arg1;
     record.transfer_arg2 = arg2;
@@ -135,15 +152,11 @@ int ZwMgmt_interface::CLsendInitialMsg(const char* path, _Message* message, uint
     bool sent = false;
     const uint32_t exchanged =
         CLTalkToServerForDrv(announcement.get(), result_buffer, message, &sent);
-    if (!sent) {
-        LoseConnection(exchanged);
-        return kStopped;
-    }
     if (exchanged != kSuccess) {
-        // The transfer goes on as if the agent had agreed, on purpose; but its answer may still
-        // come and be taken for the next one, so the session ends with the transfer.
         LoseConnection(exchanged);
-        return kDone;
+        // Without an answer the transfer goes on as if the agent had agreed, on purpose; but the
+        // answer may still come and be taken for the next one, so the session ends with it.
+        return sent ? kDone : kStopped;
     }
     status = message->status;
     for (const RefusalRow& row : kRefusals) {
@@ -160,24 +173,27 @@ uint32_t ZwMgmt_interface::SendTransfer(const void* transfer_message, bool* head
     return *header_sent && status == kSendTimeout ? kSendTimeout : kWriteError;
 }
 
-int ZwMgmt_interface::CLsendDrvFile(const char* path, _Message* message, uint16_t chunk_count,
+int ZwMgmt_interface::CLsendDrvFile(const char* path, _Message* message, const OutgoingFile& file,
                                     char* result_buffer) {
     *message = {};
+    status = kSuccess;
     const OwnedMessage chunk = NewTransferMessage();
-    const File file(std::fopen(path, "rb"));
-    if (!chunk || !file) return kStopped;
-    std::setvbuf(file.get(), nullptr, _IONBF, 0);  // chunks go straight into the record
+    if (!chunk) {
+        LoseConnection(kOutOfMemory);  // the agent still waits for what was announced
+        return kStopped;
+    }
     std::memset(result_buffer, 0, kResultBufferSize);
     FileTransferRecord& record = chunk->record;
+    uint64_t left = file.size;
     for (uint32_t number = 1;; ++number) {
-        const size_t length = std::fread(record.chunk_data, 1, kChunkSize, file.get());
-        const bool at_end = length == 0;
-        if (std::ferror(file.get()) || at_end != (number > chunk_count)) {
+        const size_t length = std::fread(record.chunk_data, 1, kChunkSize, file.file);
+        if (length != std::min<uint64_t>(left, kChunkSize)) {
             PrintOutput("\ncannot send %s: it changed or became unreadable\n", path);
-            LoseConnection(kReadError);  // the agent still waits for what was announced
+            LoseConnection(kReadError);
             return kStopped;
         }
-        if (at_end) break;
+        if (length == 0) break;
+        left -= length;
         std::memset(record.chunk_data + length, 0, kChunkSize - length);
         record.chunk_number = static_cast<uint16_t>(number);
         record.chunk_length = static_cast<uint16_t>(length);
@@ -190,13 +206,13 @@ int ZwMgmt_interface::CLsendDrvFile(const char* path, _Message* message, uint16_
         }
         if (sent == kSuccess) {
             PrintOutput("Completion Progress %% (%02d%%) .... \r",
-                        static_cast<int>(100 * number / chunk_count));
+                        static_cast<int>(100 * number / file.chunk_count));
             FlushOutput();
         }
         const uint32_t received = ReceiveReply(message);
         last_reply_header = *message;
-        if (received != kSuccess) {
-            LoseConnection(received);
+        if (received != kSuccess || sent != kSuccess) {
+            LoseConnection(received != kSuccess ? received : sent);
             return kStopped;
         }
         status = message->status;
@@ -207,13 +223,13 @@ int ZwMgmt_interface::CLsendDrvFile(const char* path, _Message* message, uint16_
 }
 
 int ZwMgmt_interface::CLsend_Kxgbtool_InitialMsg(const char* path, _Message* message,
-                                                 uint16_t* chunk_count, char* result_buffer) {
-    return CLsendInitialMsg(path, message, 0, 0, result_buffer, 0, 0, nullptr, chunk_count);
+                                                 const OutgoingFile& file, char* result_buffer) {
+    return CLsendInitialMsg(path, message, 0, 0, result_buffer, 0, 0, nullptr, file);
 }
 
-int ZwMgmt_interface::CLsendKxgbtoolFile(const char* path, _Message* message, uint16_t chunk_count,
-                                         char* result_buffer) {
-    return CLsendDrvFile(path, message, chunk_count, result_buffer);
+int ZwMgmt_interface::CLsendKxgbtoolFile(const char* path, _Message* message,
+                                         const OutgoingFile& file, char* result_buffer) {
+    return CLsendDrvFile(path, message, file, result_buffer);
 }
 
 uint32_t ZwMgmt_interface::CLTalkToServerForDrv(const void* transfer_message, char* result_buffer,

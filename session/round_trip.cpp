@@ -1,6 +1,6 @@
 /// One request, one reply: Client_TalkToServer and its steps.
 #include <openssl/crypto.h>
-#include <openssl/ssl3.h>
+#include <openssl/ssl.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -45,6 +45,7 @@ uint32_t ZwMgmt_interface::ReceiveHeader(char* result_buffer, _Message* message)
 }
 
 uint32_t ZwMgmt_interface::ReceiveReply(_Message* message) {
+    status = zwmgmt::kSuccess;
     _Message reply = {};
     if (CLGetData(reinterpret_cast<uint8_t*>(&reply), header_size) != header_size) {
         return status == zwmgmt::kReceiveTimeout ? zwmgmt::kReceiveTimeout : zwmgmt::kReadError;
@@ -87,6 +88,9 @@ uint32_t ZwMgmt_interface::Client_TalkToServer(_Message* message, char* result_b
     if (message == nullptr) return status = zwmgmt::kMissingArgument;
     const bool usable = result_buffer != nullptr && (record_size == 0 || out != nullptr) &&
                         (message->data_length == 0 || message->data != nullptr);
+    // Bytes beyond an earlier reply would be taken for the next.
+    if (tls_session != nullptr && SSL_pending(tls_session) > 0)
+        LoseConnection(zwmgmt::kNotConnected);
     const bool reachable = tls_session != nullptr && !out_of_step;
     status = zwmgmt::kSuccess;
     message->os_type = os_type;

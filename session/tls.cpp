@@ -12,6 +12,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+constexpr Milliseconds kGoodbyeLimit{100};
+
 /// What the BIO of one connection knows. Reads end at the deadline, so that a peer that sends
 /// housekeeping records without end cannot keep the TLS library in its own read loop.
 struct Channel {
@@ -138,9 +140,11 @@ Transfer WriteSome(SSL* ssl, const void* bytes, size_t length, Milliseconds limi
 }
 
 void Shutdown(SSL* ssl) {
+    if (!SSL_is_init_finished(ssl)) return;
     ERR_clear_error();
+    ChannelOf(SSL_get_rbio(ssl))->deadline = Clock::now() + kGoodbyeLimit;
     // The second call only takes in a goodbye that the peer has already sent.
-    if (SSL_is_init_finished(ssl) && SSL_shutdown(ssl) == 0) SSL_shutdown(ssl);
+    if (SSL_shutdown(ssl) == 0) SSL_shutdown(ssl);
     ERR_clear_error();
 }
 

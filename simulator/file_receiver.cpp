@@ -34,7 +34,7 @@ std::optional<uint32_t> FileReceiver::Take(std::span<const uint8_t> data) {
 uint32_t FileReceiver::Announce(const FileTransferRecord& record) {
     file.reset();
     const uint64_t size = record.file_size;
-    const bool sound = (size + kChunkSize - 1) / kChunkSize == record.chunk_count &&
+    const bool sound = size / kChunkSize + (size % kChunkSize != 0) == record.chunk_count &&
                        record.chunk_length == 0 && IsZero(record.chunk_data, kChunkSize) &&
                        record.file_name[0] != '\0';
     if (!sound) return zwmgmt::kInvalidValue;
@@ -53,7 +53,7 @@ uint32_t FileReceiver::TakeChunk(const FileTransferRecord& record) {
     if (!file || record.chunk_number != next_chunk || next_chunk > chunk_count) {
         return zwmgmt::kInvalidValue;
     }
-    const uint64_t left = file->size - uint64_t{kChunkSize} * (next_chunk - 1u);
+    const uint64_t left = file->size - uint64_t{kChunkSize} * (next_chunk - 1);
     const uint64_t expected = std::min<uint64_t>(left, kChunkSize);
     // Everything that belongs to the announcement is zero, and so is the rest of the chunk.
     FileTransferRecord bare = record;
@@ -69,7 +69,7 @@ uint32_t FileReceiver::TakeChunk(const FileTransferRecord& record) {
 }
 
 std::optional<ReceivedFile> FileReceiver::TakeFinished() {
-    if (!file || next_chunk != uint32_t{chunk_count} + 1) return std::nullopt;
+    if (!file || next_chunk != chunk_count + 1) return std::nullopt;
     return std::exchange(file, std::nullopt);
 }
 

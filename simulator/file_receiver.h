@@ -42,8 +42,8 @@ class FileReceiver {
 
     FileOrders orders;
     std::optional<ReceivedFile> file;  // announced, not yet whole
-    uint16_t chunk_count = 0;
-    uint16_t next_chunk = 0;
+    uint32_t chunk_count = 0;
+    uint32_t next_chunk = 0;
 };
 
 }  // namespace zmsim

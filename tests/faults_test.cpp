@@ -38,12 +38,24 @@ class FaultyAgent {
         if (steps[1] != kSuccess) return steps;
         steps[2] = static_cast<uint32_t>(session.Run({"korvane", "listadapterprops"}));
         printed = session.Printed();
-        // Whatever lies on the wire now, a further request must end too.
-        session.Run({"korvane", "listadapterprops"});
+        again = session.Run({"korvane", "listadapterprops"});
         return steps;
     }
 
+    /// A file of two chunks pushed; whether it went through without a fault being noticed.
+    bool Push(const zmsim::WireFaults& next_faults, const char* path) {
+        faults = next_faults;
+        TestSession session;
+        session.SetReceiveTimeout(30);
+        if (session.Connect(agent.Port()) != kSuccess) return false;
+        session.SetPassword("secret");
+        if (session.CLAuthenticateUser(session.result.data()) != kSuccess) return false;
+        const int result = session.SendFile({.path = path}, session.result.data());
+        return result == 0 && session.LastStatus() == kSuccess;
+    }
+
     std::string printed;
+    int again = 0;  // the result of the same request once more
 
   private:
     static zmsim::Reply Listing() {
@@ -115,6 +127,19 @@ TEST(Faults, StallAfterEveryByteOfTheAgentsMessages) {
     });
 }
 
+TEST(Faults, AFilePushThatIsCutIsNeverASuccess) {
+    const TemporaryFile file(std::string(20'000, 'x'));
+    const size_t replies = 5 * 26;  // opening, login, announcement, two chunks
+    Sweep(2, replies + 1, [&](FaultyAgent& agent, size_t n) {
+        EXPECT_EQ(agent.Push({.cut_after = n}, file.Path().c_str()), n >= replies) << n;
+    });
+    constexpr size_t kStep = 53;
+    const size_t requests = 2 * 606 + 3 * (26 + sizeof(FileTransferRecord));
+    Sweep(2, requests / kStep, [&](FaultyAgent& agent, size_t n) {
+        EXPECT_FALSE(agent.Push({.cut_after_reading = n * kStep}, file.Path().c_str())) << n;
+    });
+}
+
 TEST(Faults, AnyFramingAndHousekeepingIsTaken) {
     for (int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
         FaultyAgent agent(version);
@@ -139,6 +164,8 @@ TEST(Faults, LiesAboutTheLengthOfAReply) {
         const Steps steps = agent.Exchange({.announced_length = announced}, 1);
         EXPECT_EQ(steps[2], result) << announced;
         EXPECT_EQ(agent.printed.starts_with("Adapter #"), listed) << announced;
+        EXPECT_EQ(agent.again, kNotConnected)
+            << "what is left over is nobody's reply: " << announced;
     }
 }
 

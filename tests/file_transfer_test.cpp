@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstring>
 #include <fstream>
 
@@ -184,12 +185,12 @@ TEST(FileTransfer, AStallEndsTheTransferAndTheSession) {
 }
 
 TEST(FileTransfer, AnUnansweredAnnouncementCountsAsAgreedButEndsTheSession) {
-    int chunks = 0;
+    std::atomic<size_t> chunk_bytes = 0;
     RawAgent agent([&](SSL* ssl) {
         AcceptOpening(ssl);
         const size_t whole = kHeaderSize + sizeof(FileTransferRecord);
-        if (ReadFrom(ssl, whole).size() == whole) ReadFrom(ssl, whole);
-        ++chunks;
+        ReadFrom(ssl, whole);
+        chunk_bytes = ReadFrom(ssl, whole).size();
         WriteTo(ssl, Message(_Message{}));
         AwaitEnd(ssl);
     });
@@ -198,22 +199,49 @@ TEST(FileTransfer, AnUnansweredAnnouncementCountsAsAgreedButEndsTheSession) {
     ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
     session.SetReceiveTimeout(1);
     EXPECT_EQ(session.SendFile({.path = file.Path().c_str()}, session.result.data()), 0);
-    EXPECT_EQ(chunks, 1);
+    EXPECT_EQ(chunk_bytes, kHeaderSize + sizeof(FileTransferRecord));
+    EXPECT_EQ(session.LastStatus(), kReceiveTimeout);
     EXPECT_FALSE(session.Connected());
 }
 
-TEST(FileTransfer, AFileThatShrinksMeanwhileIsNoSuccess) {
-    const TemporaryFile file(Content(50'000));
-    zmsim::AgentOptions options;
-    options.tap = [&](auto, auto data) {
-        // Cut between announcement and second chunk.
-        const bool transfer = data.size() == sizeof(FileTransferRecord);
-        EXPECT_TRUE(!transfer || truncate(file.Path().c_str(), 20'000) == 0);
+TEST(FileTransfer, AFileThatChangesMeanwhileIsNoSuccess) {
+    // Sizes when announced and after: shrunk to a chunk's end, within the last chunk, and grown.
+    const Table<size_t, off_t> rows = {
+        {50'000, 32'768}, {50'000, 49'500}, {16'384, 16'385}, {16'380, 16'384}};
+    for (const auto& [size, changed] : rows) {
+        const TemporaryFile file(Content(size));
+        zmsim::AgentOptions options;
+        options.tap = [&, to = changed](auto, auto data) {
+            const bool transfer = data.size() == sizeof(FileTransferRecord);
+            EXPECT_TRUE(!transfer || truncate(file.Path().c_str(), to) == 0);
+        };
+        FileHost host;
+        TestAgent agent(host, options);
+        TestSession session;
+        ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+        EXPECT_EQ(session.SendFile({.path = file.Path().c_str()}, session.result.data()), 1);
+        EXPECT_EQ(session.LastStatus(), kReadError) << size;
+        EXPECT_TRUE(session.Printed().ends_with("it changed or became unreadable\n"));
+        EXPECT_FALSE(session.Connected());
+    }
+}
+
+TEST(FileTransfer, TheReceiverTakesTheLargestFile) {
+    zmsim::FileReceiver receiver({});
+    FileTransferRecord record = {};
+    const auto take = [&] {
+        return receiver.Take({reinterpret_cast<const uint8_t*>(&record), sizeof(record)});
     };
-    FileHost host;
-    TestAgent agent(host, options);
-    TestSession session;
-    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
-    EXPECT_EQ(session.SendFile({.path = file.Path().c_str()}, session.result.data()), 1);
-    EXPECT_TRUE(host.files.empty());
+    record.chunk_count = 65535;
+    record.file_size = 65535ULL * 16384;
+    record.file_name[0] = 'f';
+    EXPECT_EQ(take(), 0u);
+    record = {};
+    record.chunk_length = 16384;
+    for (uint32_t number = 1; number <= 65535; ++number) {
+        EXPECT_FALSE(receiver.TakeFinished());
+        record.chunk_number = static_cast<uint16_t>(number);
+        ASSERT_EQ(take(), 0u) << number;
+    }
+    EXPECT_TRUE(receiver.TakeFinished());
 }

@@ -262,14 +262,15 @@ class ZWMGMT_API ZwMgmt_interface {
     bool GetCapabilitiesResponse(const void* data, uint32_t length);
 
   private:
+    struct OutgoingFile;
     int CLsendInitialMsg(const char* path, _Message* message, uint8_t arg1, uint32_t flags,
                          char* result_buffer, uint8_t arg2, uint8_t arg3, const char* extra,
-                         uint16_t* chunk_count);
-    int CLsendDrvFile(const char* path, _Message* message, uint16_t chunk_count,
+                         const OutgoingFile& file);
+    int CLsendDrvFile(const char* path, _Message* message, const OutgoingFile& file,
                       char* result_buffer);
-    int CLsend_Kxgbtool_InitialMsg(const char* path, _Message* message, uint16_t* chunk_count,
+    int CLsend_Kxgbtool_InitialMsg(const char* path, _Message* message, const OutgoingFile& file,
                                    char* result_buffer);
-    int CLsendKxgbtoolFile(const char* path, _Message* message, uint16_t chunk_count,
+    int CLsendKxgbtoolFile(const char* path, _Message* message, const OutgoingFile& file,
                            char* result_buffer);
     uint32_t CLTalkToServerForDrv(const void* transfer_message, char* result_buffer,
                                   _Message* reply, bool* sent);

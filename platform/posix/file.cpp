@@ -1,14 +1,31 @@
 #include "platform/file.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace zwmgmt::platform {
 
-bool GetFileStatus(const char* path, FileStatus* status) {
+OpenResult OpenRegularFile(const char* path, FILE** file, uint64_t* size) {
     struct stat found;
-    if (stat(path, &found) != 0) return false;
-    *status = {S_ISREG(found.st_mode), static_cast<uint64_t>(found.st_size)};
-    return true;
+    if (stat(path, &found) != 0) return OpenResult::kNotThere;
+    if (!S_ISREG(found.st_mode)) return OpenResult::kNotRegular;
+    // What lies at the path may have changed meanwhile: a pipe would be waited for without
+    // O_NONBLOCK.
+    const int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (fd < 0) return OpenResult::kNotReadable;
+    if (fstat(fd, &found) != 0 || !S_ISREG(found.st_mode)) {
+        close(fd);
+        return OpenResult::kNotRegular;
+    }
+    *file = fdopen(fd, "rb");
+    if (*file == nullptr) {
+        close(fd);
+        return OpenResult::kNotReadable;
+    }
+    std::setvbuf(*file, nullptr, _IONBF, 0);
+    *size = static_cast<uint64_t>(found.st_size);
+    return OpenResult::kOpened;
 }
 
 }  // namespace zwmgmt::platform
