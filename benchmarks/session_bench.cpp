@@ -7,12 +7,14 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <memory>
 #include <vector>
 
@@ -56,22 +58,30 @@ uint16_t AgentPort() {
     return agent.Port();
 }
 
-/// The path of a file of kFileSize bytes.
-const std::string& BigFile() {
-    struct File {
-        std::string path =
-            std::filesystem::temp_directory_path() / ("zwmgmt-bench-" + std::to_string(getpid()));
-        File() {
-            std::vector<char> block(1 << 20, 'x');
-            std::ofstream stream(path, std::ios::binary);
-            for (uint64_t size = 0; size < kFileSize; size += block.size()) {
-                stream.write(block.data(), static_cast<std::streamsize>(block.size()));
-            }
+/// A file to push, made once and removed at the end.
+class BenchFile {
+  public:
+    explicit BenchFile(uint64_t size)
+        : path(std::filesystem::temp_directory_path() /
+               ("zwmgmt-bench-" + std::to_string(getpid()) + "-" + std::to_string(size))) {
+        std::ofstream stream(path, std::ios::binary);
+        const std::vector<char> block(1 << 16, 'x');
+        for (uint64_t left = size; left > 0;) {
+            const uint64_t length = std::min<uint64_t>(left, block.size());
+            stream.write(block.data(), static_cast<std::streamsize>(length));
+            left -= length;
         }
-        ~File() { std::filesystem::remove(path); }
-    };
-    static const File file;
-    return file.path;
+    }
+    ~BenchFile() { std::filesystem::remove(path); }
+    const char* Path() const { return path.c_str(); }
+
+  private:
+    std::string path;
+};
+
+const char* FileOfSize(uint64_t size) {
+    static std::map<uint64_t, BenchFile> files;
+    return files.try_emplace(size, size).first->second.Path();
 }
 
 /// A session as a program has it.
@@ -197,15 +207,15 @@ void ConnectFloor(State& state) {
     }
 }
 
-void FileOurs(State& state) {
+void FileOurs(State& state, size_t size) {
     Ours ours;
-    const FileTransfer transfer = {.path = BigFile().c_str(), .extra = nullptr};
+    const FileTransfer transfer = {.path = FileOfSize(size), .extra = nullptr};
     for (auto _ : state) {
         if (ours.session.SendFile(transfer, ours.result.data()) != 0) Die("file push");
     }
 }
 
-void FileFloor(State& state) {
+void FileFloor(State& state, size_t size) {
     SSL_CTX* context = Bare::Context();
     {
         Bare bare(context);
@@ -213,14 +223,14 @@ void FileFloor(State& state) {
         auto* record = reinterpret_cast<FileTransferRecord*>(message.data() + kHeaderSize);
         for (auto _ : state) {
             std::memset(record, 0, sizeof(*record));
-            record->chunk_count = static_cast<uint16_t>(kFileSize / kChunkSize);
-            record->file_size = kFileSize;
+            record->chunk_count = static_cast<uint16_t>(size / kChunkSize);
+            record->file_size = size;
             record->file_name[0] = 'f';
             bare.Write(message);
             bare.Read(bare.reply.data(), kHeaderSize);
             std::memset(record, 0, sizeof(*record));
             record->chunk_length = kChunkSize;
-            FILE* file = std::fopen(BigFile().c_str(), "rb");
+            FILE* file = std::fopen(FileOfSize(size), "rb");
             std::setvbuf(file, nullptr, _IONBF, 0);
             while (std::fread(record->chunk_data, 1, kChunkSize, file) > 0) {
                 ++record->chunk_number;
@@ -403,12 +413,13 @@ int main(int argc, char** argv) {
     Pair("round trip, 580 bytes", RoundTripOurs, RoundTripFloor, uint16_t{1}, 580u);
     Pair("round trip, reply of 100 kB", RoundTripOurs, RoundTripFloor, kReplyOpcode, 0u);
     Pair("connect to opened session, and close", ConnectOurs, ConnectFloor);
-    Pair("file push, 256 MB", FileOurs, FileFloor);
+    Pair("file push, 256 MB", FileOurs, FileFloor, size_t{kFileSize});
     Pair("list of 100,000 records / copy", ListOurs, ListFloor, size_t{kRecords});
     Pair("printing 100,000 records / fprintf", PrintOurs, PrintFloor, size_t{kRecords});
     Growth("growth: list, 1,000,000 / 100,000 records", ListOurs, 100'000);
     Growth("growth: printing, 100,000 / 10,000 records", PrintOurs, 10'000);
     Growth("growth: reply, 1 MB / 100 kB", ReplyOfSize, 100);
+    Growth("growth: file push, 250 MB / 25 MB", FileOurs, 25'000'000);
     benchmark::Initialize(&argc, argv);
     zwbench::TableReporter table(rows);
     benchmark::RunSpecifiedBenchmarks(&table);
