@@ -177,7 +177,7 @@ TEST(FileTransfer, AStallEndsTheTransferAndTheSession) {
     TestAgent agent(host, options);
     TestSession session;
     ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
-    session.SetReceiveTimeout(1);
+    session.SetReceiveTimeout(3);
     EXPECT_EQ(session.SendFile({.path = file.Path().c_str()}, session.result.data()), 1);
     EXPECT_EQ(session.LastStatus(), kReceiveTimeout);
     EXPECT_FALSE(session.Connected());
@@ -197,7 +197,7 @@ TEST(FileTransfer, AnUnansweredAnnouncementCountsAsAgreedButEndsTheSession) {
     const TemporaryFile file("x");
     TestSession session;
     ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
-    session.SetReceiveTimeout(1);
+    session.SetReceiveTimeout(3);
     EXPECT_EQ(session.SendFile({.path = file.Path().c_str()}, session.result.data()), 0);
     EXPECT_EQ(chunk_bytes, kHeaderSize + sizeof(FileTransferRecord));
     EXPECT_EQ(session.LastStatus(), kReceiveTimeout);
