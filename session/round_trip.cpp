@@ -89,19 +89,22 @@ uint32_t ZwMgmt_interface::Client_TalkToServer(_Message* message, char* result_b
     const bool usable = result_buffer != nullptr && (record_size == 0 || out != nullptr) &&
                         (message->data_length == 0 || message->data != nullptr);
     // Bytes beyond an earlier reply would be taken for the next.
-    if (tls_session != nullptr && SSL_pending(tls_session) > 0)
+    if (tls_session != nullptr && SSL_pending(tls_session) > 0) {
         LoseConnection(zwmgmt::kNotConnected);
+    }
     const bool reachable = tls_session != nullptr && !out_of_step;
+    const uint32_t refused = !usable      ? zwmgmt::kMissingArgument
+                             : !reachable ? zwmgmt::kNotConnected
+                                          : zwmgmt::kSuccess;
     status = zwmgmt::kSuccess;
     message->os_type = os_type;
     message->status = 0;
-    const uint32_t sent = usable && reachable ? SendMessage(*message) : zwmgmt::kNotConnected;
+    const uint32_t sent = refused == zwmgmt::kSuccess ? SendMessage(*message) : refused;
     // Wiped first: it may be a copy of the login record.
     if (message->data != nullptr) OPENSSL_cleanse(message->data, message->data_length);
     std::free(message->data);
     message->data = nullptr;
-    if (!usable) return status = zwmgmt::kMissingArgument;
-    if (!reachable) return status = zwmgmt::kNotConnected;
+    if (refused != zwmgmt::kSuccess) return status = refused;
     if (sent != zwmgmt::kSuccess) return LoseConnection(sent);
 
     const uint32_t answered = ReceiveHeader(result_buffer, message);
