@@ -322,31 +322,32 @@ void PrintFloor(State& state, size_t count) {
             line("Card Name                     : %s\n", +c.card_name);
             line("Device Class                  : 0x%x\n", +c.device_class);
             line("Interrupt Request             : 0x%x\n", +c.interrupt_request);
-            line("max_host_sndbuf               : %lld\n", (long long)c.max_host_sndbuf);
-            line("tx_hold_thres                 : %lld\n", (long long)c.tx_hold_thres);
-            line("max_wrs                       : %d\n", int{c.max_wrs});
-            line("rx_credit_thres               : %lld\n", (long long)c.rx_credit_thres);
-            line("failover_alg                  : %d\n", int{c.failover_alg});
-            line("mss                           : %d\n", +c.mss);
-            line("delack                        : %d\n", int{c.delack});
-            line("max_conn                      : %lld\n", (long long)c.max_conn);
-            line("soft_backlog_limit            : %d\n", int{c.soft_backlog_limit});
-            line("ddp                           : %d\n", int{c.ddp});
-            line("kseg_ddp                      : %lld\n", (long long)c.kseg_ddp);
-            line("ddp_thres                     : %lld\n", (long long)c.ddp_thres);
-            line("recvmsg_spin_us               : %d\n", int{c.recvmsg_spin_us});
-            line("ddp_push_wait                 : %lld\n", (long long)c.ddp_push_wait);
-            line("ddp_rcvcoalesce               : %lld\n", (long long)c.ddp_rcvcoalesce);
+            const CardSettings& s = c.settings;
+            line("max_host_sndbuf               : %lld\n", (long long)s.max_host_sndbuf);
+            line("tx_hold_thres                 : %lld\n", (long long)s.tx_hold_thres);
+            line("max_wrs                       : %d\n", int{s.max_wrs});
+            line("rx_credit_thres               : %lld\n", (long long)s.rx_credit_thres);
+            line("failover_alg                  : %d\n", int{s.failover_alg});
+            line("mss                           : %d\n", +s.mss);
+            line("delack                        : %d\n", int{s.delack});
+            line("max_conn                      : %lld\n", (long long)s.max_conn);
+            line("soft_backlog_limit            : %d\n", int{s.soft_backlog_limit});
+            line("ddp                           : %d\n", int{s.ddp});
+            line("kseg_ddp                      : %lld\n", (long long)s.kseg_ddp);
+            line("ddp_thres                     : %lld\n", (long long)s.ddp_thres);
+            line("recvmsg_spin_us               : %d\n", int{s.recvmsg_spin_us});
+            line("ddp_push_wait                 : %lld\n", (long long)s.ddp_push_wait);
+            line("ddp_rcvcoalesce               : %lld\n", (long long)s.ddp_rcvcoalesce);
             line("zcopy_sendmsg_partial_thres   : %lld\n",
-                 (long long)c.zcopy_sendmsg_partial_thres);
-            line("zcopy_sendmsg_partial_copy    : %lld\n", (long long)c.zcopy_sendmsg_partial_copy);
-            line("zcopy_sendmsg_thres           : %lld\n", (long long)c.zcopy_sendmsg_thres);
-            line("zcopy_sendmsg_copy            : %lld\n", (long long)c.zcopy_sendmsg_copy);
+                 (long long)s.zcopy_sendmsg_partial_thres);
+            line("zcopy_sendmsg_partial_copy    : %lld\n", (long long)s.zcopy_sendmsg_partial_copy);
+            line("zcopy_sendmsg_thres           : %lld\n", (long long)s.zcopy_sendmsg_thres);
+            line("zcopy_sendmsg_copy            : %lld\n", (long long)s.zcopy_sendmsg_copy);
             line("zcopy_sendmsg_ret_pending_dma : %lld\n",
-                 (long long)c.zcopy_sendmsg_ret_pending_dma);
-            line("activated                     : %d\n", int{c.activated});
-            line("cop_managed_offloading        : %d\n", int{c.cop_managed_offloading});
-            line("tx_coalesce                   : %d\n", int{c.tx_coalesce});
+                 (long long)s.zcopy_sendmsg_ret_pending_dma);
+            line("activated                     : %d\n", int{s.activated});
+            line("cop_managed_offloading        : %d\n", int{s.cop_managed_offloading});
+            line("tx_coalesce                   : %d\n", int{s.tx_coalesce});
             std::fputs("\n\n", nowhere);
         }
     }

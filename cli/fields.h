@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <span>
 #include <string_view>
 #include <type_traits>
 
@@ -15,6 +16,11 @@ namespace zwmgmt {
 
 enum class FieldType { kText, kUnsigned, kSigned };
 
+/// The words of a flag, by its digit. A digit without a word has no line.
+using FlagWords = std::span<const char* const>;
+
+inline constexpr const char* kDisabledEnabled[] = {"Disabled", "Enabled"};
+
 struct Field {
     const char* name;
     size_t offset;
@@ -23,6 +29,8 @@ struct Field {
     const char* line;  // printf format of one value; null: not printed as a line of its own
     const char* off;   // where set, the line shows one of two words instead of the value:
     const char* on;    // `on` for a text that begins with '1' and for a nonzero number
+    FlagWords words;   // where set, the line shows the word of the text's first digit
+    bool as_number;    // the line shows the number that the text says
 };
 
 template <class Member>
@@ -38,26 +46,34 @@ constexpr FieldType FieldTypeOf() {
 /// A row, checked when it is compiled: the one conversion of the line must suit the field.
 template <class Member>
 consteval Field MakeField(const char* name, size_t offset, const char* line,
-                          const char* off = nullptr, const char* on = nullptr) {
+                          const char* off = nullptr, const char* on = nullptr,
+                          FlagWords words = {}) {
     constexpr FieldType type = FieldTypeOf<Member>();
+    bool as_number = false;
     if (line != nullptr) {
         const std::string_view format = line;
         const size_t begin = format.find('%');
         const size_t end = format.find_first_of("sdux", begin);
         if (end == format.npos || format.find('%', end) != format.npos) throw "one conversion";
         const std::string_view conversion = format.substr(begin + 1, end - begin);
-        const bool shows_text = type == FieldType::kText || off != nullptr;
+        as_number = type == FieldType::kText && conversion == "d";
+        const bool shows_text = (type == FieldType::kText && !as_number) || off != nullptr;
         if (shows_text != (conversion == "s")) throw "text needs %s";
-        if (!shows_text && conversion.starts_with("ll") != (sizeof(Member) == 8)) throw "width";
+        if (!words.empty() && type != FieldType::kText) throw "flags are texts";
+        if (!shows_text && !as_number && conversion.starts_with("ll") != (sizeof(Member) == 8))
+            throw "width";
     }
-    return {name, offset, sizeof(Member), type, line, off, on};
+    return {name, offset, sizeof(Member), type, line, off, on, words, as_number};
 }
 
-/// Rows of a field table: shown by a line, shown as one of two words, not shown.
+/// Rows of a field table: shown by a line, shown as one of two words, as a flag's word, not shown.
 #define ZWMGMT_FIELD(Record, member, line) \
     MakeField<decltype(Record::member)>(#member, offsetof(Record, member), line)
 #define ZWMGMT_SWITCH(Record, member, line, off, on) \
     MakeField<decltype(Record::member)>(#member, offsetof(Record, member), line, off, on)
+#define ZWMGMT_FLAG(Record, member, line, words)                                                   \
+    MakeField<decltype(Record::member)>(#member, offsetof(Record, member), line, nullptr, nullptr, \
+                                        words)
 #define ZWMGMT_SILENT(Record, member) \
     MakeField<decltype(Record::member)>(#member, offsetof(Record, member), nullptr)
 

@@ -105,7 +105,7 @@ Reply ScenarioHost::GetCardStatistics(Data data) {
 }
 
 Reply ScenarioHost::GetPortStatistics(Data data) {
-    PortStatisticsRequest request = {};
+    PortRequest request = {};
     if (data.size() != sizeof(request)) return Failed(zwmgmt::kInvalidValue);
     std::memcpy(&request, data.data(), sizeof(request));
     const Adapter* adapter = FindAdapter(zwmgmt::FixedText(request.pci_bus_location));

@@ -52,7 +52,7 @@ TEST(ListAdapterProps, TextsAreBoundedByTheirFieldsAndPrintable) {
     _CardInformation& card = scenario.adapters[0].card;
     std::memset(card.driver_firmware_version, 'v', sizeof(card.driver_firmware_version));
     std::memset(card.description, 'd', sizeof(card.description));
-    std::memset(card.qs_tun_q_size, '9', sizeof(card.qs_tun_q_size));
+    std::memset(card.settings.qs_tun_q_size, '9', sizeof(card.settings.qs_tun_q_size));
     SetFixedText(card.pci_bus_location, "1\nPort Count\x1b[2J");
     card.update_mode = '0';
     card.chimney_enabled = 2;

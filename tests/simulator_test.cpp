@@ -127,7 +127,7 @@ TEST(ScenarioHost, AnswersInventoryRequests) {
     const zmsim::Scenario scenario = BuiltinScenario("freebsd");
     zmsim::ScenarioHost host(scenario);
     const std::string_view pci = FixedText(scenario.adapters[1].card.pci_bus_location);
-    PortStatisticsRequest port_request = {};
+    PortRequest port_request = {};
     SetFixedText(port_request.pci_bus_location, pci);
     port_request.port_instance = 1;
     const auto* raw = reinterpret_cast<const uint8_t*>(&port_request);

@@ -1,5 +1,5 @@
 /// One counter of an adapter or a port: a record of the replies to "korvane getcardstats" and
-/// "korvane getportstats", and what asks for the latter.
+/// "korvane getportstats".
 #pragma once
 
 #include <cstddef>
@@ -15,18 +15,7 @@ struct VqStat {
     VqStat* next;  ///< null in the last one
 };
 
-/// The request for a port's counters.
-struct PortStatisticsRequest {
-    uint8_t reserved0[9];
-    char pci_bus_location[16];
-    uint32_t port_instance;
-    uint8_t reserved29[211];
-};
-
 #pragma pack(pop)
 
 static_assert(sizeof(VqStat) == 47 && offsetof(VqStat, name) == 1 &&
               offsetof(VqStat, value) == 31 && offsetof(VqStat, next) == 39);
-static_assert(sizeof(PortStatisticsRequest) == 240 &&
-              offsetof(PortStatisticsRequest, pci_bus_location) == 9 &&
-              offsetof(PortStatisticsRequest, port_instance) == 25);
