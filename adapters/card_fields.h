@@ -6,11 +6,8 @@
 
 namespace zwmgmt {
 
-#define CARD_FIELD(member, line) ZWMGMT_FIELD(_CardInformation, member, line)
-#define CARD_SETTING(member, line)             \
-    MakeField<decltype(CardSettings::member)>( \
-        #member, offsetof(_CardInformation, settings) + offsetof(CardSettings, member), line)
-#define CARD_SWITCH(member, line, off, on) ZWMGMT_SWITCH(_CardInformation, member, line, off, on)
+#define CARD_FIELD(member, ...) ZWMGMT_FIELD(_CardInformation, member, __VA_ARGS__)
+#define CARD_SETTING(member, line) ZWMGMT_PART_FIELD(_CardInformation, settings, member, line)
 
 // clang-format off
 inline constexpr Field kCardFields[] = {
@@ -20,9 +17,9 @@ inline constexpr Field kCardFields[] = {
     CARD_FIELD(port_count,              "Port Count                    : %d\n"),
     CARD_FIELD(driver_firmware_version, "Driver Firmware Version       : %s\n"),
     ZWMGMT_SILENT(_CardInformation, chip_type),
-    CARD_SWITCH(update_mode,            "Adapter Update Mode           : %s\n", "Disabled", "Enabled"),
+    CARD_FIELD(update_mode,             "Adapter Update Mode           : %s\n", Switch("Disabled", "Enabled")),
     CARD_FIELD(description,             "Description                   : %s\n"),
-    CARD_SWITCH(chimney_enabled,        "Chimney Enabled               : %s\n", "NO", "YES"),
+    CARD_FIELD(chimney_enabled,         "Chimney Enabled               : %s\n", Switch("NO", "YES")),
     CARD_FIELD(card_name,               "Card Name                     : %s\n"),
     CARD_FIELD(device_class,            "Device Class                  : 0x%x\n"),
     CARD_FIELD(interrupt_request,       "Interrupt Request             : 0x%x\n"),
@@ -62,7 +59,6 @@ inline constexpr Field kCardFields[] = {
 
 #undef CARD_FIELD
 #undef CARD_SETTING
-#undef CARD_SWITCH
 
 /// The row of a card field, by the name of its member.
 consteval const Field* CardField(std::string_view name) { return FieldNamed(kCardFields, name); }

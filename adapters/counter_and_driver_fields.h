@@ -14,9 +14,11 @@ inline constexpr Field kStatisticsFields[] = {
 };
 
 inline constexpr Field kDriverFields[] = {
-    ZWMGMT_SILENT(DriverInfo, name),    ZWMGMT_SILENT(DriverInfo, date),
-    ZWMGMT_SILENT(DriverInfo, version), ZWMGMT_SILENT(DriverInfo, description),
-    ZWMGMT_SILENT(DriverInfo, loaded),
+    ZWMGMT_FIELD(DriverInfo, name, "Driver Name        : %s\n"),
+    ZWMGMT_FIELD(DriverInfo, description, "Driver Description : %s\n"),
+    ZWMGMT_FIELD(DriverInfo, version, "Driver Version     : %s\n", OrElse("Not Available")),
+    ZWMGMT_FIELD(DriverInfo, date, "Driver Date        : %s\n", OrElse("Not Available")),
+    ZWMGMT_FIELD(DriverInfo, loaded, "Driver Loaded      : %s\n\n", Switch("No", "Yes")),
 };
 
 }  // namespace zwmgmt

@@ -1,8 +1,11 @@
-/// Printers of the adapter inventory. Which lines an agent's OS and an adapter's chip call for is
-/// in the block tables; the lines themselves are in the field tables.
+/// Printers of adapters, counters and drivers. Which lines an agent's OS and an adapter's chip call
+/// for is in the block tables; the lines themselves are in the field tables.
+#include <algorithm>
 #include <span>
 
 #include "adapters/card_fields.h"
+#include "adapters/chips.h"
+#include "adapters/counter_and_driver_fields.h"
 #include "session/os_set.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
@@ -63,8 +66,6 @@ constexpr const Field* kFreeBsdX4Lines[] = {
     CardField("ddp_indsz"),       CardField("activated"),
 };
 
-enum class Chips { kAny, kX3, kX4AndX5 };
-
 /// Lines that are printed, in the order of the rows, where OS and chip agree.
 struct CardBlock {
     OsSet systems;
@@ -84,13 +85,30 @@ constexpr CardBlock kCardBlocks[] = {
     {{kFreeBsd}, Chips::kX4AndX5, kFreeBsdX4Lines},
 };
 
-bool IsOneOf(Chips chips, std::string_view chip_type) {
-    switch (chips) {
-        case Chips::kAny: return true;
-        case Chips::kX3: return chip_type == "X3";
-        case Chips::kX4AndX5: return chip_type == "X4" || chip_type == "X5";
+/// A counter is one line of two fields.
+struct CounterLine {
+    Field name;
+    Field value;
+};
+
+constexpr CounterLine kCardCounter = {ZWMGMT_FIELD(VqStat, name, "%-20s"),
+                                      ZWMGMT_FIELD(VqStat, value, ": %llu\n")};
+constexpr CounterLine kPortCounter = {ZWMGMT_FIELD(VqStat, name, "%-25s"),
+                                      ZWMGMT_FIELD(VqStat, value, " : %llu\n")};
+
+void Print(ZwMgmt_interface& session, const VqStat* counter, const CounterLine& line) {
+    PrintField(session, counter, line.name);
+    PrintField(session, counter, line.value);
+}
+
+/// Says why there are no counters; true when there are.
+bool HasCounters(ZwMgmt_interface& session, const _Message& message) {
+    if (message.status == kNoStatistics) {
+        session.PrintOutput("No stats found/available for this card\n");
+    } else if (message.status != kSuccess) {
+        session.PrintOutput("Command failed\n");
     }
-    return false;
+    return message.status == kSuccess;
 }
 
 }  // namespace
@@ -111,4 +129,68 @@ void ZwMgmt_interface::GetKorvaneAdaptersResponse(const _CardInformation* cards,
         }
         PrintOutput("\n\n");
     }
+}
+
+void ZwMgmt_interface::GetCardStatsResponse(const VqStat* counters, _Message* message) {
+    if (!HasCounters(*this, *message)) return;
+    for (const int kind : {1, 2}) {
+        for (const VqStat* counter = counters; counter != nullptr; counter = counter->next) {
+            if (counter->kind == kind) Print(*this, counter, kCardCounter);
+        }
+    }
+}
+
+void ZwMgmt_interface::GetPortStatsResponse(const VqStat* counters, _Message* message) {
+    if (!HasCounters(*this, *message)) return;
+    for (const VqStat* counter = counters; counter != nullptr; counter = counter->next) {
+        Print(*this, counter, kPortCounter);
+    }
+}
+
+void ZwMgmt_interface::GetKorvaneDriverDetailsResponse(const DriverInfo* drivers,
+                                                       _Message* message) {
+    if (message->status != kSuccess) {
+        PrintOutput("Command failed\n");
+        return;
+    }
+    for (const DriverInfo* driver = drivers; driver != nullptr; driver = driver->next) {
+        for (const Field& line : kDriverFields) PrintField(*this, driver, line);
+    }
+}
+
+namespace {
+
+/// The cards of one chip generation: one text, a name a line.
+struct CardNames {
+    const char* heading;
+    const char* none;
+};
+
+constexpr CardNames kX3Names = {"\nX3 Interface names:\n------------------------\n",
+                                "Error: No X3 Korvane Cards\n"};
+constexpr CardNames kX4Names = {"\nCard PCI Bus Locations\n--------------------------------\n",
+                                "Error: No X4/X5 Korvane Cards\n"};
+
+constexpr size_t kLongestNames = 63;
+
+void PrintNames(ZwMgmt_interface& session, const CardNames& cards, const void* data,
+                const _Message& message) {
+    if (message.status != kSuccess) {
+        session.PrintOutput("Command failed\n");
+        return;
+    }
+    const size_t length = data != nullptr ? message.data_length : 0;
+    const std::string_view names = FixedText(data, std::min(length, kLongestNames));
+    session.PrintOutput("%s", names.empty() ? cards.none : cards.heading);
+    PrintLines(session, names);
+}
+
+}  // namespace
+
+void ZwMgmt_interface::GetListX3Interfaces(const void* data, _Message* message) {
+    PrintNames(*this, kX3Names, data, *message);
+}
+
+void ZwMgmt_interface::GetListX4Interfaces(const void* data, _Message* message) {
+    PrintNames(*this, kX4Names, data, *message);
 }

@@ -7,9 +7,7 @@
 namespace zwmgmt {
 
 #define PORT_FIELD(member) ZWMGMT_SILENT(_PortInformation, member)
-#define PORT_SETTING(member)                   \
-    MakeField<decltype(PortSettings::member)>( \
-        #member, offsetof(_PortInformation, settings) + offsetof(PortSettings, member), nullptr)
+#define PORT_SETTING(member) ZWMGMT_PART_FIELD(_PortInformation, settings, member, nullptr)
 
 inline constexpr Field kPortFields[] = {
     PORT_FIELD(port_instance),

@@ -104,6 +104,10 @@ bool CommandWords::Parts::ParseArguments(const char* const* words, size_t count)
     size_t next = 0;
     if (!TakesKeysOnly(request.service, request.command)) {
         const bool given = count > 0 && !IsKeyValue(words[0]);
+        if (given && route != nullptr && route->arguments == Arguments::kKeys) {
+            error = std::string("expected key=value instead of \"") + words[0] + "\"";
+            return false;
+        }
         if (!AddSubCommand(given ? words[0] : "")) return false;
         next = given ? 1 : 0;
     }

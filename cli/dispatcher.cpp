@@ -24,11 +24,14 @@ constexpr ReportRow kReports[] = {
     {kNotConnected, "ERROR: no connection to the managed system!\n", ReportRow::kDisconnected},
 };
 
-/// Whether there is more than an empty slot for the sub-command word.
-bool HasArguments(const Client_Request_Message& request) {
-    if (request.argument_count == 0 || request.arguments == nullptr) return false;
-    const char* first = request.arguments[0].value;
-    return request.argument_count > 1 || (first != nullptr && first[0] != '\0');
+/// Whether the request has arguments that its command does not take.
+bool HasTooMany(const Client_Request_Message& request, Arguments takes) {
+    if (takes == Arguments::kSome || request.argument_count == 0 || request.arguments == nullptr) {
+        return false;
+    }
+    const char* sub_command = request.arguments[0].value;
+    return (sub_command != nullptr && sub_command[0] != '\0') ||
+           (takes == Arguments::kNone && request.argument_count > 1);
 }
 
 }  // namespace
@@ -63,12 +66,16 @@ uint32_t ZwMgmt_interface::Dispatch(_Message* message, Client_Request_Message* r
         PrintOutput("Invalid command for the service\n");
         return kInvalidCommand;
     }
-    if (route->arguments == Arguments::kNone && HasArguments(*request)) {
+    if (HasTooMany(*request, route->arguments)) {
         PrintOutput("Invalid argument specified\n");
         return kRequestRefused;
     }
-    const int refused = (this->*route->build)(request, message);
+    const int refused = route->build(*this, request, message, result_buffer, out);
     if (refused != 0) return static_cast<uint32_t>(refused);
+    if (route->reply == ReplyShape::kOwn) {
+        if (message->status == kSuccess) last_success_time = std::time(nullptr);
+        return kSuccess;
+    }
 
     void* output = nullptr;
     const ListKind* kind =

@@ -24,10 +24,10 @@ int NumberIn(std::string_view text) {
     return number;
 }
 
+/// An agent's text may not forge further lines, nor command the terminal.
 void PrintText(ZwMgmt_interface& session, const char* line, std::string_view agents_text) {
     char text[kLongestText + 1];
     SetFixedText(text, agents_text.substr(0, kLongestText));
-    // An agent's text may not forge further lines, nor command the terminal.
     for (char* c = text; *c != '\0'; ++c) {
         if (std::iscntrl(static_cast<unsigned char>(*c))) *c = '?';
     }
@@ -36,27 +36,47 @@ void PrintText(ZwMgmt_interface& session, const char* line, std::string_view age
 
 /// Prints nothing for a flag without a word.
 void PrintFlag(ZwMgmt_interface& session, const Field& field, std::string_view flag) {
-    const size_t digit = flag.empty() ? field.words.size() : static_cast<size_t>(flag[0]) - '0';
-    if (digit < field.words.size() && field.words[digit] != nullptr) {
-        session.PrintOutput(field.line, field.words[digit]);
+    const auto words = field.wording.flags;
+    const size_t digit = flag.empty() ? words.size() : static_cast<size_t>(flag[0]) - '0';
+    if (digit < words.size()) session.PrintOutput(field.line, words[digit]);
+}
+
+void PrintTextField(ZwMgmt_interface& session, const void* record, const Field& field) {
+    const std::string_view text = TextOf(record, field);
+    if (!field.wording.flags.empty()) {
+        PrintFlag(session, field, text);
+    } else if (field.as_number) {
+        session.PrintOutput(field.line, NumberIn(text));
+    } else if (text.empty() && field.wording.empty != nullptr) {
+        session.PrintOutput(field.line, field.wording.empty);
+    } else {
+        PrintText(session, field.line, text);
     }
 }
 
 }  // namespace
 
 void PrintField(ZwMgmt_interface& session, const void* record, const Field& field) {
-    if (field.off != nullptr) {
-        session.PrintOutput(field.line, IsOn(record, field) ? field.on : field.off);
-    } else if (!field.words.empty()) {
-        PrintFlag(session, field, TextOf(record, field));
-    } else if (field.as_number) {
-        session.PrintOutput(field.line, NumberIn(TextOf(record, field)));
+    if (field.wording.off != nullptr) {
+        session.PrintOutput(field.line, IsOn(record, field) ? field.wording.on : field.wording.off);
     } else if (field.type == FieldType::kText) {
-        PrintText(session, field.line, TextOf(record, field));
+        PrintTextField(session, record, field);
     } else if (field.width == sizeof(long long)) {
         session.PrintOutput(field.line, static_cast<long long>(IntegerOf(record, field)));
     } else {
         session.PrintOutput(field.line, static_cast<int>(IntegerOf(record, field)));
+    }
+}
+
+void PrintLines(ZwMgmt_interface& session, std::string_view text) {
+    while (!text.empty()) {
+        const size_t end = std::min(text.find('\n'), text.size());
+        for (std::string_view rest = text.substr(0, end); !rest.empty();) {
+            PrintText(session, "%s", rest.substr(0, kLongestText));
+            rest.remove_prefix(std::min(rest.size(), kLongestText));
+        }
+        session.PrintOutput("\n");
+        text.remove_prefix(std::min(end + 1, text.size()));
     }
 }
 

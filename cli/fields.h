@@ -16,10 +16,17 @@ namespace zwmgmt {
 
 enum class FieldType { kText, kUnsigned, kSigned };
 
-/// The words of a flag, by its digit. A digit without a word has no line.
-using FlagWords = std::span<const char* const>;
+/// How a line words a value that it does not show as it stands.
+struct Wording {
+    const char* off = nullptr;  // a switch: `on` for a text that begins with '1' and for a
+    const char* on = nullptr;   // nonzero number
+    std::span<const char* const> flags = {};  // by the text's first digit; no line without a word
+    const char* empty = nullptr;              // instead of an empty text
+};
 
-inline constexpr const char* kDisabledEnabled[] = {"Disabled", "Enabled"};
+constexpr Wording Switch(const char* off, const char* on) { return {.off = off, .on = on}; }
+constexpr Wording Flag(std::span<const char* const> words) { return {.flags = words}; }
+constexpr Wording OrElse(const char* empty) { return {.empty = empty}; }
 
 struct Field {
     const char* name;
@@ -27,10 +34,8 @@ struct Field {
     size_t width;  // bytes; of an integer 1, 2, 4 or 8
     FieldType type;
     const char* line;  // printf format of one value; null: not printed as a line of its own
-    const char* off;   // where set, the line shows one of two words instead of the value:
-    const char* on;    // `on` for a text that begins with '1' and for a nonzero number
-    FlagWords words;   // where set, the line shows the word of the text's first digit
-    bool as_number;    // the line shows the number that the text says
+    Wording wording;
+    bool as_number;  // the line shows the number that a text says
 };
 
 template <class Member>
@@ -45,37 +50,37 @@ constexpr FieldType FieldTypeOf() {
 
 /// A row, checked when it is compiled: the one conversion of the line must suit the field.
 template <class Member>
-consteval Field MakeField(const char* name, size_t offset, const char* line,
-                          const char* off = nullptr, const char* on = nullptr,
-                          FlagWords words = {}) {
+consteval Field MakeField(const char* name, size_t offset, const char* line, Wording wording = {}) {
     constexpr FieldType type = FieldTypeOf<Member>();
     bool as_number = false;
     if (line != nullptr) {
         const std::string_view format = line;
-        const size_t begin = format.find('%');
+        const size_t begin = format.find_first_not_of("-0123456789", format.find('%') + 1);
         const size_t end = format.find_first_of("sdux", begin);
         if (end == format.npos || format.find('%', end) != format.npos) throw "one conversion";
-        const std::string_view conversion = format.substr(begin + 1, end - begin);
+        const std::string_view conversion = format.substr(begin, end - begin + 1);
         as_number = type == FieldType::kText && conversion == "d";
-        const bool shows_text = (type == FieldType::kText && !as_number) || off != nullptr;
+        const bool shows_text = (type == FieldType::kText && !as_number) || wording.off != nullptr;
         if (shows_text != (conversion == "s")) throw "text needs %s";
-        if (!words.empty() && type != FieldType::kText) throw "flags are texts";
-        if (!shows_text && !as_number && conversion.starts_with("ll") != (sizeof(Member) == 8))
+        const bool needs_text = !wording.flags.empty() || wording.empty != nullptr;
+        if (needs_text && type != FieldType::kText) throw "wording of a text";
+        if (!shows_text && !as_number && conversion.starts_with("ll") != (sizeof(Member) == 8)) {
             throw "width";
+        }
     }
-    return {name, offset, sizeof(Member), type, line, off, on, words, as_number};
+    return {name, offset, sizeof(Member), type, line, wording, as_number};
 }
 
-/// Rows of a field table: shown by a line, shown as one of two words, as a flag's word, not shown.
-#define ZWMGMT_FIELD(Record, member, line) \
-    MakeField<decltype(Record::member)>(#member, offsetof(Record, member), line)
-#define ZWMGMT_SWITCH(Record, member, line, off, on) \
-    MakeField<decltype(Record::member)>(#member, offsetof(Record, member), line, off, on)
-#define ZWMGMT_FLAG(Record, member, line, words)                                                   \
-    MakeField<decltype(Record::member)>(#member, offsetof(Record, member), line, nullptr, nullptr, \
-                                        words)
-#define ZWMGMT_SILENT(Record, member) \
-    MakeField<decltype(Record::member)>(#member, offsetof(Record, member), nullptr)
+/// A row of a field table: a member, its line (null for none) and, optionally, the wording.
+#define ZWMGMT_FIELD(Record, member, ...) \
+    MakeField<decltype(Record::member)>(#member, offsetof(Record, member), __VA_ARGS__)
+
+/// The same for a member of Record::part, under its own name.
+#define ZWMGMT_PART_FIELD(Record, part, member, ...)     \
+    MakeField<decltype(decltype(Record::part)::member)>( \
+        #member, offsetof(Record, part) + offsetof(decltype(Record::part), member), __VA_ARGS__)
+
+#define ZWMGMT_SILENT(Record, member) ZWMGMT_FIELD(Record, member, nullptr)
 
 /// The row of a member; does not compile for a name that the table lacks.
 template <size_t Count>
@@ -108,5 +113,8 @@ namespace zwmgmt {
 
 /// Prints the field's line through the session.
 void PrintField(ZwMgmt_interface& session, const void* record, const Field& field);
+
+/// Prints an agent's text of several lines, each ended.
+void PrintLines(ZwMgmt_interface& session, std::string_view text);
 
 }  // namespace zwmgmt

@@ -59,6 +59,6 @@ int ZwMgmt_interface::CLPrint(void* output, int command, _Message* message) {
         PrintOutput("Response received for invalid command!\n");
         return 1;
     }
-    if (!build_list_mode) route->print(*this, output, message);
+    if (!build_list_mode && route->print != nullptr) route->print(*this, output, message);
     return 0;
 }

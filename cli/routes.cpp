@@ -1,24 +1,94 @@
 #include "cli/routes.h"
 
-#include "cli/list_kinds.h"
+#include <type_traits>
 
 namespace zwmgmt {
 namespace {
 
-/// Makes the printer of a record type one of the table's uniform kind.
-template <class Record, void (ZwMgmt_interface::*Printer)(const Record*, _Message*)>
-void Print(ZwMgmt_interface& session, const void* output, _Message* message) {
-    (session.*Printer)(static_cast<const Record*>(output), message);
-}
-
 using Zw = ZwMgmt_interface;
 
+// Builders and printers come in a few forms; these make each one of the table's.
+
+using Request = Client_Request_Message;
+
+template <auto Builder>
+int Build(Zw& session, Request* request, _Message* message, char* result_buffer, void** out) {
+    if constexpr (std::is_invocable_v<decltype(Builder), Zw&, Request*, _Message*>) {
+        return (session.*Builder)(request, message);
+    } else {
+        return (session.*Builder)(request, message, result_buffer, out);
+    }
+}
+
+template <class Output>
+void Call(Zw& session, void (Zw::*printer)(const Output*, _Message*), const void* output,
+          _Message* message) {
+    (session.*printer)(static_cast<const Output*>(output), message);
+}
+
+void Call(Zw& session, void (Zw::*printer)(_Message*), const void*, _Message* message) {
+    (session.*printer)(message);
+}
+
+template <auto Printer>
+void Print(Zw& session, const void* output, _Message* message) {
+    Call(session, Printer, output, message);
+}
+
+// clang-format off
 constexpr Route kRoutes[] = {
-    {kKorvane, kListAdapterProps, Arguments::kNone, &Zw::CLGetKorvaneAdapters, ReplyShape::kList,
-     &Print<_CardInformation, &Zw::GetKorvaneAdaptersResponse>},
+    {kKorvane, kListAdapterProps, Arguments::kNone,
+     Build<&Zw::CLGetKorvaneAdapters>, ReplyShape::kList, Print<&Zw::GetKorvaneAdaptersResponse>,
+     "", "lists the adapters of a host with their properties"},
+    {kKorvane, kListPorts, Arguments::kKeys,
+     Build<&Zw::CLGetKorvaneAdapterPorts>, ReplyShape::kList, Print<&Zw::GetKorvaneAdapterPortsResponse>,
+     "pci=LOCATION", "lists the ports of an adapter"},
+    {kKorvane, kGetCardStats, Arguments::kKeys,
+     Build<&Zw::CLGetKorvaneCardStats>, ReplyShape::kList, Print<&Zw::GetCardStatsResponse>,
+     "pci=LOCATION", "shows the counters of an adapter"},
+    {kKorvane, kGetPortStats, Arguments::kKeys,
+     Build<&Zw::CLGetKorvanePortStats>, ReplyShape::kList, Print<&Zw::GetPortStatsResponse>,
+     "pci=LOCATION port=INSTANCE", "shows the counters of a port"},
+    {kKorvane, kSetCardProperty, Arguments::kKeys,
+     Build<&Zw::CLSetKorvaneCardProp>, ReplyShape::kNothing, Print<&Zw::GetKorvaneCardSetResponse>,
+     "pci=LOCATION KEY=VALUE ...", "sets properties of an adapter"},
+    {kKorvane, kSetPortProperty, Arguments::kKeys,
+     Build<&Zw::CLSetKorvanePortProp>, ReplyShape::kNothing, Print<&Zw::GetKorvanePortSetResponse>,
+     "pci=LOCATION port=INSTANCE KEY=VALUE ...", "sets properties of a port"},
+    {kSystem, kGetCapabilities, Arguments::kNone,
+     Build<&Zw::CLGetCapabilities>, ReplyShape::kBlock, Print<&Zw::PrintCapabilitiesResponse>,
+     "", "shows which services the agent offers"},
+    {kSystem, kListDrivers, Arguments::kNone,
+     Build<&Zw::CLGetKorvaneDriverDetails>, ReplyShape::kList, Print<&Zw::GetKorvaneDriverDetailsResponse>,
+     "", "lists the drivers of a host"},
+    {kSystem, kLoadDriver, Arguments::kKeys,
+     Build<&Zw::CLLoadDriver>, ReplyShape::kNothing, Print<&Zw::GetKorvaneLoadDrvResponse>,
+     "drvname=NAME [num_vf=COUNT]", "loads a driver; num_vf on Xen alone"},
+    {kSystem, kReloadDriver, Arguments::kKeys,
+     Build<&Zw::CLReLoadDriver>, ReplyShape::kNothing, Print<&Zw::GetKorvaneReLoadDrvResponse>,
+     "drvname=NAME [num_vf=COUNT]", "unloads a driver and loads it again"},
+    {kSystem, kUnloadDriver, Arguments::kKeys,
+     Build<&Zw::CLUnLoadDriver>, ReplyShape::kNothing, Print<&Zw::GetKorvaneUnLoadDrvResponse>,
+     "drvname=NAME", "unloads a driver"},
+    {kSystem, kInstall, Arguments::kKeys,
+     Build<&Zw::CLInstallKorvaneDrivers>, ReplyShape::kOwn, nullptr,
+     "type=TYPE[,TYPE ...] PACKAGE=FILE ... [ofedpkg=SET] [conftype=0-5]",
+     "pushes driver packages to the host, which installs them"},
+    {kSystem, kGetInstallResult, Arguments::kNone,
+     Build<&Zw::CLGetInstallDrvRes>, ReplyShape::kBlock, Print<&Zw::GetInstallDrvResResponse>,
+     "", "shows what became of the last installation"},
+    {kFilter, kListX3Adapters, Arguments::kNone,
+     Build<&Zw::CLListX3Adapters>, ReplyShape::kBlock, Print<&Zw::GetListX3Interfaces>,
+     "", "lists the interfaces of X3 adapters"},
+    {kFilter, kListX4Adapters, Arguments::kNone,
+     Build<&Zw::CLListX4Adapters>, ReplyShape::kBlock, Print<&Zw::GetListX4Interfaces>,
+     "", "lists the PCI bus locations of X4 and X5 adapters"},
 };
+// clang-format on
 
 }  // namespace
+
+std::span<const Route> Routes() { return kRoutes; }
 
 const Route* FindRoute(uint8_t service, uint16_t command) {
     const Route* route = FindRoute(command);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "zwmgmt/zwmgmt_interface.h"
 
@@ -11,21 +12,28 @@ enum class ReplyShape {
     kNothing,  // a status alone
     kList,     // records; sizes are those of the command's ListKind
     kBlock,    // data of any other form, message.data_length bytes
+    kOwn,      // the handler has exchanged and printed all there is; its message is the last reply
 };
 
 enum class Arguments {
     kNone,  // neither a sub-command nor keys
-    kSome,  // the builder checks them
+    kKeys,  // keys, which the builder checks
+    kSome,  // a sub-command and keys, which the builder checks
 };
 
 struct Route {
     uint8_t service;
     uint16_t command;
     Arguments arguments;
-    int (ZwMgmt_interface::*build)(Client_Request_Message*, _Message*);
+    int (*build)(ZwMgmt_interface& session, Client_Request_Message* request, _Message* message,
+                 char* result_buffer, void** out);
     ReplyShape reply;
     void (*print)(ZwMgmt_interface& session, const void* output, _Message* message);
+    const char* keys;     // as a line of help shows them
+    const char* purpose;  // "lists the ports of an adapter"
 };
+
+std::span<const Route> Routes();
 
 /// Null when the command has no handler.
 const Route* FindRoute(uint8_t service, uint16_t command);

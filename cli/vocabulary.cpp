@@ -149,7 +149,7 @@ std::vector<const char*> CommandWordsOf(uint8_t service) {
     if (const OwnCommandsRow* own = RowOf(kOwnCommands, service)) {
         for (const Word& row : own->commands) result.push_back(row.word);
     }
-    for (const CommandWord& row : kCommandWords) {
+    for (const words::CommandWord& row : kCommandWords) {
         if (row.service == service) result.push_back(row.word);
     }
     return result;
@@ -195,6 +195,18 @@ std::vector<const char*> NearestWords(const std::string& word, std::vector<const
     return result;
 }
 
+const char* ServiceWord(uint8_t service) { return WordFor(service, kServiceWords); }
+
+const char* CommandWord(uint8_t service, uint16_t command) {
+    if (const OwnCommandsRow* own = RowOf(kOwnCommands, service)) {
+        return WordFor(command, own->commands);
+    }
+    for (const words::CommandWord& row : kCommandWords) {
+        if (row.service == service && row.command == command) return row.word;
+    }
+    return nullptr;
+}
+
 const char* FoiscsiAddressTypeWord(int number) { return WordFor(number, kFoiscsiAddressTypes); }
 const char* FoiscsiOperationWord(int number) { return WordFor(number, kFoiscsiOperations); }
 
@@ -207,7 +219,7 @@ int ZwMgmt_interface::CLGetService(const char* word) { return Find(word, kServic
 int ZwMgmt_interface::CLGetCommand(const char* word, uint8_t service) {
     if (word == nullptr) return kUnknown;
     if (const OwnCommandsRow* own = RowOf(kOwnCommands, service)) return Find(word, own->commands);
-    for (const CommandWord& row : kCommandWords) {
+    for (const words::CommandWord& row : kCommandWords) {
         if (row.service == service && Same(word, row.word, Case::kIgnore)) return row.command;
     }
     return kUnknown;

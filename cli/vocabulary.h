@@ -14,6 +14,10 @@ std::vector<const char*> KeyWordsOf(uint8_t service);  // each once
 /// The sub-command words of a command that has no others; empty where its handler decides.
 std::vector<const char*> SubCommandWordsOf(uint8_t service, uint16_t command);
 
+/// The word of a service or command; null for a number that has none.
+const char* ServiceWord(uint8_t service);
+const char* CommandWord(uint8_t service, uint16_t command);
+
 /// The known words nearest to a mistyped one, at most five, nearest first.
 std::vector<const char*> NearestWords(const std::string& word, std::vector<const char*> known);
 

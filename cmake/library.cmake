@@ -4,11 +4,19 @@
 set(platform_folder posix)
 
 add_library(zwmgmt_objects OBJECT
+    adapters/driver_requests.cpp
+    adapters/install.cpp
+    adapters/install_options.cpp
     adapters/inventory_replies.cpp
     adapters/inventory_requests.cpp
+    adapters/port_listing.cpp
+    adapters/property_requests.cpp
+    adapters/property_tables.cpp
+    adapters/status_replies.cpp
     cli/command_words.cpp
     cli/dispatcher.cpp
     cli/fields.cpp
+    cli/help.cpp
     cli/printing.cpp
     cli/result_lists.cpp
     cli/routes.cpp
@@ -16,6 +24,7 @@ add_library(zwmgmt_objects OBJECT
     platform/${platform_folder}/file.cpp
     platform/${platform_folder}/host.cpp
     platform/${platform_folder}/socket.cpp
+    services/capabilities_reply.cpp
     session/capabilities.cpp
     session/compatibility.cpp
     session/file_transfer.cpp

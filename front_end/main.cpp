@@ -2,19 +2,24 @@
 #include <cstdio>
 #include <new>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "front_end/exit_status.h"
 #include "front_end/options.h"
 #include "front_end/password.h"
 #include "platform/host.h"
+#include "zwmgmt/help.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
 namespace zwcli {
 namespace {
 
 /// Everything the front end itself has to say goes to standard error.
-void Say(const std::string& text) { std::fprintf(stderr, "korvane_zwcli: %s\n", text.c_str()); }
+void Say(const std::string& text) {
+    std::fflush(stdout);  // in order, where both go to one place
+    std::fprintf(stderr, "korvane_zwcli: %s\n", text.c_str());
+}
 
 ExitStatus Fail(ExitStatus exit_status, const std::string& text) {
     Say(text);
@@ -106,7 +111,11 @@ class Run {
         const auto result = static_cast<uint32_t>(
             session.Client_ProcessRequest(&message, request, result_buffer.data(), nullptr));
         const ExitStatus done = ExitStatusOf(result, message.status);
-        return done == kNoSession ? Lost(result) : done;
+        if (done == kNoSession) return Lost(result);
+        if (result == zwmgmt::kSuccess && message.status != zwmgmt::kSuccess) {
+            Say("the agent answered: " + Words(message.status));
+        }
+        return done;
     }
 
     const Options& options;
@@ -115,12 +124,20 @@ class Run {
     ZwMgmt_interface session;
 };
 
+/// A command of the front end itself: it needs no agent.
+ExitStatus Help(const std::vector<const char*>& words) {
+    if (zwmgmt::PrintHelp(stdout, words.data() + 1, words.size() - 1)) return kOk;
+    return Fail(kUsage,
+                "help is for: help [SERVICE [COMMAND]], of the commands that \"help\" lists");
+}
+
 ExitStatus Main(int argc, const char* const* argv) {
     Options options;
     if (const auto stop = ParseOptions(argc, argv, &options)) return static_cast<ExitStatus>(*stop);
 
     std::vector<const char*> words;
     for (const std::string& word : options.words) words.push_back(word.c_str());
+    if (!words.empty() && std::string_view(words[0]) == "help") return Help(words);
     zwmgmt::CommandWords command(words.data(), words.size());
     if (command.Request() == nullptr) return Fail(kUsage, command.Error());
 

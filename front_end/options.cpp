@@ -8,7 +8,7 @@ namespace zwcli {
 namespace {
 
 constexpr char kFooter[] = R"(
-Without words the services are listed, with a SERVICE alone its commands.
+"help" lists the commands with their keys, "help SERVICE COMMAND" all that one takes.
 
 Exit status: 0 success; 1 the command was refused or failed on the agent; 2 usage; 3 no session with
 the agent; 4 login failed; 5 the agent does not support the command.

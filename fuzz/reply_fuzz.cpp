@@ -1,47 +1,15 @@
 /// An agent's reply, header and data, through list builder and printer of every routed command, as
 /// every agent OS. Input: one byte that picks the OS, one the word size, a header, the data.
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
-#include <vector>
 
 #include "cli/list_kinds.h"
 #include "cli/routes.h"
-#include "simulator/agent.h"
+#include "fuzz/sessions.h"
 
 namespace {
 
 using namespace zwmgmt;
-
-struct NamelessHost : zmsim::HostModel {
-    explicit NamelessHost(uint8_t os_code) : os(os_code) {}
-    uint8_t OsType() const override { return os; }
-    uint8_t WordSize() const override { return 8; }
-    zmsim::Reply Answer(uint8_t, uint16_t, std::span<const uint8_t>) override { return {}; }
-    uint8_t os;
-};
-
-/// One session per OS code: the code comes from an opening, as always.
-std::vector<std::unique_ptr<ZwMgmt_interface>> Sessions() {
-    std::vector<std::unique_ptr<ZwMgmt_interface>> sessions;
-    std::vector<char> result(kResultBufferSize);
-    FILE* nowhere = std::fopen("/dev/null", "w");
-    for (uint8_t os = 0; os <= 9; ++os) {
-        NamelessHost host(os);
-        zmsim::Agent agent(host, {});
-        std::string error;
-        auto session = std::make_unique<ZwMgmt_interface>();
-        if (!agent.Start(&error) || session->CLConnectToServer("127.0.0.1", "fuzz", agent.Port(),
-                                                               result.data()) != kSuccess) {
-            std::abort();
-        }
-        session->CLDisconnectFromServer();
-        session->SetOutputStream(nowhere);
-        sessions.push_back(std::move(session));
-    }
-    return sessions;
-}
 
 void PrintReply(ZwMgmt_interface& session, const Route& route, _Message* message,
                 uint32_t word_size, const uint8_t* data, uint32_t length) {

@@ -1,5 +1,7 @@
 /// Pushing files: the announcement, then one chunk after the other, each acknowledged before the
 /// next is read from disk. Memory does not grow with the file.
+#include "session/file_transfer.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -22,9 +24,9 @@ struct RefusalRow {
 };
 
 constexpr RefusalRow kRefusals[] = {
-    {75, "Pre-Requisites for installating driver failed\n"},
-    {314, "ZM Update failed as  architecture is different\n"},
-    {315, "ZM Update failed as higher/equal  version is already installed\n"},
+    {kPrerequisites, "Pre-Requisites for installating driver failed\n"},
+    {kOtherArchitecture, "ZM Update failed as  architecture is different\n"},
+    {kNotNewer, "ZM Update failed as higher/equal  version is already installed\n"},
 };
 
 const char* BaseName(const char* path) {
@@ -93,6 +95,13 @@ bool OpenToSend(ZwMgmt_interface& session, const char* path, FILE** file, uint64
 
 }  // namespace
 
+const char* zwmgmt::FileRefusalText(uint32_t status) {
+    for (const RefusalRow& row : kRefusals) {
+        if (row.status == status) return row.text;
+    }
+    return nullptr;
+}
+
 /// A file between its announcement and its end.
 struct ZwMgmt_interface::OutgoingFile {
     FILE* file;
@@ -103,7 +112,8 @@ struct ZwMgmt_interface::OutgoingFile {
 int ZwMgmt_interface::SendFile(const FileTransfer& transfer, char* result_buffer) {
     if (transfer.path == nullptr || result_buffer == nullptr) return kStopped;
     if (!connected) {
-        ReportStatus(kNotConnected);
+        status = kNotConnected;
+        ReportStatus(status);
         return kStopped;
     }
     current_service = kSystem;
@@ -159,9 +169,7 @@ int ZwMgmt_interface::CLsendInitialMsg(const char* path, _Message* message, uint
         return sent ? kDone : kStopped;
     }
     status = message->status;
-    for (const RefusalRow& row : kRefusals) {
-        if (row.status == message->status) PrintOutput("%s", row.text);
-    }
+    if (const char* text = FileRefusalText(message->status)) PrintOutput("%s", text);
     return message->status == kSuccess ? kDone : kStopped;
 }
 

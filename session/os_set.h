@@ -21,6 +21,8 @@ class OsSet {
         return bits == kAny || (os_code < 16 && (bits >> os_code & 1) != 0);
     }
 
+    bool operator==(const OsSet&) const = default;
+
   private:
     static constexpr uint16_t kAny = 0xFFFF;
     explicit constexpr OsSet(uint16_t value) : bits(value) {}

@@ -17,7 +17,14 @@ constexpr StatusRow kStatusTexts[] = {
     {kWriteError, "the connection was lost while writing"},
     {kNoReadWriteToken, "no read-write token available"},
     {kIncompatible, "the agent does not support the command"},
+    {kStillRunning, "the operation has not finished yet"},
+    {kNotStarted, "there is no operation whose outcome to tell"},
     {kMissingArgument, "host, user name or result buffer missing"},
+    {kDriverNotLoaded, "the driver is not loaded"},
+    {kNoStatistics, "no counters for this card or port"},
+    {kNoPlumbedPorts, "no port of the card is plumbed"},
+    {kPrerequisites, "prerequisites of the package are missing"},
+    {kNoPorts, "no such card or port"},
     {kLoginRejected, "user name or password rejected"},
     {kHostNotResolved, "the host name could not be resolved"},
     {kConnectFailed, "the TCP connection could not be made"},
@@ -31,7 +38,15 @@ constexpr StatusRow kStatusTexts[] = {
     {kNotConnected, "no connection to the managed system"},
     {kReceiveTimeout, "the agent sent nothing in time"},
     {kSendTimeout, "the agent took nothing in time"},
+    {kUnsupportedDriver, "no driver of this name"},
+    {kUnloadFailed, "unloading failed"},
+    {kDriverLoaded, "the driver is loaded already"},
+    {kDriverMaybeLoaded, "unloading failed; the driver may not be loaded"},
+    {kLoadFailed, "loading failed"},
+    {kOtherArchitecture, "the package is for another architecture"},
+    {kNotNewer, "the same or a higher version is installed"},
     {kNotSupported, "the agent does not know the command"},
+    {kDriverInUse, "other modules use the driver"},
 };
 
 }  // namespace
@@ -40,7 +55,7 @@ const char* StatusText(uint32_t status) {
     for (const StatusRow& row : kStatusTexts) {
         if (row.status == status) return row.text;
     }
-    return "agent status";
+    return "a status of the agent's own";
 }
 
 }  // namespace zwmgmt

@@ -161,6 +161,7 @@ class ClientSession {
     bool ServeRequest(const _Message& request, std::span<const uint8_t> data) {
         const Reply reply = model.Answer(request.service, request.opcode, data);
         _Message answer = {};
+        answer.os_type = model.OsType();
         answer.service = request.service;
         answer.opcode = request.opcode;
         answer.status = reply.status;

@@ -186,7 +186,7 @@ TEST(FrontEnd, TellsWhatTheAgentDoesNotSupport) {
 TEST(FrontEnd, AFailureOnTheAgentIsAFailure) {
     // clang-format off
     const Table<uint32_t, int, const char*, const char*> rows = {
-        {33, 1, "Command failed\n", ""},
+        {33, 1, "Command failed\n", "korvane_zwcli: the agent answered: a status of the agent's own (status 33)\n"},
         {412, 5, "", "The Command is not supported by the server.\n"},
     };
     // clang-format on

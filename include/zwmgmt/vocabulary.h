@@ -42,14 +42,20 @@ enum Command : uint16_t {
     kListDrivers = 137,         // system
     kGetCardStats = 138,        // korvane
     kSetCardProperty = 139,     // korvane
+    kSetPortProperty = 140,     // korvane
     kGetPortStats = 141,        // korvane
     kListAdapterProps = 142,    // korvane
     kInstall = 143,             // system
+    kGetInstallResult = 144,    // system
     kLoadDriver = 145,          // system
+    kReloadDriver = 146,        // system
+    kUnloadDriver = 147,        // system
     kFlashRom = 156,            // korvane
     kBridge = 234,              // net
     kVif = 236,                 // net
     kPif = 238,                 // net
+    kListX3Adapters = 337,      // filter
+    kListX4Adapters = 338,      // filter
     kFirstUnusedCommand = 349,  // no command has this number or a higher one
 };
 

@@ -31,7 +31,10 @@
 #include "zwmgmt/message.h"
 #include "zwmgmt/records/adapter.h"
 #include "zwmgmt/records/capabilities.h"
+#include "zwmgmt/records/driver.h"
 #include "zwmgmt/records/file_transfer.h"
+#include "zwmgmt/records/port.h"
+#include "zwmgmt/records/statistics.h"
 #include "zwmgmt/request.h"
 #include "zwmgmt/status.h"
 #include "zwmgmt/vocabulary.h"
@@ -248,11 +251,80 @@ class ZWMGMT_API ZwMgmt_interface {
     static void CLFreeMem(uint16_t command, void* head);
 
     // ---- Adapters -----------------------------------------------------------------------------
-    // Builders fill a request and return 0, or 1 after printing why not. Printers print a reply's
-    // list.
+    // Builders (CL...) fill a message from a request's keys and return 0, or 1 after printing why
+    // not; a message's data area is malloc's and the round trip frees it. Printers (Get...Response)
+    // print a reply: the text for its status, or its list, of which null is an empty one.
 
+    /// Adapters of the host; no keys. Reply: list of _CardInformation.
     int CLGetKorvaneAdapters(Client_Request_Message* request, _Message* message);
     void GetKorvaneAdaptersResponse(const _CardInformation* cards, _Message* message);
+
+    /// Ports of the adapter at pci=. Reply: list of _PortInformation. What a port is printed with
+    /// may depend on the ports before it.
+    int CLGetKorvaneAdapterPorts(Client_Request_Message* request, _Message* message);
+    void GetKorvaneAdapterPortsResponse(const _PortInformation* ports, _Message* message);
+
+    /// Counters of the adapter at pci=, or of its port port=. Reply: list of VqStat.
+    int CLGetKorvaneCardStats(Client_Request_Message* request, _Message* message);
+    void GetCardStatsResponse(const VqStat* counters, _Message* message);
+    int CLGetKorvanePortStats(Client_Request_Message* request, _Message* message);
+    void GetPortStatsResponse(const VqStat* counters, _Message* message);
+
+    /// Sets properties of the adapter at pci=, or of its port port=: the keys that agents of this
+    /// OS know ("korvane_zwcli help korvane setcardproperty" lists them). Data:
+    /// CardPropertyRequest, PortRequest. Reply: a status.
+    int CLSetKorvaneCardProp(Client_Request_Message* request, _Message* message);
+    void GetKorvaneCardSetResponse(_Message* message);
+    int CLSetKorvanePortProp(Client_Request_Message* request, _Message* message);
+    void GetKorvanePortSetResponse(_Message* message);
+
+    /// Names that filter rules address cards by: interfaces of X3 cards, PCI bus locations of X4
+    /// and X5 cards; no keys. Reply: one text of message->data_length bytes, a name a line, of
+    /// which the first 63 characters are printed.
+    int CLListX3Adapters(Client_Request_Message* request, _Message* message);
+    void GetListX3Interfaces(const void* data, _Message* message);
+    int CLListX4Adapters(Client_Request_Message* request, _Message* message);
+    void GetListX4Interfaces(const void* data, _Message* message);
+
+    // ---- Drivers ------------------------------------------------------------------------------
+
+    /// Drivers of the host; no keys. Reply: list of DriverInfo.
+    int CLGetKorvaneDriverDetails(Client_Request_Message* request, _Message* message);
+    void GetKorvaneDriverDetailsResponse(const DriverInfo* drivers, _Message* message);
+
+    /// Loads, reloads or unloads the driver drvname=. Data: the name, or for loading on a Xen agent
+    /// a DriverLoadRequest with num_vf=. Reply: a status. Builders return 2 without memory; the
+    /// last two arguments are not used.
+    int CLLoadDriver(Client_Request_Message* request, _Message* message, char* result_buffer,
+                     void** out);
+    void GetKorvaneLoadDrvResponse(_Message* message);
+    int CLReLoadDriver(Client_Request_Message* request, _Message* message, char* result_buffer,
+                       void** out);
+    void GetKorvaneReLoadDrvResponse(_Message* message);
+    int CLUnLoadDriver(Client_Request_Message* request, _Message* message, char* result_buffer,
+                       void** out);
+    void GetKorvaneUnLoadDrvResponse(_Message* message);
+
+    /// Checks the options of an installation. Returns 0 when they are valid, 1 otherwise, mostly
+    /// after printing why not. *type_mask: bits of the driver types asked for; *path_count:
+    /// packages given; *generation: 0 for the X3 driver and the iSCSI package, 1 for the X4 driver
+    /// and the Zwire package, otherwise what the caller set before; *x3_path_given: 1 when the
+    /// types have iscsi or ofed. What a failed check has found out so far stays in them.
+    int CLdoValidationsDrvInstall(const Client_Request_Message* request, int* x3_path_given,
+                                  int* path_count, uint32_t* type_mask, int* generation);
+
+    /// Whether agents of this OS refuse these driver types for this driver generation: 1 or 0.
+    [[nodiscard]] int CLIsValidOSDrvType(uint32_t type_mask, int generation) const;
+
+    /// Installs packages: checks the options, then pushes each package to the agent (SendFile) in
+    /// the order of the keys, up to the first failure, which it prints. The message becomes the
+    /// last reply's header.
+    int CLInstallKorvaneDrivers(Client_Request_Message* request, _Message* message,
+                                char* result_buffer, void** out);
+
+    /// The outcome of the last installation; no keys. Reply: a text of message->data_length bytes.
+    int CLGetInstallDrvRes(Client_Request_Message* request, _Message* message);
+    void GetInstallDrvResResponse(const void* data, _Message* message);
 
     // ---- System -------------------------------------------------------------------------------
 
@@ -260,6 +332,9 @@ class ZWMGMT_API ZwMgmt_interface {
 
     /// Unpacks a capabilities record of `length` bytes into the session; false when it is cut.
     bool GetCapabilitiesResponse(const void* data, uint32_t length);
+
+    /// Prints a reply's capabilities record, a line a service.
+    void PrintCapabilitiesResponse(const void* data, _Message* message);
 
   private:
     struct OutgoingFile;

@@ -1,4 +1,5 @@
-/// One driver of a managed host: a record of the reply to "system listdrivers".
+/// One driver of a managed host: a record of the reply to "system listdrivers", and the request
+/// that loads one.
 #pragma once
 
 #include <cstddef>
@@ -16,7 +17,16 @@ struct DriverInfo {
     DriverInfo* next;  ///< null in the last one
 };
 
+/// The requests "system loaddriver" and "reloaddriver" to a Xen agent; other agents, and unloading,
+/// get the bare name.
+struct DriverLoadRequest {
+    char name[16];
+    char virtual_functions[16];  ///< how many, as a decimal text, or "NONE"
+};
+
 #pragma pack(pop)
 
 static_assert(sizeof(DriverInfo) == 265 && offsetof(DriverInfo, version) == 64 &&
               offsetof(DriverInfo, loaded) == 256 && offsetof(DriverInfo, next) == 257);
+static_assert(sizeof(DriverLoadRequest) == 32 &&
+              offsetof(DriverLoadRequest, virtual_functions) == 16);

@@ -1,0 +1,43 @@
+/// What the options of "system install" ask for.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+struct Client_Request_Message;
+class ZwMgmt_interface;
+
+namespace zwmgmt {
+
+/// Bits of the driver type mask that the library itself looks at.
+enum DriverType : uint32_t {
+    kTypeNic = 0x1,
+    kTypeVnic = 0x2,
+    kTypeToe = 0x4,
+    kTypeIscsi = 0x40,
+    kTypeOfed = 0x200,
+    kTypeNd = 0x1000,
+};
+
+/// The names of the type mask's bits, from bit 0; "" for a bit without one.
+std::span<const char* const> DriverTypeNames();
+
+struct InstallOptions {
+    uint32_t type_mask = 0;
+    int path_count = 0;  // packages given
+    int generation = 0;  // 0: X3 driver or iSCSI package; 1: X4 driver or Zwire package
+    bool x3_path_given = false;
+};
+
+enum class Validity {
+    kValid,
+    kRefused,         // and said why
+    kRefusedQuietly,  // a package for the types is missing
+};
+
+/// Checks the keys in their order; what has been found out by then is in *options also when they
+/// are refused.
+Validity Validate(ZwMgmt_interface& session, const Client_Request_Message* request,
+                  InstallOptions* options);
+
+}  // namespace zwmgmt

@@ -1,0 +1,187 @@
+#include <algorithm>
+
+#include "adapters/properties.h"
+#include "cli/keys.h"
+#include "zwmgmt/records/adapter.h"
+#include "zwmgmt/records/port.h"
+
+namespace zwmgmt {
+namespace {
+
+constexpr OsSet kWindowsAgents = {kWindows};
+constexpr OsSet kFreeBsdAgents = {kFreeBsd};
+constexpr OsSet kMacAgents = {kMac};
+constexpr OsSet kTuningAgents = {kLinux, kSolaris, kXen};
+constexpr OsSet kEthtoolAgents = {kLinux, kSolaris, kEsx, kMac, kXen};
+
+constexpr Rule kZeroOrOne = {0, 1, "the value may be either 0 or 1\n"};
+
+constexpr Property Row(OsSet systems, const char* word, int key, size_t offset, size_t width,
+                       Form form, uint32_t bit, Rule rule = {}, Chips chips = Chips::kAny) {
+    return {systems, word, key, offset, width, form, bit, rule, chips};
+}
+
+// A row: agents, key, member of the settings, form, bit [, rule [, chips]].
+#define CARD(systems, word, member, form, ...)                           \
+    Row(systems, word, AdapterKey(word), offsetof(CardSettings, member), \
+        sizeof(CardSettings::member), Form::form, __VA_ARGS__)
+#define PORT_KEY(systems, word, key, member, form, ...)                                   \
+    Row(systems, word, key, offsetof(PortSettings, member), sizeof(PortSettings::member), \
+        Form::form, __VA_ARGS__)
+#define PORT(systems, word, member, form, ...) \
+    PORT_KEY(systems, word, AdapterKey(word), member, form, __VA_ARGS__)
+// The members from one up to another.
+#define PORT_SPAN(systems, word, from, to, form, ...)                  \
+    Row(systems, word, AdapterKey(word), offsetof(PortSettings, from), \
+        offsetof(PortSettings, to) - offsetof(PortSettings, from), Form::form, __VA_ARGS__)
+
+// clang-format off
+constexpr Property kCardProperties[] = {
+    CARD(kWindowsAgents, "jumboqsize", qsfl_jumbo_q_size, kText, 0x1, {}, Chips::kX3),
+    CARD(kWindowsAgents, "regqsize", qsfl_reg_q_size, kText, 0x2, {}, Chips::kX3),
+    CARD(kWindowsAgents, "toectrlqsize", qs_toe_ctrl_q_size, kText, 0x4, {}, Chips::kX3),
+    CARD(kWindowsAgents, "toeqsize", qs_toe_q_size, kText, 0x8, {}, Chips::kX3),
+    CARD(kWindowsAgents, "tunqsize", qs_tun_q_size, kText, 0x10, {}, Chips::kX3),
+    CARD(kWindowsAgents, "maxvmqueues", max_vm_queues, kText, 0x1, {}, Chips::kX4AndX5),
+
+    CARD(kTuningAgents, "maxhostsndbuf", max_host_sndbuf, kNumber, 0x4),
+    CARD(kTuningAgents, "txholdthres", tx_hold_thres, kNumber, 0x8),
+    CARD(kTuningAgents, "maxwrs", max_wrs, kNumber, 0x10),
+    CARD(kTuningAgents, "maxwrscredits", max_wrs, kNumber, 0x800000),
+    CARD(kTuningAgents, "rxcreditthres", rx_credit_thres, kNumber, 0x20),
+    CARD(kTuningAgents, "failover_alg", failover_alg, kNumber, 0x40),
+    CARD(kTuningAgents, "mss", mss, kNumber, 0x80),
+    CARD(kTuningAgents, "delack", delack, kNumber, 0x100),
+    CARD(kTuningAgents, "maxconn", max_conn, kNumber, 0x200),
+    CARD(kTuningAgents, "softbackloglimit", soft_backlog_limit, kNumber, 0x400),
+    CARD(kTuningAgents, "ddp", ddp, kNumber, 0x800),
+    CARD(kTuningAgents, "ksegddp", kseg_ddp, kNumber, 0x200000, kZeroOrOne),
+    CARD(kTuningAgents, "ddpthres", ddp_thres, kNumber, 0x1000),
+    CARD(kTuningAgents, "recvmsg_spin_us", recvmsg_spin_us, kNumber, 0x2000),
+    CARD(kTuningAgents, "ddppushwait", ddp_push_wait, kNumber, 0x4000, kZeroOrOne),
+    CARD(kTuningAgents, "ddprcvcoalesce", ddp_rcvcoalesce, kNumber, 0x8000, kZeroOrOne),
+    CARD(kTuningAgents, "zcopypartialthres", zcopy_sendmsg_partial_thres, kNumber, 0x10000),
+    CARD(kTuningAgents, "zcopypartialcopy", zcopy_sendmsg_partial_copy, kNumber, 0x20000),
+    CARD(kTuningAgents, "zcopythres", zcopy_sendmsg_thres, kNumber, 0x40000),
+    CARD(kTuningAgents, "zcopycopy", zcopy_sendmsg_copy, kNumber, 0x80000),
+    CARD(kTuningAgents, "zcopypendingdma", zcopy_sendmsg_ret_pending_dma, kNumber, 0x100000, kZeroOrOne),
+    CARD(kTuningAgents, "activated", activated, kNumber, 0x2),
+    CARD(kTuningAgents, "cop_managed_offloading", cop_managed_offloading, kNumber, 0x400000),
+    CARD(kTuningAgents, "txcoalesce", tx_coalesce, kLowByte, 0x1000000, {1, 2, "The value may be either 1 or 2\n"}),
+
+    CARD(kFreeBsdAgents, "maxhostsndbuf", max_host_sndbuf, kNumber, 0x4),
+    CARD(kFreeBsdAgents, "ddp", ddp, kNumber, 0x800),
+    CARD(kFreeBsdAgents, "ddpthres", ddp_thres, kNumber, 0x1000),
+    CARD(kFreeBsdAgents, "activated", activated, kNumber, 0x2),
+    CARD(kFreeBsdAgents, "ddpindsz", ddp_indsz, kNumber, 0x8),
+
+    CARD(kMacAgents, "tso", tso, kNumber, 0x1),
+};
+
+// "mtu" is two keys of one word, and so is "vlan": a command line reaches the networking ones alone.
+constexpr Property kPortProperties[] = {
+    PORT_SPAN(kEthtoolAgents, "speedduplex", speed_mode, advertised_modes, kSpeedDuplex, 0x2),
+    PORT(kEthtoolAgents, "txcksum", tx_checksum, kText, 0x800),
+    PORT(kEthtoolAgents, "rxcksum", rx_checksum, kText, 0x1000),
+    PORT(kEthtoolAgents, "scattergather", scatter_gather, kText, 0x100000),
+    PORT(kEthtoolAgents, "txpfsupport", tx_pause_frames, kText, 0x40),
+    PORT(kEthtoolAgents, "rxpfsupport", rx_pause_frames, kText, 0x20),
+    PORT(kEthtoolAgents, "lso", large_segment_offload, kText, 0x100),
+    PORT(kEthtoolAgents, "mtu", mtu, kNumberText, 0x4),
+    PORT_KEY(kEthtoolAgents, "mtu", NetworkingKey("mtu"), mtu, kNumberText, 0x4),
+    PORT(kEthtoolAgents, "gso", gso, kNumber, 0x200000),
+    PORT(kEthtoolAgents, "msglevel", message_level, kNumber, 0x400000),
+    PORT(kEthtoolAgents, "rxusecs", coalesce_rx_usecs, kNumber, 0x800000),
+    PORT(kEthtoolAgents, "advertise", advertised_modes, kAdvertise, 0x2000000),
+    PORT(kEthtoolAgents, "ringrx", ring_rx, kLow16, 0x4000000),
+    PORT(kEthtoolAgents, "ringrxmini", ring_rx_mini, kLow16, 0x8000000),
+    PORT(kEthtoolAgents, "ringrxjumbo", ring_rx_jumbo, kLow16, 0x10000000),
+    PORT(kEthtoolAgents, "ringtx", ring_tx, kLow16, 0x20000000),
+    PORT(kEthtoolAgents, "pauseautoneg", pause_autonegotiation, kNumber, 0x1000000),
+    Row(kEthtoolAgents, "resetautoneg", AdapterKey("resetautoneg"), 0, 0, Form::kNothing, 0x80000000, {1, 1, "Invalid resetautoneg value\n"}),
+    PORT(kEthtoolAgents, "tso", tso, kNumber, 0x400),
+    PORT(kEthtoolAgents, "coalesce", set_coalesce, kNumber, 0x80, {1, 250, "coalesce value must be between 1-250\n"}),
+    PORT(kEthtoolAgents, "hw_lso", set_hw_lso, kNumber, 0x200, {0, 1, "hw_lso value must be  0 or 1\n"}),
+    PORT(kEthtoolAgents, "rx_pause", set_rx_pause, kNumber, 0x20, {0, 1, "rx_pause value must be 0 or 1\n"}),
+    PORT(kEthtoolAgents, "tx_pause", set_tx_pause, kNumber, 0x40, {0, 1, "tx_pause value must be 0 or 1\n"}),
+    PORT(kEthtoolAgents, "holdoff_tmr_idx", set_holdoff_timer_idx, kNumber, 0x400, {0, 5, "holdoff_timer_idx value must be between  0-5\n"}),
+    PORT(kEthtoolAgents, "holdoff_pktc_idx", set_holdoff_pktc_idx, kNumber, 0x8, {0, 3, "holdoff_pktc_idx value must be between 0-3\n"}),
+    PORT(kEthtoolAgents, "hw-csum", set_hw_csum, kNumber, 0x10, {0, 1, "hw-csum value must be  0 or 1\n"}),
+    PORT(kEthtoolAgents, "accept-jumbo", set_accept_jumbo, kNumber, 0x2, {0, 1, "accept-jumbo value must be 0 or 1\n"}),
+
+    PORT_SPAN(kWindowsAgents, "speedduplex", speed_mode, advertised_modes, kSpeedDuplex, 0x2),
+    PORT(kWindowsAgents, "txcksum", tx_checksum, kText, 0x800, {}, Chips::kX3),
+    PORT(kWindowsAgents, "rxcksum", rx_checksum, kText, 0x1000, {}, Chips::kX3),
+    PORT(kWindowsAgents, "txpfsupport", tx_pause_frames, kText, 0x40, {}, Chips::kX3),
+    PORT(kWindowsAgents, "rxpfsupport", rx_pause_frames, kText, 0x20, {}, Chips::kX3),
+    PORT(kWindowsAgents, "lso", large_segment_offload, kText, 0x100, {}, Chips::kX3),
+    PORT(kWindowsAgents, "mtu", mtu, kText, 0x4, {}, Chips::kX3),
+    PORT(kWindowsAgents, "tcpoffload", tcp_offload, kText, 0x400, {}, Chips::kX3),
+    PORT(kWindowsAgents, "iscsifunc", iscsi_function, kText, 0x1, {}, Chips::kX3),
+    PORT(kWindowsAgents, "iwarpfunc", iwarp_function, kText, 0x80, {}, Chips::kX3),
+    PORT(kWindowsAgents, "ndisfunc", ndis_function, kText, 0x8, {}, Chips::kX3),
+    PORT(kWindowsAgents, "queues", queues, kText, 0x10, {}, Chips::kX3),
+    PORT(kWindowsAgents, "rss", receive_side_scaling, kText, 0x200, {}, Chips::kX3),
+    PORT(kWindowsAgents, "vlan", vlan_insertion, kText, 0x2000, {}, Chips::kX3),
+    PORT(kWindowsAgents, "vlanid", vlan_id, kText, 0x4000, {}, Chips::kX3),
+    PORT(kWindowsAgents, "optmode", performance_mode, kText, 0x8000, {}, Chips::kX3),
+    PORT(kWindowsAgents, "ipv6cksum", ipv6_checksum, kText, 0x10000, {}, Chips::kX3),
+    PORT(kWindowsAgents, "lsoipv4", lso_v2_ipv4, kText, 0x8, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "lsoipv6", lso_v2_ipv6, kText, 0x10, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "flowcontrol", flow_control, kText, 0x20, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "ipchksumoffloadv4", ipv4_checksum, kText, 0x40, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "vmq_param", vmq, kText, 0x80, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "vmqlookaheadspilt", vmq_lookahead_split, kText, 0x100, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "vmqvlanfiltering", vmq_vlan_filtering, kText, 0x400, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "tcpchksumoffloadv4", tcp_checksum_ipv4, kText, 0x800, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "tcpchksumoffloadv6", tcp_checksum_ipv6, kText, 0x1000, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "udpchksumoffloadv4", udp_checksum_ipv4, kText, 0x2000, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "udpchksumoffloadv6", udp_checksum_ipv6, kText, 0x8000, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "rssprofile", rss_profile, kText, 0x80000, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "x4nicrespquesize", response_queue_size, kText, 0x20000, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "x4nictxquesize", tx_queue_size, kText, 0x40000, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "x4nictxofldquesize", tx_offload_queue_size, kText, 0x10000, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "x4nicrxofldquesize", rx_offload_queue_size, kText, 0x100000, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "x4nictcpoffload", x4_nic_tcp_offload, kText, 0x200000, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "numrssqueues", rss_queues, kText, 0x8000000, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "networkdirect", network_direct, kText, 0x800000, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "ndinterrupt", nd_interrupt_moderation, kText, 0x400000, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "rcvcoalescipv4", receive_coalescing_ipv4, kText, 0x1000000, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "rcvcoalescipv6", receive_coalescing_ipv6, kText, 0x2000000, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "jumbopacket", jumbo_packet, kText, 0x4000000, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "usermodend", user_mode_nd, kText, 0x10000000, {}, Chips::kX4AndX5),
+
+    PORT_KEY(kFreeBsdAgents, "mtu", NetworkingKey("mtu"), mtu, kNumberText, 0x4),
+    PORT(kFreeBsdAgents, "txcksum", tx_checksum, kText, 0x800),
+    PORT(kFreeBsdAgents, "rxcksum", rx_checksum, kText, 0x1000),
+    PORT(kFreeBsdAgents, "tso", tso, kNumber, 0x400),
+    PORT(kFreeBsdAgents, "holdoff_tmr_idx", holdoff_tmr_idx, kNumber, 0x8),
+    PORT(kFreeBsdAgents, "holdoff_pktc_idx", holdoff_pktc_idx, kNumber, 0x10),
+    PORT(kFreeBsdAgents, "qsize_rxq", qsize_rxq, kNumber, 0x200),
+    PORT(kFreeBsdAgents, "qsize_txq", qsize_txq, kNumber, 0x20000),
+};
+// clang-format on
+
+#undef CARD
+#undef PORT_KEY
+#undef PORT
+#undef PORT_SPAN
+
+}  // namespace
+
+std::span<const Property> CardProperties() { return kCardProperties; }
+std::span<const Property> PortProperties() { return kPortProperties; }
+
+const Property* FindProperty(std::span<const Property> table, uint8_t os_type, int key) {
+    const auto row = std::ranges::find_if(table, [&](const Property& property) {
+        return property.systems.Has(os_type) && property.key == key;
+    });
+    return row != table.end() ? &*row : nullptr;
+}
+
+bool Knows(std::span<const Property> table, uint8_t os_type) {
+    return std::ranges::any_of(
+        table, [&](const Property& property) { return property.systems.Has(os_type); });
+}
+
+}  // namespace zwmgmt
