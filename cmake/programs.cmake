@@ -38,6 +38,7 @@ add_library(zmsim STATIC
     simulator/agent.cpp
     simulator/certificate.cpp
     simulator/file_receiver.cpp
+    simulator/property_changes.cpp
     simulator/scenario.cpp
     simulator/scenario_host.cpp)
 target_link_libraries(zmsim PUBLIC zwmgmt_internal nlohmann_json::nlohmann_json

@@ -145,6 +145,19 @@ Adapter AdapterFrom(const json& value, const std::string& where) {
     return adapter;
 }
 
+Driver DriverFrom(const json& value, const std::string& where) {
+    Driver driver;
+    const auto nested = [&](const std::string& name, const json& inner, const std::string& place) {
+        if (name != "uses") Wrong(place, "unknown name");
+        ForEach(inner, place, [&](const json& used, const std::string& used_place) {
+            if (!used.is_string()) Wrong(used_place, "expected a text");
+            driver.uses.push_back(used.get<std::string>());
+        });
+    };
+    driver.record = RecordFrom<DriverInfo>(value, zwmgmt::kDriverFields, where, nested);
+    return driver;
+}
+
 uint8_t OsFrom(const json& value, const std::string& where) {
     for (const OsName& row : kOsNames) {
         if (value == row.name) return row.code;
@@ -191,8 +204,7 @@ Scenario ScenarioFrom(const json& root) {
             });
         } else if (name == "drivers") {
             ForEach(value, name, [&](const json& driver, const std::string& place) {
-                scenario.drivers.push_back(
-                    RecordFrom<DriverInfo>(driver, zwmgmt::kDriverFields, place, NothingNested));
+                scenario.drivers.push_back(DriverFrom(driver, place));
             });
         } else {
             Wrong(name, "unknown name");

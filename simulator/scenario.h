@@ -26,13 +26,18 @@ struct Adapter {
     std::vector<Port> ports;
 };
 
+struct Driver {
+    DriverInfo record = {};
+    std::vector<std::string> uses;  // drivers that cannot be unloaded while this one is loaded
+};
+
 struct Scenario {
     uint8_t os_type = 0;
     uint8_t word_size = 8;
     bool tells_capabilities = true;
     Capabilities capabilities = {};
     std::vector<Adapter> adapters;
-    std::vector<DriverInfo> drivers;
+    std::vector<Driver> drivers;
 };
 
 /// One scenario compiled in.

@@ -1,7 +1,11 @@
 #include "simulator/scenario_host.h"
 
+#include <algorithm>
 #include <cstring>
+#include <utility>
 
+#include "adapters/chips.h"
+#include "simulator/property_changes.h"
 #include "zwmgmt/fixed_text.h"
 #include "zwmgmt/status.h"
 #include "zwmgmt/vocabulary.h"
@@ -20,17 +24,22 @@ struct Operation {
 constexpr Operation kOperations[] = {
     {zwmgmt::kSystem, zwmgmt::kGetCapabilities, &ScenarioHost::GetCapabilities},
     {zwmgmt::kSystem, zwmgmt::kListDrivers, &ScenarioHost::ListDrivers},
+    {zwmgmt::kSystem, zwmgmt::kLoadDriver, &ScenarioHost::LoadDriver},
+    {zwmgmt::kSystem, zwmgmt::kReloadDriver, &ScenarioHost::ReloadDriver},
+    {zwmgmt::kSystem, zwmgmt::kUnloadDriver, &ScenarioHost::UnloadDriver},
+    {zwmgmt::kSystem, zwmgmt::kGetInstallResult, &ScenarioHost::GetInstallResult},
     {zwmgmt::kKorvane, zwmgmt::kListPorts, &ScenarioHost::ListPorts},
     {zwmgmt::kKorvane, zwmgmt::kGetCardStats, &ScenarioHost::GetCardStatistics},
     {zwmgmt::kKorvane, zwmgmt::kGetPortStats, &ScenarioHost::GetPortStatistics},
     {zwmgmt::kKorvane, zwmgmt::kListAdapterProps, &ScenarioHost::ListAdapters},
+    {zwmgmt::kKorvane, zwmgmt::kSetCardProperty, &ScenarioHost::SetCardProperties},
+    {zwmgmt::kKorvane, zwmgmt::kSetPortProperty, &ScenarioHost::SetPortProperties},
+    {zwmgmt::kFilter, zwmgmt::kListX3Adapters, &ScenarioHost::ListX3Adapters},
+    {zwmgmt::kFilter, zwmgmt::kListX4Adapters, &ScenarioHost::ListX4Adapters},
 };
 
 /// Ends a run of records.
 constexpr uint8_t kEndMark = 0xFF;
-
-/// Why a request about one card fails.
-enum Failure : uint32_t { kNoStatistics = 69, kNoPorts = 97 };
 
 Reply Failed(uint32_t status) { return {.status = status, .data = {}}; }
 
@@ -53,11 +62,34 @@ class RecordRun {
     std::vector<uint8_t> data;
 };
 
-template <class Record>
-Reply ReplyOf(const std::vector<Record>& records) {
+/// The counters as they are; then they move on.
+Reply Read(std::vector<VqStat>* counters) {
     RecordRun run;
-    for (const Record& record : records) run.Add(record);
+    for (VqStat& counter : *counters) {
+        run.Add(counter);
+        counter.value += 1 + counter.value / 1000;
+    }
     return run.Finish();
+}
+
+Reply TextReply(std::string_view text) {
+    return {.status = zwmgmt::kSuccess, .data = {text.begin(), text.end()}};
+}
+
+/// The record that a request's data is; false when it has another size.
+template <class Record>
+bool Unpack(Data data, Record* record) {
+    if (data.size() != sizeof(*record)) return false;
+    std::memcpy(record, data.data(), sizeof(*record));
+    return true;
+}
+
+std::string_view TextIn(Data data) { return zwmgmt::FixedText(data.data(), data.size()); }
+
+/// The name in a request that loads a driver, in either of its forms.
+std::string_view DriverNameIn(Data data, uint8_t os_type) {
+    const bool record = os_type == zwmgmt::kXen && data.size() == sizeof(DriverLoadRequest);
+    return TextIn(record ? data.first(sizeof(DriverLoadRequest::name)) : data);
 }
 
 }  // namespace
@@ -65,6 +97,7 @@ Reply ReplyOf(const std::vector<Record>& records) {
 Reply ScenarioHost::Answer(uint8_t service, uint16_t opcode, Data data) {
     for (const Operation& operation : kOperations) {
         if (operation.service == service && operation.opcode == opcode) {
+            const std::lock_guard guard(lock);
             return (this->*operation.answer)(data);
         }
     }
@@ -77,9 +110,18 @@ Reply ScenarioHost::GetCapabilities(Data) {
     return {.status = zwmgmt::kSuccess, .data = {bytes, bytes + sizeof(Capabilities)}};
 }
 
-const Adapter* ScenarioHost::FindAdapter(std::string_view pci_bus_location) const {
-    for (const Adapter& adapter : scenario.adapters) {
+Adapter* ScenarioHost::FindAdapter(std::string_view pci_bus_location) {
+    for (Adapter& adapter : scenario.adapters) {
         if (zwmgmt::FixedText(adapter.card.pci_bus_location) == pci_bus_location) return &adapter;
+    }
+    return nullptr;
+}
+
+Port* ScenarioHost::FindPort(const PortRequest& request, Adapter** adapter) {
+    *adapter = FindAdapter(zwmgmt::FixedText(request.pci_bus_location));
+    if (*adapter == nullptr) return nullptr;
+    for (Port& port : (*adapter)->ports) {
+        if (port.record.port_instance == request.port_instance) return &port;
     }
     return nullptr;
 }
@@ -91,31 +133,129 @@ Reply ScenarioHost::ListAdapters(Data) {
 }
 
 Reply ScenarioHost::ListPorts(Data data) {
-    const Adapter* adapter = FindAdapter(zwmgmt::FixedText(data.data(), data.size()));
-    if (adapter == nullptr || adapter->ports.empty()) return Failed(kNoPorts);
+    const Adapter* adapter = FindAdapter(TextIn(data));
+    if (adapter == nullptr) return Failed(zwmgmt::kNoPorts);
+    if (adapter->ports.empty()) {
+        const bool solaris = scenario.os_type == zwmgmt::kSolaris;
+        return Failed(solaris ? zwmgmt::kNoPlumbedPorts : zwmgmt::kNoPorts);
+    }
     RecordRun run;
     for (const Port& port : adapter->ports) run.Add(port.record);
     return run.Finish();
 }
 
 Reply ScenarioHost::GetCardStatistics(Data data) {
-    const Adapter* adapter = FindAdapter(zwmgmt::FixedText(data.data(), data.size()));
-    if (adapter == nullptr || adapter->statistics.empty()) return Failed(kNoStatistics);
-    return ReplyOf(adapter->statistics);
+    Adapter* adapter = FindAdapter(TextIn(data));
+    if (adapter == nullptr || adapter->statistics.empty()) return Failed(zwmgmt::kNoStatistics);
+    return Read(&adapter->statistics);
 }
 
 Reply ScenarioHost::GetPortStatistics(Data data) {
     PortRequest request = {};
-    if (data.size() != sizeof(request)) return Failed(zwmgmt::kInvalidValue);
-    std::memcpy(&request, data.data(), sizeof(request));
-    const Adapter* adapter = FindAdapter(zwmgmt::FixedText(request.pci_bus_location));
-    if (adapter == nullptr) return Failed(kNoStatistics);
-    for (const Port& port : adapter->ports) {
-        if (port.record.port_instance == request.port_instance) return ReplyOf(port.statistics);
-    }
-    return Failed(kNoStatistics);
+    if (!Unpack(data, &request)) return Failed(zwmgmt::kInvalidValue);
+    Adapter* adapter = nullptr;
+    Port* port = FindPort(request, &adapter);
+    if (port == nullptr || port->statistics.empty()) return Failed(zwmgmt::kNoStatistics);
+    return Read(&port->statistics);
 }
 
-Reply ScenarioHost::ListDrivers(Data) { return ReplyOf(scenario.drivers); }
+Reply ScenarioHost::SetCardProperties(Data data) {
+    CardPropertyRequest request = {};
+    if (!Unpack(data, &request)) return Failed(zwmgmt::kInvalidValue);
+    Adapter* adapter = FindAdapter(zwmgmt::FixedText(request.pci_bus_location));
+    if (adapter == nullptr) return Failed(zwmgmt::kNoPorts);
+    Apply(request, scenario.os_type, &adapter->card);
+    return {};
+}
+
+Reply ScenarioHost::SetPortProperties(Data data) {
+    PortRequest request = {};
+    if (!Unpack(data, &request)) return Failed(zwmgmt::kInvalidValue);
+    Adapter* adapter = nullptr;
+    Port* port = FindPort(request, &adapter);
+    if (port == nullptr) return Failed(zwmgmt::kNoPorts);
+    Apply(request, scenario.os_type, adapter->card, &port->record);
+    return {};
+}
+
+Reply ScenarioHost::ListX3Adapters(Data) {
+    std::string names;
+    for (const Adapter& adapter : scenario.adapters) {
+        if (!IsOneOf(zwmgmt::Chips::kX3, zwmgmt::FixedText(adapter.card.chip_type))) continue;
+        for (const Port& port : adapter.ports) {
+            names.append(zwmgmt::FixedText(port.record.name)).append("\n");
+        }
+    }
+    return TextReply(names);
+}
+
+Reply ScenarioHost::ListX4Adapters(Data) {
+    std::string names;
+    for (const Adapter& adapter : scenario.adapters) {
+        if (!IsOneOf(zwmgmt::Chips::kX4AndX5, zwmgmt::FixedText(adapter.card.chip_type))) continue;
+        names.append(zwmgmt::FixedText(adapter.card.pci_bus_location)).append("\n");
+    }
+    return TextReply(names);
+}
+
+Driver* ScenarioHost::FindDriver(std::string_view name) {
+    for (Driver& driver : scenario.drivers) {
+        if (zwmgmt::FixedText(driver.record.name) == name) return &driver;
+    }
+    return nullptr;
+}
+
+bool ScenarioHost::IsInUse(const Driver& driver) const {
+    const std::string_view name = zwmgmt::FixedText(driver.record.name);
+    return std::ranges::any_of(scenario.drivers, [&](const Driver& other) {
+        return other.record.loaded && std::ranges::find(other.uses, name) != other.uses.end();
+    });
+}
+
+Reply ScenarioHost::ListDrivers(Data) {
+    RecordRun run;
+    for (const Driver& driver : scenario.drivers) run.Add(driver.record);
+    return run.Finish();
+}
+
+Reply ScenarioHost::LoadDriver(Data data) {
+    Driver* driver = FindDriver(DriverNameIn(data, scenario.os_type));
+    if (driver == nullptr) return Failed(zwmgmt::kUnsupportedDriver);
+    if (driver->record.loaded) return Failed(zwmgmt::kDriverLoaded);
+    driver->record.loaded = 1;
+    return {};
+}
+
+Reply ScenarioHost::ReloadDriver(Data data) {
+    Driver* driver = FindDriver(DriverNameIn(data, scenario.os_type));
+    if (driver == nullptr) return Failed(zwmgmt::kUnsupportedDriver);
+    if (!driver->record.loaded) return Failed(zwmgmt::kDriverNotLoaded);
+    if (IsInUse(*driver)) return Failed(zwmgmt::kDriverInUse);
+    return {};
+}
+
+Reply ScenarioHost::UnloadDriver(Data data) {
+    Driver* driver = FindDriver(TextIn(data));
+    if (driver == nullptr) return Failed(zwmgmt::kUnsupportedDriver);
+    if (!driver->record.loaded) return Failed(zwmgmt::kDriverNotLoaded);
+    if (IsInUse(*driver)) return Failed(zwmgmt::kDriverInUse);
+    driver->record.loaded = 0;
+    return {};
+}
+
+void ScenarioHost::FileArrived(const ReceivedFile& file) {
+    const std::lock_guard guard(lock);
+    installed += file.name + ": installed\n";
+    const std::string name = file.name.substr(0, file.name.find_first_of("-."));
+    if (name.empty() || FindDriver(name) != nullptr) return;
+    Driver& driver = scenario.drivers.emplace_back();
+    zwmgmt::SetFixedText(driver.record.name, name);
+    zwmgmt::SetFixedText(driver.record.description, "from " + file.name);
+}
+
+Reply ScenarioHost::GetInstallResult(Data) {
+    if (installed.empty()) return Failed(zwmgmt::kNotStarted);
+    return TextReply(std::exchange(installed, {}));
+}
 
 }  // namespace zmsim
