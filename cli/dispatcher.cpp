@@ -47,6 +47,11 @@ bool ZwMgmt_interface::ReportStatus(uint32_t reported) {
     return false;
 }
 
+bool ZwMgmt_interface::NeedsNoAgent(uint8_t service, uint16_t command) {
+    const Route* route = FindRoute(service, command);
+    return route != nullptr && route->reply == ReplyShape::kNone;
+}
+
 uint32_t ZwMgmt_interface::Dispatch(_Message* message, Client_Request_Message* request,
                                     char* result_buffer, void** out) {
     if (out != nullptr) *out = nullptr;
@@ -56,7 +61,8 @@ uint32_t ZwMgmt_interface::Dispatch(_Message* message, Client_Request_Message* r
         current_service = request->service;
         current_command = request->command;
     }
-    if (!connected) return kNotConnected;
+    const bool local = request != nullptr && NeedsNoAgent(request->service, request->command);
+    if (!connected && !local) return kNotConnected;
     if (request == nullptr) {
         PrintOutput("Invalid argument specified\n");
         return kRequestRefused;
@@ -70,8 +76,10 @@ uint32_t ZwMgmt_interface::Dispatch(_Message* message, Client_Request_Message* r
         PrintOutput("Invalid argument specified\n");
         return kRequestRefused;
     }
+    message->os_type = os_type;
     const int refused = route->build(*this, request, message, result_buffer, out);
     if (refused != 0) return static_cast<uint32_t>(refused);
+    if (local) return kSuccess;
     if (route->reply == ReplyShape::kOwn) {
         if (message->status == kSuccess) last_success_time = std::time(nullptr);
         return kSuccess;

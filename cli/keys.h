@@ -19,6 +19,7 @@ consteval int AdapterKey(std::string_view word) { return KeyNumber(words::kAdapt
 consteval int NetworkingKey(std::string_view word) {
     return KeyNumber(words::kNetworkingKeys, word);
 }
+consteval int FilterKey(std::string_view word) { return KeyNumber(words::kFilterKeys, word); }
 consteval int SystemKey(std::string_view word) { return KeyNumber(words::kSystemKeys, word); }
 
 }  // namespace zwmgmt

@@ -12,6 +12,7 @@ enum class ReplyShape {
     kNothing,  // a status alone
     kList,     // records; sizes are those of the command's ListKind
     kBlock,    // data of any other form, message.data_length bytes
+    kNone,     // nothing is sent: the handler prints what there is to print
     kOwn,      // the handler has exchanged and printed all there is; its message is the last reply
 };
 

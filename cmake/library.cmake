@@ -20,7 +20,9 @@ add_library(zwmgmt_objects OBJECT
     cli/printing.cpp
     cli/result_lists.cpp
     cli/routes.cpp
+    cli/values.cpp
     cli/vocabulary.cpp
+    platform/${platform_folder}/address.cpp
     platform/${platform_folder}/file.cpp
     platform/${platform_folder}/host.cpp
     platform/${platform_folder}/socket.cpp

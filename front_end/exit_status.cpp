@@ -7,6 +7,7 @@ namespace zwcli {
 ExitStatus ExitStatusOf(uint32_t result, uint32_t agent_status) {
     switch (result) {
         case zwmgmt::kSuccess: return agent_status == zwmgmt::kSuccess ? kOk : kFailed;
+        case zwmgmt::kNotForThisAgent:
         case zwmgmt::kIncompatible:
         case zwmgmt::kNotSupported: return kUnsupported;
         case zwmgmt::kReadError:

@@ -1,5 +1,8 @@
 /// korvane_zwcli: one command line, one session, one exit status.
+#include <algorithm>
+#include <cctype>
 #include <cstdio>
+#include <cstring>
 #include <new>
 #include <string>
 #include <string_view>
@@ -8,6 +11,7 @@
 #include "front_end/exit_status.h"
 #include "front_end/options.h"
 #include "front_end/password.h"
+#include "platform/file.h"
 #include "platform/host.h"
 #include "zwmgmt/help.h"
 #include "zwmgmt/zwmgmt_interface.h"
@@ -26,6 +30,19 @@ ExitStatus Fail(ExitStatus exit_status, const std::string& text) {
     return exit_status;
 }
 
+/// The user's password in the credentials file, or none.
+Secret StoredPassword(const std::string& user) {
+    std::string word(sizeof(LoginRecord::password) + 1, '\0');
+    if (ZwMgmt_interface::CLGetPassword(user.c_str(), word.data()) != 0) return Secret();
+    char path[4096];
+    if (ZwMgmt_interface::GetZMFileName(zwmgmt::kCredentialsFile, path, sizeof(path)) == 0 &&
+        zwmgmt::platform::ReadableByOthers(path)) {
+        Say(std::string("warning: other users can read ") + path);
+    }
+    word.resize(std::strlen(word.c_str()));
+    return Secret(std::move(word));
+}
+
 /// One run against one agent.
 class Run {
   public:
@@ -38,6 +55,9 @@ class Run {
     Run& operator=(const Run&) = delete;
 
     ExitStatus Execute(Client_Request_Message* request) {
+        if (ZwMgmt_interface::NeedsNoAgent(request->service, request->command)) {
+            return Send(request);
+        }
         ExitStatus done = Connect();
         if (done == kOk && session.LoginRequired()) done = LogIn();
         if (done == kOk) done = CheckCompatibility(*request);
@@ -69,6 +89,7 @@ class Run {
 
     ExitStatus LogIn() {
         std::string error;
+        if (password.Text().empty()) password = StoredPassword(*options.user);
         if (password.Text().empty() &&
             !AskForPassword("Password of " + *options.user + " for " + options.host + ": ",
                             &password, &error)) {
@@ -112,6 +133,7 @@ class Run {
             session.Client_ProcessRequest(&message, request, result_buffer.data(), nullptr));
         const ExitStatus done = ExitStatusOf(result, message.status);
         if (done == kNoSession) return Lost(result);
+        if (result == zwmgmt::kNotForThisAgent) Say(zwmgmt::StatusText(result));
         if (result == zwmgmt::kSuccess && message.status != zwmgmt::kSuccess) {
             Say("the agent answered: " + Words(message.status));
         }
@@ -123,6 +145,12 @@ class Run {
     std::vector<char> result_buffer;
     ZwMgmt_interface session;
 };
+
+/// In any case, as all words.
+bool IsHelp(std::string_view word) {
+    const auto lower = [](char c) { return std::tolower(static_cast<unsigned char>(c)); };
+    return std::ranges::equal(word, std::string_view("help"), {}, lower);
+}
 
 /// A command of the front end itself: it needs no agent.
 ExitStatus Help(const std::vector<const char*>& words) {
@@ -137,7 +165,7 @@ ExitStatus Main(int argc, const char* const* argv) {
 
     std::vector<const char*> words;
     for (const std::string& word : options.words) words.push_back(word.c_str());
-    if (!words.empty() && std::string_view(words[0]) == "help") return Help(words);
+    if (!words.empty() && IsHelp(words[0])) return Help(words);
     zwmgmt::CommandWords command(words.data(), words.size());
     if (command.Request() == nullptr) return Fail(kUsage, command.Error());
 

@@ -12,4 +12,7 @@ enum class OpenResult { kOpened, kNotThere, kNotReadable, kNotRegular };
 /// for. On kOpened *file belongs to the caller (fclose), and *size is its length in bytes.
 OpenResult OpenRegularFile(const char* path, FILE** file, uint64_t* size);
 
+/// Whether users other than the owner may read the file.
+bool ReadableByOthers(const char* path);
+
 }  // namespace zwmgmt::platform

@@ -110,6 +110,12 @@ struct ZwMgmt_interface::OutgoingFile {
 };
 
 int ZwMgmt_interface::SendFile(const FileTransfer& transfer, char* result_buffer) {
+    bool announced = false;
+    return PushFile(transfer, result_buffer, &announced);
+}
+
+int ZwMgmt_interface::PushFile(const FileTransfer& transfer, char* result_buffer, bool* announced) {
+    *announced = false;
     if (transfer.path == nullptr || result_buffer == nullptr) return kStopped;
     if (!connected) {
         status = kNotConnected;
@@ -129,7 +135,8 @@ int ZwMgmt_interface::SendFile(const FileTransfer& transfer, char* result_buffer
             : CLsendInitialMsg(transfer.path, &message, transfer.arg1, transfer.flags,
                                result_buffer, transfer.arg2, transfer.arg3, transfer.extra, file);
     const uint32_t unanswered = outcome == kDone ? status : uint32_t{kSuccess};
-    if (outcome == kDone) {
+    *announced = outcome == kDone;
+    if (*announced) {
         outcome = transfer.tool_file
                       ? CLsendKxgbtoolFile(transfer.path, &message, file, result_buffer)
                       : CLsendDrvFile(transfer.path, &message, file, result_buffer);

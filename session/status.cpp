@@ -11,6 +11,7 @@ struct StatusRow {
 constexpr StatusRow kStatusTexts[] = {
     {kSuccess, "success"},
     {kRequestRefused, "the request was refused"},
+    {kNotForThisAgent, "agents of this OS do not have the command"},
     {kInvalidCommand, "invalid command for the service"},
     {kInvalidValue, "invalid value"},
     {kReadError, "the connection was lost while reading"},
@@ -26,6 +27,9 @@ constexpr StatusRow kStatusTexts[] = {
     {kPrerequisites, "prerequisites of the package are missing"},
     {kNoPorts, "no such card or port"},
     {kLoginRejected, "user name or password rejected"},
+    {kInvalidFilterId, "no such filter id, or one that exists already"},
+    {kNoFilters, "there are no filter rules"},
+    {kOffloadLoaded, "the offload module is loaded"},
     {kHostNotResolved, "the host name could not be resolved"},
     {kConnectFailed, "the TCP connection could not be made"},
     {kNoTlsSession, "no TLS session could be created"},

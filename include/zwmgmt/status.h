@@ -10,7 +10,9 @@ namespace zwmgmt {
 enum Status : uint32_t {
     kSuccess = 0,
     kListNotBuilt = 1,         ///< the reply's records could not be turned into a list
+    kHostNotReached = 1,       ///< the agent: a ping or trace route did not reach its host
     kRequestRefused = 1,       ///< a handler refused its arguments and has said why
+    kNotForThisAgent = 3,      ///< agents of this OS do not have the command
     kInvalidCommand = 5,       ///< no such command for the service
     kInvalidValue = 6,         ///< a value is not acceptable
     kReadError = 7,            ///< short read, or no memory or no permission for the reply's data
@@ -26,6 +28,9 @@ enum Status : uint32_t {
     kPrerequisites = 75,       ///< the agent: prerequisites of a package are missing
     kNoPorts = 97,             ///< the agent: no such card or port
     kLoginRejected = 225,      ///< the agent's answer to a wrong user name or password
+    kInvalidFilterId = 259,    ///< the agent: the id exists already, or does not
+    kNoFilters = 264,          ///< the agent: there are no filter rules
+    kOffloadLoaded = 266,      ///< the agent: the offload module owns the filter table
     kHostNotResolved = 267,    ///< the host name has no IPv4 address
     kConnectFailed = 268,      ///< the TCP connection could not be made
     kNoTlsSession = 269,       ///< no TLS session object (no context, or no memory)

@@ -20,7 +20,7 @@
 /// Every operation is synchronous. A session is one thread's at a time; sessions share nothing, so
 /// a program may run one per thread. No operation throws, ends the process or raises a signal;
 /// results are the codes of zwmgmt/status.h unless stated otherwise. Texts of the library go to the
-/// session's output stream.
+/// session's output stream. Pointers are not null unless an operation says that they may be.
 #pragma once
 
 #include <cstdint>
@@ -33,6 +33,8 @@
 #include "zwmgmt/records/capabilities.h"
 #include "zwmgmt/records/driver.h"
 #include "zwmgmt/records/file_transfer.h"
+#include "zwmgmt/records/filter.h"
+#include "zwmgmt/records/net.h"
 #include "zwmgmt/records/port.h"
 #include "zwmgmt/records/statistics.h"
 #include "zwmgmt/request.h"
@@ -167,7 +169,67 @@ class ZWMGMT_API ZwMgmt_interface {
     static uint64_t CLGetXENNETCmnd(const Client_Request_Message* request);
     static uint64_t CLGetESXNETCmnd(const Client_Request_Message* request);
 
+    // ---- Values of arguments ------------------------------------------------------------------
+    // Nothing is printed. On failure outputs may be partly written. A null text is no value.
+
+    /// Dotted quads by mode: 1 address, 2 netmask, 3 gateway; failure is the mode (1 for any
+    /// other). Octets beyond 255 are judged by their low 8 bits. octets gets 4 bytes in text order,
+    /// address the same 4 bytes. A gateway must lie in the subnet of *ip and *mask, where both are
+    /// given and not zero. Outputs, ip and mask may be null.
+    static int CLstr2ipoctets(const char* text, int32_t* address, uint8_t* octets, uint8_t mode,
+                              const uint32_t* ip, const uint32_t* mask);
+    static int CLstr2ipoctetsx4(const char* text, uint32_t* address, uint8_t* octets, uint8_t mode,
+                                const uint32_t* ip, const uint32_t* mask);
+
+    /// Writes one byte for each part of a dotted text, however many there are and whatever they
+    /// hold: validate first.
+    static void CLConvertStringToData(uint8_t* bytes, const char* text);
+
+    /// Addresses as text and bytes; family 2 is IPv4, 10 IPv6. false when the text is none or the
+    /// capacity too small (bytes: 4 and 16; characters: 16 and 46); any other family gives true and
+    /// writes nothing.
+    static bool CLInet_Pton(uint8_t family, const char* text, uint8_t* bytes, uint32_t capacity);
+    static bool CLInet_Ntop(uint8_t family, const uint8_t* bytes, char* text, uint32_t capacity);
+
+    /// World wide names (16 hexadecimal digits, or 8 pairs separated throughout by ":" or "-") and
+    /// LUN identifiers (16 digits) as 8 bytes. 0, or 255.
+    static int Extract_WWN(const char* text, uint8_t* bytes);
+    static int Extract_LUN_ID(const char* text, uint8_t* bytes);
+
+    /// yes, 1, enable, on, true set the flag to 1; no, 0, disable, off, false to 0; exact words.
+    /// Returns 0, or 1 with the flag unchanged.
+    static int CLCheckEnableDisable(const char* text, uint8_t* flag);
+
+    static bool CLIsAllAlpahbets(const char* text);  ///< also an empty text
+    static bool CLIsAllDigits(const char* text);     ///< also an empty text
+
+    /// 1 when the first character is a control character or beyond ASCII; 0 otherwise.
+    static int CLtest_printable_char(const char* text);
+
+    static uint8_t CLhex_char_to_number(char digit);                       ///< 0 to 15, or 255
+    static uint8_t CLByteChecksum(const uint8_t* bytes, uint32_t length);  ///< sum, modulo 256
+    static void CLStrToLower(const char* source, char* destination);  ///< as long as the source
+
+    /// Type tags of configuration files of kinds 1 and 2. The text of an unknown type is "", the
+    /// type of a text without tag -1.
+    static const char* ConvertConfigTypeIntToStr(int kind, int type);
+    static int ConvertConfigTypeStrToInt(int kind, const char* text);
+    /// The type that a configuration file (.txt) says in its "version = " line, or -1.
+    static int IsValidConfigFile(int kind, const char* path);
+
+    /// The per-user files of this product by kind: 3 is the credentials file. 0, or -1 when there
+    /// is no such kind, the user has no home, or the path is longer than capacity - 1 bytes.
+    static int GetZMFileName(int kind, char* path, uint32_t capacity);
+
+    /// Looks a user's password up in the credentials file (pairs of user name and password,
+    /// separated by white space). password: 65 bytes. Returns 0; -1 without a pair for the user; -3
+    /// without a readable file.
+    static int CLGetPassword(const char* user_name, char* password);
+
     // ---- Requests -----------------------------------------------------------------------------
+
+    /// Whether a command is answered by the library itself, without a connection.
+    static bool NeedsNoAgent(uint8_t service, uint16_t command);
 
     /// Sends a request and prints the reply or, in build-list mode, hands its records to *out (null
     /// when there are none; release with CLFreeMem under the request's command number). out may be
@@ -278,14 +340,6 @@ class ZWMGMT_API ZwMgmt_interface {
     int CLSetKorvanePortProp(Client_Request_Message* request, _Message* message);
     void GetKorvanePortSetResponse(_Message* message);
 
-    /// Names that filter rules address cards by: interfaces of X3 cards, PCI bus locations of X4
-    /// and X5 cards; no keys. Reply: one text of message->data_length bytes, a name a line, of
-    /// which the first 63 characters are printed.
-    int CLListX3Adapters(Client_Request_Message* request, _Message* message);
-    void GetListX3Interfaces(const void* data, _Message* message);
-    int CLListX4Adapters(Client_Request_Message* request, _Message* message);
-    void GetListX4Interfaces(const void* data, _Message* message);
-
     // ---- Drivers ------------------------------------------------------------------------------
 
     /// Drivers of the host; no keys. Reply: list of DriverInfo.
@@ -309,7 +363,8 @@ class ZWMGMT_API ZwMgmt_interface {
     /// after printing why not. *type_mask: bits of the driver types asked for; *path_count:
     /// packages given; *generation: 0 for the X3 driver and the iSCSI package, 1 for the X4 driver
     /// and the Zwire package, otherwise what the caller set before; *x3_path_given: 1 when the
-    /// types have iscsi or ofed. What a failed check has found out so far stays in them.
+    /// types have iscsi or ofed, otherwise as before. A refused key leaves *type_mask as it was;
+    /// else what a failed check has found out by then stays in the outputs.
     int CLdoValidationsDrvInstall(const Client_Request_Message* request, int* x3_path_given,
                                   int* path_count, uint32_t* type_mask, int* generation);
 
@@ -326,6 +381,88 @@ class ZWMGMT_API ZwMgmt_interface {
     int CLGetInstallDrvRes(Client_Request_Message* request, _Message* message);
     void GetInstallDrvResResponse(const void* data, _Message* message);
 
+    // ---- Filter rules -------------------------------------------------------------------------
+
+    /// Names that filter rules address cards by: interfaces of X3 cards, PCI bus locations of X4
+    /// and X5 cards; no keys. Reply: one text of message->data_length bytes, a name a line, of
+    /// which the first 63 characters are printed.
+    int CLListX3Adapters(Client_Request_Message* request, _Message* message);
+    void GetListX3Interfaces(const void* data, _Message* message);
+    int CLListX4Adapters(Client_Request_Message* request, _Message* message);
+    void GetListX4Interfaces(const void* data, _Message* message);
+
+    /// Set one member of a rule from a key and its value. Return 0, or 1 for a key that rules of
+    /// the generation do not have and for a value that is not acceptable; the X4 one may then have
+    /// said why.
+    static uint8_t CLSetFilterArg(int key, const char* value, _Filter* rule);
+    uint8_t CLSetFilterX4Arg(int key, const char* value, _FilterX4* rule);
+
+    /// Checks of X4 values, which say what is wrong with the value of `name`; 0, or 1 with the
+    /// outputs unchanged. Numbers: decimal, 0x hexadecimal or 0 octal, 32 bits, without sign. A
+    /// mask that is not given is all ones; more than `bits` bits are warned of, and taken.
+    uint8_t CLFilterCheckProp(const char* name, const char* text, uint32_t* value);
+    uint8_t CLFilterCheckPropMask(const char* name, const char* text, uint32_t* value,
+                                  uint32_t* mask, int bits);
+    /// ADDRESS[/PREFIX]. *family: 0 IPv4, 1 IPv6, -1 either; the address's afterwards. address and
+    /// mask: 16 bytes each, of which IPv4 uses the first 4.
+    uint8_t CLFilterCheckIPAddress(const char* name, const char* text, int* family,
+                                   uint8_t* address, uint8_t* mask);
+
+    /// Rules of X3 adapters (ifname=; data: _Filter) and of X4 and X5 adapters (pci=; data:
+    /// _FilterX4). Delete and modify need id=. Replies: a status.
+    int CLAddFilter(Client_Request_Message* request, _Message* message);
+    int CLAddFilterX4(Client_Request_Message* request, _Message* message);
+    void GetAddFilterResponse(_Message* message);
+    int CLDeleteFilter(Client_Request_Message* request, _Message* message);
+    int CLDeleteFilterX4(Client_Request_Message* request, _Message* message);
+    void GetDeleteFilterResponse(_Message* message);
+    int CLModifyFilter(Client_Request_Message* request, _Message* message);
+    int CLModifyFilterX4(Client_Request_Message* request, _Message* message);
+    void GetModifyFilterResponse(_Message* message);
+
+    /// All X3 rules; no keys. Reply: packed _Filter records back to back.
+    int CLListFilters(Client_Request_Message* request, _Message* message);
+    void GetListFiltersResponse(const void* rules, _Message* message);
+
+    /// The rules of the adapter at pci=, show=all or show=active. Data: FilterListRequest. Reply:
+    /// zero-terminated texts back to back.
+    int CLListFiltersX4(Client_Request_Message* request, _Message* message);
+    void GetListFiltersResponseX4(const void* blocks, _Message* message);
+
+    /// Sets the filter mode comb= of the adapter at pci=. Data: _FilterX4 with these two alone.
+    int CLSetCombX4(Client_Request_Message* request, _Message* message);
+    void GetSetCombResponse(_Message* message);
+
+    /// Prints the permitted filter modes; needs no connection.
+    int CLPrintX4Comb(Client_Request_Message* request, _Message* message);
+
+    /// The filter modes in use; no keys. Reply: a text.
+    int CLShowActiveComb(Client_Request_Message* request, _Message* message);
+    void ShowActiveResp(const void* text, _Message* message);
+
+    /// Size of the rule table of ifname=: the first word is "get", or "set" with max=. Data:
+    /// _Filter. Reply to get: a signed 32-bit number.
+    int CLGetOrSetMaxFiltersValue(Client_Request_Message* request, _Message* message);
+    void GetMaxFiltersResponse(const void* value, _Message* message);
+
+    // ---- Host networking ----------------------------------------------------------------------
+
+    /// Starts a ping or a trace route on the agent's host, which goes on in the background, to ip=
+    /// with ipversion= after it, host= or domain=; a lone "getresult" asks for the outcome. The
+    /// keys begin at entry 0. Data: PingRequest. CLTraceRoute returns kNotForThisAgent, with
+    /// nothing said, where message->os_type is Xen.
+    int CLPing(Client_Request_Message* request, _Message* message);
+    int CLTraceRoute(Client_Request_Message* request, _Message* message);
+
+    /// Replies to the result questions: a _PingResponse; _NextHopRouter records back to back.
+    void GetPingResponse(const _PingResponse* result, _Message* message);
+    void TraceRouteResponse(const _NextHopRouter* hops, _Message* message);
+
+    /// Sets the MTU mtu= (1 to 655355 bytes) of the interface ifname=, which only Windows agents
+    /// insist on; the first word is "set". Data: MtuRequest. Reply: a status.
+    int CLSetMTU(Client_Request_Message* request, _Message* message);
+    void GetSetMTUResponse(_Message* message);
+
     // ---- System -------------------------------------------------------------------------------
 
     int CLGetCapabilities(Client_Request_Message* request, _Message* message);
@@ -338,6 +475,7 @@ class ZWMGMT_API ZwMgmt_interface {
 
   private:
     struct OutgoingFile;
+    int PushFile(const zwmgmt::FileTransfer& transfer, char* result_buffer, bool* announced);
     int CLsendInitialMsg(const char* path, _Message* message, uint8_t arg1, uint32_t flags,
                          char* result_buffer, uint8_t arg2, uint8_t arg3, const char* extra,
                          const OutgoingFile& file);
@@ -398,3 +536,7 @@ class ZWMGMT_API ZwMgmt_interface {
     uint32_t reply_limit = 64u << 20;
     FILE* output_stream = nullptr;
 };
+
+/// Judges a dotted quad by mode as CLstr2ipoctets does, but by the whole value of each octet: 255
+/// is the highest. 0, or the mode (1 for a mode that is none).
+ZWMGMT_API int CLValidateAddress(const char* text, uint8_t mode);

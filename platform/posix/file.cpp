@@ -28,4 +28,9 @@ OpenResult OpenRegularFile(const char* path, FILE** file, uint64_t* size) {
     return OpenResult::kOpened;
 }
 
+bool ReadableByOthers(const char* path) {
+    struct stat found;
+    return stat(path, &found) == 0 && (found.st_mode & (S_IRGRP | S_IROTH)) != 0;
+}
+
 }  // namespace zwmgmt::platform

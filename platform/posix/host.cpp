@@ -8,15 +8,32 @@
 
 namespace zwmgmt::platform {
 
-bool CurrentUserName(char* name, size_t capacity) {
+namespace {
+
+/// Calls `use` with the entry of the user who runs this process; false without one.
+template <class Use>
+bool WithUserEntry(Use use) {
     char texts[1 << 14];
     passwd entry;
     passwd* found = nullptr;
-    if (getpwuid_r(geteuid(), &entry, texts, sizeof(texts), &found) != 0 || found == nullptr) {
-        return false;
-    }
-    std::snprintf(name, capacity, "%s", entry.pw_name);
-    return true;
+    return getpwuid_r(geteuid(), &entry, texts, sizeof(texts), &found) == 0 && found != nullptr &&
+           use(*found);
+}
+
+}  // namespace
+
+bool CurrentUserName(char* name, size_t capacity) {
+    return WithUserEntry([&](const passwd& user) {
+        std::snprintf(name, capacity, "%s", user.pw_name);
+        return true;
+    });
+}
+
+bool UserConfigurationFolder(char* path, size_t capacity) {
+    return WithUserEntry([&](const passwd& user) {
+        const int length = std::snprintf(path, capacity, "%s/.config/korvane", user.pw_dir);
+        return length > 0 && static_cast<size_t>(length) < capacity;
+    });
 }
 
 bool CertificatePath(char* path, size_t capacity) {
