@@ -14,6 +14,7 @@ namespace zwmgmt {
 /// How a value becomes bytes of the settings.
 enum class Form {
     kText,         // as many characters as fit; the rest of the field is zero
+    kFlag,         // the same: a digit and a terminator
     kNumber,       // must fit into the field
     kLowByte,      // the number's low byte, which is also what the rule judges
     kLow16,        // the number's low 16 bits
@@ -36,6 +37,7 @@ struct Property {
     int key;
     size_t offset;  // in CardSettings or PortSettings
     size_t width;   // bytes
+    bool is_signed;
     Form form;
     uint32_t bit;
     Rule rule;

@@ -47,9 +47,12 @@ const char* TextFor(std::span<const UnknownKeyRow> rows, uint8_t os_type) {
 }
 
 /// Decimal digits, after one "-" where the agent takes negative values.
-std::optional<int64_t> CardNumber(std::string_view text, uint8_t os_type) {
+bool IsCardNumber(std::string_view text, uint8_t os_type) {
     const bool negative = text.starts_with('-');
-    if (!IsAllDigits(text.substr(negative)) || (negative && os_type == kWindows)) return {};
+    return IsAllDigits(text.substr(negative)) && !(negative && os_type == kWindows);
+}
+
+std::optional<int64_t> CardNumber(std::string_view text) {
     int64_t number = 0;
     const auto parsed = std::from_chars(text.data(), text.data() + text.size(), number);
     if (parsed.ec != std::errc()) return {};
@@ -69,11 +72,11 @@ std::optional<int64_t> PortNumber(std::string_view text) {
     return number;
 }
 
-/// Whether the bytes can hold the number, read with or without a sign.
-bool Fits(int64_t number, size_t width) {
-    if (width >= sizeof(number)) return true;
-    const int64_t end = int64_t{1} << (8 * width);
-    return -end / 2 <= number && number < end;
+/// Whether the field can hold the number; an unsigned one takes negative numbers as well.
+bool Fits(int64_t number, const Property& property) {
+    if (property.width >= sizeof(number)) return true;
+    const int64_t end = int64_t{1} << (8 * property.width);
+    return -end / 2 <= number && number < (property.is_signed ? end / 2 : end);
 }
 
 void SetNumber(char* field, size_t width, int64_t number) { std::memcpy(field, &number, width); }
@@ -132,19 +135,19 @@ const char* SetValue(const Property& property, std::string_view text, int64_t nu
         return rule.message;
     }
     switch (property.form) {
-        case Form::kText: SetFixedText(field, property.width, text); return nullptr;
+        case Form::kText:
+        case Form::kFlag: SetFixedText(field, property.width, text); return nullptr;
         case Form::kNumber:
-            if (!Fits(number, property.width)) return kInvalidText;
+            if (!Fits(number, property)) return kInvalidText;
             SetNumber(field, property.width, number);
             return nullptr;
         case Form::kLowByte: SetNumber(field, property.width, number); return nullptr;
         case Form::kLow16: SetNumber(field, property.width, number & 0xFFFF); return nullptr;
-        case Form::kNumberText: {
-            const std::string_view::size_type width = property.width;
-            std::memset(field, 0, width);
-            return std::to_chars(field, field + width, number).ec == std::errc() ? nullptr
-                                                                                 : kInvalidText;
-        }
+        case Form::kNumberText:
+            std::memset(field, 0, property.width);
+            return std::to_chars(field, field + property.width, number).ec == std::errc()
+                       ? nullptr
+                       : kInvalidText;
         case Form::kNothing: return nullptr;
         case Form::kSpeedDuplex: return SetSpeedDuplex(static_cast<PortSettings*>(settings), text);
         case Form::kAdvertise: return SetAdvertised(static_cast<PortSettings*>(settings), text);
@@ -171,11 +174,13 @@ int ZwMgmt_interface::CLSetKorvaneCardProp(Client_Request_Message* request, _Mes
             has_location = Knows(table, os_type);
             continue;
         }
-        const auto number = CardNumber(value, os_type);
-        if (!number) return Refuse(*this, kInvalidText);
+        if (!IsCardNumber(value, os_type)) return Refuse(*this, kInvalidText);
         if (!Knows(table, os_type)) continue;
         const Property* property = FindProperty(table, os_type, key.key);
         if (property == nullptr) return Refuse(*this, TextFor(kUnknownCardKey, os_type));
+        const bool text = property->form == Form::kText;
+        const auto number = text ? std::optional<int64_t>(0) : CardNumber(value);
+        if (!number) return Refuse(*this, kInvalidText);
         const char* wrong = SetValue(*property, value, *number, &payload.settings);
         if (wrong != nullptr) return Refuse(*this, wrong);
         payload.set_mask |= property->bit;

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <type_traits>
 
 #include "adapters/properties.h"
 #include "cli/keys.h"
@@ -16,24 +17,28 @@ constexpr OsSet kEthtoolAgents = {kLinux, kSolaris, kEsx, kMac, kXen};
 
 constexpr Rule kZeroOrOne = {0, 1, "the value may be either 0 or 1\n"};
 
-constexpr Property Row(OsSet systems, const char* word, int key, size_t offset, size_t width,
-                       Form form, uint32_t bit, Rule rule = {}, Chips chips = Chips::kAny) {
-    return {systems, word, key, offset, width, form, bit, rule, chips};
+/// A row of a member of that type.
+template <class Member>
+constexpr Property Row(OsSet systems, const char* word, int key, size_t offset, Form form,
+                       uint32_t bit, Rule rule = {}, Chips chips = Chips::kAny) {
+    return {systems, word, key,  offset, sizeof(Member), std::is_signed_v<Member>,
+            form,    bit,  rule, chips};
 }
 
 // A row: agents, key, member of the settings, form, bit [, rule [, chips]].
 #define CARD(systems, word, member, form, ...)                           \
-    Row(systems, word, AdapterKey(word), offsetof(CardSettings, member), \
-        sizeof(CardSettings::member), Form::form, __VA_ARGS__)
-#define PORT_KEY(systems, word, key, member, form, ...)                                   \
-    Row(systems, word, key, offsetof(PortSettings, member), sizeof(PortSettings::member), \
-        Form::form, __VA_ARGS__)
+    Row<decltype(CardSettings::member)>(systems, word, AdapterKey(word), \
+                                        offsetof(CardSettings, member), Form::form, __VA_ARGS__)
+#define PORT_KEY(systems, word, key, member, form, ...)                                     \
+    Row<decltype(PortSettings::member)>(systems, word, key, offsetof(PortSettings, member), \
+                                        Form::form, __VA_ARGS__)
 #define PORT(systems, word, member, form, ...) \
     PORT_KEY(systems, word, AdapterKey(word), member, form, __VA_ARGS__)
-// The members from one up to another.
-#define PORT_SPAN(systems, word, from, to, form, ...)                  \
-    Row(systems, word, AdapterKey(word), offsetof(PortSettings, from), \
-        offsetof(PortSettings, to) - offsetof(PortSettings, from), Form::form, __VA_ARGS__)
+// Speed mode, fixed speed and duplex, in one.
+#define SPEED_DUPLEX(systems)                                                                  \
+    Row<char[offsetof(PortSettings, advertised_modes) - offsetof(PortSettings, speed_mode)]>(  \
+        systems, "speedduplex", AdapterKey("speedduplex"), offsetof(PortSettings, speed_mode), \
+        Form::kSpeedDuplex, 0x2)
 
 // clang-format off
 constexpr Property kCardProperties[] = {
@@ -80,13 +85,13 @@ constexpr Property kCardProperties[] = {
 
 // "mtu" is two keys of one word, and so is "vlan": a command line reaches the networking ones alone.
 constexpr Property kPortProperties[] = {
-    PORT_SPAN(kEthtoolAgents, "speedduplex", speed_mode, advertised_modes, kSpeedDuplex, 0x2),
-    PORT(kEthtoolAgents, "txcksum", tx_checksum, kText, 0x800),
-    PORT(kEthtoolAgents, "rxcksum", rx_checksum, kText, 0x1000),
-    PORT(kEthtoolAgents, "scattergather", scatter_gather, kText, 0x100000),
-    PORT(kEthtoolAgents, "txpfsupport", tx_pause_frames, kText, 0x40),
-    PORT(kEthtoolAgents, "rxpfsupport", rx_pause_frames, kText, 0x20),
-    PORT(kEthtoolAgents, "lso", large_segment_offload, kText, 0x100),
+    SPEED_DUPLEX(kEthtoolAgents),
+    PORT(kEthtoolAgents, "txcksum", tx_checksum, kFlag, 0x800),
+    PORT(kEthtoolAgents, "rxcksum", rx_checksum, kFlag, 0x1000),
+    PORT(kEthtoolAgents, "scattergather", scatter_gather, kFlag, 0x100000),
+    PORT(kEthtoolAgents, "txpfsupport", tx_pause_frames, kFlag, 0x40),
+    PORT(kEthtoolAgents, "rxpfsupport", rx_pause_frames, kFlag, 0x20),
+    PORT(kEthtoolAgents, "lso", large_segment_offload, kFlag, 0x100),
     PORT(kEthtoolAgents, "mtu", mtu, kNumberText, 0x4),
     PORT_KEY(kEthtoolAgents, "mtu", NetworkingKey("mtu"), mtu, kNumberText, 0x4),
     PORT(kEthtoolAgents, "gso", gso, kNumber, 0x200000),
@@ -98,7 +103,7 @@ constexpr Property kPortProperties[] = {
     PORT(kEthtoolAgents, "ringrxjumbo", ring_rx_jumbo, kLow16, 0x10000000),
     PORT(kEthtoolAgents, "ringtx", ring_tx, kLow16, 0x20000000),
     PORT(kEthtoolAgents, "pauseautoneg", pause_autonegotiation, kNumber, 0x1000000),
-    Row(kEthtoolAgents, "resetautoneg", AdapterKey("resetautoneg"), 0, 0, Form::kNothing, 0x80000000, {1, 1, "Invalid resetautoneg value\n"}),
+    PORT(kEthtoolAgents, "resetautoneg", pause_autonegotiation, kNothing, 0x80000000, {1, 1, "Invalid resetautoneg value\n"}),
     PORT(kEthtoolAgents, "tso", tso, kNumber, 0x400),
     PORT(kEthtoolAgents, "coalesce", set_coalesce, kNumber, 0x80, {1, 250, "coalesce value must be between 1-250\n"}),
     PORT(kEthtoolAgents, "hw_lso", set_hw_lso, kNumber, 0x200, {0, 1, "hw_lso value must be  0 or 1\n"}),
@@ -109,51 +114,51 @@ constexpr Property kPortProperties[] = {
     PORT(kEthtoolAgents, "hw-csum", set_hw_csum, kNumber, 0x10, {0, 1, "hw-csum value must be  0 or 1\n"}),
     PORT(kEthtoolAgents, "accept-jumbo", set_accept_jumbo, kNumber, 0x2, {0, 1, "accept-jumbo value must be 0 or 1\n"}),
 
-    PORT_SPAN(kWindowsAgents, "speedduplex", speed_mode, advertised_modes, kSpeedDuplex, 0x2),
-    PORT(kWindowsAgents, "txcksum", tx_checksum, kText, 0x800, {}, Chips::kX3),
-    PORT(kWindowsAgents, "rxcksum", rx_checksum, kText, 0x1000, {}, Chips::kX3),
-    PORT(kWindowsAgents, "txpfsupport", tx_pause_frames, kText, 0x40, {}, Chips::kX3),
-    PORT(kWindowsAgents, "rxpfsupport", rx_pause_frames, kText, 0x20, {}, Chips::kX3),
-    PORT(kWindowsAgents, "lso", large_segment_offload, kText, 0x100, {}, Chips::kX3),
+    SPEED_DUPLEX(kWindowsAgents),
+    PORT(kWindowsAgents, "txcksum", tx_checksum, kFlag, 0x800, {}, Chips::kX3),
+    PORT(kWindowsAgents, "rxcksum", rx_checksum, kFlag, 0x1000, {}, Chips::kX3),
+    PORT(kWindowsAgents, "txpfsupport", tx_pause_frames, kFlag, 0x40, {}, Chips::kX3),
+    PORT(kWindowsAgents, "rxpfsupport", rx_pause_frames, kFlag, 0x20, {}, Chips::kX3),
+    PORT(kWindowsAgents, "lso", large_segment_offload, kFlag, 0x100, {}, Chips::kX3),
     PORT(kWindowsAgents, "mtu", mtu, kText, 0x4, {}, Chips::kX3),
-    PORT(kWindowsAgents, "tcpoffload", tcp_offload, kText, 0x400, {}, Chips::kX3),
-    PORT(kWindowsAgents, "iscsifunc", iscsi_function, kText, 0x1, {}, Chips::kX3),
-    PORT(kWindowsAgents, "iwarpfunc", iwarp_function, kText, 0x80, {}, Chips::kX3),
-    PORT(kWindowsAgents, "ndisfunc", ndis_function, kText, 0x8, {}, Chips::kX3),
+    PORT(kWindowsAgents, "tcpoffload", tcp_offload, kFlag, 0x400, {}, Chips::kX3),
+    PORT(kWindowsAgents, "iscsifunc", iscsi_function, kFlag, 0x1, {}, Chips::kX3),
+    PORT(kWindowsAgents, "iwarpfunc", iwarp_function, kFlag, 0x80, {}, Chips::kX3),
+    PORT(kWindowsAgents, "ndisfunc", ndis_function, kFlag, 0x8, {}, Chips::kX3),
     PORT(kWindowsAgents, "queues", queues, kText, 0x10, {}, Chips::kX3),
-    PORT(kWindowsAgents, "rss", receive_side_scaling, kText, 0x200, {}, Chips::kX3),
-    PORT(kWindowsAgents, "vlan", vlan_insertion, kText, 0x2000, {}, Chips::kX3),
-    PORT(kWindowsAgents, "vlanid", vlan_id, kText, 0x4000, {}, Chips::kX3),
-    PORT(kWindowsAgents, "optmode", performance_mode, kText, 0x8000, {}, Chips::kX3),
-    PORT(kWindowsAgents, "ipv6cksum", ipv6_checksum, kText, 0x10000, {}, Chips::kX3),
-    PORT(kWindowsAgents, "lsoipv4", lso_v2_ipv4, kText, 0x8, {}, Chips::kX4AndX5),
-    PORT(kWindowsAgents, "lsoipv6", lso_v2_ipv6, kText, 0x10, {}, Chips::kX4AndX5),
-    PORT(kWindowsAgents, "flowcontrol", flow_control, kText, 0x20, {}, Chips::kX4AndX5),
-    PORT(kWindowsAgents, "ipchksumoffloadv4", ipv4_checksum, kText, 0x40, {}, Chips::kX4AndX5),
-    PORT(kWindowsAgents, "vmq_param", vmq, kText, 0x80, {}, Chips::kX4AndX5),
-    PORT(kWindowsAgents, "vmqlookaheadspilt", vmq_lookahead_split, kText, 0x100, {}, Chips::kX4AndX5),
-    PORT(kWindowsAgents, "vmqvlanfiltering", vmq_vlan_filtering, kText, 0x400, {}, Chips::kX4AndX5),
-    PORT(kWindowsAgents, "tcpchksumoffloadv4", tcp_checksum_ipv4, kText, 0x800, {}, Chips::kX4AndX5),
-    PORT(kWindowsAgents, "tcpchksumoffloadv6", tcp_checksum_ipv6, kText, 0x1000, {}, Chips::kX4AndX5),
-    PORT(kWindowsAgents, "udpchksumoffloadv4", udp_checksum_ipv4, kText, 0x2000, {}, Chips::kX4AndX5),
-    PORT(kWindowsAgents, "udpchksumoffloadv6", udp_checksum_ipv6, kText, 0x8000, {}, Chips::kX4AndX5),
-    PORT(kWindowsAgents, "rssprofile", rss_profile, kText, 0x80000, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "rss", receive_side_scaling, kFlag, 0x200),
+    PORT(kWindowsAgents, "vlan", vlan_insertion, kFlag, 0x2000, {}, Chips::kX3),
+    PORT(kWindowsAgents, "vlanid", vlan_id, kText, 0x4000),
+    PORT(kWindowsAgents, "optmode", performance_mode, kFlag, 0x8000, {}, Chips::kX3),
+    PORT(kWindowsAgents, "ipv6cksum", ipv6_checksum, kFlag, 0x10000, {}, Chips::kX3),
+    PORT(kWindowsAgents, "lsoipv4", lso_v2_ipv4, kFlag, 0x8, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "lsoipv6", lso_v2_ipv6, kFlag, 0x10, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "flowcontrol", flow_control, kFlag, 0x20, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "ipchksumoffloadv4", ipv4_checksum, kFlag, 0x40, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "vmq_param", vmq, kFlag, 0x80, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "vmqlookaheadspilt", vmq_lookahead_split, kFlag, 0x100, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "vmqvlanfiltering", vmq_vlan_filtering, kFlag, 0x400, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "tcpchksumoffloadv4", tcp_checksum_ipv4, kFlag, 0x800, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "tcpchksumoffloadv6", tcp_checksum_ipv6, kFlag, 0x1000, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "udpchksumoffloadv4", udp_checksum_ipv4, kFlag, 0x2000, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "udpchksumoffloadv6", udp_checksum_ipv6, kFlag, 0x8000, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "rssprofile", rss_profile, kFlag, 0x80000, {}, Chips::kX4AndX5),
     PORT(kWindowsAgents, "x4nicrespquesize", response_queue_size, kText, 0x20000, {}, Chips::kX4AndX5),
     PORT(kWindowsAgents, "x4nictxquesize", tx_queue_size, kText, 0x40000, {}, Chips::kX4AndX5),
     PORT(kWindowsAgents, "x4nictxofldquesize", tx_offload_queue_size, kText, 0x10000, {}, Chips::kX4AndX5),
     PORT(kWindowsAgents, "x4nicrxofldquesize", rx_offload_queue_size, kText, 0x100000, {}, Chips::kX4AndX5),
-    PORT(kWindowsAgents, "x4nictcpoffload", x4_nic_tcp_offload, kText, 0x200000, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "x4nictcpoffload", x4_nic_tcp_offload, kFlag, 0x200000, {}, Chips::kX4AndX5),
     PORT(kWindowsAgents, "numrssqueues", rss_queues, kText, 0x8000000, {}, Chips::kX4AndX5),
-    PORT(kWindowsAgents, "networkdirect", network_direct, kText, 0x800000, {}, Chips::kX4AndX5),
-    PORT(kWindowsAgents, "ndinterrupt", nd_interrupt_moderation, kText, 0x400000, {}, Chips::kX4AndX5),
-    PORT(kWindowsAgents, "rcvcoalescipv4", receive_coalescing_ipv4, kText, 0x1000000, {}, Chips::kX4AndX5),
-    PORT(kWindowsAgents, "rcvcoalescipv6", receive_coalescing_ipv6, kText, 0x2000000, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "networkdirect", network_direct, kFlag, 0x800000, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "ndinterrupt", nd_interrupt_moderation, kFlag, 0x400000, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "rcvcoalescipv4", receive_coalescing_ipv4, kFlag, 0x1000000, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "rcvcoalescipv6", receive_coalescing_ipv6, kFlag, 0x2000000, {}, Chips::kX4AndX5),
     PORT(kWindowsAgents, "jumbopacket", jumbo_packet, kText, 0x4000000, {}, Chips::kX4AndX5),
-    PORT(kWindowsAgents, "usermodend", user_mode_nd, kText, 0x10000000, {}, Chips::kX4AndX5),
+    PORT(kWindowsAgents, "usermodend", user_mode_nd, kFlag, 0x10000000, {}, Chips::kX4AndX5),
 
     PORT_KEY(kFreeBsdAgents, "mtu", NetworkingKey("mtu"), mtu, kNumberText, 0x4),
-    PORT(kFreeBsdAgents, "txcksum", tx_checksum, kText, 0x800),
-    PORT(kFreeBsdAgents, "rxcksum", rx_checksum, kText, 0x1000),
+    PORT(kFreeBsdAgents, "txcksum", tx_checksum, kFlag, 0x800),
+    PORT(kFreeBsdAgents, "rxcksum", rx_checksum, kFlag, 0x1000),
     PORT(kFreeBsdAgents, "tso", tso, kNumber, 0x400),
     PORT(kFreeBsdAgents, "holdoff_tmr_idx", holdoff_tmr_idx, kNumber, 0x8),
     PORT(kFreeBsdAgents, "holdoff_pktc_idx", holdoff_pktc_idx, kNumber, 0x10),
@@ -165,7 +170,7 @@ constexpr Property kPortProperties[] = {
 #undef CARD
 #undef PORT_KEY
 #undef PORT
-#undef PORT_SPAN
+#undef SPEED_DUPLEX
 
 }  // namespace
 

@@ -1,24 +1,10 @@
 /// Printers of replies that are a status and nothing else.
-#include <span>
-
-#include "session/os_set.h"
+#include "cli/outcomes.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
 using namespace zwmgmt;
 
 namespace {
-
-constexpr OsSet kAnyAgent = OsSet::Any();
-
-/// The text for a status; the first row that suits is printed.
-struct OutcomeRow {
-    uint32_t status;
-    OsSet systems;
-    const char* text;
-};
-
-/// The status of a row for whatever the rows before it do not name.
-constexpr uint32_t kAnyOther = UINT32_MAX;
 
 constexpr OutcomeRow kSetOutcomes[] = {
     {kSuccess, kAnyAgent, "Command completed successfully.\n"},
@@ -61,16 +47,6 @@ constexpr OutcomeRow kReloadOutcomes[] = {
      "Error: Reload failed, as the driver is in use by other running modules.\n"},
     {kAnyOther, kAnyAgent, "Cannot reload the Driver \n"},
 };
-
-void PrintOutcome(ZwMgmt_interface& session, std::span<const OutcomeRow> rows,
-                  const _Message& reply) {
-    for (const OutcomeRow& row : rows) {
-        const bool suits = row.status == reply.status || row.status == kAnyOther;
-        if (!suits || !row.systems.Has(reply.os_type)) continue;
-        session.PrintOutput("%s", row.text);
-        return;
-    }
-}
 
 }  // namespace
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "cli/routes.h"
+#include "cli/texts.h"
 #include "cli/vocabulary.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
@@ -102,7 +103,10 @@ bool CommandWords::Parts::ParseArguments(const char* const* words, size_t count)
         return false;
     }
     size_t next = 0;
-    if (!TakesKeysOnly(request.service, request.command)) {
+    if (TakesKeysOnly(request.service, request.command)) {
+        const bool asks_for_result = count == 1 && SameIgnoringCase(words[0], "getresult");
+        if (asks_for_result) Add(words[next++], -1);
+    } else {
         const bool given = count > 0 && !IsKeyValue(words[0]);
         if (given && route != nullptr && route->arguments == Arguments::kKeys) {
             error = std::string("expected key=value instead of \"") + words[0] + "\"";

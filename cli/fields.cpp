@@ -68,16 +68,22 @@ void PrintField(ZwMgmt_interface& session, const void* record, const Field& fiel
     }
 }
 
-void PrintLines(ZwMgmt_interface& session, std::string_view text) {
+void PrintAgentText(ZwMgmt_interface& session, std::string_view text) {
+    const auto harmless = [](char c) {
+        return c == '\n' || c == '\t' || !std::iscntrl(static_cast<unsigned char>(c));
+    };
     while (!text.empty()) {
-        const size_t end = std::min(text.find('\n'), text.size());
-        for (std::string_view rest = text.substr(0, end); !rest.empty();) {
-            PrintText(session, "%s", rest.substr(0, kLongestText));
-            rest.remove_prefix(std::min(rest.size(), kLongestText));
-        }
-        session.PrintOutput("\n");
-        text.remove_prefix(std::min(end + 1, text.size()));
+        const auto* end = std::find_if_not(text.begin(), text.end(), harmless);
+        const auto length = static_cast<size_t>(end - text.begin());
+        session.PrintOutput("%.*s%s", static_cast<int>(length), text.data(),
+                            length < text.size() ? "?" : "");
+        text.remove_prefix(std::min(length + 1, text.size()));
     }
+}
+
+void PrintLines(ZwMgmt_interface& session, std::string_view text) {
+    PrintAgentText(session, text);
+    if (!text.empty() && !text.ends_with('\n')) session.PrintOutput("\n");
 }
 
 }  // namespace zwmgmt

@@ -114,7 +114,10 @@ namespace zwmgmt {
 /// Prints the field's line through the session.
 void PrintField(ZwMgmt_interface& session, const void* record, const Field& field);
 
-/// Prints an agent's text of several lines, each ended.
+/// Prints an agent's text of several lines, control characters replaced.
+void PrintAgentText(ZwMgmt_interface& session, std::string_view text);
+
+/// The same, with a line end after the last line.
 void PrintLines(ZwMgmt_interface& session, std::string_view text);
 
 }  // namespace zwmgmt

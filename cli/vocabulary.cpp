@@ -207,6 +207,15 @@ const char* CommandWord(uint8_t service, uint16_t command) {
     return nullptr;
 }
 
+const char* KeyWord(uint8_t service, int key) {
+    if (const KeysRow* row = RowOf(kKeys, service)) {
+        for (const Words& group : row->groups) {
+            if (const char* word = WordFor(key, group)) return word;
+        }
+    }
+    return nullptr;
+}
+
 const char* FoiscsiAddressTypeWord(int number) { return WordFor(number, kFoiscsiAddressTypes); }
 const char* FoiscsiOperationWord(int number) { return WordFor(number, kFoiscsiOperations); }
 

@@ -17,6 +17,8 @@ std::vector<const char*> SubCommandWordsOf(uint8_t service, uint16_t command);
 /// The word of a service or command; null for a number that has none.
 const char* ServiceWord(uint8_t service);
 const char* CommandWord(uint8_t service, uint16_t command);
+/// The first word of a key number of a service; null for a number that has none.
+const char* KeyWord(uint8_t service, int key);
 
 /// The known words nearest to a mistyped one, at most five, nearest first.
 std::vector<const char*> NearestWords(const std::string& word, std::vector<const char*> known);

@@ -22,6 +22,13 @@ add_library(zwmgmt_objects OBJECT
     cli/routes.cpp
     cli/values.cpp
     cli/vocabulary.cpp
+    filters/combinations.cpp
+    filters/filter_replies.cpp
+    filters/filter_requests.cpp
+    filters/x3_rules.cpp
+    filters/x4_rules.cpp
+    net/net_replies.cpp
+    net/net_requests.cpp
     platform/${platform_folder}/address.cpp
     platform/${platform_folder}/file.cpp
     platform/${platform_folder}/host.cpp

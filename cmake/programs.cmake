@@ -38,6 +38,8 @@ add_library(zmsim STATIC
     simulator/agent.cpp
     simulator/certificate.cpp
     simulator/file_receiver.cpp
+    simulator/filter_table.cpp
+    simulator/probes.cpp
     simulator/property_changes.cpp
     simulator/scenario.cpp
     simulator/scenario_host.cpp)

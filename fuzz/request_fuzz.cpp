@@ -30,7 +30,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* input, size_t size) {
         // Every byte of the data area is read, so that a sanitizer sees one that is not there.
         const auto* data = static_cast<const volatile uint8_t*>(message.data);
         for (uint32_t i = 0; i < message.data_length; ++i) (void)data[i];
-        if (message.opcode != request->command) std::abort();
     }
     std::free(message.data);
     return 0;

@@ -40,15 +40,38 @@ bool IsSet(const Property& property, uint32_t mask, uint8_t os_type, const _Card
            IsOneOf(property.chips, zwmgmt::FixedText(card.chip_type));
 }
 
+const char* BytesOf(const void* record, size_t offset) {
+    return static_cast<const char*>(record) + offset;
+}
+
+char* BytesOf(void* record, size_t offset) { return static_cast<char*>(record) + offset; }
+
+bool IsZero(const PortSettings& settings, const Property& property) {
+    const char* bytes = BytesOf(&settings, property.offset);
+    return std::all_of(bytes, bytes + property.width, [](char byte) { return byte == 0; });
+}
+
 /// Of two port properties with the same bit, Solaris agents read the one with a byte of its own;
-/// no other agent knows those.
+/// the others know only the other one.
 bool IsRead(const Property& property, uint8_t os_type) {
-    const bool solaris = os_type == zwmgmt::kSolaris;
-    if (FindSolarisByte(property) != nullptr || !solaris) {
-        return solaris == (FindSolarisByte(property) != nullptr);
+    const bool own_byte = FindSolarisByte(property) != nullptr;
+    if (os_type != zwmgmt::kSolaris) return !own_byte;
+    return own_byte || std::ranges::none_of(zwmgmt::PortProperties(), [&](const Property& other) {
+               return other.bit == property.bit && FindSolarisByte(other) != nullptr;
+           });
+}
+
+/// Whether the request has a value for the property, and not for another one of the same bit.
+bool IsGiven(const Property& property, const PortRequest& request, uint8_t os_type) {
+    using zwmgmt::Form;
+    if (property.form == Form::kNothing || !IsZero(request.settings, property)) return true;
+    if (property.form == Form::kText || property.form == Form::kFlag ||
+        property.form == Form::kSpeedDuplex) {
+        return false;
     }
     return std::ranges::none_of(zwmgmt::PortProperties(), [&](const Property& other) {
-        return other.bit == property.bit && FindSolarisByte(other) != nullptr;
+        return other.bit == property.bit && other.systems.Has(os_type) &&
+               !IsZero(request.settings, other);
     });
 }
 
@@ -64,21 +87,15 @@ std::string LinkModesText(uint32_t bits) {
 }
 
 /// What a listing shows elsewhere than in the settings themselves.
-void Report(const PortSettings& settings, uint32_t mask, uint8_t os_type, _PortInformation* port) {
-    constexpr uint32_t kAdvertise = 0x2000000;
-    constexpr uint32_t kLso = 0x100;
-    if (os_type == zwmgmt::kSolaris && (mask & kLso) != 0) {
-        port->solaris_lso = settings.large_segment_offload[0] == '1';
-    }
-    if (os_type != zwmgmt::kWindows && (mask & kAdvertise) != 0) {
+void Report(const Property& property, const PortSettings& settings, uint8_t os_type,
+            _PortInformation* port) {
+    if (property.form == zwmgmt::Form::kAdvertise) {
         zwmgmt::SetFixedText(port->advertised_link_modes, LinkModesText(settings.advertised_modes));
     }
-}
-
-char* BytesOf(void* record, size_t offset) { return static_cast<char*>(record) + offset; }
-
-const char* BytesOf(const void* record, size_t offset) {
-    return static_cast<const char*>(record) + offset;
+    if (os_type == zwmgmt::kSolaris &&
+        property.offset == offsetof(PortSettings, large_segment_offload)) {
+        port->solaris_lso = settings.large_segment_offload[0] == '1';
+    }
 }
 
 }  // namespace
@@ -91,18 +108,23 @@ void Apply(const CardPropertyRequest& request, uint8_t os_type, _CardInformation
     }
 }
 
-void Apply(const PortRequest& request, uint8_t os_type, const _CardInformation& card,
+bool Apply(const PortRequest& request, uint8_t os_type, const _CardInformation& card,
            _PortInformation* port) {
+    _PortInformation changed = *port;
     for (const Property& property : zwmgmt::PortProperties()) {
         if (!IsSet(property, request.set_mask, os_type, card) || !IsRead(property, os_type)) {
             continue;
         }
+        if (!IsGiven(property, request, os_type)) return false;
+        if (property.form == zwmgmt::Form::kNothing) continue;
         const SolarisByte* solaris = FindSolarisByte(property);
-        char* target = solaris != nullptr ? BytesOf(port, solaris->reported)
-                                          : BytesOf(&port->settings, property.offset);
+        char* target = solaris != nullptr ? BytesOf(&changed, solaris->reported)
+                                          : BytesOf(&changed.settings, property.offset);
         std::memcpy(target, BytesOf(&request.settings, property.offset), property.width);
+        Report(property, request.settings, os_type, &changed);
     }
-    Report(request.settings, request.set_mask, os_type, port);
+    *port = changed;
+    return true;
 }
 
 }  // namespace zmsim

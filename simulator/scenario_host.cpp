@@ -4,8 +4,8 @@
 #include <cstring>
 #include <utility>
 
-#include "adapters/chips.h"
 #include "simulator/property_changes.h"
+#include "simulator/requests.h"
 #include "zwmgmt/fixed_text.h"
 #include "zwmgmt/status.h"
 #include "zwmgmt/vocabulary.h"
@@ -34,14 +34,11 @@ constexpr Operation kOperations[] = {
     {zwmgmt::kKorvane, zwmgmt::kListAdapterProps, &ScenarioHost::ListAdapters},
     {zwmgmt::kKorvane, zwmgmt::kSetCardProperty, &ScenarioHost::SetCardProperties},
     {zwmgmt::kKorvane, zwmgmt::kSetPortProperty, &ScenarioHost::SetPortProperties},
-    {zwmgmt::kFilter, zwmgmt::kListX3Adapters, &ScenarioHost::ListX3Adapters},
-    {zwmgmt::kFilter, zwmgmt::kListX4Adapters, &ScenarioHost::ListX4Adapters},
+    {zwmgmt::kNet, zwmgmt::kSetMtu, &ScenarioHost::SetMtu},
 };
 
 /// Ends a run of records.
 constexpr uint8_t kEndMark = 0xFF;
-
-Reply Failed(uint32_t status) { return {.status = status, .data = {}}; }
 
 /// A run of records as it travels. Their one pointer, the link, stays behind: so the records of
 /// agents of every word size are alike.
@@ -72,20 +69,6 @@ Reply Read(std::vector<VqStat>* counters) {
     return run.Finish();
 }
 
-Reply TextReply(std::string_view text) {
-    return {.status = zwmgmt::kSuccess, .data = {text.begin(), text.end()}};
-}
-
-/// The record that a request's data is; false when it has another size.
-template <class Record>
-bool Unpack(Data data, Record* record) {
-    if (data.size() != sizeof(*record)) return false;
-    std::memcpy(record, data.data(), sizeof(*record));
-    return true;
-}
-
-std::string_view TextIn(Data data) { return zwmgmt::FixedText(data.data(), data.size()); }
-
 /// The name in a request that loads a driver, in either of its forms.
 std::string_view DriverNameIn(Data data, uint8_t os_type) {
     const bool record = os_type == zwmgmt::kXen && data.size() == sizeof(DriverLoadRequest);
@@ -95,13 +78,16 @@ std::string_view DriverNameIn(Data data, uint8_t os_type) {
 }  // namespace
 
 Reply ScenarioHost::Answer(uint8_t service, uint16_t opcode, Data data) {
+    const std::lock_guard guard(lock);
     for (const Operation& operation : kOperations) {
         if (operation.service == service && operation.opcode == opcode) {
-            const std::lock_guard guard(lock);
             return (this->*operation.answer)(data);
         }
     }
-    return Failed(zwmgmt::kNotSupported);
+    std::optional<Reply> reply;
+    if (service == zwmgmt::kFilter) reply = filters.Answer(opcode, data);
+    if (service == zwmgmt::kNet) reply = probes.Answer(opcode, data);
+    return reply.value_or(Failed(zwmgmt::kNotSupported));
 }
 
 Reply ScenarioHost::GetCapabilities(Data) {
@@ -174,28 +160,24 @@ Reply ScenarioHost::SetPortProperties(Data data) {
     Adapter* adapter = nullptr;
     Port* port = FindPort(request, &adapter);
     if (port == nullptr) return Failed(zwmgmt::kNoPorts);
-    Apply(request, scenario.os_type, adapter->card, &port->record);
-    return {};
+    const bool applied = Apply(request, scenario.os_type, adapter->card, &port->record);
+    return applied ? Reply{} : Failed(zwmgmt::kInvalidValue);
 }
 
-Reply ScenarioHost::ListX3Adapters(Data) {
-    std::string names;
-    for (const Adapter& adapter : scenario.adapters) {
-        if (!IsOneOf(zwmgmt::Chips::kX3, zwmgmt::FixedText(adapter.card.chip_type))) continue;
-        for (const Port& port : adapter.ports) {
-            names.append(zwmgmt::FixedText(port.record.name)).append("\n");
+/// Without a name, of every port.
+Reply ScenarioHost::SetMtu(Data data) {
+    MtuRequest request = {};
+    if (!Unpack(data, &request)) return Failed(zwmgmt::kInvalidValue);
+    const std::string_view name = zwmgmt::FixedText(request.interface_name);
+    bool found = false;
+    for (Adapter& adapter : scenario.adapters) {
+        for (Port& port : adapter.ports) {
+            if (!name.empty() && zwmgmt::FixedText(port.record.name) != name) continue;
+            zwmgmt::SetFixedText(port.record.settings.mtu, std::to_string(request.mtu));
+            found = true;
         }
     }
-    return TextReply(names);
-}
-
-Reply ScenarioHost::ListX4Adapters(Data) {
-    std::string names;
-    for (const Adapter& adapter : scenario.adapters) {
-        if (!IsOneOf(zwmgmt::Chips::kX4AndX5, zwmgmt::FixedText(adapter.card.chip_type))) continue;
-        names.append(zwmgmt::FixedText(adapter.card.pci_bus_location)).append("\n");
-    }
-    return TextReply(names);
+    return found ? Reply{} : Failed(zwmgmt::kNoPorts);
 }
 
 Driver* ScenarioHost::FindDriver(std::string_view name) {
@@ -246,7 +228,8 @@ Reply ScenarioHost::UnloadDriver(Data data) {
 void ScenarioHost::FileArrived(const ReceivedFile& file) {
     const std::lock_guard guard(lock);
     installed += file.name + ": installed\n";
-    const std::string name = file.name.substr(0, file.name.find_first_of("-."));
+    const std::string stem = file.name.substr(0, file.name.find_first_of("-."));
+    const std::string name = stem.substr(0, sizeof(DriverInfo::name));
     if (name.empty() || FindDriver(name) != nullptr) return;
     Driver& driver = scenario.drivers.emplace_back();
     zwmgmt::SetFixedText(driver.record.name, name);

@@ -4,7 +4,9 @@
 #include <mutex>
 #include <string>
 
+#include "simulator/filter_table.h"
 #include "simulator/host_model.h"
+#include "simulator/probes.h"
 #include "simulator/scenario.h"
 
 namespace zmsim {
@@ -31,8 +33,7 @@ class ScenarioHost : public HostModel {
     Reply ReloadDriver(std::span<const uint8_t> data);
     Reply UnloadDriver(std::span<const uint8_t> data);
     Reply GetInstallResult(std::span<const uint8_t> data);
-    Reply ListX3Adapters(std::span<const uint8_t> data);
-    Reply ListX4Adapters(std::span<const uint8_t> data);
+    Reply SetMtu(std::span<const uint8_t> data);
 
   private:
     Adapter* FindAdapter(std::string_view pci_bus_location);
@@ -42,6 +43,8 @@ class ScenarioHost : public HostModel {
 
     std::mutex lock;
     Scenario scenario;
+    FilterTable filters{scenario};
+    Probes probes;
     std::string installed;  // a line for each package since the outcome was last asked for
 };
 

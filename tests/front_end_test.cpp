@@ -150,7 +150,7 @@ TEST(FrontEnd, TellsWhatTheAgentDoesNotSupport) {
     // Filters are for Linux agents: refused before the missing handler is noticed.
     zmsim::ScenarioHost windows(BuiltinScenario("windows"));
     TestAgent agent(windows);
-    ProcessResult run = Zwcli(agent.Port(), {"filter", "showcomb"});
+    ProcessResult run = Zwcli(agent.Port(), {"filter", "showactivecomb"});
     EXPECT_EQ(run.exit_status, 5);
     EXPECT_EQ(run.out, "");
     EXPECT_EQ(run.err, "korvane_zwcli: Error: Filter service is not available on Server\n");

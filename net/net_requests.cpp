@@ -1,0 +1,179 @@
+/// Requests of host networking.
+#include <charconv>
+
+#include "cli/handler.h"
+#include "cli/keys.h"
+#include "zwmgmt/zwmgmt_interface.h"
+
+using namespace zwmgmt;
+
+namespace {
+
+constexpr int kIpKey = NetworkingKey("ip");
+constexpr int kIpVersionKey = NetworkingKey("ipversion");
+constexpr int kPacketsKey = NetworkingKey("numpkts");
+constexpr int kTimeoutKey = NetworkingKey("timeout");
+constexpr int kHostKey = NetworkingKey("host");
+constexpr int kDomainKey = NetworkingKey("domain");
+
+constexpr const char* kInvalidArgument = "Invalid argument specified\n";
+
+enum TargetKind : uint8_t { kIpv4 = 1, kIpv6 = 2, kHostName = 3, kDomainName = 4 };
+
+/// Whole, decimal, in 32 bits with sign.
+bool ParseDecimal(std::string_view text, int32_t* number) {
+    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), *number);
+    return parsed.ec == std::errc() && parsed.ptr == text.data() + text.size();
+}
+
+/// How ping and trace route differ.
+struct Probe {
+    Command start;
+    Command result;
+    const char* no_target;
+    bool counts;  // takes a number of packets and a timeout
+};
+
+constexpr Probe kPingProbe = {
+    kPing, kPingResult, "Please specify any one of ip address or hostname or domain name to ping\n",
+    true};
+constexpr Probe kTraceRouteProbe = {
+    kTraceRoute, kTraceRouteResult,
+    "Please specify any one of ip address or hostname or domain name to traceroute\n", false};
+
+/// A request in the making. The order of the keys matters: an address is converted when its version
+/// comes.
+class ProbeBuilder {
+  public:
+    ProbeBuilder(ZwMgmt_interface& complaining_session, const Probe& built_probe)
+        : session(complaining_session), probe(built_probe) {}
+
+    /// Null, or what is wrong with the key.
+    const char* Take(const Client_Request_Argument& key) {
+        const std::string_view value = ValueOf(key);
+        switch (key.key) {
+            case kIpKey: address = key.value; return nullptr;
+            case kIpVersionKey: return TakeVersion(value);
+            case kHostKey:
+                if (value.find('.') != value.npos) {
+                    return "Please specify a hostname instead of a domain name\n";
+                }
+                return TakeName(kHostName, value);
+            case kDomainKey:
+                if (value.find('.') == value.npos) {
+                    return "Please specify a domain name instead of a host name\n";
+                }
+                return TakeName(kDomainName, value);
+            case kPacketsKey: return TakeNumber(value, &packets);
+            case kTimeoutKey: return TakeNumber(value, &timeout_seconds);
+            default: return kInvalidArgument;
+        }
+    }
+
+    int Finish(_Message* message) {
+        if (address != nullptr && name_given) return Refuse(session, probe.no_target);
+        if (address != nullptr && !version_given) {
+            return Refuse(session, "Please provide a valid ip address family\n");
+        }
+        if (address == nullptr && !name_given) return Refuse(session, probe.no_target);
+        if (probe.counts) {
+            payload.packet_count = static_cast<uint8_t>(packets);
+            // The product is formed in 32 bits.
+            payload.timeout_ms =
+                static_cast<int32_t>(static_cast<uint32_t>(timeout_seconds) * 1000u);
+        }
+        message->service = kNet;
+        message->opcode = probe.start;
+        return AttachData(message, &payload, sizeof(payload)) ? 0
+                                                              : Refuse(session, "Out of memory\n");
+    }
+
+  private:
+    const char* TakeVersion(std::string_view version) {
+        const bool ipv4 = version == "ipv4";
+        if (!ipv4 && version != "ipv6") return "Please specify the family correctly.\n";
+        version_given = true;
+        payload.target_kind = ipv4 ? kIpv4 : kIpv6;
+        std::memset(payload.target, 0, sizeof(payload.target));
+        const uint8_t family = ipv4 ? 2 : 10;
+        if (!ZwMgmt_interface::CLInet_Pton(family, address != nullptr ? address : "",
+                                           payload.target, sizeof(payload.target))) {
+            return "Cannot convert ip address from dotted decimal format to binary format\n";
+        }
+        return nullptr;
+    }
+
+    const char* TakeName(TargetKind kind, std::string_view name) {
+        name_given = true;
+        payload.target_kind = kind;
+        SetFixedText(payload.target, sizeof(payload.target), name);
+        return nullptr;
+    }
+
+    const char* TakeNumber(std::string_view text, int32_t* number) const {
+        return probe.counts && ParseDecimal(text, number) ? nullptr : kInvalidArgument;
+    }
+
+    ZwMgmt_interface& session;
+    const Probe& probe;
+    PingRequest payload = {};
+    const char* address = nullptr;
+    bool version_given = false;
+    bool name_given = false;
+    int32_t packets = 4;
+    int32_t timeout_seconds = 2;
+};
+
+int BuildProbe(ZwMgmt_interface& session, const Client_Request_Message* request, _Message* message,
+               const Probe& probe) {
+    const uint32_t count = request->arguments != nullptr ? request->argument_count : 0;
+    if (count == 1 && SameIgnoringCase(ValueOf(request->arguments[0]), "getresult")) {
+        return Fill(session, message, kNet, probe.result);
+    }
+    if (count == 0) return Refuse(session, probe.no_target);
+    ProbeBuilder builder(session, probe);
+    for (uint32_t i = 0; i < count; ++i) {
+        if (const char* wrong = builder.Take(request->arguments[i])) return Refuse(session, wrong);
+    }
+    return builder.Finish(message);
+}
+
+}  // namespace
+
+int ZwMgmt_interface::CLPing(Client_Request_Message* request, _Message* message) {
+    return BuildProbe(*this, request, message, kPingProbe);
+}
+
+int ZwMgmt_interface::CLTraceRoute(Client_Request_Message* request, _Message* message) {
+    if (message->os_type == kXen) return kNotForThisAgent;
+    return BuildProbe(*this, request, message, kTraceRouteProbe);
+}
+
+int ZwMgmt_interface::CLSetMTU(Client_Request_Message* request, _Message* message) {
+    constexpr int32_t kHighest = 655355;
+    const bool set = request->argument_count > 0 && request->arguments != nullptr &&
+                     SameIgnoringCase(ValueOf(request->arguments[0]), "set");
+    if (!set) return Refuse(*this, "please specify a valid sub command\n");
+    MtuRequest payload = {};
+    for (const Client_Request_Argument& key : KeysOf(request)) {
+        const std::string_view value = ValueOf(key);
+        if (key.key == NetworkingKey("ifname")) {
+            SetFixedText(payload.interface_name, value);
+        } else if (key.key == NetworkingKey("mtu")) {
+            int32_t mtu = 0;
+            const bool number = ParseDecimal(value, &mtu);
+            if (IsAllDigits(value) && (!number || mtu > kHighest)) {
+                return Refuse(*this, "You have entered very high value for mtu!!!!\n");
+            }
+            if (!number || mtu < 1) return Refuse(*this, "Please specify postive value for mtu\n");
+            payload.mtu = static_cast<uint32_t>(mtu);
+        } else {
+            return Refuse(*this, kInvalidArgument);
+        }
+    }
+    if (os_type == kWindows && payload.interface_name[0] == '\0') {
+        return Refuse(*this, "please specify IfName\n");
+    }
+    if (payload.mtu == 0) return Refuse(*this, "Plese specify MTU\n");
+    return Fill(*this, message, kNet, kSetMtu, &payload, sizeof(payload));
+}

@@ -1,0 +1,322 @@
+#include "simulator/filter_table.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "adapters/chips.h"
+#include "platform/address.h"
+#include "simulator/requests.h"
+#include "zwmgmt/fixed_text.h"
+#include "zwmgmt/status.h"
+#include "zwmgmt/vocabulary.h"
+
+namespace zmsim {
+namespace {
+
+using zwmgmt::Chips;
+using zwmgmt::FixedText;
+
+constexpr const char* kFirstCombination = "protocol, tos, vlan, port";
+
+/// The members of a rule that a present bit stands for, copied when a rule is modified.
+struct Member {
+    uint32_t bit;
+    size_t offset;
+    size_t width;
+};
+
+#define X3_MEMBER(bit, member) \
+    { bit, offsetof(_Filter, member), sizeof(_Filter::member) }
+#define X4_MEMBER(bit, member) \
+    { bit, offsetof(_FilterX4, member), sizeof(_FilterX4::member) }
+
+constexpr Member kX3Members[] = {
+    X3_MEMBER(0x1, source_address),    X3_MEMBER(0x2, source_prefix),
+    X3_MEMBER(0x4, source_port),       X3_MEMBER(0x8, destination_address),
+    X3_MEMBER(0x10, destination_port), X3_MEMBER(0x20, vlan_id),
+    X3_MEMBER(0x40, vlan_priority),    X3_MEMBER(0x80, mac_index),
+    X3_MEMBER(0x100, protocol),        X3_MEMBER(0x200, queue),
+    X3_MEMBER(0x400, action),
+};
+
+/// An X4 member, and how a listing shows it.
+struct X4Shown {
+    Member member;
+    const char* name;
+    enum { kMasked, kAddress, kNumber, kText } form;
+};
+
+constexpr X4Shown kX4Members[] = {
+    {X4_MEMBER(0x800000, address_family), "ipv6", X4Shown::kNumber},
+    {X4_MEMBER(0x1, fcoe), "fcoe", X4Shown::kMasked},
+    {X4_MEMBER(0x2, port), "port", X4Shown::kMasked},
+    {X4_MEMBER(0x4, vlan), "vlan", X4Shown::kMasked},
+    {X4_MEMBER(0x8, ovlan), "ovlan", X4Shown::kMasked},
+    {X4_MEMBER(0x10, pf), "pf", X4Shown::kMasked},
+    {X4_MEMBER(0x20, vf), "vf", X4Shown::kMasked},
+    {X4_MEMBER(0x40, tos), "tos", X4Shown::kMasked},
+    {X4_MEMBER(0x80, protocol), "protocol", X4Shown::kMasked},
+    {X4_MEMBER(0x100, ethertype), "ethertype", X4Shown::kMasked},
+    {X4_MEMBER(0x200, macmatch), "macmatch", X4Shown::kMasked},
+    {X4_MEMBER(0x400, mpshittype), "mpshittype", X4Shown::kMasked},
+    {X4_MEMBER(0x800, fragmentation), "fragmentation", X4Shown::kMasked},
+    {X4_MEMBER(0x1000, lport), "lport", X4Shown::kMasked},
+    {X4_MEMBER(0x2000, fport), "fport", X4Shown::kMasked},
+    {X4_MEMBER(0x4000, lip), "lip", X4Shown::kAddress},
+    {X4_MEMBER(0x8000, fip), "fip", X4Shown::kAddress},
+    {X4_MEMBER(0x10000, action), "action", X4Shown::kNumber},
+    {X4_MEMBER(0x20000, vlan_action), "vlan action", X4Shown::kNumber},
+    {X4_MEMBER(0x20000, vlan_value), "vlan value", X4Shown::kNumber},
+    {X4_MEMBER(0x40000, hitcnts), "hitcnts", X4Shown::kNumber},
+    {X4_MEMBER(0x80000, prio), "prio", X4Shown::kNumber},
+    {X4_MEMBER(0x100000, queue), "queue", X4Shown::kNumber},
+    {X4_MEMBER(0x200000, tcbhash), "tcbhash", X4Shown::kNumber},
+    {X4_MEMBER(0x400000, eport), "eport", X4Shown::kNumber},
+    {X4_MEMBER(0x1000000, smac), "smac", X4Shown::kText},
+    {X4_MEMBER(0x2000000, dmac), "dmac", X4Shown::kText},
+    {X4_MEMBER(0x4000000, rpttid), "rpttid", X4Shown::kNumber},
+    {X4_MEMBER(0x8000000, vnic_id), "vnic_id", X4Shown::kText},
+};
+
+#undef X3_MEMBER
+#undef X4_MEMBER
+
+template <class Rule>
+void CopyGiven(const Rule& from, Rule* to, const Member& member) {
+    if ((from.present & member.bit) == 0) return;
+    std::memcpy(reinterpret_cast<char*>(to) + member.offset,
+                reinterpret_cast<const char*>(&from) + member.offset, member.width);
+    to->present |= member.bit;
+}
+
+void Modify(const _Filter& given, _Filter* rule) {
+    for (const Member& member : kX3Members) CopyGiven(given, rule, member);
+}
+
+void Modify(const _FilterX4& given, _FilterX4* rule) {
+    for (const X4Shown& shown : kX4Members) CopyGiven(given, rule, shown.member);
+    rule->address_family = given.address_family;
+}
+
+/// The lowest id that no rule has.
+template <class Rules>
+typename Rules::key_type FreeId(const Rules& rules) {
+    typename Rules::key_type id = 1;
+    while (rules.contains(id)) ++id;
+    return id;
+}
+
+/// Carries out a change of a table of rules by id.
+template <class Rules, class Rule>
+Reply Change(Rules* rules, Rule rule, bool add, bool modify) {
+    if (!add) {
+        const auto found = rules->find(+rule.id);
+        if (found == rules->end()) return Failed(zwmgmt::kInvalidFilterId);
+        if (modify) {
+            Modify(rule, &found->second);
+        } else {
+            rules->erase(found);
+        }
+        return {};
+    }
+    if (rule.id == 0) rule.id = FreeId(*rules);
+    const bool added = rules->emplace(+rule.id, rule).second;
+    return added ? Reply{} : Failed(zwmgmt::kInvalidFilterId);
+}
+
+std::string AddressText(const FilterAddress& address, bool ipv6) {
+    const auto family = ipv6 ? zwmgmt::platform::Family::kIpv6 : zwmgmt::platform::Family::kIpv4;
+    char text[46] = "";
+    zwmgmt::platform::FormatAddress(family, address.address, text, sizeof(text));
+    int prefix = 0;
+    for (size_t i = 0; i < zwmgmt::platform::AddressSize(family); ++i) {
+        for (uint8_t bits = address.mask[i]; bits != 0; bits = static_cast<uint8_t>(bits << 1))
+            ++prefix;
+    }
+    return std::string(text) + "/" + std::to_string(prefix);
+}
+
+std::string Value(const _FilterX4& rule, const X4Shown& shown) {
+    const char* member = reinterpret_cast<const char*>(&rule) + shown.member.offset;
+    switch (shown.form) {
+        case X4Shown::kMasked: {
+            FilterField field;
+            std::memcpy(&field, member, sizeof(field));
+            char text[32];
+            std::snprintf(text, sizeof(text), "%#x:%#x", field.value, field.mask);
+            return text;
+        }
+        case X4Shown::kAddress: {
+            FilterAddress address;
+            std::memcpy(&address, member, sizeof(address));
+            return AddressText(address, rule.address_family != 0);
+        }
+        case X4Shown::kNumber: {
+            uint32_t number;
+            std::memcpy(&number, member, sizeof(number));
+            return std::to_string(number);
+        }
+        case X4Shown::kText: return std::string(FixedText(member, shown.member.width));
+    }
+    return "";
+}
+
+std::string Render(const _FilterX4& rule) {
+    std::string text = "Filter id " + std::to_string(rule.id);
+    for (const X4Shown& shown : kX4Members) {
+        if ((rule.present & shown.member.bit) == 0) continue;
+        text.append("\n    ").append(shown.name).append(": ").append(Value(rule, shown));
+    }
+    return text;
+}
+
+}  // namespace
+
+std::optional<Reply> FilterTable::Answer(uint16_t opcode, std::span<const uint8_t> data) {
+    switch (opcode) {
+        case zwmgmt::kAddFilterX3:
+        case zwmgmt::kDeleteFilterX3:
+        case zwmgmt::kModifyFilterX3: return ChangeX3(opcode, data);
+        case zwmgmt::kAddFilterX4:
+        case zwmgmt::kDeleteFilterX4:
+        case zwmgmt::kModifyFilterX4: return ChangeX4(opcode, data);
+        case zwmgmt::kListFiltersX3: return ListX3();
+        case zwmgmt::kListFiltersX4: return ListX4(data);
+        case zwmgmt::kSetMaxFilters:
+        case zwmgmt::kGetMaxFilters: return MaxFilters(opcode, data);
+        case zwmgmt::kSetCombination: return SetCombination(data);
+        case zwmgmt::kShowActiveCombination: return ActiveCombinations();
+        case zwmgmt::kListX3Adapters: return ListX3Adapters();
+        case zwmgmt::kListX4Adapters: return ListX4Adapters();
+        default: return std::nullopt;
+    }
+}
+
+bool FilterTable::IsLoaded(std::string_view driver) const {
+    return std::ranges::any_of(scenario.drivers, [&](const Driver& row) {
+        return row.record.loaded && FixedText(row.record.name) == driver;
+    });
+}
+
+FilterTable::X3Table* FilterTable::FindX3(std::string_view interface_name) {
+    for (const Adapter& adapter : scenario.adapters) {
+        if (!IsOneOf(Chips::kX3, FixedText(adapter.card.chip_type))) continue;
+        for (const Port& port : adapter.ports) {
+            if (FixedText(port.record.name) == interface_name) {
+                return &x3_tables[std::string(interface_name)];
+            }
+        }
+    }
+    return nullptr;
+}
+
+FilterTable::X4Table* FilterTable::FindX4(std::string_view pci_bus_location) {
+    for (const Adapter& adapter : scenario.adapters) {
+        if (IsOneOf(Chips::kX4AndX5, FixedText(adapter.card.chip_type)) &&
+            FixedText(adapter.card.pci_bus_location) == pci_bus_location) {
+            return &x4_tables[std::string(pci_bus_location)];
+        }
+    }
+    return nullptr;
+}
+
+Reply FilterTable::ChangeX3(uint16_t opcode, std::span<const uint8_t> data) {
+    _Filter rule = {};
+    if (!Unpack(data, &rule)) return Failed(zwmgmt::kInvalidValue);
+    if (IsLoaded("x3_tom")) return Failed(zwmgmt::kOffloadLoaded);
+    X3Table* table = FindX3(FixedText(rule.interface_name));
+    if (table == nullptr) return Failed(zwmgmt::kNoPorts);
+    return Change(&table->rules, rule, opcode == zwmgmt::kAddFilterX3,
+                  opcode == zwmgmt::kModifyFilterX3);
+}
+
+Reply FilterTable::ChangeX4(uint16_t opcode, std::span<const uint8_t> data) {
+    _FilterX4 rule = {};
+    if (!Unpack(data, &rule)) return Failed(zwmgmt::kInvalidValue);
+    if (IsLoaded("x4_tom")) return Failed(zwmgmt::kOffloadLoaded);
+    X4Table* table = FindX4(FixedText(rule.pci_bus_location));
+    if (table == nullptr) return Failed(zwmgmt::kNoPorts);
+    return Change(&table->rules, rule, opcode == zwmgmt::kAddFilterX4,
+                  opcode == zwmgmt::kModifyFilterX4);
+}
+
+Reply FilterTable::ListX3() {
+    if (IsLoaded("x3_tom")) return Failed(zwmgmt::kOffloadLoaded);
+    Reply reply;
+    for (const auto& [name, table] : x3_tables) {
+        for (const auto& [id, rule] : table.rules) {
+            const auto* bytes = reinterpret_cast<const uint8_t*>(&rule);
+            reply.data.insert(reply.data.end(), bytes, bytes + sizeof(rule));
+        }
+    }
+    return reply.data.empty() ? Failed(zwmgmt::kNoFilters) : reply;
+}
+
+Reply FilterTable::ListX4(std::span<const uint8_t> data) {
+    FilterListRequest request = {};
+    if (!Unpack(data, &request)) return Failed(zwmgmt::kInvalidValue);
+    if (IsLoaded("x4_tom")) return Failed(zwmgmt::kOffloadLoaded);
+    const X4Table* table = FindX4(FixedText(request.pci_bus_location));
+    if (table == nullptr) return Failed(zwmgmt::kNoPorts);
+    std::string texts;
+    for (const auto& [id, rule] : table->rules) texts.append(Render(rule)).push_back('\0');
+    return texts.empty() ? Failed(zwmgmt::kNoFilters) : TextReply(texts);
+}
+
+Reply FilterTable::MaxFilters(uint16_t opcode, std::span<const uint8_t> data) {
+    _Filter request = {};
+    if (!Unpack(data, &request)) return Failed(zwmgmt::kInvalidValue);
+    if (IsLoaded("x3_tom")) return Failed(zwmgmt::kOffloadLoaded);
+    X3Table* table = FindX3(FixedText(request.interface_name));
+    if (table == nullptr) return Failed(zwmgmt::kNoPorts);
+    if (opcode == zwmgmt::kSetMaxFilters) {
+        table->max = request.max;
+        return {};
+    }
+    return RecordReply(table->max);
+}
+
+Reply FilterTable::SetCombination(std::span<const uint8_t> data) {
+    _FilterX4 request = {};
+    if (!Unpack(data, &request)) return Failed(zwmgmt::kInvalidValue);
+    X4Table* table = FindX4(FixedText(request.pci_bus_location));
+    if (table == nullptr) return Failed(zwmgmt::kNoPorts);
+    table->combination = FixedText(request.combination);
+    return {};
+}
+
+Reply FilterTable::ActiveCombinations() {
+    if (IsLoaded("x3_tom") || IsLoaded("x4_tom")) return Failed(zwmgmt::kOffloadLoaded);
+    std::string text;
+    for (const Adapter& adapter : scenario.adapters) {
+        const std::string_view location = FixedText(adapter.card.pci_bus_location);
+        const X4Table* table = FindX4(location);
+        if (table == nullptr) continue;
+        text.append(location).append(": ");
+        text.append(table->combination.empty() ? kFirstCombination : table->combination);
+        text.push_back('\n');
+    }
+    return TextReply(text);
+}
+
+Reply FilterTable::ListX3Adapters() {
+    std::string names;
+    for (const Adapter& adapter : scenario.adapters) {
+        if (!IsOneOf(Chips::kX3, FixedText(adapter.card.chip_type))) continue;
+        for (const Port& port : adapter.ports) {
+            names.append(FixedText(port.record.name)).append("\n");
+        }
+    }
+    return TextReply(names);
+}
+
+Reply FilterTable::ListX4Adapters() {
+    std::string names;
+    for (const Adapter& adapter : scenario.adapters) {
+        if (!IsOneOf(Chips::kX4AndX5, FixedText(adapter.card.chip_type))) continue;
+        names.append(FixedText(adapter.card.pci_bus_location)).append("\n");
+    }
+    return TextReply(names);
+}
+
+}  // namespace zmsim

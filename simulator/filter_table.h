@@ -1,0 +1,52 @@
+/// The hardware filter rules of a simulated host.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "simulator/host_model.h"
+#include "simulator/scenario.h"
+#include "zwmgmt/records/filter.h"
+
+namespace zmsim {
+
+class FilterTable {
+  public:
+    /// The host's adapters and drivers outlive the table.
+    explicit FilterTable(const Scenario& host_scenario) : scenario(host_scenario) {}
+
+    /// The answer to an opcode of the filter service; nothing for one that it does not know.
+    std::optional<Reply> Answer(uint16_t opcode, std::span<const uint8_t> data);
+
+  private:
+    struct X3Table {
+        std::map<int32_t, _Filter> rules;  // by id
+        int32_t max = 0;
+    };
+    struct X4Table {
+        std::map<uint32_t, _FilterX4> rules;  // by id
+        std::string combination;
+    };
+
+    Reply ChangeX3(uint16_t opcode, std::span<const uint8_t> data);
+    Reply ChangeX4(uint16_t opcode, std::span<const uint8_t> data);
+    Reply ListX3();
+    Reply ListX4(std::span<const uint8_t> data);
+    Reply MaxFilters(uint16_t opcode, std::span<const uint8_t> data);
+    Reply SetCombination(std::span<const uint8_t> data);
+    Reply ActiveCombinations();
+    Reply ListX3Adapters();
+    Reply ListX4Adapters();
+    bool IsLoaded(std::string_view driver) const;
+    X3Table* FindX3(std::string_view interface_name);
+    X4Table* FindX4(std::string_view pci_bus_location);
+
+    const Scenario& scenario;
+    std::map<std::string, X3Table> x3_tables;  // by interface name
+    std::map<std::string, X4Table> x4_tables;  // by PCI bus location
+};
+
+}  // namespace zmsim
