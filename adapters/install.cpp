@@ -1,7 +1,6 @@
 /// Installing: the packages of a checked request are pushed one after the other; the agent installs
 /// them on its own time and tells the outcome when asked.
 #include <algorithm>
-#include <charconv>
 
 #include "adapters/install_options.h"
 #include "cli/fields.h"
@@ -24,15 +23,7 @@ bool IsPackage(const Client_Request_Argument& key) {
     return std::ranges::find(kPackageKeys, +key.key) != std::end(kPackageKeys);
 }
 
-/// The last value given for a key; null without one.
-const char* LastValue(const Client_Request_Message* request, int key) {
-    const char* value = nullptr;
-    for (const Client_Request_Argument& argument : KeysOf(request)) {
-        if (argument.key == key) value = argument.value;
-    }
-    return value;
-}
-
+constexpr int kNoMemory = 2;  // of PushFile
 constexpr const char* kFailed = "Command Failed\n";
 
 }  // namespace
@@ -44,23 +35,24 @@ int ZwMgmt_interface::CLInstallKorvaneDrivers(Client_Request_Message* request, _
     if (validity == Validity::kRefusedQuietly) return Refuse(*this, kFailed);
     if (validity == Validity::kRefused) return kRequestRefused;
 
-    char conf_type = 0;
     FileTransfer transfer = {.path = nullptr, .flags = options.type_mask};
+    const char conf_type = static_cast<char>(options.conf_type);
     if (options.type_mask & kTextExtraFlags) {
-        transfer.extra = LastValue(request, SystemKey("ofedpkg"));
-    } else if (const char* value = LastValue(request, SystemKey("conftype"))) {
-        conf_type = static_cast<char>(value[0] - '0');
+        transfer.extra = options.ofed_package;
+    } else if (options.conf_type != -1) {
         transfer.extra = &conf_type;
     }
     for (const Client_Request_Argument& key : KeysOf(request)) {
         if (!IsPackage(key)) continue;
         transfer.path = key.value;
-        const int outcome = SendFile(transfer, result_buffer);
-        if (outcome == 0 && status == kSuccess) continue;
+        bool announced = false;
+        const int outcome = PushFile(transfer, result_buffer, &announced);
         if (!connected) return static_cast<int>(status);
-        if (status == kOutOfMemory) return Refuse(*this, "out of memory\n");
-        if (status == kSuccess) return kRequestRefused;  // no such file, and the like: said
+        if (outcome == kNoMemory) return Refuse(*this, "out of memory\n");
+        if (outcome != 0 && status == kSuccess) return kRequestRefused;  // not sent, and said why
         *message = last_reply_header;
+        if (outcome == 0) continue;
+        if (announced) PrintOutput("\n");  // the progress line has none
         if (FileRefusalText(status) == nullptr) PrintOutput("%s", kFailed);
         return 0;
     }

@@ -186,15 +186,16 @@ uint32_t TypesFrom(std::string_view list) {
 }
 
 bool IsOfedPackage(std::string_view value) {
+    if (value.size() > sizeof(FileTransferRecord::extra)) return false;
     return SameIgnoringCase(value, "basic") || SameIgnoringCase(value, "hpc") ||
            SameIgnoringCase(value, "all") || EndsIgnoringCase(value, ".conf");
 }
 
-bool IsConfType(std::string_view value) {
-    unsigned type = 0;
-    return IsAllDigits(value) &&
-           std::from_chars(value.data(), value.data() + value.size(), type).ec == std::errc() &&
-           type < 6;
+/// A decimal number below 6, or -1.
+int ConfTypeFrom(std::string_view value) {
+    int type = 6;
+    std::from_chars(value.data(), value.data() + value.size(), type);
+    return IsAllDigits(value) && type < 6 ? type : -1;
 }
 
 /// One request's keys, taken in their order.
@@ -207,9 +208,11 @@ class Validation {
         const std::string_view value = ValueOf(key);
         switch (key.key) {
             case kTypeKey: options.type_mask = TypesFrom(value); return true;
-            case kOfedPackageKey: return TakeOfedPackage(value);
+            case kOfedPackageKey: return TakeOfedPackage(key);
             case kConfTypeKey:
-                return IsConfType(value) || Wrong("Please provide the correct conf type value\n");
+                options.conf_type = ConfTypeFrom(value);
+                return options.conf_type != -1 ||
+                       Wrong("Please provide the correct conf type value\n");
             case kX3PathKey: return TakeDriver(0) && NotOfAllTypes() && Judged(key.key, value);
             case kX4PathKey: return TakeDriver(1) && Judged(key.key, value);
             case kIscsiPathKey:
@@ -293,10 +296,11 @@ class Validation {
         return wrong == nullptr || Wrong(wrong);
     }
 
-    bool TakeOfedPackage(std::string_view value) {
+    bool TakeOfedPackage(const Client_Request_Argument& key) {
         if (!ofed_given) return true;
         ofed_package_missing = false;
-        return IsOfedPackage(value) || Wrong("Please specify the correct ofedpkg\n\n");
+        options.ofed_package = key.value;
+        return IsOfedPackage(ValueOf(key)) || Wrong("Please specify the correct ofedpkg\n\n");
     }
 
     ZwMgmt_interface& session;
@@ -322,6 +326,7 @@ Validity Validate(ZwMgmt_interface& session, const Client_Request_Message* reque
     for (const Client_Request_Argument& key : KeysOf(request)) {
         if (!validation.Take(key)) return Validity::kRefused;
     }
+    options->all_taken = true;
     return validation.Finish();
 }
 
@@ -344,9 +349,9 @@ int ZwMgmt_interface::CLdoValidationsDrvInstall(const Client_Request_Message* re
     InstallOptions options;
     options.generation = *generation;
     const Validity validity = Validate(*this, request, &options);
-    *x3_path_given = options.x3_path_given;
+    if (options.x3_path_given) *x3_path_given = 1;
     *path_count = options.path_count;
-    *type_mask = options.type_mask;
+    if (options.all_taken) *type_mask = options.type_mask;
     *generation = options.generation;
     return validity == Validity::kValid ? 0 : 1;
 }

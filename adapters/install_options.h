@@ -24,9 +24,12 @@ std::span<const char* const> DriverTypeNames();
 
 struct InstallOptions {
     uint32_t type_mask = 0;
-    int path_count = 0;  // packages given
-    int generation = 0;  // 0: X3 driver or iSCSI package; 1: X4 driver or Zwire package
+    bool all_taken = false;  // no key was refused: type_mask is whole
+    int path_count = 0;      // packages given
+    int generation = 0;      // 0: X3 driver or iSCSI package; 1: X4 driver or Zwire package
     bool x3_path_given = false;
+    const char* ofed_package = nullptr;  // the request's text
+    int conf_type = -1;                  // -1: none
 };
 
 enum class Validity {

@@ -20,9 +20,11 @@ struct MoreRow {
 constexpr MoreRow kMore[] = {
     {kSetCardProperty, &CardProperties, nullptr, ""},
     {kSetPortProperty, &PortProperties, nullptr,
-     "\nThe MTU is set with mtu=BYTES, on Windows agents with jumbopacket=BYTES: \"mtu\" is not "
-     "among\n"
-     "their keys.\n"},
+     "\nThe MTU is set with mtu=BYTES; of X4 and X5 ports on Windows agents with "
+     "jumbopacket=BYTES.\n"
+     "The words mtu and vlan mean other keys to Windows agents: the MTU and the VLAN insertion of "
+     "X3\n"
+     "ports cannot be set there.\n"},
     {kInstall, nullptr, &DriverTypeNames,
      "\nPACKAGE: kxgb3path and kxgb4path (drivers), iscsipath, ofedpath (followed by "
      "ofedpkg=basic, hpc,\n"
@@ -33,7 +35,8 @@ constexpr MoreRow kMore[] = {
 
 const char* ValuesOf(const Property& property) {
     switch (property.form) {
-        case Form::kText: return property.width == 2 ? "0, 1, ..." : "a number";
+        case Form::kFlag: return "0, 1, ...";
+        case Form::kText:
         case Form::kNumber:
         case Form::kLowByte:
         case Form::kLow16:
@@ -126,10 +129,13 @@ bool PrintHelp(FILE* stream, const char* const* words, size_t count) noexcept {
         }
         return true;
     }
+    bool any = false;
     for (const Route& route : Routes()) {
-        if (count == 0 || route.service == service) PrintCommand(stream, route);
+        if (count != 0 && route.service != service) continue;
+        PrintCommand(stream, route);
+        any = true;
     }
-    return true;
+    return any;
 }
 
 }  // namespace zwmgmt

@@ -358,7 +358,7 @@ TEST(Install, PushesThePackagesInOrder) {
         {0, 0, {"type=nic", toe.c_str()}, 0, 0, toe_sent + "Command completed successfully.\n", 1},
         {75, 0, {"type=nic,ofed", toe.c_str(), ofed.c_str(), "ofedpkg=HPC"}, 0, 75, announced + "Pre-Requisites for installating driver failed\n", 0},
         {99, 0, {"type=nic", toe.c_str()}, 0, 99, announced + "Command Failed\n", 0},
-        {0, 1, {"type=nic", toe.c_str()}, 0, 70, announced + "Completion Progress % (50%) .... \rCommand Failed\n", 0},
+        {0, 1, {"type=nic", toe.c_str()}, 0, 70, announced + "Completion Progress % (50%) .... \r\nCommand Failed\n", 0},
         {0, 0, {"type=nic", gone.c_str(), toe.c_str()}, 1, 0, "cannot stat the file " + gone.substr(10) + "\n", 0},
         {0, 0, {"type=iscsi", toe.c_str()}, 1, 0, "Command Failed\n", 0},
         {0, 0, {"type=nic"}, 1, 0, "Driver path is not specified \n", 0},
@@ -394,13 +394,16 @@ TEST(Install, PushesThePackagesInOrder) {
 
 TEST(Install, ALostConnectionIsSaid) {
     const TemporaryFile package("x");
-    const std::string path = "iscsipath=" + package.Path() + "/../vqiscsi";
-    RawAgent agent([](SSL* ssl) { AcceptOpening(ssl); });
-    TestSession session;
-    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
     const std::string driver = package.Path() + "-vqiscsi";
     std::filesystem::copy_file(package.Path(), driver);
+    RawAgent agent([](SSL* ssl) {
+        AcceptOpening(ssl);
+        ReadFrom(ssl, 26);  // of the announcement
+    });
+    TestSession session;
+    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
     EXPECT_NE(session.Run({"system", "install", "type=iscsi", ("iscsipath=" + driver).c_str()}), 0);
+    EXPECT_NE(session.Printed().find("\nError "), std::string::npos);
     EXPECT_FALSE(session.Connected());
     std::filesystem::remove(driver);
 }
