@@ -33,6 +33,12 @@ inline bool AttachData(_Message* message, const void* bytes, size_t length) {
     return true;
 }
 
+/// Whether the request's first word, in the slot of the sub-command, is this one.
+inline bool BeginsWith(const Client_Request_Message* request, std::string_view word) {
+    return request->argument_count > 0 && request->arguments != nullptr &&
+           SameIgnoringCase(ValueOf(request->arguments[0]), word);
+}
+
 /// Says why; the result of a handler that sends nothing.
 inline int Refuse(ZwMgmt_interface& session, const char* text) {
     session.PrintOutput("%s", text);

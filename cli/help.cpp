@@ -4,6 +4,7 @@
 #include "adapters/properties.h"
 #include "cli/routes.h"
 #include "cli/vocabulary.h"
+#include "filters/x4_rules.h"
 #include "session/agent_names.h"
 
 namespace zwmgmt {
@@ -14,23 +15,26 @@ struct MoreRow {
     uint16_t command;
     std::span<const Property> (*properties)();  // that it sets
     std::span<const char* const> (*types)();    // that TYPE can be
+    void (*keys)(FILE* stream);                 // that it takes
     const char* note;
 };
 
 constexpr MoreRow kMore[] = {
-    {kSetCardProperty, &CardProperties, nullptr, ""},
-    {kSetPortProperty, &PortProperties, nullptr,
+    {kSetCardProperty, &CardProperties, nullptr, nullptr, ""},
+    {kSetPortProperty, &PortProperties, nullptr, nullptr,
      "\nThe MTU is set with mtu=BYTES; of X4 and X5 ports on Windows agents with "
      "jumbopacket=BYTES.\n"
      "The words mtu and vlan mean other keys to Windows agents: the MTU and the VLAN insertion of "
      "X3\n"
      "ports cannot be set there.\n"},
-    {kInstall, nullptr, &DriverTypeNames,
+    {kInstall, nullptr, &DriverTypeNames, nullptr,
      "\nPACKAGE: kxgb3path and kxgb4path (drivers), iscsipath, ofedpath (followed by "
      "ofedpkg=basic, hpc,\n"
      "all or FILE.conf); on Linux agents also zwirepath and zmpath, on Windows agents "
      "installshieldpath\n"
      "(instead of the driver paths) and zmpath. type=zm with zmpath updates the agent itself.\n"},
+    {kAddFilterX4, nullptr, nullptr, &PrintX4Keys, ""},
+    {kModifyFilterX4, nullptr, nullptr, &PrintX4Keys, ""},
 };
 
 const char* ValuesOf(const Property& property) {
@@ -125,6 +129,7 @@ bool PrintHelp(FILE* stream, const char* const* words, size_t count) noexcept {
             if (row.command != route->command) continue;
             if (row.properties != nullptr) PrintProperties(stream, row.properties());
             if (row.types != nullptr) PrintTypes(stream, row.types());
+            if (row.keys != nullptr) row.keys(stream);
             std::fputs(row.note, stream);
         }
         return true;

@@ -14,6 +14,9 @@ inline constexpr OsSet kAnyAgent = OsSet::Any();
 /// The status of a row for whatever the rows before it do not name.
 inline constexpr uint32_t kAnyOther = UINT32_MAX;
 
+inline constexpr const char* kRunningText =
+    "There is a background command already running. Please wait till it finishes\n";
+
 /// The text for a status of agents of some OS; the first row that suits is printed.
 struct OutcomeRow {
     uint32_t status;

@@ -25,24 +25,25 @@ enum QuadMode : uint8_t { kAddress = 1, kNetmask = 2, kGateway = 3 };
 /// Whether an octet may stand at its position (0 to 3) after the octet before it.
 using OctetJudge = bool (*)(QuadMode mode, int position, int octet, int before);
 
-/// Four parts of one to three digits. Every part is judged, then kept, in text order.
-bool WalkQuad(const char* text, QuadMode mode, OctetJudge judge, int octets[4]) {
+/// Four parts of one to three digits. Every part is judged, then kept, in text order; returns how
+/// many were.
+int WalkQuad(const char* text, QuadMode mode, OctetJudge judge, int octets[4]) {
     const std::string_view quad = text != nullptr ? text : "";
-    if (quad.find_first_not_of("0123456789.") != quad.npos) return false;
-    if (std::ranges::count(quad, '.') != 3) return false;
+    if (quad.find_first_not_of("0123456789.") != quad.npos) return 0;
+    if (std::ranges::count(quad, '.') != 3) return 0;
     size_t begin = 0;
     for (int position = 0; position < 4; ++position) {
         const size_t end = std::min(quad.find('.', begin), quad.size());
         const size_t length = end - begin;
-        if (length < 1 || length > 3) return false;
+        if (length < 1 || length > 3) return position;
         const int octet = std::atoi(text + begin);
         if (!judge(mode, position, octet, position > 0 ? octets[position - 1] : octet)) {
-            return false;
+            return position;
         }
         octets[position] = octet;
         begin = end + 1;
     }
-    return true;
+    return 4;
 }
 
 /// Netmasks fall from octet to octet, and below 255 an octet is even.
@@ -72,14 +73,14 @@ int ToOctets(const char* text, void* address, uint8_t* octets, uint8_t mode, con
              const uint32_t* mask) {
     if (!IsMode(mode)) return 1;
     int values[4] = {};
-    const bool sound = WalkQuad(text, QuadMode{mode}, &JudgeLowBits, values);
+    const int kept = WalkQuad(text, QuadMode{mode}, &JudgeLowBits, values);
     uint8_t bytes[4];
     std::transform(values, values + 4, bytes,
                    [](int value) { return static_cast<uint8_t>(value); });
+    if (octets != nullptr) std::memcpy(octets, bytes, static_cast<size_t>(kept));
+    if (kept < 4) return mode;
     uint32_t number = 0;
     std::memcpy(&number, bytes, sizeof(number));
-    if (octets != nullptr) std::memcpy(octets, bytes, sizeof(bytes));
-    if (!sound) return mode;
     if (address != nullptr) std::memcpy(address, bytes, sizeof(bytes));
     const bool in_subnet = ip == nullptr || mask == nullptr || *ip == 0 || *mask == 0 ||
                            (*mask & *ip) == (*mask & number);
@@ -101,7 +102,7 @@ int ZwMgmt_interface::CLstr2ipoctetsx4(const char* text, uint32_t* address, uint
 int CLValidateAddress(const char* text, uint8_t mode) {
     if (!IsMode(mode)) return 1;
     int octets[4] = {};
-    return WalkQuad(text, QuadMode{mode}, &JudgeWhole, octets) ? 0 : mode;
+    return WalkQuad(text, QuadMode{mode}, &JudgeWhole, octets) == 4 ? 0 : mode;
 }
 
 void ZwMgmt_interface::CLConvertStringToData(uint8_t* bytes, const char* text) {
@@ -267,6 +268,7 @@ int ZwMgmt_interface::IsValidConfigFile(int kind, const char* path) {
     FILE* file = nullptr;
     uint64_t size = 0;
     if (platform::OpenRegularFile(path, &file, &size) != platform::OpenResult::kOpened) return -1;
+    std::setvbuf(file, nullptr, _IOFBF, BUFSIZ);
     char line[255] = "";
     while (std::fgets(line, sizeof(line), file) != nullptr) {
         if (std::strstr(line, "version = ") != nullptr) break;
@@ -321,14 +323,16 @@ int ZwMgmt_interface::CLGetPassword(const char* user_name, char* password) {
     int result = kNoPair;
     char user[sizeof(LoginRecord::user_name) + 1];
     char word[kLongestPassword + 1];
-    while (result == kNoPair) {
+    for (;;) {
         const int user_read = ReadWord(file, user, sizeof(user));
         const int password_read = ReadWord(file, word, sizeof(word));
         if (user_read == 0 || password_read == 0) break;
-        if (user_read == 1 && password_read == 1 && std::strcmp(user, user_name) == 0) {
-            std::memcpy(password, word, sizeof(word));
+        if (user_read != 1 || std::strcmp(user, user_name) != 0) continue;
+        if (password_read == 1) {
+            std::strcpy(password, word);
             result = 0;
         }
+        break;  // the first pair of the user counts
     }
     OPENSSL_cleanse(word, sizeof(word));
     std::fclose(file);

@@ -61,8 +61,7 @@ constexpr OutcomeRow kActiveOutcomes[] = {
 
 constexpr OutcomeRow kMaxOutcomes[] = {
     {kOffloadLoaded, kAnyAgent, "Error:x3_tom loaded. Cannot get max filters value..!\n"},
-    {kStillRunning, kAnyAgent,
-     "There is a background command already running. Please wait till it finishes\n"},
+    {kStillRunning, kAnyAgent, kRunningText},
     {kNotStarted, kAnyAgent,
      "The data available is not for this command. Please initiate the setnfilters command and then "
      "retry\n"},

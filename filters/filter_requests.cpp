@@ -64,9 +64,11 @@ int SendRule(ZwMgmt_interface& session, const Client_Request_Message* request, _
     return Fill(session, message, kFilter, row.command, &rule, sizeof(rule));
 }
 
-bool IsWord(const Client_Request_Message* request, std::string_view word) {
-    return request->argument_count > 0 && request->arguments != nullptr &&
-           SameIgnoringCase(ValueOf(request->arguments[0]), word);
+/// False for a location that is longer than its field.
+bool SetLocation(std::string_view location, char (&field)[32]) {
+    if (location.size() > sizeof(field)) return false;
+    SetFixedText(field, location);
+    return true;
 }
 
 }  // namespace
@@ -104,7 +106,9 @@ int ZwMgmt_interface::CLListFiltersX4(Client_Request_Message* request, _Message*
     for (const Client_Request_Argument& key : KeysOf(request)) {
         const std::string_view value = ValueOf(key);
         if (key.key == kPciKey) {
-            SetFixedText(payload.pci_bus_location, value);
+            if (!SetLocation(value, payload.pci_bus_location)) {
+                return Refuse(*this, "Invalid Parameter specified\n");
+            }
         } else if (key.key != kShowKey) {
             return Refuse(*this, "Invalid Parameter specified\n");
         } else if (value == "all" || value == "active") {
@@ -124,7 +128,9 @@ int ZwMgmt_interface::CLSetCombX4(Client_Request_Message* request, _Message* mes
     for (const Client_Request_Argument& key : KeysOf(request)) {
         const std::string_view value = ValueOf(key);
         if (key.key == kPciKey) {
-            SetFixedText(payload.pci_bus_location, value);
+            if (!SetLocation(value, payload.pci_bus_location)) {
+                return Refuse(*this, "Invalid Parameter Specified\n");
+            }
         } else if (key.key != kCombinationKey) {
             return Refuse(*this, "Invalid Parameter Specified\n");
         } else if (!IsFilterCombination(value)) {
@@ -145,8 +151,8 @@ int ZwMgmt_interface::CLShowActiveComb(Client_Request_Message* /*request*/, _Mes
 
 int ZwMgmt_interface::CLGetOrSetMaxFiltersValue(Client_Request_Message* request,
                                                 _Message* message) {
-    const bool get = IsWord(request, "get");
-    if (!get && !IsWord(request, "set"))
+    const bool get = BeginsWith(request, "get");
+    if (!get && !BeginsWith(request, "set"))
         return Refuse(*this, "Please specify a valid subcommand\n");
     _Filter rule = {};
     bool max_given = false;

@@ -1,6 +1,4 @@
 /// The keys of an X3 filter rule: one row a key.
-#include <charconv>
-
 #include "cli/handler.h"
 #include "cli/keys.h"
 #include "zwmgmt/zwmgmt_interface.h"
@@ -49,11 +47,6 @@ constexpr X3Key kX3Keys[] = {
     {FilterKey("action"), 0x400, offsetof(_Filter, action),              Form::kWord, kActions},
 };
 // clang-format on
-
-bool ParseDecimal(std::string_view text, int32_t* number) {
-    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), *number);
-    return parsed.ec == std::errc() && parsed.ptr == text.data() + text.size();
-}
 
 bool Accepts(Form form, int32_t number) {
     switch (form) {

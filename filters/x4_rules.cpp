@@ -1,8 +1,11 @@
 /// The keys of an X4 filter rule: one row a key, and the checks of their values.
+#include "filters/x4_rules.h"
+
 #include <charconv>
 
 #include "cli/handler.h"
 #include "cli/keys.h"
+#include "cli/vocabulary.h"
 #include "platform/address.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
@@ -233,6 +236,34 @@ class RuleSetter {
 };
 
 }  // namespace
+
+void zwmgmt::PrintX4Keys(FILE* stream) {
+    std::fputs("\n", stream);
+    for (const X4Key& row : kX4Keys) {
+        std::fprintf(stream, "    %-14s", KeyWord(kFilter, row.key));
+        switch (row.form) {
+            case Form::kText: std::fprintf(stream, "a text of at most %zu", row.width); break;
+            case Form::kId:
+                std::fputs("a number from 1; of IPv6 rules a multiple of 4", stream);
+                break;
+            case Form::kMasked: std::fprintf(stream, "number[:mask] of %zu bits", row.width); break;
+            case Form::kNumber:
+            case Form::kDecimal: std::fputs("a number", stream); break;
+            case Form::kAddress: std::fputs("address[/prefix length]", stream); break;
+            case Form::kMac: std::fputs("a MAC address", stream); break;
+            case Form::kType: std::fputs("ipv4 or ipv6, after id", stream); break;
+            case Form::kVlanValue: std::fputs("a number, after x4vlan", stream); break;
+            case Form::kWord:
+            case Form::kVlanAction:
+                for (const WordRow& word : row.words) {
+                    std::fprintf(stream, "%s%s", &word == row.words.data() ? "" : ", ",
+                                 word.word.data());
+                }
+                break;
+        }
+        std::fputs("\n", stream);
+    }
+}
 
 uint8_t ZwMgmt_interface::CLFilterCheckProp(const char* name, const char* text, uint32_t* value) {
     uint32_t number = 0;

@@ -8,11 +8,9 @@ using namespace zwmgmt;
 namespace {
 
 constexpr const char* kNotReached = "Host Not Reachable.\n";
-constexpr const char* kRunning =
-    "There is a background command already running. Please wait till it finishes\n";
 
 constexpr OutcomeRow kPingOutcomes[] = {
-    {kStillRunning, kAnyAgent, kRunning},
+    {kStillRunning, kAnyAgent, kRunningText},
     {kNotStarted, kAnyAgent,
      "The data available is not for this command. Please initiate the ping command and then "
      "retry\n"},
@@ -20,7 +18,7 @@ constexpr OutcomeRow kPingOutcomes[] = {
 };
 
 constexpr OutcomeRow kTraceRouteOutcomes[] = {
-    {kStillRunning, kAnyAgent, kRunning},
+    {kStillRunning, kAnyAgent, kRunningText},
     {kNotStarted, kAnyAgent,
      "The data available is not for this command. Please initiate the traceroute command and then "
      "retry\n"},
@@ -32,30 +30,28 @@ constexpr OutcomeRow kMtuOutcomes[] = {
     {kAnyOther, kAnyAgent, "Command failed\n"},
 };
 
-enum HopKind : uint8_t { kReached = 1, kTimedOut = 2, kRouter = 3 };
-
 void PrintHop(ZwMgmt_interface& session, int number, const _NextHopRouter& hop) {
     session.PrintOutput("%-10d%-15llu", number, static_cast<unsigned long long>(hop.avg_rtt_ms));
-    if (hop.hop_kind == kReached || hop.hop_kind == kRouter) {
+    if (hop.hop_kind == kHopReached || hop.hop_kind == kHopRouter) {
         const uint8_t* quad = hop.address;
         session.PrintOutput("%d.%d.%d.%d", quad[0], quad[1], quad[2], quad[3]);
     }
-    if (hop.hop_kind == kReached) session.PrintOutput("\nTrace success\n");
-    if (hop.hop_kind == kTimedOut) session.PrintOutput("Timed out");
+    if (hop.hop_kind == kHopReached) session.PrintOutput("\nTrace success\n");
+    if (hop.hop_kind == kHopTimedOut) session.PrintOutput("Timed out");
     session.PrintOutput("\n");
 }
 
 void PrintHops(ZwMgmt_interface& session, const void* hops, uint32_t length) {
     session.PrintOutput("%-10s%-15s%s\n", "Hops", "AvgRtt (ms)", "Ip");
     const uint32_t count = hops != nullptr ? length / uint32_t{sizeof(_NextHopRouter)} : 0;
-    bool reached_any = false;
+    bool any_known = false;
     for (uint32_t i = 0; i < count; ++i) {
         _NextHopRouter hop;
         std::memcpy(&hop, static_cast<const _NextHopRouter*>(hops) + i, sizeof(hop));
         PrintHop(session, static_cast<int>(i + 1), hop);
-        reached_any |= kReached <= hop.hop_kind && hop.hop_kind <= kRouter;
+        any_known |= kHopReached <= hop.hop_kind && hop.hop_kind <= kHopRouter;
     }
-    if (!reached_any) session.PrintOutput("\nHost is not reachable.\n");
+    if (!any_known) session.PrintOutput("\nHost is not reachable.\n");
 }
 
 }  // namespace

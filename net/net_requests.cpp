@@ -1,6 +1,4 @@
 /// Requests of host networking.
-#include <charconv>
-
 #include "cli/handler.h"
 #include "cli/keys.h"
 #include "zwmgmt/zwmgmt_interface.h"
@@ -17,14 +15,6 @@ constexpr int kHostKey = NetworkingKey("host");
 constexpr int kDomainKey = NetworkingKey("domain");
 
 constexpr const char* kInvalidArgument = "Invalid argument specified\n";
-
-enum TargetKind : uint8_t { kIpv4 = 1, kIpv6 = 2, kHostName = 3, kDomainName = 4 };
-
-/// Whole, decimal, in 32 bits with sign.
-bool ParseDecimal(std::string_view text, int32_t* number) {
-    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), *number);
-    return parsed.ec == std::errc() && parsed.ptr == text.data() + text.size();
-}
 
 /// How ping and trace route differ.
 struct Probe {
@@ -58,12 +48,12 @@ class ProbeBuilder {
                 if (value.find('.') != value.npos) {
                     return "Please specify a hostname instead of a domain name\n";
                 }
-                return TakeName(kHostName, value);
+                return TakeName(kPingHost, value);
             case kDomainKey:
                 if (value.find('.') == value.npos) {
                     return "Please specify a domain name instead of a host name\n";
                 }
-                return TakeName(kDomainName, value);
+                return TakeName(kPingDomain, value);
             case kPacketsKey: return TakeNumber(value, &packets);
             case kTimeoutKey: return TakeNumber(value, &timeout_seconds);
             default: return kInvalidArgument;
@@ -93,7 +83,7 @@ class ProbeBuilder {
         const bool ipv4 = version == "ipv4";
         if (!ipv4 && version != "ipv6") return "Please specify the family correctly.\n";
         version_given = true;
-        payload.target_kind = ipv4 ? kIpv4 : kIpv6;
+        payload.target_kind = ipv4 ? kPingIpv4 : kPingIpv6;
         std::memset(payload.target, 0, sizeof(payload.target));
         const uint8_t family = ipv4 ? 2 : 10;
         if (!ZwMgmt_interface::CLInet_Pton(family, address != nullptr ? address : "",
@@ -103,7 +93,7 @@ class ProbeBuilder {
         return nullptr;
     }
 
-    const char* TakeName(TargetKind kind, std::string_view name) {
+    const char* TakeName(PingTarget kind, std::string_view name) {
         name_given = true;
         payload.target_kind = kind;
         SetFixedText(payload.target, sizeof(payload.target), name);
@@ -151,13 +141,14 @@ int ZwMgmt_interface::CLTraceRoute(Client_Request_Message* request, _Message* me
 
 int ZwMgmt_interface::CLSetMTU(Client_Request_Message* request, _Message* message) {
     constexpr int32_t kHighest = 655355;
-    const bool set = request->argument_count > 0 && request->arguments != nullptr &&
-                     SameIgnoringCase(ValueOf(request->arguments[0]), "set");
-    if (!set) return Refuse(*this, "please specify a valid sub command\n");
+    if (!BeginsWith(request, "set")) return Refuse(*this, "please specify a valid sub command\n");
     MtuRequest payload = {};
     for (const Client_Request_Argument& key : KeysOf(request)) {
         const std::string_view value = ValueOf(key);
         if (key.key == NetworkingKey("ifname")) {
+            if (value.size() > sizeof(payload.interface_name)) {
+                return Refuse(*this, kInvalidArgument);
+            }
             SetFixedText(payload.interface_name, value);
         } else if (key.key == NetworkingKey("mtu")) {
             int32_t mtu = 0;

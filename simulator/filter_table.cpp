@@ -81,6 +81,24 @@ constexpr X4Shown kX4Members[] = {
 #undef X3_MEMBER
 #undef X4_MEMBER
 
+/// Members that give a rule its address family.
+constexpr uint32_t kHasFamily = 0x800000 | 0x4000 | 0x8000;
+
+/// IPv6 rules take four places of the table.
+uint32_t IdStep(const _FilterX4& rule) {
+    return (rule.present & kHasFamily) != 0 && rule.address_family != 0 ? 4 : 1;
+}
+
+uint32_t IdStep(const _Filter&) { return 1; }
+
+/// Whether a change leaves the rule with addresses of two families.
+bool MixesFamilies(const _FilterX4& given, const _FilterX4& rule) {
+    return (given.present & kHasFamily) != 0 && (rule.present & kHasFamily) != 0 &&
+           given.address_family != rule.address_family;
+}
+
+bool MixesFamilies(const _Filter&, const _Filter&) { return false; }
+
 template <class Rule>
 void CopyGiven(const Rule& from, Rule* to, const Member& member) {
     if ((from.present & member.bit) == 0) return;
@@ -91,19 +109,25 @@ void CopyGiven(const Rule& from, Rule* to, const Member& member) {
 
 void Modify(const _Filter& given, _Filter* rule) {
     for (const Member& member : kX3Members) CopyGiven(given, rule, member);
+    constexpr uint32_t kSource = 0x1;
+    constexpr uint32_t kPrefix = 0x2;
+    if ((given.present & (kSource | kPrefix)) == kSource) {  // a whole address replaces a prefix
+        rule->source_prefix = 0;
+        rule->present &= ~kPrefix;
+    }
 }
 
 void Modify(const _FilterX4& given, _FilterX4* rule) {
     for (const X4Shown& shown : kX4Members) CopyGiven(given, rule, shown.member);
-    rule->address_family = given.address_family;
+    if ((given.present & kHasFamily) != 0) rule->address_family = given.address_family;
 }
 
-/// The lowest id that no rule has.
+/// The lowest id that no rule has, of those that are multiples of the step.
 template <class Rules>
-typename Rules::key_type FreeId(const Rules& rules) {
-    typename Rules::key_type id = 1;
-    while (rules.contains(id)) ++id;
-    return id;
+typename Rules::key_type FreeId(const Rules& rules, uint32_t step) {
+    uint32_t id = step;
+    while (rules.contains(static_cast<typename Rules::key_type>(id))) id += step;
+    return static_cast<typename Rules::key_type>(id);
 }
 
 /// Carries out a change of a table of rules by id.
@@ -113,13 +137,15 @@ Reply Change(Rules* rules, Rule rule, bool add, bool modify) {
         const auto found = rules->find(+rule.id);
         if (found == rules->end()) return Failed(zwmgmt::kInvalidFilterId);
         if (modify) {
+            if (MixesFamilies(rule, found->second)) return Failed(zwmgmt::kInvalidValue);
             Modify(rule, &found->second);
         } else {
             rules->erase(found);
         }
         return {};
     }
-    if (rule.id == 0) rule.id = FreeId(*rules);
+    if (rule.id == 0) rule.id = FreeId(*rules, IdStep(rule));
+    if (static_cast<uint32_t>(rule.id) % IdStep(rule) != 0) return Failed(zwmgmt::kInvalidFilterId);
     const bool added = rules->emplace(+rule.id, rule).second;
     return added ? Reply{} : Failed(zwmgmt::kInvalidFilterId);
 }
@@ -192,12 +218,6 @@ std::optional<Reply> FilterTable::Answer(uint16_t opcode, std::span<const uint8_
     }
 }
 
-bool FilterTable::IsLoaded(std::string_view driver) const {
-    return std::ranges::any_of(scenario.drivers, [&](const Driver& row) {
-        return row.record.loaded && FixedText(row.record.name) == driver;
-    });
-}
-
 FilterTable::X3Table* FilterTable::FindX3(std::string_view interface_name) {
     for (const Adapter& adapter : scenario.adapters) {
         if (!IsOneOf(Chips::kX3, FixedText(adapter.card.chip_type))) continue;
@@ -223,7 +243,7 @@ FilterTable::X4Table* FilterTable::FindX4(std::string_view pci_bus_location) {
 Reply FilterTable::ChangeX3(uint16_t opcode, std::span<const uint8_t> data) {
     _Filter rule = {};
     if (!Unpack(data, &rule)) return Failed(zwmgmt::kInvalidValue);
-    if (IsLoaded("x3_tom")) return Failed(zwmgmt::kOffloadLoaded);
+    if (IsLoaded(scenario, "x3_tom")) return Failed(zwmgmt::kOffloadLoaded);
     X3Table* table = FindX3(FixedText(rule.interface_name));
     if (table == nullptr) return Failed(zwmgmt::kNoPorts);
     return Change(&table->rules, rule, opcode == zwmgmt::kAddFilterX3,
@@ -233,7 +253,7 @@ Reply FilterTable::ChangeX3(uint16_t opcode, std::span<const uint8_t> data) {
 Reply FilterTable::ChangeX4(uint16_t opcode, std::span<const uint8_t> data) {
     _FilterX4 rule = {};
     if (!Unpack(data, &rule)) return Failed(zwmgmt::kInvalidValue);
-    if (IsLoaded("x4_tom")) return Failed(zwmgmt::kOffloadLoaded);
+    if (IsLoaded(scenario, "x4_tom")) return Failed(zwmgmt::kOffloadLoaded);
     X4Table* table = FindX4(FixedText(rule.pci_bus_location));
     if (table == nullptr) return Failed(zwmgmt::kNoPorts);
     return Change(&table->rules, rule, opcode == zwmgmt::kAddFilterX4,
@@ -241,7 +261,7 @@ Reply FilterTable::ChangeX4(uint16_t opcode, std::span<const uint8_t> data) {
 }
 
 Reply FilterTable::ListX3() {
-    if (IsLoaded("x3_tom")) return Failed(zwmgmt::kOffloadLoaded);
+    if (IsLoaded(scenario, "x3_tom")) return Failed(zwmgmt::kOffloadLoaded);
     Reply reply;
     for (const auto& [name, table] : x3_tables) {
         for (const auto& [id, rule] : table.rules) {
@@ -255,7 +275,7 @@ Reply FilterTable::ListX3() {
 Reply FilterTable::ListX4(std::span<const uint8_t> data) {
     FilterListRequest request = {};
     if (!Unpack(data, &request)) return Failed(zwmgmt::kInvalidValue);
-    if (IsLoaded("x4_tom")) return Failed(zwmgmt::kOffloadLoaded);
+    if (IsLoaded(scenario, "x4_tom")) return Failed(zwmgmt::kOffloadLoaded);
     const X4Table* table = FindX4(FixedText(request.pci_bus_location));
     if (table == nullptr) return Failed(zwmgmt::kNoPorts);
     std::string texts;
@@ -266,7 +286,7 @@ Reply FilterTable::ListX4(std::span<const uint8_t> data) {
 Reply FilterTable::MaxFilters(uint16_t opcode, std::span<const uint8_t> data) {
     _Filter request = {};
     if (!Unpack(data, &request)) return Failed(zwmgmt::kInvalidValue);
-    if (IsLoaded("x3_tom")) return Failed(zwmgmt::kOffloadLoaded);
+    if (IsLoaded(scenario, "x3_tom")) return Failed(zwmgmt::kOffloadLoaded);
     X3Table* table = FindX3(FixedText(request.interface_name));
     if (table == nullptr) return Failed(zwmgmt::kNoPorts);
     if (opcode == zwmgmt::kSetMaxFilters) {
@@ -286,7 +306,8 @@ Reply FilterTable::SetCombination(std::span<const uint8_t> data) {
 }
 
 Reply FilterTable::ActiveCombinations() {
-    if (IsLoaded("x3_tom") || IsLoaded("x4_tom")) return Failed(zwmgmt::kOffloadLoaded);
+    if (IsLoaded(scenario, "x3_tom") || IsLoaded(scenario, "x4_tom"))
+        return Failed(zwmgmt::kOffloadLoaded);
     std::string text;
     for (const Adapter& adapter : scenario.adapters) {
         const std::string_view location = FixedText(adapter.card.pci_bus_location);

@@ -40,7 +40,6 @@ class FilterTable {
     Reply ActiveCombinations();
     Reply ListX3Adapters();
     Reply ListX4Adapters();
-    bool IsLoaded(std::string_view driver) const;
     X3Table* FindX3(std::string_view interface_name);
     X4Table* FindX4(std::string_view pci_bus_location);
 

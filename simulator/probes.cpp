@@ -9,15 +9,11 @@ namespace zmsim {
 namespace {
 
 constexpr uint64_t kRoundTripMs = 2;
-constexpr uint8_t kIpv4Target = 1;
 constexpr uint8_t kNearTarget[] = {10, 0, 0, 9};  // the address of whatever has a name
-constexpr uint8_t kTimedOut = 2;
-constexpr uint8_t kRouter = 3;
-constexpr uint8_t kReached = 1;
 
 /// 192.0.2.0/24 and names under .invalid are where nobody answers.
 bool IsReachable(const PingRequest& request) {
-    if (request.target_kind == kIpv4Target) {
+    if (request.target_kind == zwmgmt::kPingIpv4) {
         constexpr uint8_t kNobody[] = {192, 0, 2};
         return std::memcmp(request.target, kNobody, sizeof(kNobody)) != 0;
     }
@@ -59,14 +55,16 @@ Reply Probes::PingResult() const {
 }
 
 Reply Probes::TraceRouteResult() const {
-    _NextHopRouter hops[3] = {{kRouter, {10, 0, 0, 1}, 1}, {kTimedOut, {}, 0}, {}};
+    _NextHopRouter hops[3] = {
+        {zwmgmt::kHopRouter, {10, 0, 0, 1}, 1}, {zwmgmt::kHopTimedOut, {}, 0}, {}};
     _NextHopRouter& last = hops[2];
     if (IsReachable(request)) {
-        last = {kReached, {}, kRoundTripMs};
-        std::memcpy(last.address, request.target_kind == kIpv4Target ? request.target : kNearTarget,
+        last = {zwmgmt::kHopReached, {}, kRoundTripMs};
+        std::memcpy(last.address,
+                    request.target_kind == zwmgmt::kPingIpv4 ? request.target : kNearTarget,
                     sizeof(kNearTarget));
     } else {
-        last.hop_kind = kTimedOut;
+        last.hop_kind = zwmgmt::kHopTimedOut;
     }
     return RecordReply(hops);
 }

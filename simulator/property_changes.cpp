@@ -112,7 +112,10 @@ bool Apply(const PortRequest& request, uint8_t os_type, const _CardInformation& 
            _PortInformation* port) {
     _PortInformation changed = *port;
     for (const Property& property : zwmgmt::PortProperties()) {
-        if (!IsSet(property, request.set_mask, os_type, card) || !IsRead(property, os_type)) {
+        if (!IsSet(property, request.set_mask, os_type, card)) continue;
+        if (!IsRead(property, os_type)) {
+            const bool its_own = FindSolarisByte(property) != nullptr;
+            if (its_own && !IsZero(request.settings, property)) return false;
             continue;
         }
         if (!IsGiven(property, request, os_type)) return false;

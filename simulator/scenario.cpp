@@ -1,5 +1,6 @@
 #include "simulator/scenario.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
@@ -214,6 +215,20 @@ Scenario ScenarioFrom(const json& root) {
 }
 
 }  // namespace
+
+bool IsLoaded(const Scenario& scenario, std::string_view driver) {
+    return std::ranges::any_of(scenario.drivers, [&](const Driver& row) {
+        return row.record.loaded && zwmgmt::FixedText(row.record.name) == driver;
+    });
+}
+
+bool HasPort(const Scenario& scenario, std::string_view name) {
+    return std::ranges::any_of(scenario.adapters, [&](const Adapter& adapter) {
+        return std::ranges::any_of(adapter.ports, [&](const Port& port) {
+            return zwmgmt::FixedText(port.record.name) == name;
+        });
+    });
+}
 
 std::string_view BuiltinScenarioJson(std::string_view os) {
     for (const BuiltinScenario& builtin : kBuiltinScenarios) {

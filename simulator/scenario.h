@@ -46,6 +46,10 @@ struct BuiltinScenario {
     const char* json;
 };
 
+/// Whether the host has a driver of this name, loaded; and a port of this name.
+bool IsLoaded(const Scenario& scenario, std::string_view driver);
+bool HasPort(const Scenario& scenario, std::string_view name);
+
 extern const std::array<BuiltinScenario, 7> kBuiltinScenarios;
 
 /// The JSON of the built-in scenario of an OS; empty for an unknown name.

@@ -222,8 +222,9 @@ class ZWMGMT_API ZwMgmt_interface {
     static int GetZMFileName(int kind, char* path, uint32_t capacity);
 
     /// Looks a user's password up in the credentials file (pairs of user name and password,
-    /// separated by white space). password: 65 bytes. Returns 0; -1 without a pair for the user; -3
-    /// without a readable file.
+    /// separated by white space), of which the user's first counts. password: 65 bytes. Returns 0;
+    /// -1 without a pair for the user, or when its password is longer than 64 bytes; -3 without a
+    /// readable file.
     static int CLGetPassword(const char* user_name, char* password);
 
     // ---- Requests -----------------------------------------------------------------------------
@@ -444,6 +445,22 @@ class ZWMGMT_API ZwMgmt_interface {
     /// _Filter. Reply to get: a signed 32-bit number.
     int CLGetOrSetMaxFiltersValue(Client_Request_Message* request, _Message* message);
     void GetMaxFiltersResponse(const void* value, _Message* message);
+
+    // ---- Offload policies ---------------------------------------------------------------------
+
+    /// Policies of the interface ifname=: policy=TEXT or policy=@FILE, of which the first rule
+    /// counts (zwmgmt/policy.h compiles it, and says what is wrong); id= is its position, from 1.
+    /// Data: _OfldPolicy. Replies: a status.
+    int CLAddPolicy(Client_Request_Message* request, _Message* message);
+    void GetAddPolicyResponse(_Message* message);
+    int CLModifyPolicy(Client_Request_Message* request, _Message* message);
+    void GetModifyPolicyResponse(_Message* message);
+    int CLDeletePolicy(Client_Request_Message* request, _Message* message);
+    void GetDeletePolicyResponse(_Message* message);
+
+    /// All policies; no keys. Reply: _OfldPolicy records back to back, printed as text.
+    int CLListPolicies(Client_Request_Message* request, _Message* message);
+    void GetListPolicyResponse(const void* policies, _Message* message);
 
     // ---- Host networking ----------------------------------------------------------------------
 

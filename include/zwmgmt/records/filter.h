@@ -20,7 +20,7 @@ struct _Filter {
     int32_t destination_port;
     int32_t vlan_id;
     int32_t vlan_priority;
-    uint32_t present;  ///< bits of the table in filters/x3_rules.cpp
+    uint32_t present;  ///< which members were given: bits of docs/protocol.md
     int32_t mac_index;
     int32_t queue;
     int32_t protocol;  ///< 1 tcp, 2 udp, 3 frag, 4 any
@@ -42,7 +42,7 @@ struct _FilterX4 {
     char pci_bus_location[32];  ///< texts are NUL-padded
     char combination[128];      ///< the filter mode: a permitted combination
     uint32_t id;                ///< from 1; 0: the agent chooses
-    uint32_t present;           ///< bits of the table in filters/x4_rules.cpp
+    uint32_t present;           ///< which members were given: bits of docs/protocol.md
     uint32_t address_family;    ///< 0 IPv4, 1 IPv6
     FilterField fcoe;
     FilterField port;

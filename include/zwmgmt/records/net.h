@@ -8,7 +8,7 @@
 
 /// Starts a ping or a trace route.
 struct PingRequest {
-    uint8_t target_kind;   ///< 1 IPv4 address, 2 IPv6 address, 3 host name, 4 domain name
+    uint8_t target_kind;   ///< zwmgmt::PingTarget
     uint8_t packet_count;  ///< ping only
     int64_t timeout_ms;    ///< ping only
     uint8_t target[64];    ///< the address's bytes, or the name; zero-filled
@@ -22,7 +22,7 @@ struct _PingResponse {
 
 /// One hop of a trace route.
 struct _NextHopRouter {
-    uint8_t hop_kind;     ///< 1 destination reached, 2 timed out, 3 a router answered
+    uint8_t hop_kind;     ///< zwmgmt::HopKind
     uint8_t address[16];  ///< IPv4: the first 4 bytes
     uint64_t avg_rtt_ms;
 };
@@ -34,6 +34,13 @@ struct MtuRequest {
 };
 
 #pragma pack(pop)
+
+namespace zwmgmt {
+
+enum PingTarget : uint8_t { kPingIpv4 = 1, kPingIpv6 = 2, kPingHost = 3, kPingDomain = 4 };
+enum HopKind : uint8_t { kHopReached = 1, kHopTimedOut = 2, kHopRouter = 3 };
+
+}  // namespace zwmgmt
 
 static_assert(sizeof(PingRequest) == 74 && offsetof(PingRequest, timeout_ms) == 2 &&
               offsetof(PingRequest, target) == 10);
