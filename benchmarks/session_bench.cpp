@@ -1,9 +1,11 @@
 /// The session against bare loops over OpenSSL that move the same bytes, and lists and printing
-/// against a plain copy and a bare fprintf. One process serves both sides of every pair.
+/// against a plain copy and a bare fprintf, policies against libpcap. One process serves both sides
+/// of every pair.
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <pcap/pcap.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -20,6 +22,7 @@
 
 #include "benchmarks/table_reporter.h"
 #include "simulator/agent.h"
+#include "zwmgmt/policy.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
 namespace {
@@ -403,6 +406,59 @@ void ReplyOfSize(State& state, size_t kilobytes) {
     session.CLDisconnectFromServer();
 }
 
+// ---- Policies against libpcap -----------------------------------------------------------------
+
+/// A rule, and the filter that means the same to libpcap.
+struct Filter {
+    const char* rule;
+    const char* pcap;
+};
+
+constexpr Filter kFilters[] = {
+    {"dst port 80 => offload", "tcp dst port 80"},
+    {"src net 10.0.0.0/8 and dst port 80 and not src host 10.0.0.1 => offload ddp",
+     "src net 10.0.0.0/8 and tcp dst port 80 and not src host 10.0.0.1"},
+    {"(src net 10.0.0.0/8 or src net 192.168.0.0/16) and (dst port 80 or dst port 443) and not dst "
+     "host 10.9.9.9 => offload cong newreno",
+     "(src net 10.0.0.0/8 or src net 192.168.0.0/16) and (tcp dst port 80 or tcp dst port 443) and "
+     "not dst host 10.9.9.9"},
+};
+
+void PolicyOurs(State& state, const Filter* filter) {
+    ParsePolicy parser(stderr);
+    std::string error;
+    for (auto _ : state) {
+        std::vector<_OfldPolicy> policies;
+        if (parser.ParsePolicyString(filter->rule, "eth2", &policies, &error) != 0) Die("a policy");
+    }
+}
+
+void PolicyFloor(State& state, const Filter* filter) {
+    pcap_t* handle = pcap_open_dead(DLT_RAW, 65'535);
+    for (auto _ : state) {
+        bpf_program program = {};
+        if (pcap_compile(handle, &program, filter->pcap, 1, PCAP_NETMASK_UNKNOWN) != 0) {
+            Die("pcap_compile");
+        }
+        pcap_freecode(&program);
+    }
+    pcap_close(handle);
+}
+
+void PolicyOfSize(State& state, size_t rules) {
+    std::string text;
+    for (size_t i = 0; i < rules; ++i) {
+        text += "src host 10.0." + std::to_string(i / 256 % 256) + "." + std::to_string(i % 256) +
+                " and dst port < 1024 => offload\n";
+    }
+    ParsePolicy parser(stderr);
+    std::string error;
+    for (auto _ : state) {
+        std::vector<_OfldPolicy> policies;
+        if (parser.ParsePolicyString(text.c_str(), "eth2", &policies, &error) != 0) Die("a policy");
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -421,6 +477,10 @@ int main(int argc, char** argv) {
     Growth("growth: printing, 100,000 / 10,000 records", PrintOurs, 10'000);
     Growth("growth: reply, 1 MB / 100 kB", ReplyOfSize, 100);
     Growth("growth: file push, 250 MB / 25 MB", FileOurs, 25'000'000);
+    Pair("policy of one test / pcap_compile", PolicyOurs, PolicyFloor, &kFilters[0]);
+    Pair("policy of three tests / pcap_compile", PolicyOurs, PolicyFloor, &kFilters[1]);
+    Pair("policy of five tests / pcap_compile", PolicyOurs, PolicyFloor, &kFilters[2]);
+    Growth("growth: policy, 10,000 / 1,000 rules", PolicyOfSize, 1'000);
     benchmark::Initialize(&argc, argv);
     zwbench::TableReporter table(rows);
     benchmark::RunSpecifiedBenchmarks(&table);

@@ -20,6 +20,7 @@ consteval int NetworkingKey(std::string_view word) {
     return KeyNumber(words::kNetworkingKeys, word);
 }
 consteval int FilterKey(std::string_view word) { return KeyNumber(words::kFilterKeys, word); }
+consteval int TmKey(std::string_view word) { return KeyNumber(words::kTmKeys, word); }
 consteval int SystemKey(std::string_view word) { return KeyNumber(words::kSystemKeys, word); }
 
 }  // namespace zwmgmt

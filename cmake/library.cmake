@@ -25,6 +25,15 @@ add_library(zwmgmt_objects OBJECT
     filters/combinations.cpp
     filters/filter_replies.cpp
     filters/filter_requests.cpp
+    filters/policy/classifier.cpp
+    filters/policy/generate.cpp
+    filters/policy/parser.cpp
+    filters/policy/policy.cpp
+    filters/policy/policy_replies.cpp
+    filters/policy/policy_requests.cpp
+    filters/policy/render.cpp
+    filters/policy/simplify.cpp
+    filters/policy/words.cpp
     filters/x3_rules.cpp
     filters/x4_rules.cpp
     net/net_replies.cpp

@@ -10,7 +10,8 @@ add_executable(korvane_zwcli
     front_end/exit_status.cpp
     front_end/main.cpp
     front_end/options.cpp
-    front_end/password.cpp)
+    front_end/password.cpp
+    front_end/policy_check.cpp)
 target_compile_definitions(korvane_zwcli PRIVATE ZWMGMT_VERSION="${PROJECT_VERSION}")
 target_link_libraries(korvane_zwcli PRIVATE zwmgmt_internal zwmgmt_platform_programs CLI11::CLI11)
 if(NOT ZWMGMT_SANITIZE)
@@ -39,6 +40,7 @@ add_library(zmsim STATIC
     simulator/certificate.cpp
     simulator/file_receiver.cpp
     simulator/filter_table.cpp
+    simulator/policy_table.cpp
     simulator/probes.cpp
     simulator/property_changes.cpp
     simulator/scenario.cpp

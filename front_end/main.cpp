@@ -11,6 +11,7 @@
 #include "front_end/exit_status.h"
 #include "front_end/options.h"
 #include "front_end/password.h"
+#include "front_end/policy_check.h"
 #include "platform/file.h"
 #include "platform/host.h"
 #include "zwmgmt/help.h"
@@ -32,15 +33,17 @@ ExitStatus Fail(ExitStatus exit_status, const std::string& text) {
 
 /// The user's password in the credentials file, or none.
 Secret StoredPassword(const std::string& user) {
+    constexpr int kNoFile = -3;
     std::string word(sizeof(LoginRecord::password) + 1, '\0');
-    if (ZwMgmt_interface::CLGetPassword(user.c_str(), word.data()) != 0) return Secret();
+    const int found = ZwMgmt_interface::CLGetPassword(user.c_str(), word.data());
+    if (found == kNoFile) return Secret();
     char path[4096];
     if (ZwMgmt_interface::GetZMFileName(zwmgmt::kCredentialsFile, path, sizeof(path)) == 0 &&
         zwmgmt::platform::ReadableByOthers(path)) {
         Say(std::string("warning: other users can read ") + path);
     }
     word.resize(std::strlen(word.c_str()));
-    return Secret(std::move(word));
+    return Secret(std::move(word));  // empty without a pair
 }
 
 /// One run against one agent.
@@ -55,9 +58,6 @@ class Run {
     Run& operator=(const Run&) = delete;
 
     ExitStatus Execute(Client_Request_Message* request) {
-        if (ZwMgmt_interface::NeedsNoAgent(request->service, request->command)) {
-            return Send(request);
-        }
         ExitStatus done = Connect();
         if (done == kOk && session.LoginRequired()) done = LogIn();
         if (done == kOk) done = CheckCompatibility(*request);
@@ -146,10 +146,18 @@ class Run {
     ZwMgmt_interface session;
 };
 
+/// A command that the library answers itself.
+ExitStatus RunLocally(Client_Request_Message* request) {
+    std::vector<char> result(zwmgmt::kResultBufferSize);
+    ZwMgmt_interface session;
+    const int failed = session.Client_ProcessRequest(request, result.data(), nullptr);
+    return failed == 0 ? kOk : kFailed;
+}
+
 /// In any case, as all words.
-bool IsHelp(std::string_view word) {
+bool Is(std::string_view word, std::string_view command) {
     const auto lower = [](char c) { return std::tolower(static_cast<unsigned char>(c)); };
-    return std::ranges::equal(word, std::string_view("help"), {}, lower);
+    return std::ranges::equal(word, command, {}, lower);
 }
 
 /// A command of the front end itself: it needs no agent.
@@ -165,10 +173,16 @@ ExitStatus Main(int argc, const char* const* argv) {
 
     std::vector<const char*> words;
     for (const std::string& word : options.words) words.push_back(word.c_str());
-    if (!words.empty() && IsHelp(words[0])) return Help(words);
+    if (!words.empty() && Is(words[0], "help")) return Help(words);
+    if (!words.empty() && Is(words[0], "policy")) {
+        return PolicyCommand({words.begin() + 1, words.end()});
+    }
     zwmgmt::CommandWords command(words.data(), words.size());
     if (command.Request() == nullptr) return Fail(kUsage, command.Error());
 
+    if (ZwMgmt_interface::NeedsNoAgent(command.Request()->service, command.Request()->command)) {
+        return RunLocally(command.Request());
+    }
     if (!options.user) {
         char local_user[256] = {};
         if (!zwmgmt::platform::CurrentUserName(local_user, sizeof(local_user))) {

@@ -10,7 +10,7 @@ struct StatusRow {
 
 constexpr StatusRow kStatusTexts[] = {
     {kSuccess, "success"},
-    {kRequestRefused, "the request was refused"},
+    {kRequestRefused, "the request was refused, or a host not reached"},
     {kNotForThisAgent, "agents of this OS do not have the command"},
     {kInvalidCommand, "invalid command for the service"},
     {kInvalidValue, "invalid value"},
@@ -27,8 +27,10 @@ constexpr StatusRow kStatusTexts[] = {
     {kPrerequisites, "prerequisites of the package are missing"},
     {kNoPorts, "no such card or port"},
     {kLoginRejected, "user name or password rejected"},
+    {kNoPolicies, "there are no offload policies"},
     {kInvalidFilterId, "no such filter id, or one that exists already"},
     {kNoFilters, "there are no filter rules"},
+    {kOffloadNotLoaded, "the offload module is not loaded"},
     {kOffloadLoaded, "the offload module is loaded"},
     {kHostNotResolved, "the host name could not be resolved"},
     {kConnectFailed, "the TCP connection could not be made"},

@@ -86,6 +86,7 @@ Reply ScenarioHost::Answer(uint8_t service, uint16_t opcode, Data data) {
     }
     std::optional<Reply> reply;
     if (service == zwmgmt::kFilter) reply = filters.Answer(opcode, data);
+    if (service == zwmgmt::kTm) reply = policies.Answer(opcode, data);
     if (service == zwmgmt::kNet) reply = probes.Answer(opcode, data);
     return reply.value_or(Failed(zwmgmt::kNotSupported));
 }

@@ -6,6 +6,7 @@
 
 #include "simulator/filter_table.h"
 #include "simulator/host_model.h"
+#include "simulator/policy_table.h"
 #include "simulator/probes.h"
 #include "simulator/scenario.h"
 
@@ -44,6 +45,7 @@ class ScenarioHost : public HostModel {
     std::mutex lock;
     Scenario scenario;
     FilterTable filters{scenario};
+    PolicyTable policies{scenario};
     Probes probes;
     std::string installed;  // a line for each package since the outcome was last asked for
 };

@@ -4,7 +4,7 @@ execute_process(COMMAND nm -D --defined-only -C ${LIBRARY} OUTPUT_VARIABLE symbo
 string(REPLACE "\n" ";" symbols "${symbols}")
 set(count 0)
 foreach(symbol ${symbols})
-    if(NOT symbol MATCHES "^[0-9a-f]+ [TVWDRB] ((vtable|typeinfo|typeinfo name) for )?(ZwMgmt_interface|CLValidateAddress|zwmgmt::CommandWords::|zwmgmt::(StatusText|PrintHelp))")
+    if(NOT symbol MATCHES "^[0-9a-f]+ [TVWDRB] ((vtable|typeinfo|typeinfo name) for )?(ZwMgmt_interface|Classifier|ParsePolicy|CLValidateAddress|zwmgmt::CommandWords::|zwmgmt::(StatusText|PrintHelp))")
         message(FATAL_ERROR "exported: ${symbol}")
     endif()
     math(EXPR count "${count} + 1")

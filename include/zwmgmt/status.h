@@ -28,8 +28,10 @@ enum Status : uint32_t {
     kPrerequisites = 75,       ///< the agent: prerequisites of a package are missing
     kNoPorts = 97,             ///< the agent: no such card or port
     kLoginRejected = 225,      ///< the agent's answer to a wrong user name or password
+    kNoPolicies = 243,         ///< the agent: there are no offload policies
     kInvalidFilterId = 259,    ///< the agent: the id exists already, or does not
     kNoFilters = 264,          ///< the agent: there are no filter rules
+    kOffloadNotLoaded = 265,   ///< the agent: the offload module is not loaded
     kOffloadLoaded = 266,      ///< the agent: the offload module owns the filter table
     kHostNotResolved = 267,    ///< the host name has no IPv4 address
     kConnectFailed = 268,      ///< the TCP connection could not be made

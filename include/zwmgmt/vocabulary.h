@@ -61,6 +61,10 @@ enum Command : uint16_t {
     kMaxFilters = 174,             // filter; sent as one of the next two
     kSetMaxFilters = 175,          // no word: "maxfilters set"
     kGetMaxFilters = 176,          // no word: "maxfilters get"
+    kAddPolicy = 177,              // tm
+    kModifyPolicy = 178,           // tm
+    kDeletePolicy = 179,           // tm
+    kListPolicies = 180,           // tm
     kBridge = 234,                 // net
     kVif = 236,                    // net
     kPif = 238,                    // net

@@ -1,0 +1,662 @@
+/// Offload policies: compiler, interpreter, renderer, and the commands that use them.
+#include "zwmgmt/policy.h"
+
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+#include <random>
+#include <set>
+#include <sstream>
+
+#include "filters/policy/generate.h"
+#include "filters/policy/parser.h"
+#include "tests/support.h"
+
+using namespace testing_support;
+using namespace zwmgmt;
+using namespace std::string_literals;
+
+namespace {
+
+using Program = std::vector<PolicyInstruction>;
+
+/// The one record of a rule, or a zeroed one with the message in *error.
+_OfldPolicy Compiled(const std::string& rule, std::string* error) {
+    FILE* nowhere = std::fopen("/dev/null", "w");
+    std::vector<_OfldPolicy> policies;
+    const int failed =
+        ParsePolicy(nowhere).ParsePolicyString(rule.c_str(), "eth2", &policies, error);
+    std::fclose(nowhere);
+    EXPECT_EQ(failed != 0, !error->empty()) << rule;
+    return policies.size() == 1 ? policies[0] : _OfldPolicy{};
+}
+
+std::string ErrorOf(const std::string& rule) {
+    std::string error;
+    Compiled(rule, &error);
+    return error;
+}
+
+size_t LengthOf(const _OfldPolicy& policy) {
+    return static_cast<size_t>(std::ranges::count_if(
+        policy.program, [](const PolicyInstruction& step) { return step.used != 0; }));
+}
+
+std::string Target(uint8_t target) {
+    return target == kPolicyAccept ? "T" : target == kPolicyReject ? "F" : std::to_string(target);
+}
+
+/// "0: TEST T 1; 1: TEST T F"
+std::string Listing(const _OfldPolicy& policy) {
+    std::string listing;
+    for (size_t i = 0; i < LengthOf(policy); ++i) {
+        const PolicyInstruction& step = policy.program[i];
+        listing += (i > 0 ? "; " : "") + Classifier::TestText(step) + " " + Target(step.on_match) +
+                   " " + Target(step.on_miss);
+    }
+    return listing;
+}
+
+bool Same(const _OfldPolicy& a, const _OfldPolicy& b) {
+    return std::memcmp(&a, &b, sizeof(a)) == 0;
+}
+
+bool Matches(const _OfldPolicy& policy, const PolicyFields& connection) {
+    return Classifier::Matches(policy.program, LengthOf(policy), connection);
+}
+
+}  // namespace
+
+TEST(PolicyCompiler, SpellingsGiveOneProgram) {
+    // clang-format off
+    const Table<std::vector<const char*>, const char*> rows = {
+        {{"dst port 80", "dst port = 80", "dst port == 80", "dst port 0x50", "(dst port 80)", "not not dst port 80", "!(dst port != 80)",
+          "dst port 80 or dst port 80", "dst port 80 and any", "none or dst port 80", "dst port 80 ? any : none", "dst port 80 & 0xffff",
+          "dst port >= 80 and dst port <= 80", "dst port 80 or (dst port 80 and vlan 3)", "dst port 80 and (dst port 80 or vlan 3)"}, "dst port 80 T F"},
+        {{"port 80", "src or dst port 80", "src port 80 or dst port 80", "src port 80||dst port 80"}, "src port 80 T 1; dst port 80 T F"},
+        {{"src and dst port 80", "src port 80 && dst port 80", "dst port 80 and src port 80"}, "src port 80 and dst port 80 T F"},
+        {{"any", "dst port < 9 or dst port > 7", "dst port < 9 or dst port >= 9", "dst port >= 0", "vlan <= 4095", "tos 5 & 0", "src net 1.2.3.4/0"}, "any T F"},
+        {{"dst port < 1024", "dst port <= 1023", "dst port 0 & 0xfc00", "not dst port > 1023", "dst port 77 & 0xfc00"}, "dst port 0 & 0xfc00 T F"},
+        {{"vlan > 0", "vlan != 0", "not vlan 0", "vlan >= 1"}, "vlan 0 F T"},
+        {{"src host 1.2.3.4", "src net 1.2.3.4/32", "src net 1.2.3.4 mask 255.255.255.255"}, "src host 1.2.3.4 T F"},
+        {{"src net 10.1.2.3/8", "src net 10.0.0.0/8", "src net 10.0.0.0 mask 255.0.0.0", "src net 10.0.0.0/9 or src net 10.128.0.0/9"}, "src net 10.0.0.0/8 T F"},
+        {{"dscp 46", "tos 184 & 0xfc"}, "dscp 46 T F"}, {{"dscp >= 32", "tos >= 128"}, "tos 128 & 0x80 T F"},
+        {{"listen and vlan 1 and dst port 2", "dst port 2 and (vlan 1 and listen)"}, "dst port 2 and vlan 1 and listen T F"},
+        {{"(dst port 80 or dst port 443) and (vlan 1 or vlan 6)", "dst port 80 and (vlan 1 or vlan 6) or dst port 443 and (vlan 1 or vlan 6)"}, nullptr},
+        {{"aopen ? vlan 1 : vlan 2"}, "aopen 1 2; vlan 1 T F; vlan 2 T F"},
+        {{"not (vlan 1 or vlan 2 or vlan 3)", "not vlan 1 and not vlan 2 and not vlan 3"}, "vlan 1 & 0xffd F 1; vlan 2 F T"},
+        {{"vlan 1 ? vlan 1 : listen", "vlan 1 or listen"}, "vlan 1 T 1; listen T F"},
+    };
+    // clang-format on
+    for (const auto& [spellings, listing] : rows) {
+        std::string error;
+        for (const char* spelling : spellings) {
+            const _OfldPolicy policy = Compiled(spelling + " => offload"s, &error);
+            EXPECT_EQ(error, "");
+            EXPECT_EQ(listing == nullptr ? "" : Listing(policy), listing == nullptr ? "" : listing)
+                << spelling;
+        }
+    }
+    std::string error;
+    EXPECT_EQ(
+        Listing(Compiled("(dst port 80 or dst port 443) and (vlan 1 or vlan 6) => ddp", &error)),
+        "dst port 80 2 1; dst port 443 2 F; vlan 1 T 3; vlan 6 T F");
+}
+
+TEST(PolicyCompiler, SaysWhatIsWrongAndWhere) {
+    std::string deep = std::string(101, '(') + "any";
+    std::string many = "any";
+    for (int i = 0; i < 1001; ++i) many += " or any";
+    std::string ports;
+    for (int i = 1; i <= 10; ++i)
+        ports += (i > 1 ? " or " : "") + "src port "s + std::to_string(i * i * 3);
+    std::string hosts;
+    for (int i = 0; i < 520; ++i) {
+        hosts += (i > 0 ? " or " : "") + "src host 10."s + std::to_string(i / 256) + "." +
+                 std::to_string(i % 256 ^ i / 3 % 7) + "." + std::to_string(i * 37 % 251);
+    }
+    // clang-format off
+    const Table<std::string, std::string> rows = {
+        {"=> offload", "empty pattern 1 (column 1: '=>')"}, {"port 80", "missing '=>' after rule filter (column 8: end of rule)"},
+        {"port 80 port 81 => x", "unexpected 'port' (column 9: 'port')"}, {"prot 80 => x", "unexpected 'prot' (column 1: 'prot')"},
+        {"any and => x", "unexpected '=>' (column 9: '=>')"}, {"any and", "unexpected end of rule (column 8: end of rule)"},
+        {"(any => x", "')' missing (column 6: '=>')"}, {"any ? any => x", "':' missing in ternary expression (column 11: '=>')"},
+        {"src vlan 5 => x", "'src' or 'dst' is meaningless with 'vlan' (column 5: 'vlan')"}, {"dst listen => x", "'src' or 'dst' is meaningless with 'listen' (column 5: 'listen')"},
+        {"host 1.2.3.4 & 5 => x", "can't use masks with 'host', use 'net' instead (column 14: '&')"}, {"host 1.2.3.4/8 => x", "can't use masks with 'host', use 'net' instead (column 13: '/')"},
+        {"host > 1.2.3.4 => x", "relational operators can't be used with 'host' (column 6: '>')"}, {"net = 1.0.0.0/8 => x", "relational operators can't be used with 'net' (column 5: '=')"},
+        {"net 1.0.0.0 & 3 => x", "can't use '&' masks with 'net' (column 13: '&')"}, {"net 1.0.0.0 => x", "'net' needs a prefix length, as in 10.0.0.0/8 (column 13: '=>')"},
+        {"net 1.0.0.0/33 => x", "'net' needs a prefix length between 0 and 32 (column 13: '33')"}, {"net 1.0.0.0 mask 8 => x", "'mask' needs a dotted quad (column 18: '8')"},
+        {"host 1.2.3 => x", "'host' needs an IPv4 address (column 6: '1.2.3')"}, {"host fe80 => x", "'host' needs an IPv4 address (column 6: 'fe80')"},
+        {"port 65536 => x", "'port' needs a number between 0 and 65535 (column 6: '65536')"}, {"vlan 4096 => x", "'vlan' needs a number between 0 and 4095 (column 6: '4096')"},
+        {"dscp 64 => x", "'dscp' needs a number between 0 and 63 (column 6: '64')"}, {"mark 4294967296 => x", "'mark' needs a number between 0 and 4294967295 (column 6: '4294967296')"},
+        {"port => x", "'port' needs a number between 0 and 65535 (column 6: '=>')"}, {"tos > 3 & 1 => x", "can't use masks with relational operators (column 9: '&')"},
+        {"listen 3 => x", "unexpected '3' (column 8: '3')"}, {"port 80 $ => x", "unexpected '$' (column 9: '$')"}, {"port 08x => x", "'port' needs a number between 0 and 65535 (column 6: '08x')"},
+        {"any => !", "incomplete negation at end of rule (column 9: end of rule)"}, {"any => !bind 3", "negation can't be used with 'bind' (column 9: 'bind')"},
+        {"any => ! not ddp", "negation can't be used with 'not' (column 10: 'not')"}, {"any => !nonsense", "negation can't be used with 'nonsense' (column 9: 'nonsense')"},
+        {"any => bind", "missing value for 'bind' (column 12: end of rule)"}, {"any => bind -1", "'bind' needs an integer value >= 0 or 'random' or 'cpu' (column 13: '-')"},
+        {"any => bind 2147483648", "'bind' needs an integer value >= 0 or 'random' or 'cpu' (column 13: '2147483648')"},
+        {"any => cong vegas", "unknown congestion algorithm vegas (column 13: 'vegas')"}, {"any => cong", "unknown congestion algorithm  (column 12: end of rule)"},
+        {"any => class 8", "'class' needs an integer value between 1 and 7 (column 14: '8')"}, {"any => class", "'class' needs an integer value between 1 and 7 (column 13: end of rule)"},
+        {"any => offload then", "unexpected 'then' (column 16: 'then')"}, {"any => offload => ddp", "unexpected '=>' (column 16: '=>')"},
+        {"none => x", "unexpected 'x' (column 9: 'x')"}, {"none => offload", "pattern 1 matches no packets"}, {"dst port 80 and dst port 81 => ddp", "pattern 1 matches no packets"},
+        {"listen and aopen => ddp", "pattern 1 matches no packets"}, {"vlan < 5 and vlan > 6 => ddp", "pattern 1 matches no packets"},
+        {"src port 1 and not src port 1 & 1 => ddp", "pattern 1 matches no packets"}, {"vers 4 and not (vers 4 & 4) => ddp", "pattern 1 matches no packets"},
+        {"(vlan 0 & 1 or vlan 0 & 2) and not vlan 0 & 1 and not vlan 0 & 2 => ddp", "pattern 1 matches no packets"},
+        {ports + " => ddp", "the filter needs 10 instructions, and the adapter holds 8"},
+        {hosts + " => ddp", "the filter needs more than 512 instructions, and the adapter holds 8"},
+        {deep + " => x", "nested too deeply (column 101: '(')"}, {many + " => x", ""},
+    };
+    // clang-format on
+    for (const auto& [rule, error] : rows) {
+        const std::string said = ErrorOf(rule);
+        if (error.empty()) {
+            EXPECT_TRUE(said.starts_with("rule 1: the rule is too long (column ")) << said;
+        } else {
+            EXPECT_EQ(said, "rule 1: " + error);
+        }
+    }
+    EXPECT_TRUE(ErrorOf("any => ddp\n\n;# no rule\nany => ddp;any => foo").starts_with("rule 3: "));
+}
+
+TEST(PolicySettingsText, EverySettingBecomesItsBytes) {
+    // offload, ddp, coalesce, cong, bind, class, timestamp, sack
+    const auto bytes = [](uint8_t offload, uint8_t ddp, uint8_t coalesce, uint8_t cong,
+                          int32_t bind, uint16_t klass, uint8_t tstamp, uint8_t sack) {
+        return PolicySettings{offload, ddp, coalesce, cong, bind, klass, tstamp, sack};
+    };
+    constexpr uint8_t kUnset = 0xFF;
+    // clang-format off
+    const Table<const char*, PolicySettings> rows = {
+        {"", kUnsetPolicySettings}, {"offload", bytes(1, kUnset, kUnset, kUnset, -1, 0xFFFF, kUnset, kUnset)},
+        {"!offload ddp", bytes(0, 1, kUnset, kUnset, -1, 0xFFFF, kUnset, kUnset)}, {"not ddp coalesce", bytes(0, 0, 1, kUnset, -1, 0xFFFF, kUnset, kUnset)},
+        {"! coalesce !sack", bytes(0, kUnset, 0, kUnset, -1, 0xFFFF, kUnset, 0)}, {"sack timestamp", bytes(0, kUnset, kUnset, kUnset, -1, 0xFFFF, 1, 1)},
+        {"not tstamp", bytes(0, kUnset, kUnset, kUnset, -1, 0xFFFF, 0, kUnset)}, {"cong reno", bytes(0, kUnset, kUnset, 0, -1, 0xFFFF, kUnset, kUnset)},
+        {"cong tahoe cong newreno", bytes(0, kUnset, kUnset, 2, -1, 0xFFFF, kUnset, kUnset)}, {"cong highspeed", bytes(0, kUnset, kUnset, 3, -1, 0xFFFF, kUnset, kUnset)},
+        {"bind 0", bytes(0, kUnset, kUnset, kUnset, 0, 0xFFFF, kUnset, kUnset)}, {"bind 2147483647 class 1", bytes(0, kUnset, kUnset, kUnset, INT32_MAX, 1, kUnset, kUnset)},
+        {"bind random class 7", bytes(0, kUnset, kUnset, kUnset, -2, 7, kUnset, kUnset)}, {"bind cpu ddp !ddp ddp", bytes(0, 1, kUnset, kUnset, -3, 0xFFFF, kUnset, kUnset)},
+        {"offload ddp coalesce cong reno bind 1 class 2 tstamp sack", bytes(1, 1, 1, 0, 1, 2, 1, 1)},
+    };
+    // clang-format on
+    for (const auto& [text, settings] : rows) {
+        std::string error;
+        const _OfldPolicy policy = Compiled("any => "s + text, &error);
+        EXPECT_EQ(error, "");
+        EXPECT_EQ(std::memcmp(&policy.settings, &settings, sizeof(settings)), 0) << text;
+        const std::string again = "any => " + ParsePolicy::SettingsText(settings);
+        EXPECT_TRUE(Same(Compiled(again, &error), policy)) << again;
+    }
+}
+
+// ---- Against a direct evaluation --------------------------------------------------------------
+
+namespace {
+
+using policy::FieldId;
+using policy::Node;
+using policy::Relation;
+using policy::Side;
+using policy::Test;
+using policy::Tree;
+
+uint32_t Quad(const uint8_t* o) {
+    return uint32_t{o[0]} << 24 | uint32_t{o[1]} << 16 | uint32_t{o[2]} << 8 | o[3];
+}
+
+uint32_t ValueOf(const PolicyFields& c, FieldId field) {
+    switch (field) {
+        case FieldId::kSourceAddress: return Quad(c.source_address);
+        case FieldId::kDestinationAddress: return Quad(c.destination_address);
+        case FieldId::kSourcePort: return c.source_port;
+        case FieldId::kDestinationPort: return c.destination_port;
+        case FieldId::kVlan: return c.vlan;
+        case FieldId::kTos: return c.tos;
+        case FieldId::kVersion: return c.version;
+        case FieldId::kOpen: return c.open;
+        case FieldId::kMark: return c.mark;
+    }
+    return 0;
+}
+
+bool Holds(const Test& test, uint32_t field) {
+    const uint32_t value = field >> test.directive->shift;
+    switch (test.relation) {
+        case Relation::kEqual: return (value & test.mask) == (test.value & test.mask);
+        case Relation::kNotEqual: return (value & test.mask) != (test.value & test.mask);
+        case Relation::kLess: return value < test.value;
+        case Relation::kLessOrEqual: return value <= test.value;
+        case Relation::kGreater: return value > test.value;
+        case Relation::kGreaterOrEqual: return value >= test.value;
+    }
+    return false;
+}
+
+bool Evaluate(const Tree& tree, int position, const PolicyFields& c) {
+    const Node& node = tree[static_cast<size_t>(position)];
+    const auto side = [&](int offset) {
+        return Holds(node.test,
+                     ValueOf(c, static_cast<FieldId>(static_cast<int>(node.test.directive->field) +
+                                                     offset)));
+    };
+    switch (node.kind) {
+        case Node::kAny: return true;
+        case Node::kNone: return false;
+        case Node::kNot: return !Evaluate(tree, node.first, c);
+        case Node::kAnd: return Evaluate(tree, node.first, c) && Evaluate(tree, node.second, c);
+        case Node::kOr: return Evaluate(tree, node.first, c) || Evaluate(tree, node.second, c);
+        case Node::kChoice:
+            return Evaluate(tree, Evaluate(tree, node.first, c) ? node.second : node.third, c);
+        case Node::kTest: break;
+    }
+    switch (node.test.side) {
+        case Side::kNone:
+        case Side::kSource: return side(0);
+        case Side::kDestination: return side(1);
+        case Side::kEither: return side(0) || side(1);
+        case Side::kBoth: return side(0) && side(1);
+    }
+    return false;
+}
+
+bool Interpret(const std::vector<policy::Step>& steps, const PolicyFields& c) {
+    policy::Cube fields;
+    std::memcpy(fields.value, &c, sizeof(c));
+    int at = steps.empty() ? policy::kReject : 0;
+    while (at >= 0) {
+        const policy::Step& step = steps[static_cast<size_t>(at)];
+        bool equal = true;
+        for (int i = 0; i < 3; ++i) {
+            equal &= (fields.value[i] & step.cube.mask[i]) == step.cube.value[i];
+        }
+        at = equal ? step.on_match : step.on_miss;
+    }
+    return at == policy::kAccept;
+}
+
+class Random {
+  public:
+    explicit Random(uint32_t seed) : engine(seed) {}
+    int Below(int end) { return static_cast<int>(engine() % static_cast<unsigned>(end)); }
+    template <class T, size_t N>
+    T One(const T (&of)[N]) {
+        return of[Below(static_cast<int>(N))];
+    }
+
+    /// Few values, so that tests meet.
+    uint32_t Number(uint32_t highest) {
+        const uint32_t values[] = {0,  1,   2,    3,           5,           64,     80,
+                                   81, 443, 1024, highest / 2, highest - 1, highest};
+        const uint32_t value = Below(5) == 0 ? static_cast<uint32_t>(engine()) : One(values);
+        return value & highest;
+    }
+
+    std::string Expression(int depth) {
+        switch (depth > 0 ? Below(8) : 7) {
+            case 0:
+            case 1: return "(" + Expression(depth - 1) + " and " + Expression(depth - 1) + ")";
+            case 2:
+            case 3: return "(" + Expression(depth - 1) + " or " + Expression(depth - 1) + ")";
+            case 4: return "not " + Expression(depth - 1);
+            case 5:
+                return "(" + Expression(depth - 1) + " ? " + Expression(depth - 1) + " : " +
+                       Expression(depth - 1) + ")";
+            default: return TestText();
+        }
+    }
+
+    std::string TestText() {
+        const char* const sides[] = {"", "src ", "dst ", "dst ", "src or dst ", "src and dst "};
+        const auto* directives = policy::kDirectives;
+        const auto& directive = directives[Below(static_cast<int>(std::size(policy::kDirectives)))];
+        const std::string word =
+            (directive.has_sides ? One(sides) : "") + std::string(directive.word);
+        const uint32_t highest = policy::Ones(directive.bits);
+        const char* const relations[] = {" ", " ", " != ", " < ", " <= ", " > ", " >= "};
+        switch (directive.operand) {
+            case policy::Operand::kNothing: return Below(20) == 0 ? "any" : word;
+            case policy::Operand::kHost: return word + " " + Address();
+            case policy::Operand::kNet:
+                return word + " " + Address() + "/" + std::to_string(Below(33));
+            case policy::Operand::kNumber: break;
+        }
+        const std::string relation = One(relations);
+        std::string text = word + relation + std::to_string(Number(highest));
+        if (relation.size() < 3 && Below(4) == 0) text += " & " + std::to_string(Number(highest));
+        return text;
+    }
+
+    std::string Address() {
+        const char* const some[] = {"10.0.0.1",      "10.0.0.2", "10.1.0.0",
+                                    "192.168.7.255", "0.0.0.0",  "255.255.255.255"};
+        return One(some);
+    }
+
+    PolicyFields Connection() {
+        PolicyFields c = {};
+        for (uint8_t* address : {c.source_address, c.destination_address}) {
+            unsigned o[4];
+            std::sscanf(Address().c_str(), "%u.%u.%u.%u", &o[0], &o[1], &o[2], &o[3]);
+            for (int i = 0; i < 4; ++i) address[i] = static_cast<uint8_t>(o[i]);
+        }
+        c.source_port = static_cast<uint16_t>(Number(0xFFFF));
+        c.destination_port = static_cast<uint16_t>(Number(0xFFFF));
+        c.vlan = static_cast<uint16_t>(Number(0xFFF));
+        c.tos = static_cast<uint8_t>(Number(0xFF));
+        c.version = static_cast<uint8_t>(Number(0xF));
+        c.open = static_cast<uint8_t>(1 + Below(3));
+        c.mark = Number(0xFFFFFFFF);
+        return c;
+    }
+
+  private:
+    std::mt19937 engine;
+};
+
+}  // namespace
+
+/// ZWMGMT_POLICY_CASES sets the number of expressions.
+TEST(PolicyCompiler, AgreesWithADirectEvaluation) {
+    const char* wanted = std::getenv("ZWMGMT_POLICY_CASES");
+    const int cases = wanted != nullptr ? std::atoi(wanted) : 4000;
+    Random random(20261121);
+    policy::Formula formula;
+    policy::Generator generator;
+    int compiled = 0;
+    int accepted = 0;
+    for (int i = 0; i < cases; ++i) {
+        const std::string expression = random.Expression(1 + i % 4);
+        policy::Words words(expression);
+        Tree tree;
+        policy::Complaint complaint;
+        const std::string rule = expression + " => offload";
+        words = policy::Words(rule);
+        ASSERT_TRUE(ParseExpression(&words, 1, &tree, &complaint)) << expression << complaint.text;
+        formula.Build(tree);
+        std::vector<policy::Step> steps;
+        if (!generator.Run(formula, &steps)) continue;
+        const bool can_match = CanMatch(steps);
+        std::string error;
+        const _OfldPolicy record = Compiled(rule, &error);
+        const bool fits = error.empty();
+        EXPECT_EQ(fits, can_match && steps.size() <= kPolicyInstructions) << expression << error;
+        for (int j = 0; j < 25; ++j) {
+            const PolicyFields connection = random.Connection();
+            const bool expected = Evaluate(tree, static_cast<int>(tree.size()) - 1, connection);
+            ASSERT_EQ(Interpret(steps, connection), expected) << expression;
+            ASSERT_TRUE(can_match || !expected) << expression;
+            ASSERT_TRUE(!fits || Matches(record, connection) == expected) << expression;
+            accepted += expected;
+        }
+        if (!fits) continue;
+        ++compiled;
+        std::string text;
+        ASSERT_EQ(ParsePolicy::ParsePolicyStructure(record, &text), 0);
+        ASSERT_TRUE(Same(Compiled(text, &error), record)) << expression << '\n'
+                                                          << text << '\n'
+                                                          << error;
+    }
+    EXPECT_GT(compiled, cases / 3);
+    EXPECT_GT(accepted, cases);
+}
+
+TEST(PolicyRenderer, TakesAnyBytes) {
+    std::mt19937 random(3);
+    for (int i = 0; i < 3000; ++i) {
+        _OfldPolicy policy = {};
+        auto* bytes = reinterpret_cast<uint8_t*>(&policy);
+        for (size_t j = 0; j < sizeof(policy); ++j) {
+            if (random() % 3 == 0) bytes[j] = static_cast<uint8_t>(random());
+        }
+        for (PolicyInstruction& step : policy.program) {
+            step.used = random() % 4 != 0;
+            const uint8_t targets[] = {0xFE, 0xFF, 7, 6, 5, 3, 1, static_cast<uint8_t>(random())};
+            step.on_match = targets[random() % 8];
+            step.on_miss = targets[random() % 8];
+        }
+        std::string text;
+        ASSERT_EQ(ParsePolicy::ParsePolicyStructure(policy, &text), 0);
+        EXPECT_NE(text.find(" => "), std::string::npos);
+        (void)Classifier::Matches(policy.program, 8, PolicyFields{});
+    }
+    const _OfldPolicy empty = {};
+    std::string text;
+    EXPECT_EQ(ParsePolicy::ParsePolicyStructure(empty, &text), 0);
+    EXPECT_EQ(text,
+              "(no program) => !offload !ddp bind 0 class 0 cong reno !coalesce !sack !tstamp");
+}
+
+// ---- The document and the commands ------------------------------------------------------------
+
+namespace {
+
+PolicyFields ConnectionFrom(const std::string& words) {
+    PolicyFields c = {};
+    std::istringstream stream(words);
+    for (std::string word; stream >> word;) {
+        const std::string key = word.substr(0, word.find('='));
+        const std::string value = word.substr(key.size() + 1);
+        const auto number = static_cast<uint32_t>(std::strtoul(value.c_str(), nullptr, 0));
+        if (key == "src") ZwMgmt_interface::CLInet_Pton(2, value.c_str(), c.source_address, 4);
+        if (key == "dst") ZwMgmt_interface::CLInet_Pton(2, value.c_str(), c.destination_address, 4);
+        if (key == "sport") c.source_port = static_cast<uint16_t>(number);
+        if (key == "dport") c.destination_port = static_cast<uint16_t>(number);
+        if (key == "vlan") c.vlan = static_cast<uint16_t>(number);
+        if (key == "tos") c.tos = static_cast<uint8_t>(number);
+        if (key == "vers") c.version = static_cast<uint8_t>(number);
+        if (key == "mark") c.mark = number;
+        if (key == "open") c.open = value == "listen" ? 1 : value == "aopen" ? 2 : 3;
+    }
+    return c;
+}
+
+/// The texts between back quotes, and the number between the bars, of a row of the document's
+/// table.
+std::vector<std::string> CellsOf(const std::string& row) {
+    std::vector<std::string> cells;
+    std::string cell;
+    bool quoted = false;
+    for (const char c : row.substr(1)) {
+        if (c == '`') quoted = !quoted;
+        if (c == '|' && !quoted) {
+            std::erase(cell, '`');
+            const size_t begin = cell.find_first_not_of(' ');
+            cells.push_back(begin == cell.npos
+                                ? ""
+                                : cell.substr(begin, cell.find_last_not_of(' ') + 1 - begin));
+            cell.clear();
+        } else {
+            cell += c;
+        }
+    }
+    return cells;
+}
+
+}  // namespace
+
+TEST(PolicyDocument, ExamplesAreTrue) {
+    std::ifstream document(DOCS "/policy.md");
+    int examples = 0;
+    for (std::string line; std::getline(document, line);) {
+        if (!line.starts_with("| `") || line.find(" => ") == std::string::npos) continue;
+        const std::vector<std::string> cells = CellsOf(line);
+        ASSERT_EQ(cells.size(), 4u) << line;
+        std::string error;
+        const _OfldPolicy policy = Compiled(cells[0], &error);
+        EXPECT_EQ(error, "");
+        EXPECT_EQ(LengthOf(policy), std::stoul(cells[1])) << line;
+        EXPECT_TRUE(Matches(policy, ConnectionFrom(cells[2]))) << line;
+        EXPECT_FALSE(!cells[3].empty() && Matches(policy, ConnectionFrom(cells[3]))) << line;
+        ++examples;
+    }
+    EXPECT_EQ(examples, 20);
+}
+
+TEST(PolicyFiles, RulesOverSeveralLines) {
+    const TemporaryFile file(
+        "# a comment; any => x\n\nsrc port 1\n  and dst port 2 # why\n\t=> offload\r\n"
+        "vlan 3 => ddp; vlan 4 =>\n sack\n");
+    std::vector<_OfldPolicy> policies;
+    std::string error;
+    ParsePolicy parser;
+    EXPECT_EQ(parser.ParsePolicyFile(file.Path().c_str(), "eth2", &policies, &error), 0) << error;
+    ASSERT_EQ(policies.size(), 3u);
+    EXPECT_EQ(Listing(policies[0]), "src port 1 and dst port 2 T F");
+    EXPECT_EQ(policies[2].settings.sack, 1);
+    EXPECT_STREQ(policies[2].interface_name, "eth2");
+    EXPECT_EQ(parser.ParsePolicyFile("/no/such/file", "eth2", &policies, &error), 1);
+    EXPECT_EQ(error, "");
+    EXPECT_EQ(parser.build_policy_vector({}, "eth2", &policies, &error), 0);
+    EXPECT_EQ(policies.size(), 3u);
+
+    const ProcessResult run = Zwcli(1, {"policy", "check", file.Path(), "vlan=4", "src=1.2.3.4"});
+    EXPECT_EQ(run.exit_status, 0);
+    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(run.out,
+              "rule 1: src port 1 and dst port 2 => offload\n"
+              "    0: src port 1 and dst port 2: accept, else reject\n"
+              "rule 2: vlan 3 => !offload ddp\n    0: vlan 3: accept, else reject\n"
+              "rule 3: vlan 4 => !offload sack\n    0: vlan 4: accept, else reject\n"
+              "rule 3 decides: !offload sack\n");
+    const TemporaryFile bad("any => x");
+    // clang-format off
+    const Table<std::vector<std::string>, int, std::string> rows = {
+        {{"policy", "check", file.Path(), "vlan=9"}, 0, ""}, {{"policy", "check", bad.Path()}, 1, "rule 1: unexpected 'x' (column 8: 'x')\n"},
+        {{"policy", "check", "/no/such"}, 1, "korvane_zwcli: cannot read /no/such\n"},
+        {{"policy", "check", file.Path(), "vlan=4096"}, 2, "korvane_zwcli: \"vlan=4096\" has no value that a connection can have\n"},
+        {{"policy", "check", file.Path(), "open=no"}, 2, "korvane_zwcli: \"open=no\" has no value that a connection can have\n"},
+        {{"policy", "check"}, 2, "korvane_zwcli: policy is for: policy check FILE [src=ADDRESS dport=N ...]\n"},
+    };
+    // clang-format on
+    for (const auto& [words, exit_status, said] : rows) {
+        const ProcessResult checked = Zwcli(1, words);
+        EXPECT_EQ(checked.exit_status, exit_status);
+        EXPECT_EQ(checked.err, said);
+    }
+}
+
+TEST(PolicyCommands, RefusalsAndRecords) {
+    const char* no_interface = "please specify IfName on which filter needs to be applied \n";
+    const char* bad_index = "Invalid Policy Index\n";
+    const std::string long_name = "ifname=" + std::string(64, 'i');
+    const TemporaryFile file("vlan 3\n => ddp\nany => sack\n");
+    const std::string at_file = "policy=@" + file.Path();
+    // clang-format off
+    const Table<std::vector<const char*>, std::string, uint16_t, int, int> rows = {
+        {{"add"}, no_interface, 0, 0, 0}, {{"add", "policy=any => ddp"}, no_interface, 0, 0, 0}, {{"add", "ifname=e"}, "please specify Policy\n", 0, 0, 0},
+        {{"add", "ifname=e", "id=0", "policy=any => ddp"}, bad_index, 0, 0, 0}, {{"add", "ifname=e", "id=256"}, bad_index, 0, 0, 0},
+        {{"add", "ifname=e", "id=-1"}, bad_index, 0, 0, 0}, {{"add", "ifname=e", "policy=x"}, "rule 1: unexpected 'x' (column 1: 'x')\nInvalid policy\n", 0, 0, 0},
+        {{"add", "ifname=e", "policy=@/no/such"}, "Invalid policy\n", 0, 0, 0}, {{"add", "ifname=e", "policy= "}, "Invalid policy\n", 0, 0, 0},
+        {{"add", long_name.c_str(), "policy=any =>"}, "the interface name is longer than 63 characters\n", 0, 0, 0},
+        {{"modify"}, "please specify ifname for which offload policy needs to be applied\n", 0, 0, 0}, {{"modify", "ifname=e"}, "please specify policy id\n", 0, 0, 0},
+        {{"modify", "ifname=e", "id=1"}, "please specify offload policy\n", 0, 0, 0}, {{"delete", "id=1"}, "please specify policy id and ifName\n", 0, 0, 0},
+        {{"delete", "ifname=e"}, "please specify policy id and ifName\n", 0, 0, 0}, {{"delete", "ifname=e", "id=1", "policy=any =>"}, "Invalid argument specified\n", 0, 0, 0},
+        {{"delete", "id=x"}, bad_index, 0, 0, 0},
+        {{"add", "ifname=e", "policy=vlan 3 => ddp; any => sack"}, "", 177, 2, 0}, {{"add", "ifname=e", at_file.c_str(), "id=255"}, "", 177, 2, 255},
+        {{"modify", "ifname=e", "policy=vlan 3 => ddp", "id=7"}, "", 178, 3, 7}, {{"delete", "ifname=e", "id=9"}, "", 179, 4, 9}, {{"list"}, "", 180, 0, 0},
+    };
+    // clang-format on
+    for (const auto& [given, printed, opcode, operation, index] : rows) {
+        int asked = 0;
+        Bytes sent;
+        CannedHost host([&](uint8_t service, uint16_t got, auto data) {
+            asked = service == kTm ? got : -1;
+            sent.assign(data.begin(), data.end());
+            return zmsim::Reply{.status = 9, .data = {}};
+        });
+        TestAgent agent(host);
+        TestSession session;
+        ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+        std::vector<const char*> words = {"tm"};
+        words.insert(words.end(), given.begin(), given.end());
+        EXPECT_EQ(session.Run(words), opcode == 0 ? 1 : 0) << printed;
+        EXPECT_EQ(session.Printed(), opcode == 0 ? printed : "Command failed\n");
+        EXPECT_EQ(asked, opcode);
+        if (operation == 0) continue;
+        std::string error;
+        _OfldPolicy expected = operation == 4 ? _OfldPolicy{} : Compiled("vlan 3 => ddp", &error);
+        SetFixedText(expected.interface_name, "e");
+        expected.operation = static_cast<uint8_t>(operation);
+        expected.index = static_cast<uint8_t>(index);
+        ASSERT_EQ(sent.size(), sizeof(expected));
+        EXPECT_EQ(std::memcmp(sent.data(), &expected, sizeof(expected)), 0) << printed;
+    }
+}
+
+TEST(PolicyReplies, StatusesAndColumns) {
+    using Printer = void (ZwMgmt_interface::*)(_Message*);
+    const char* failed = "Command failed\n";
+    // clang-format off
+    const Table<Printer, uint32_t, std::string> rows = {
+        {&ZwMgmt_interface::GetAddPolicyResponse, 0, "Successful\n"}, {&ZwMgmt_interface::GetAddPolicyResponse, 243, failed},
+        {&ZwMgmt_interface::GetAddPolicyResponse, 265, "Error: x3_tom not loaded. Cannot add offload policies...!\nCommand failed\n"},
+        {&ZwMgmt_interface::GetModifyPolicyResponse, 265, "Error: x3_tom not loaded. Cannot modify offload policies...!\nCommand failed\n"},
+        {&ZwMgmt_interface::GetModifyPolicyResponse, 0, "Successful\n"}, {&ZwMgmt_interface::GetDeletePolicyResponse, 0, "Successful\n"},
+        {&ZwMgmt_interface::GetDeletePolicyResponse, 265, "Error: x3_tom not loaded. Cannot delete offload policies...!\nCommand failed\n"},
+        {&ZwMgmt_interface::GetDeletePolicyResponse, 1, failed},
+    };
+    // clang-format on
+    TestSession session;
+    _Message reply = {};
+    for (const auto& [print, status, text] : rows) {
+        reply.status = status;
+        (session.*print)(&reply);
+        EXPECT_EQ(session.Printed(), text);
+    }
+    for (const auto& [status, text] : Table<uint32_t, std::string>{
+             {265,
+              "Error: x3_tom is not loaded. Cannot list offload policies...!\nCommand failed\n"},
+             {243, "Error: There are no policies to list...!\nCommand failed\n"},
+             {1, failed}}) {
+        reply.status = status;
+        session.GetListPolicyResponse(nullptr, &reply);
+        EXPECT_EQ(session.Printed(), text);
+    }
+    std::string error;
+    std::vector<_OfldPolicy> policies(3, Compiled("vlan 3 => ddp", &error));
+    SetFixedText(policies[0].interface_name, "eth2");
+    SetFixedText(policies[1].interface_name, "nine_char");
+    std::memset(policies[2].interface_name, 'i', 64);
+    policies[0].index = 1;
+    policies[1].index = 255;
+    reply = {};
+    const std::string head = "Interface id   policy\n--------------------\n";
+    const std::string rule = "vlan 3 => !offload ddp\n";
+    const Table<uint32_t, std::string> lengths = {
+        {501, head},
+        {1004, head + "eth2     1    " + rule + "nine_char255  " + rule},
+        {3 * 502 + 1, head + "eth2     1    " + rule + "nine_char255  " + rule +
+                          std::string(64, 'i') + " 0    " + rule}};
+    for (const auto& [length, text] : lengths) {
+        reply.data_length = length;
+        policies.resize(4);
+        session.GetListPolicyResponse(policies.data(), &reply);
+        EXPECT_EQ(session.Printed(), text) << length;
+    }
+}
+
+TEST(Policies, AreKeptByTheAgentAndListedAsText) {
+    zmsim::ScenarioHost host(BuiltinScenario("linux"));
+    TestAgent agent(host);
+    TestSession session;
+    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    const auto say = [&](const std::vector<const char*>& words) {
+        EXPECT_EQ(session.Run(words), 0);
+        return session.Printed();
+    };
+    const char* done = "Successful\n";
+    const std::string head = "Interface id   policy\n--------------------\n";
+    const char* rule = "policy=dst port 80 and (src net 10.0.0.0/8 or not listen) => offload";
+    EXPECT_TRUE(say({"tm", "add", "ifname=eth2", rule}).starts_with("Error: x3_tom not loaded."));
+    EXPECT_EQ(say({"system", "loaddriver", "drvname=x3_tom"}), done);
+    EXPECT_TRUE(say({"tm", "list"}).starts_with("Error: There are no policies"));
+    EXPECT_EQ(say({"tm", "add", "ifname=eth2", rule}), done);
+    EXPECT_EQ(say({"tm", "add", "ifname=eth2", "id=1", "policy=any => sack"}), done);
+    EXPECT_EQ(say({"tm", "list"}), head +
+                                       "eth2     1    any => !offload sack\n"
+                                       "eth2     2    dst port 80 and (src net 10.0.0.0/8 or "
+                                       "not listen) => offload\n");
+    EXPECT_EQ(say({"tm", "modify", "ifname=eth2", "id=2", "policy=vlan 1 =>"}), done);
+    EXPECT_EQ(say({"tm", "delete", "ifname=eth2", "id=1"}), done);
+    EXPECT_EQ(say({"tm", "list"}), head + "eth2     1    vlan 1 => !offload\n");
+    EXPECT_EQ(say({"tm", "delete", "ifname=eth2", "id=2"}), "Command failed\n");
+    EXPECT_EQ(say({"tm", "add", "ifname=nothing", rule}), "Command failed\n");
+}
