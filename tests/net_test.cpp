@@ -264,7 +264,7 @@ TEST(Net, OperationsGoOnInTheBackground) {
     EXPECT_EQ(status_of({"mtu", "set", "ifname=kxgbe0", "mtu=4000"}), 0u);
     EXPECT_EQ(status_of({"mtu", "set", "ifname=nothing", "mtu=4000"}), 97u);
     session.Printed();
-    const auto& card = BuiltinScenario("freebsd").adapters.back().card;
+    const auto card = BuiltinScenario("freebsd").adapters.back().card;
     const std::string pci = "pci=" + std::string(FixedText(card.pci_bus_location));
     EXPECT_EQ(session.Run({"korvane", "listports", pci.c_str()}), 0);
     EXPECT_NE(session.Printed().find("MTU                        : 4000\n"), std::string::npos);

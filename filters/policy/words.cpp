@@ -10,10 +10,10 @@ enum Class : uint8_t { kOther, kLetter, kDigit, kBlank };
 struct Classes {
     constexpr Classes() {
         for (int c = 'a'; c <= 'z'; ++c) of[c] = of[c - 'a' + 'A'] = kLetter;
-        of['_'] = kLetter;
+        of[int{'_'}] = kLetter;
         for (int c = '0'; c <= '9'; ++c) of[c] = kDigit;
         for (int c = '\t'; c <= '\r'; ++c) of[c] = kBlank;
-        of[' '] = kBlank;
+        of[int{' '}] = kBlank;
     }
     Class of[256] = {};
 };
