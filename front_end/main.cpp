@@ -162,6 +162,12 @@ bool Is(std::string_view word, std::string_view command) {
 
 /// A command of the front end itself: it needs no agent.
 ExitStatus Help(const std::vector<const char*>& words) {
+    if (words.size() == 1) {
+        std::puts("help [SERVICE [COMMAND]]\n    lists commands and their keys, without an agent");
+        std::puts(
+            "policy check FILE [src=ADDRESS dport=N ...]\n    compiles a policy file and "
+            "explains what it does, without an agent");
+    }
     if (zwmgmt::PrintHelp(stdout, words.data() + 1, words.size() - 1)) return kOk;
     return Fail(kUsage,
                 "help is for: help [SERVICE [COMMAND]], of the commands that \"help\" lists");

@@ -28,7 +28,8 @@ Reply PolicyTable::Change(uint16_t opcode, std::span<const uint8_t> data) {
     std::vector<_OfldPolicy>& own = policies[name];
     const bool add = opcode == zwmgmt::kAddPolicy;
     const size_t position = policy.index != 0 ? policy.index - size_t{1} : own.size();
-    if (position > own.size() || (position == own.size() && !add) || own.size() == UINT8_MAX) {
+    if (position > own.size() || (position == own.size() && !add) ||
+        (add && own.size() == UINT8_MAX)) {
         return Failed(zwmgmt::kInvalidFilterId);
     }
     const auto at = own.begin() + static_cast<ptrdiff_t>(position);

@@ -80,6 +80,10 @@ TEST(PolicyCompiler, SpellingsGiveOneProgram) {
         {{"vlan > 0", "vlan != 0", "not vlan 0", "vlan >= 1"}, "vlan 0 F T"},
         {{"src host 1.2.3.4", "src net 1.2.3.4/32", "src net 1.2.3.4 mask 255.255.255.255"}, "src host 1.2.3.4 T F"},
         {{"src net 10.1.2.3/8", "src net 10.0.0.0/8", "src net 10.0.0.0 mask 255.0.0.0", "src net 10.0.0.0/9 or src net 10.128.0.0/9"}, "src net 10.0.0.0/8 T F"},
+        {{"dst port != 8080", "dst port < 8080 or dst port > 8080", "not (dst port >= 8080 and dst port <= 8080)"}, "dst port 8080 F T"},
+        {{"dst port > 0 and dst port < 1024", "dst port != 0 and dst port < 1024"}, nullptr},
+        {{"not (dst port >= 6000 and dst port <= 6007)", "dst port < 6000 or dst port > 6007"}, "dst port 6000 & 0xfff8 F T"},
+        {{"mark >= 1 and mark <= 65535"}, "mark 0 F 1; mark 0 & 0xffff0000 T F"},
         {{"dscp 46", "tos 184 & 0xfc"}, "dscp 46 T F"}, {{"dscp >= 32", "tos >= 128"}, "tos 128 & 0x80 T F"},
         {{"listen and vlan 1 and dst port 2", "dst port 2 and (vlan 1 and listen)"}, "dst port 2 and vlan 1 and listen T F"},
         {{"(dst port 80 or dst port 443) and (vlan 1 or vlan 6)", "dst port 80 and (vlan 1 or vlan 6) or dst port 443 and (vlan 1 or vlan 6)"}, nullptr},
@@ -493,7 +497,7 @@ TEST(PolicyDocument, ExamplesAreTrue) {
 TEST(PolicyFiles, RulesOverSeveralLines) {
     const TemporaryFile file(
         "# a comment; any => x\n\nsrc port 1\n  and dst port 2 # why\n\t=> offload\r\n"
-        "vlan 3 => ddp; vlan 4 =>\n sack\n");
+        "vlan 3 => ddp; vlan 4 =>\n# in between\n sack\n");
     std::vector<_OfldPolicy> policies;
     std::string error;
     ParsePolicy parser;

@@ -50,7 +50,8 @@ int Generator::Generate(const Formula& formula, int position, int yes, int no) {
         case Term::kNothing: return no;
         case Term::kCube: return Make({term.cube, yes, no});
         case Term::kNotCube: return Make({term.cube, no, yes});
-        case Term::kRange: return GenerateRange(term, yes, no);
+        case Term::kRange: return GenerateRange(term, term.low, term.high, yes, no);
+        case Term::kNotRange: return GenerateRange(term, term.low, term.high, no, yes);
         case Term::kAnd:
         case Term::kOr: return GenerateChain(formula, term.first, term.kind == Term::kAnd, yes, no);
         case Term::kChoice: {
@@ -64,14 +65,30 @@ int Generator::Generate(const Formula& formula, int position, int yes, int no) {
     return no;
 }
 
-/// The prefixes of what is in the range, or of what is not: whichever are fewer.
-int Generator::GenerateRange(const Term& range, int yes, int no) {
-    constexpr auto count = [](uint32_t, int) {};
+namespace {
+
+int CountPrefixes(const Term& range, uint32_t low, uint32_t high) {
+    return low <= high ? ForPrefixes(range, low, high, [](uint32_t, int) {}) : 0;
+}
+
+}  // namespace
+
+/// The fewest steps of three ways: the prefixes of what is in the range, those of what is not, or
+/// one bound after the other.
+int Generator::GenerateRange(const Term& range, uint32_t low, uint32_t high, int yes, int no) {
     const Directive& directive = *range.directive;
     const uint32_t highest = Ones(directive.bits);
-    const int inside = ForPrefixes(range, range.low, range.high, count);
-    const int below = range.low > 0 ? ForPrefixes(range, 0, range.low - 1, count) : 0;
-    const int above = range.high < highest ? ForPrefixes(range, range.high + 1, highest, count) : 0;
+    const int inside = CountPrefixes(range, low, high);
+    const int below = low > 0 ? CountPrefixes(range, 0, low - 1) : 0;
+    const int above = high < highest ? CountPrefixes(range, high + 1, highest) : 0;
+    if (below > 0 && above > 0) {
+        const int from_low = std::min(below, CountPrefixes(range, low, highest));
+        const int to_high = std::min(above, CountPrefixes(range, 0, high));
+        if (from_low + to_high < std::min(inside, below + above)) {
+            const int bounded_above = GenerateRange(range, 0, high, yes, no);
+            return GenerateRange(range, low, highest, bounded_above, no);
+        }
+    }
     const bool complement = below + above < inside;
     int target = complement ? yes : no;
     const auto add = [&](uint32_t first, int free_bits) {
@@ -79,9 +96,9 @@ int Generator::GenerateRange(const Term& range, int yes, int no) {
             FieldCube(range.field, first, highest & ~Ones(free_bits), directive.shift);
         target = Make({cube, complement ? no : yes, target});
     };
-    if (!complement) ForPrefixes(range, range.low, range.high, add);
-    if (complement && below > 0) ForPrefixes(range, 0, range.low - 1, add);
-    if (complement && above > 0) ForPrefixes(range, range.high + 1, highest, add);
+    if (!complement) ForPrefixes(range, low, high, add);
+    if (complement && below > 0) ForPrefixes(range, 0, low - 1, add);
+    if (complement && above > 0) ForPrefixes(range, high + 1, highest, add);
     return target;
 }
 

@@ -30,7 +30,7 @@ class Generator {
 
   private:
     int Generate(const Formula& formula, int term, int yes, int no);
-    int GenerateRange(const Term& range, int yes, int no);
+    int GenerateRange(const Term& range, uint32_t low, uint32_t high, int yes, int no);
     int GenerateChain(const Formula& formula, int position, bool conjunction, int yes, int no);
     int Make(Step step);
     int Leave(int target, const Cube& cube, bool matched) const;

@@ -14,6 +14,14 @@ namespace {
 
 bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
 
+/// The next line that is no comment.
+size_t NextLine(std::string_view text, size_t begin) {
+    while (begin < text.size() && text[begin] == '#') {
+        begin = std::min(text.find('\n', begin), text.size() - 1) + 1;
+    }
+    return begin;
+}
+
 enum class Layout { kPlain, kContinued };
 
 /// Calls `take` with each rule until it returns false. Rules end with a line or with ";"; "#"
@@ -43,13 +51,18 @@ void ForEachRule(std::string_view text, Layout layout, Take take) {
                 i = std::min(text.find('\n', i), text.size()) - 1;
                 begin = i + 1;
                 break;
-            case '\n':
-                if (layout == Layout::kContinued && i + 1 < text.size() && IsBlank(text[i + 1])) {
+            case '\n': {
+                const size_t following = NextLine(text, i + 1);
+                if (layout == Layout::kContinued && following < text.size() &&
+                    IsBlank(text[following])) {
                     join(i);
-                    begin = i + 1;
+                    begin = following;
+                    i = following - 1;
                     break;
                 }
-                [[fallthrough]];
+                if (!finish(i)) return;
+                break;
+            }
             case ';':
                 if (!finish(i)) return;
                 break;
@@ -79,6 +92,13 @@ bool ReadWhole(const char* name, std::string* text) {
 
 }  // namespace
 
+bool ParsePolicy::NameFits(const char* interface_name, std::string* error) {
+    if (std::strlen(interface_name) < sizeof(_OfldPolicy::interface_name)) return true;
+    *error = "the interface name is longer than 63 characters";
+    std::fprintf(stream != nullptr ? stream : stdout, "%s\n", error->c_str());
+    return false;
+}
+
 bool ParsePolicy::Append(std::string_view rule, size_t number, const char* interface_name,
                          std::vector<_OfldPolicy>* policies, std::string* error) {
     _OfldPolicy policy = {};
@@ -100,6 +120,7 @@ int ParsePolicy::build_policy_vector(const std::vector<std::string>& rules,
                                      std::string* error) noexcept {
     try {
         error->clear();
+        if (!NameFits(interface_name, error)) return 1;
         for (size_t i = 0; i < rules.size(); ++i) {
             if (!Append(rules[i], i + 1, interface_name, policies, error)) return 1;
         }
@@ -119,8 +140,7 @@ int ParsePolicy::AppendAll(std::string_view text, bool continued, const char* in
                            std::vector<_OfldPolicy>* policies, std::string* error) noexcept {
     try {
         error->clear();
-        const auto lines = static_cast<size_t>(std::ranges::count(text, '\n'));
-        policies->reserve(policies->size() + lines + 1);
+        if (!NameFits(interface_name, error)) return 1;
         size_t number = 0;
         bool sound = true;
         const Layout layout = continued ? Layout::kContinued : Layout::kPlain;

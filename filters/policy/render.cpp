@@ -167,9 +167,10 @@ size_t LengthOf(const PolicyInstruction (&program)[kPolicyInstructions]) {
 bool CompilesTo(const std::string& rule, const _OfldPolicy& policy, size_t count) {
     Classifier classifier;
     std::vector<PolicyInstruction> program;
-    PolicySettings settings;
+    PolicySettings settings = {};
     return classifier.Compile(rule, 1, &program, &settings) && program.size() == count &&
-           std::memcmp(program.data(), policy.program, count * sizeof(program[0])) == 0;
+           std::memcmp(program.data(), policy.program, count * sizeof(program[0])) == 0 &&
+           std::memcmp(&settings, &policy.settings, sizeof(settings)) == 0;
 }
 
 void AddFlag(std::string* text, const char* word, uint8_t flag) {
@@ -188,6 +189,7 @@ void Render(const _OfldPolicy& policy, std::string* text) {
     *text = Renderer(policy.program, count, Style::kReadable).From(0).text + settings;
     if (CompilesTo(*text, policy, count)) return;
     *text = Renderer(policy.program, count, Style::kChoices).From(0).text + settings;
+    if (!CompilesTo(*text, policy, count)) *text += " # not all of the record";
 }
 
 }  // namespace

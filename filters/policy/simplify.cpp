@@ -183,10 +183,20 @@ bool MergeRanges(Term* one, const Term& other, Term::Kind operation) {
         one->high = earlier_high;
         return true;
     }
-    if (later_low > earlier_high && later_low - earlier_high > 1) return false;
+    const uint32_t highest = Ones(one->directive->bits);
+    if (later_low > earlier_high && later_low - earlier_high > 1) {
+        // Two ends are what is not between them.
+        const bool ends =
+            std::min(one->low, other.low) == 0 && std::max(one->high, other.high) == highest;
+        if (!ends) return false;
+        one->kind = Term::kNotRange;
+        one->low = earlier_high + 1;
+        one->high = later_low - 1;
+        return true;
+    }
     one->low = std::min(one->low, other.low);
     one->high = std::max(one->high, other.high);
-    if (one->low == 0 && one->high == Ones(one->directive->bits)) one->kind = Term::kAll;
+    if (one->low == 0 && one->high == highest) one->kind = Term::kAll;
     return true;
 }
 

@@ -10,12 +10,12 @@
 namespace zwmgmt::policy {
 
 struct Term {
-    enum Kind : uint8_t { kAll, kNothing, kCube, kNotCube, kRange, kAnd, kOr, kChoice };
+    enum Kind : uint8_t { kAll, kNothing, kCube, kNotCube, kRange, kNotRange, kAnd, kOr, kChoice };
     Kind kind = kNothing;
     int first = -1;  // operands of kAnd and kOr: a chain along `next`; of kChoice: three of them
     int next = -1;
     Cube cube;
-    const Directive* directive = nullptr;  // of kRange: what has `low` to `high`, both included
+    const Directive* directive = nullptr;  // of ranges: what has `low` to `high`, both included
     FieldId field = {};
     uint32_t low = 0;
     uint32_t high = 0;

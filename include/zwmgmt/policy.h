@@ -1,8 +1,8 @@
 /// Offload policies: text to records and back, and what a compiled filter matches. docs/policy.md
 /// describes the language.
 ///
-/// Nothing here needs a connection, and no operation throws; a program may use one object per
-/// thread.
+/// Nothing here needs a connection. No operation throws but for those that return a text, which may
+/// throw std::bad_alloc. A program may use one object per thread.
 #pragma once
 
 #include <cstdio>
@@ -21,8 +21,8 @@ class ZWMGMT_API Classifier {
     Classifier(const Classifier&) = delete;
     Classifier& operator=(const Classifier&) = delete;
 
-    /// One rule, "EXPRESSION => SETTINGS". rule_number: for messages, from 1. On false, with the
-    /// outputs unchanged, Error() says why.
+    /// One rule, "EXPRESSION => SETTINGS". rule_number: for messages, from 1. On false Error() says
+    /// why; it says nothing when memory ran out.
     bool Compile(std::string_view rule, size_t rule_number, std::vector<PolicyInstruction>* program,
                  PolicySettings* settings) noexcept;
 
@@ -65,8 +65,8 @@ class ZWMGMT_API ParsePolicy {
     int build_policy_vector(const std::vector<std::string>& rules, const char* interface_name,
                             std::vector<_OfldPolicy>* policies, std::string* error) noexcept;
 
-    /// A record as text, which compiles to the same program and settings. For a record that no
-    /// compiler made the text says so. Returns 0, or 1 without memory.
+    /// A record as text, which compiles to the same program and settings. A record that no text
+    /// compiles to gets a comment that says so, or "(no program)". Returns 0, or 1 without memory.
     static int ParsePolicyStructure(const _OfldPolicy& policy, std::string* text) noexcept;
 
     /// The settings alone, as a rule has them behind "=>".
@@ -75,6 +75,7 @@ class ZWMGMT_API ParsePolicy {
   private:
     int AppendAll(std::string_view text, bool continued, const char* interface_name,
                   std::vector<_OfldPolicy>* policies, std::string* error) noexcept;
+    bool NameFits(const char* interface_name, std::string* error);
     bool Append(std::string_view rule, size_t number, const char* interface_name,
                 std::vector<_OfldPolicy>* policies, std::string* error);
 
