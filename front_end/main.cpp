@@ -151,6 +151,7 @@ ExitStatus RunLocally(Client_Request_Message* request) {
     std::vector<char> result(zwmgmt::kResultBufferSize);
     ZwMgmt_interface session;
     const int failed = session.Client_ProcessRequest(request, result.data(), nullptr);
+    session.CLDisconnectFromServer();
     return failed == 0 ? kOk : kFailed;
 }
 
