@@ -166,7 +166,6 @@ int ZwMgmt_interface::CLSetKorvaneCardProp(Client_Request_Message* request, _Mes
     const auto table = CardProperties();
     CardPropertyRequest payload = {};
     bool has_location = false;
-    int count = 0;
     for (const Client_Request_Argument& key : KeysOf(request)) {
         const std::string_view value = ValueOf(key);
         if (key.key == kPciKey) {
@@ -184,10 +183,10 @@ int ZwMgmt_interface::CLSetKorvaneCardProp(Client_Request_Message* request, _Mes
         const char* wrong = SetValue(*property, value, *number, &payload.settings);
         if (wrong != nullptr) return Refuse(*this, wrong);
         payload.set_mask |= property->bit;
-        ++count;
     }
     if (!has_location) return Refuse(*this, "please specify PCIBuslocation for the card\n");
-    if (count == 0) return Refuse(*this, "Please specify atleast one property to be set\n");
+    if (payload.set_mask == 0)
+        return Refuse(*this, "Please specify atleast one property to be set\n");
     payload.os_type = os_type;
     return Fill(*this, message, kKorvane, kSetCardProperty, &payload, sizeof(payload));
 }
@@ -197,7 +196,6 @@ int ZwMgmt_interface::CLSetKorvanePortProp(Client_Request_Message* request, _Mes
     PortRequest payload = {};
     bool has_location = false;
     bool has_instance = false;
-    int count = 0;
     for (const Client_Request_Argument& key : KeysOf(request)) {
         const std::string_view value = ValueOf(key);
         if (key.key == kPciKey) {
@@ -219,11 +217,10 @@ int ZwMgmt_interface::CLSetKorvanePortProp(Client_Request_Message* request, _Mes
         const char* wrong = SetValue(*property, value, *number, &payload.settings);
         if (wrong != nullptr) return Refuse(*this, wrong);
         payload.set_mask |= property->bit;
-        ++count;
     }
     if (!has_instance) return Refuse(*this, "please specify portinstance\n");
     if (!has_location) return Refuse(*this, "please specify pci bus location\n");
-    if (count == 0) {
+    if (payload.set_mask == 0) {
         return Refuse(
             *this,
             "Please specify atleast one property to be set or you might be specifying the wrong "

@@ -1,6 +1,5 @@
 /// Requests of the offload policies.
 #include <charconv>
-#include <new>
 
 #include "cli/handler.h"
 #include "cli/keys.h"
