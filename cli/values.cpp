@@ -301,13 +301,7 @@ int ReadWord(FILE* file, char* word, size_t capacity) {
 }  // namespace
 
 int ZwMgmt_interface::GetZMFileName(int kind, char* path, uint32_t capacity) {
-    char folder[4096];
-    if (kind != zwmgmt::kCredentialsFile ||
-        !platform::UserConfigurationFolder(folder, sizeof(folder))) {
-        return -1;
-    }
-    const int length = std::snprintf(path, capacity, "%s/credentials", folder);
-    return length > 0 && static_cast<uint32_t>(length) < capacity ? 0 : -1;
+    return kind == zwmgmt::kCredentialsFile && platform::CredentialsPath(path, capacity) ? 0 : -1;
 }
 
 int ZwMgmt_interface::CLGetPassword(const char* user_name, char* password) {

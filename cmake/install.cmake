@@ -20,6 +20,8 @@ install(FILES ${PROJECT_BINARY_DIR}/zwmgmt-config.cmake
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zwmgmt)
 
 set(ZWMGMT_PC_CFLAGS "")
+list(TRANSFORM platform_libraries PREPEND "-l" OUTPUT_VARIABLE ZWMGMT_PC_PLATFORM)
+list(JOIN ZWMGMT_PC_PLATFORM " " ZWMGMT_PC_PLATFORM)
 if(BUILD_SHARED_LIBS)
     set(ZWMGMT_PC_PRIVATE "Requires.private: libssl libcrypto")
 else()

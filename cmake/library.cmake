@@ -1,9 +1,18 @@
-# The library: one set of objects, from which the installed library (shared by default) and a
-# static archive for the tests and the simulated agent are made.
+# The installed library (shared by default), and the same in a static archive for the programs and
+# the tests.
 
-set(platform_folder posix)
+if(WIN32)
+    set(platform_folder windows)
+    set(platform_libraries ws2_32 advapi32 shell32)
+    enable_language(RC)
+    set(program_resources ${PROJECT_SOURCE_DIR}/platform/windows/program.rc)
+else()
+    set(platform_folder posix)
+    set(platform_libraries)
+    set(program_resources)
+endif()
 
-add_library(zwmgmt_objects OBJECT
+set(library_sources
     adapters/driver_requests.cpp
     adapters/install.cpp
     adapters/install_options.cpp
@@ -38,6 +47,7 @@ add_library(zwmgmt_objects OBJECT
     filters/x4_rules.cpp
     net/net_replies.cpp
     net/net_requests.cpp
+    platform/socket.cpp
     platform/${platform_folder}/address.cpp
     platform/${platform_folder}/file.cpp
     platform/${platform_folder}/host.cpp
@@ -51,28 +61,47 @@ add_library(zwmgmt_objects OBJECT
     session/status.cpp
     session/tls.cpp
     session/transfer.cpp)
-target_include_directories(zwmgmt_objects PUBLIC include PRIVATE ${PROJECT_SOURCE_DIR})
-target_compile_definitions(zwmgmt_objects PRIVATE ZWMGMT_BUILDING)
-target_link_libraries(zwmgmt_objects PUBLIC OpenSSL::SSL)
+
+function(add_library_objects name export_definition)
+    add_library(${name} OBJECT ${library_sources})
+    target_include_directories(${name} PUBLIC include PRIVATE ${PROJECT_SOURCE_DIR})
+    target_compile_definitions(${name} PRIVATE ${export_definition})
+    target_link_libraries(${name} PUBLIC OpenSSL::SSL ${platform_libraries})
+endfunction()
+
+set(internal_objects zwmgmt_objects)
+if(NOT BUILD_SHARED_LIBS)
+    add_library_objects(zwmgmt_objects ZWMGMT_STATIC)
+else()
+    add_library_objects(zwmgmt_objects ZWMGMT_BUILDING)
+    if(WIN32)
+        # There the objects say what is exported, and a program must not export what it carries.
+        add_library_objects(zwmgmt_internal_objects ZWMGMT_STATIC)
+        set(internal_objects zwmgmt_internal_objects)
+    endif()
+endif()
 
 add_library(zwmgmt $<TARGET_OBJECTS:zwmgmt_objects>)
 add_library(zwmgmt::zwmgmt ALIAS zwmgmt)
-target_link_libraries(zwmgmt PRIVATE OpenSSL::SSL)
+target_link_libraries(zwmgmt PRIVATE OpenSSL::SSL ${platform_libraries})
 target_include_directories(zwmgmt PUBLIC
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 target_compile_features(zwmgmt PUBLIC cxx_std_20)
 set_target_properties(zwmgmt PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 0)
-if(BUILD_SHARED_LIBS)
+if(NOT BUILD_SHARED_LIBS)
+    target_compile_definitions(zwmgmt PUBLIC ZWMGMT_STATIC)
+elseif(WIN32)
+    set_target_properties(zwmgmt PROPERTIES PREFIX "")  # zwmgmt.dll
+else()
     # Hidden visibility does not cover templates of the standard library; the list does.
     target_link_options(zwmgmt PRIVATE
         -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/zwmgmt.map -Wl,--no-undefined)
     set_target_properties(zwmgmt PROPERTIES LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/zwmgmt.map)
-else()
-    target_compile_definitions(zwmgmt PUBLIC ZWMGMT_STATIC)
 endif()
 
 # Everything of the library, internals included, for those who live in this tree.
 add_library(zwmgmt_internal STATIC)
-target_link_libraries(zwmgmt_internal PUBLIC zwmgmt_objects OpenSSL::SSL)
+target_link_libraries(zwmgmt_internal PUBLIC ${internal_objects})
 target_include_directories(zwmgmt_internal PUBLIC ${PROJECT_SOURCE_DIR})
+target_compile_definitions(zwmgmt_internal INTERFACE ZWMGMT_STATIC)

@@ -11,7 +11,8 @@ add_executable(korvane_zwcli
     front_end/main.cpp
     front_end/options.cpp
     front_end/password.cpp
-    front_end/policy_check.cpp)
+    front_end/policy_check.cpp
+    ${program_resources})
 target_compile_definitions(korvane_zwcli PRIVATE ZWMGMT_VERSION="${PROJECT_VERSION}")
 target_link_libraries(korvane_zwcli PRIVATE zwmgmt_internal zwmgmt_platform_programs CLI11::CLI11)
 if(NOT ZWMGMT_SANITIZE)
@@ -48,6 +49,6 @@ add_library(zmsim STATIC
 target_link_libraries(zmsim PUBLIC zwmgmt_internal nlohmann_json::nlohmann_json
                       Threads::Threads)
 
-add_executable(korvane_zmsim simulator/main.cpp)
+add_executable(korvane_zmsim simulator/main.cpp ${program_resources})
 target_compile_definitions(korvane_zmsim PRIVATE ZWMGMT_VERSION="${PROJECT_VERSION}")
 target_link_libraries(korvane_zmsim PRIVATE zmsim zwmgmt_platform_programs CLI11::CLI11)

@@ -28,6 +28,7 @@ class Help : public CLI::Formatter {
 std::optional<int> ParseOptions(int argc, const char* const* argv, Options* options) {
     CLI::App app("Manages the Korvane Ethernet adapters of a host through its agent.",
                  "korvane_zwcli");
+    app.allow_windows_style_options(false);  // a word that begins with a slash is a path
     app.formatter(std::make_shared<Help>());
     app.footer(kFooter);
     app.set_version_flag("--version", "korvane_zwcli " ZWMGMT_VERSION);

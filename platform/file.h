@@ -15,4 +15,7 @@ OpenResult OpenRegularFile(const char* path, FILE** file, uint64_t* size);
 /// Whether users other than the owner may read the file.
 bool ReadableByOthers(const char* path);
 
+/// The file's own name: what follows the last separator of the path.
+const char* BaseName(const char* path);
+
 }  // namespace zwmgmt::platform

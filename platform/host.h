@@ -9,9 +9,9 @@ namespace zwmgmt::platform {
 /// false when the machine does not know the user.
 bool CurrentUserName(char* name, size_t capacity);
 
-/// Writes the folder of the user's configuration files for this product, as the system's user
-/// database knows the home, terminated; false when there is none or it is longer.
-bool UserConfigurationFolder(char* path, size_t capacity);
+/// Writes the path of the user's stored credentials, terminated: below the home that the system's
+/// user database knows, whatever the environment says; false when there is none or it is longer.
+bool CredentialsPath(char* path, size_t capacity);
 
 /// Writes the path of "certs/cert.pem" beside the running executable (the program, not the
 /// library), with the platform's separator, terminated; false when it cannot be told or is longer.

@@ -29,11 +29,6 @@ constexpr RefusalRow kRefusals[] = {
     {kNotNewer, "ZM Update failed as higher/equal  version is already installed\n"},
 };
 
-const char* BaseName(const char* path) {
-    const char* slash = std::strrchr(path, '/');
-    return slash != nullptr ? slash + 1 : path;
-}
-
 /// A transfer message as it travels: header and record in one piece, so that neither is copied
 /// again for every chunk.
 #pragma pack(push, 1)
@@ -149,7 +144,7 @@ int ZwMgmt_interface::PushFile(const FileTransfer& transfer, char* result_buffer
 int ZwMgmt_interface::CLsendInitialMsg(const char* path, _Message* message, uint8_t arg1,
                                        uint32_t flags, char* result_buffer, uint8_t arg2,
                                        uint8_t arg3, const char* extra, const OutgoingFile& file) {
-    PrintOutput("Sending File %s of size %lld to the ZM agent...\n", BaseName(path),
+    PrintOutput("Sending File %s of size %lld to the ZM agent...\n", platform::BaseName(path),
                 static_cast<long long>(file.size));
     const OwnedMessage announcement = NewTransferMessage();
     if (message == nullptr || !announcement) {
@@ -163,7 +158,7 @@ int ZwMgmt_interface::CLsendInitialMsg(const char* path, _Message* message, uint
     record.transfer_arg2 = arg2;
     record.transfer_arg3 = arg3;
     record.file_size = file.size;
-    SetFixedText(record.file_name, BaseName(path));
+    SetFixedText(record.file_name, platform::BaseName(path));
     SetExtra(&record, flags, extra);
 
     bool sent = false;

@@ -92,6 +92,7 @@ std::string Complete(Options* options, Scenario* scenario) {
 int Main(int argc, char** argv) {
     Options options;
     CLI::App app("A simulated management agent.", "korvane_zmsim");
+    app.allow_windows_style_options(false);  // a word that begins with a slash is a path
     Describe(&app, &options);
     try {
         app.parse(argc, argv);

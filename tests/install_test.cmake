@@ -1,8 +1,28 @@
 # Installs the tree into a fresh folder and builds the consumer example from it, once with the CMake
 # package and once with pkg-config; runs it and the installed front end. Then the static library.
+#
+# For Windows (with a TOOLCHAIN) the example is told the compiler alone, but where it links OpenSSL
+# itself; it runs in the EMULATOR.
 set(root ${BUILD_DIR}/install_test)
 file(REMOVE_RECURSE ${root})
 set(example ${SOURCE_DIR}/examples/consumer)
+set(shared_options)
+set(static_options)
+set(suffix)
+if(TOOLCHAIN)
+    set(shared_options -DCMAKE_SYSTEM_NAME=Windows -DCMAKE_CXX_COMPILER=${CXX})
+    set(static_options -DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN}
+                       -DCMAKE_FIND_ROOT_PATH=${root}/static_prefix)
+    set(suffix .exe)
+    # Where a program finds the DLL, and its compiler's.
+    set(ENV{WINEPATH} "Z:${root}/prefix/bin")
+    foreach(runtime libstdc++-6.dll libwinpthread-1.dll)
+        execute_process(COMMAND ${CXX} -print-file-name=${runtime} OUTPUT_VARIABLE file
+                        COMMAND_ERROR_IS_FATAL ANY)
+        get_filename_component(folder ${file} DIRECTORY)
+        set(ENV{WINEPATH} "$ENV{WINEPATH};Z:${folder}")
+    endforeach()
+endif()
 
 function(run expected_output)
     execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE output
@@ -17,28 +37,34 @@ endfunction()
 
 function(build_consumers name prefix)
     set(build ${root}/${name})
-    run("" ${CMAKE_COMMAND} -S ${example} -B ${build} -G Ninja -DCMAKE_PREFIX_PATH=${prefix})
+    run("" ${CMAKE_COMMAND} -S ${example} -B ${build} -G Ninja -DCMAKE_PREFIX_PATH=${prefix}
+        ${${name}_options})
     run("" ${CMAKE_COMMAND} --build ${build})
-    run("korvane listadapterprops is service 4, command 142" ${build}/consumer)
+    run("korvane listadapterprops is service 4, command 142" ${EMULATOR} ${build}/consumer${suffix})
 
     file(GLOB_RECURSE pkg_config_file ${prefix}/*/zwmgmt.pc)
     get_filename_component(pkg_config_folder ${pkg_config_file} DIRECTORY)
     get_filename_component(library_folder ${pkg_config_folder} DIRECTORY)
     set(ENV{PKG_CONFIG_PATH} ${pkg_config_folder})
-    run("" sh -c "c++ -std=c++20 ${example}/consumer.cpp -o ${build}/consumer_pc \
-$(pkg-config --cflags --libs zwmgmt) -Wl,-rpath,${library_folder}")
-    run("service 4, command 142" ${build}/consumer_pc)
+    set(form)
+    if(TOOLCHAIN)
+        set(ENV{PKG_CONFIG_LIBDIR} ${TARGET_LIBRARIES}/lib/pkgconfig)
+        set(form --${name})
+    endif()
+    run("" sh -c "${CXX} -std=c++20 ${example}/consumer.cpp -o ${build}/consumer_pc${suffix} \
+$(pkg-config ${form} --cflags --libs zwmgmt) -Wl,-rpath,${library_folder}")
+    run("service 4, command 142" ${EMULATOR} ${build}/consumer_pc${suffix})
 endfunction()
 
 run("" ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${root}/prefix)
 build_consumers(shared ${root}/prefix)
-run("korvane_zwcli ${VERSION}" ${root}/prefix/bin/korvane_zwcli --version)
+run("korvane_zwcli ${VERSION}" ${EMULATOR} ${root}/prefix/bin/korvane_zwcli${suffix} --version)
 if(NOT EXISTS ${root}/prefix/bin/certs/cert.pem)
     message(FATAL_ERROR "the trust store is not installed")
 endif()
 
 run("" ${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${root}/static_build -G Ninja -DBUILD_SHARED_LIBS=OFF
-    -DZWMGMT_BUILD_TESTS=OFF)
+    -DZWMGMT_BUILD_TESTS=OFF ${static_options})
 run("" ${CMAKE_COMMAND} --build ${root}/static_build --target zwmgmt)
 run("" ${CMAKE_COMMAND} --install ${root}/static_build --prefix ${root}/static_prefix
     --component library)

@@ -22,11 +22,10 @@ using Program = std::vector<PolicyInstruction>;
 
 /// The one record of a rule, or a zeroed one with the message in *error.
 _OfldPolicy Compiled(const std::string& rule, std::string* error) {
-    FILE* nowhere = std::fopen("/dev/null", "w");
+    static FILE* const nowhere = OpenScratchFile();
     std::vector<_OfldPolicy> policies;
     const int failed =
         ParsePolicy(nowhere).ParsePolicyString(rule.c_str(), "eth2", &policies, error);
-    std::fclose(nowhere);
     EXPECT_EQ(failed != 0, !error->empty()) << rule;
     return policies.size() == 1 ? policies[0] : _OfldPolicy{};
 }

@@ -1,6 +1,9 @@
-/// Running the real programs.
+/// Running the real programs, and what else the tests ask the system for.
 #pragma once
 
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -16,8 +19,12 @@ struct ProcessResult {
 /// Runs a program to its end, away from any terminal.
 ProcessResult RunProcess(const std::vector<std::string>& arguments, const std::string& input = "");
 
+/// Runs a program whose standard output cannot be written.
+ProcessResult RunWithoutOutput(const std::vector<std::string>& arguments);
+
 /// Runs a program with a terminal as standard input; types the line once the program has written
-/// the prompt. Everything that the terminal showed is in `out`.
+/// the prompt. Everything that the terminal showed is in `out`, without the sequences that
+/// steer it.
 ProcessResult RunOnTerminal(const std::vector<std::string>& arguments, const std::string& prompt,
                             const std::string& line);
 
@@ -31,14 +38,44 @@ class BackgroundProcess {
 
     /// The next line of its standard output, without the line end.
     std::string ReadLine();
-    /// Asks it to stop and returns its exit status.
+    /// Asks it to stop, as a person at its terminal would, and returns its exit status.
     int Terminate();
 
   private:
-    int pid;
-    int output;
+    struct Process;
+    std::unique_ptr<Process> process;
 };
 
+/// Where korvane_zwcli looks for stored credentials, with nothing in it. Away from anybody's own
+/// home where the system lets a test say so (POSIX); elsewhere it throws when somebody's are there.
+class CredentialsHome {
+  public:
+    CredentialsHome();
+    ~CredentialsHome();
+    CredentialsHome(const CredentialsHome&) = delete;
+    CredentialsHome& operator=(const CredentialsHome&) = delete;
+
+    void Write(const std::string& text, bool readable_by_others) const;
+    /// The words to run a program with, so that it looks here.
+    std::vector<std::string> Within(std::vector<std::string> arguments) const;
+
+    std::filesystem::path credentials;
+
+  private:
+    std::filesystem::path home;
+};
+
+/// Paths of what can be opened but is no regular file; may create them beside the scratch path.
+std::vector<std::string> FilesThatAreNotRegular(const std::string& scratch);
+
+/// An empty file that is gone when it is closed (fclose).
+FILE* OpenScratchFile();
+
+/// How many files, sockets and the like this process holds open.
+size_t OpenDescriptors();
+
 int OwnProcessId();
+/// Never 0. Allocates nothing.
+uintptr_t OwnThreadId();
 
 }  // namespace testing_support

@@ -3,6 +3,7 @@
 #include <openssl/crypto.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <new>
 
@@ -13,13 +14,17 @@ using namespace zwmgmt;
 
 namespace {
 
-/// Allocations of this thread until one is refused; negative: none will be.
-thread_local long until_refusal = -1;
-thread_local bool refused = false;
+/// The thread that is refused memory, or 0. No thread_local: where the compiler makes those itself,
+/// they allocate.
+std::atomic<uintptr_t> refused_thread = 0;
+long until_refusal = 0;  // that thread's allocations until then
+bool refused = false;
 
 bool Refuse() {
-    if (until_refusal < 0 || until_refusal-- > 0) return false;
+    if (refused_thread == 0 || refused_thread != OwnThreadId()) return false;
+    if (until_refusal-- > 0) return false;
     refused = true;
+    refused_thread = 0;
     return true;
 }
 
@@ -29,8 +34,9 @@ class RefuseOne {
     explicit RefuseOne(long n) {
         refused = false;
         until_refusal = n;
+        refused_thread = OwnThreadId();
     }
-    ~RefuseOne() { until_refusal = -1; }
+    ~RefuseOne() { refused_thread = 0; }
 };
 
 }  // namespace
@@ -198,7 +204,7 @@ TEST_F(RefusedMemory, WhileReadingWords) {
     const long count = RefuseEach([] {},
                                   [&] {
                                       CommandWords command(words, 3);
-                                      until_refusal = -1;
+                                      refused_thread = 0;
                                       EXPECT_EQ(command.Request(), nullptr);
                                       error = command.Error();
                                   },

@@ -2,7 +2,6 @@
 #include <openssl/ssl.h>
 
 #include <cstring>
-#include <filesystem>
 #include <mutex>
 
 #include "session/tls.h"
@@ -192,10 +191,10 @@ TEST(Session, ConnectFailuresHaveStatusesOfTheirOwn) {
                   kHostNotResolved);
         EXPECT_EQ(session.Port(), 35001) << "port 0 means the default";
     }
-    uint16_t closed_port = 0;
-    platform::CloseSocket(platform::Listen({{127, 0, 0, 1}}, &closed_port));
     {
         TestSession session;
+        uint16_t closed_port = 0;
+        platform::CloseSocket(platform::Listen({{127, 0, 0, 1}}, &closed_port));
         EXPECT_EQ(session.Connect(closed_port), kConnectFailed);
     }
     const auto says_nonsense = [](platform::SocketHandle socket) {
@@ -210,13 +209,9 @@ TEST(Session, ConnectFailuresHaveStatusesOfTheirOwn) {
 }
 
 TEST(Session, ConnectingAgainReleasesTheEarlierConnection) {
-    const auto descriptors = [] {
-        const std::filesystem::directory_iterator open("/proc/self/fd");
-        return std::distance(begin(open), end(open));
-    };
     RawAgent agent([](SSL* ssl) { AcceptOpening(ssl); });
     TestSession session;
-    const auto before = descriptors();
+    const size_t before = OpenDescriptors();
     for (int attempt = 0; attempt < 5; ++attempt) {
         ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
         EXPECT_NE(session.Run({"korvane", "listadapterprops"}), 0);
@@ -228,7 +223,7 @@ TEST(Session, ConnectingAgainReleasesTheEarlierConnection) {
             << "a late reply is nobody's";
     }
     session.CLDisconnectFromServer();
-    EXPECT_LE(descriptors(), before + 1) << "the agent may still hold the last one";
+    EXPECT_LE(OpenDescriptors(), before + 1) << "the agent may still hold the last one";
 }
 
 TEST(Session, WithoutContextConnectingFails) {

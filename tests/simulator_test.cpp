@@ -1,6 +1,5 @@
 /// korvane_zmsim: the program, its scenarios, and the wire half's own manners.
-#include <fstream>
-#include <sstream>
+#include <openssl/pem.h>
 
 #include "tests/support.h"
 
@@ -8,6 +7,21 @@ using namespace testing_support;
 using namespace zwmgmt;
 
 namespace {
+
+/// The PEM texts of a throw-away pair.
+std::string CertificateAndKey() {
+    std::string error;
+    const zmsim::TlsContext context = zmsim::MakeServerContext("", &error);
+    BIO* texts = BIO_new(BIO_s_mem());
+    PEM_write_bio_X509(texts, SSL_CTX_get0_certificate(context.get()));
+    PEM_write_bio_PrivateKey(texts, SSL_CTX_get0_privatekey(context.get()), nullptr, nullptr, 0,
+                             nullptr, nullptr);
+    char* text = nullptr;
+    const long length = BIO_get_mem_data(texts, &text);
+    std::string pair(text, static_cast<size_t>(length));
+    BIO_free(texts);
+    return pair;
+}
 
 std::string ErrorOf(const std::string& json) {
     zmsim::Scenario scenario;
@@ -43,12 +57,7 @@ TEST(Simulator, TakesAScenarioALoginAndACertificate) {
     const TemporaryFile scenario(
         R"({"os": "esx", "word_size": 4, "adapters": [{"chip_type": "X5", "card_name": "vmnic7"}]})");
     const TemporaryFile password("secret\n");
-    const TemporaryFile pair([] {
-        const ProcessResult made =
-            RunProcess({"/usr/bin/openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes",
-                        "-keyout", "-", "-subj", "/CN=agent", "-days", "1"});
-        return made.out;
-    }());
+    const TemporaryFile pair(CertificateAndKey());
     BackgroundProcess simulator({ZMSIM_PATH, "--scenario", scenario.Path(), "--user", "admin",
                                  "--password-file", password.Path(), "--certificate", pair.Path(),
                                  "--tls", "1.2", "--listen", "127.0.0.2"});

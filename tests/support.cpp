@@ -1,7 +1,5 @@
 #include "tests/support.h"
 
-#include <unistd.h>
-
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -50,6 +48,7 @@ RawAgent::RawAgent(std::function<void(platform::SocketHandle)> talk_plain) {
 }
 
 void RawAgent::Accept(std::function<void(platform::SocketHandle)> serve) {
+    platform::StartSockets();
     listener = platform::Listen({{127, 0, 0, 1}}, &port);
     EXPECT_NE(listener, platform::kNoSocket);
     thread = std::thread([this, serve = std::move(serve)] {
@@ -66,6 +65,7 @@ RawAgent::~RawAgent() {
     stopping = true;
     thread.join();
     platform::CloseSocket(listener);
+    platform::StopSockets();
 }
 
 Bytes Message(const _Message& header, const Bytes& data) {
@@ -116,7 +116,7 @@ void AcceptOpening(SSL* ssl) {
     WriteTo(ssl, OpeningReply());
 }
 
-TestSession::TestSession() : text(std::tmpfile()) { SetOutputStream(text); }
+TestSession::TestSession() : text(OpenScratchFile()) { SetOutputStream(text); }
 
 TestSession::~TestSession() {
     CLDisconnectFromServer();
@@ -141,8 +141,9 @@ std::string TestSession::Printed() {
     for (size_t got; (got = std::fread(buffer, 1, sizeof(buffer), text)) > 0;) {
         printed.append(buffer, got);
     }
-    std::rewind(text);
-    EXPECT_EQ(ftruncate(fileno(text), 0), 0);
+    std::fclose(text);
+    text = OpenScratchFile();
+    SetOutputStream(text);
     return printed;
 }
 

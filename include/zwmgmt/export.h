@@ -12,6 +12,13 @@
 #define ZWMGMT_API __attribute__((visibility("default")))
 #endif
 
+/// ZWMGMT_LOCAL marks what is declared within an exported class and yet not exported.
+#if defined(_WIN32)
+#define ZWMGMT_LOCAL
+#else
+#define ZWMGMT_LOCAL __attribute__((visibility("hidden")))
+#endif
+
 /// Lets the compiler check the arguments of a printf-like member (positions count from 1, `this`
 /// included).
 #if defined(__GNUC__)

@@ -38,7 +38,7 @@ class ZWMGMT_API Classifier {
     static std::string TestText(const PolicyInstruction& instruction);
 
   private:
-    struct Stages;
+    struct ZWMGMT_LOCAL Stages;
     Stages* stages;
 };
 

@@ -63,7 +63,7 @@ class ZWMGMT_API CommandWords {
     [[nodiscard]] const char* Error() const noexcept;
 
   private:
-    struct Parts;
+    struct ZWMGMT_LOCAL Parts;
     Parts* parts;
 };
 

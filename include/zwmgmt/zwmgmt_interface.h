@@ -491,7 +491,7 @@ class ZWMGMT_API ZwMgmt_interface {
     void PrintCapabilitiesResponse(const void* data, _Message* message);
 
   private:
-    struct OutgoingFile;
+    struct ZWMGMT_LOCAL OutgoingFile;
     int PushFile(const zwmgmt::FileTransfer& transfer, char* result_buffer, bool* announced);
     int CLsendInitialMsg(const char* path, _Message* message, uint8_t arg1, uint32_t flags,
                          char* result_buffer, uint8_t arg2, uint8_t arg3, const char* extra,

@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstring>
+
 namespace zwmgmt::platform {
 
 OpenResult OpenRegularFile(const char* path, FILE** file, uint64_t* size) {
@@ -31,6 +33,11 @@ OpenResult OpenRegularFile(const char* path, FILE** file, uint64_t* size) {
 bool ReadableByOthers(const char* path) {
     struct stat found;
     return stat(path, &found) == 0 && (found.st_mode & (S_IRGRP | S_IROTH)) != 0;
+}
+
+const char* BaseName(const char* path) {
+    const char* slash = std::strrchr(path, '/');
+    return slash != nullptr ? slash + 1 : path;
 }
 
 }  // namespace zwmgmt::platform

@@ -29,9 +29,10 @@ bool CurrentUserName(char* name, size_t capacity) {
     });
 }
 
-bool UserConfigurationFolder(char* path, size_t capacity) {
+bool CredentialsPath(char* path, size_t capacity) {
     return WithUserEntry([&](const passwd& user) {
-        const int length = std::snprintf(path, capacity, "%s/.config/korvane", user.pw_dir);
+        const int length =
+            std::snprintf(path, capacity, "%s/.config/korvane/credentials", user.pw_dir);
         return length > 0 && static_cast<size_t>(length) < capacity;
     });
 }

@@ -4,9 +4,11 @@
 #include <poll.h>
 #include <pty.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <fstream>
 #include <stdexcept>
 #include <utility>
 
@@ -75,6 +77,12 @@ ProcessResult RunProcess(const std::vector<std::string>& arguments, const std::s
     return result;
 }
 
+ProcessResult RunWithoutOutput(const std::vector<std::string>& arguments) {
+    std::string line;
+    for (const std::string& argument : arguments) line += "'" + argument + "' ";
+    return RunProcess({"/bin/sh", "-c", line + "> /dev/full"});
+}
+
 ProcessResult RunOnTerminal(const std::vector<std::string>& arguments, const std::string& prompt,
                             const std::string& line) {
     int terminal = -1;
@@ -93,36 +101,77 @@ ProcessResult RunOnTerminal(const std::vector<std::string>& arguments, const std
     return result;
 }
 
+struct BackgroundProcess::Process {
+    pid_t pid;
+    int output;
+};
+
 BackgroundProcess::BackgroundProcess(const std::vector<std::string>& arguments) {
     const auto [out_read, out_write] = Pipe();
-    pid = fork();
+    const pid_t pid = fork();
     if (pid == 0) {
         dup2(out_write, STDOUT_FILENO);
         Execute(arguments);
     }
     close(out_write);
-    output = out_read;
+    process = std::make_unique<Process>(pid, out_read);
 }
 
 BackgroundProcess::~BackgroundProcess() {
-    if (pid > 0) {
-        kill(pid, SIGKILL);
-        ExitStatus(pid);
+    if (process->pid > 0) {
+        kill(process->pid, SIGKILL);
+        ExitStatus(process->pid);
     }
-    close(output);
+    close(process->output);
 }
 
 std::string BackgroundProcess::ReadLine() {
     std::string line;
-    for (char c; read(output, &c, 1) == 1 && c != '\n';) line.push_back(c);
+    for (char c; read(process->output, &c, 1) == 1 && c != '\n';) line.push_back(c);
     return line;
 }
 
 int BackgroundProcess::Terminate() {
-    kill(pid, SIGTERM);
-    return ExitStatus(std::exchange(pid, -1));
+    kill(process->pid, SIGTERM);
+    return ExitStatus(std::exchange(process->pid, -1));
+}
+
+CredentialsHome::CredentialsHome()
+    : home(std::filesystem::temp_directory_path() /
+           ("zwmgmt-home-" + std::to_string(OwnProcessId()))) {
+    credentials = home / ".config/korvane/credentials";
+    std::filesystem::create_directories(credentials.parent_path());
+}
+
+CredentialsHome::~CredentialsHome() { std::filesystem::remove_all(home); }
+
+void CredentialsHome::Write(const std::string& text, bool readable_by_others) const {
+    std::ofstream(credentials, std::ios::binary) << text;
+    std::filesystem::permissions(credentials,
+                                 std::filesystem::perms(readable_by_others ? 0640 : 0600));
+}
+
+std::vector<std::string> CredentialsHome::Within(std::vector<std::string> arguments) const {
+    const std::string environment[] = {"/usr/bin/env", "LD_PRELOAD=" FAKE_HOME,
+                                       "ASAN_OPTIONS=verify_asan_link_order=0",
+                                       "ZWMGMT_TEST_HOME=" + home.string()};
+    arguments.insert(arguments.begin(), std::begin(environment), std::end(environment));
+    return arguments;
+}
+
+std::vector<std::string> FilesThatAreNotRegular(const std::string& scratch) {
+    if (mkfifo(scratch.c_str(), 0600) != 0) throw std::runtime_error("no pipe");
+    return {scratch, "/dev/zero"};
+}
+
+FILE* OpenScratchFile() { return std::tmpfile(); }
+
+size_t OpenDescriptors() {
+    const std::filesystem::directory_iterator open("/proc/self/fd");
+    return static_cast<size_t>(std::distance(begin(open), end(open)));
 }
 
 int OwnProcessId() { return getpid(); }
+uintptr_t OwnThreadId() { return static_cast<uintptr_t>(pthread_self()); }
 
 }  // namespace testing_support

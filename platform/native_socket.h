@@ -1,0 +1,47 @@
+/// What Berkeley sockets and Windows Sockets do differently. For the socket code of this folder
+/// alone: everybody else includes platform/socket.h.
+#pragma once
+
+#if defined(_WIN32)
+#include <winsock2.h>
+#include <ws2tcpip.h>
+#else
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#endif
+
+#include "platform/socket.h"
+
+namespace zwmgmt::platform::native {
+
+#if defined(_WIN32)
+using Socket = SOCKET;
+using Length = int;
+#else
+using Socket = int;
+using Length = size_t;
+#endif
+
+inline Socket Of(SocketHandle socket) { return static_cast<Socket>(socket); }
+
+/// What the last socket call of this thread failed with.
+enum class Failure {
+    kMustWait,  ///< nothing moved yet, or the connection is still being made
+    kOutOfHandles,
+    kOther
+};
+Failure LastFailure();
+
+/// Makes the socket non-blocking and keeps it from processes that this one starts.
+void Prepare(Socket socket);
+/// Lets a listener take a port that old connections still linger on, but none that another process
+/// listens on.
+void ClaimPort(Socket listener);
+
+int SendFlags(bool more_follows);
+void ShutDown(Socket socket, bool both_ways);
+void Close(Socket socket);
+
+}  // namespace zwmgmt::platform::native

@@ -1,0 +1,98 @@
+#include "platform/file.h"
+
+// clang-format off
+#include <windows.h>
+#include <aclapi.h>
+// clang-format on
+#include <fcntl.h>
+#include <io.h>
+
+#include <algorithm>
+#include <iterator>
+#include <memory>
+
+namespace zwmgmt::platform {
+namespace {
+
+struct FreeLocal {
+    void operator()(void* memory) const { LocalFree(memory); }
+};
+
+/// Whom a file is never hidden from: the counterparts of the superuser.
+constexpr WELL_KNOWN_SID_TYPE kSuperusers[] = {WinLocalSystemSid, WinBuiltinAdministratorsSid};
+
+bool IsOther(PSID who, PSID owner) {
+    return !EqualSid(who, owner) &&
+           std::ranges::none_of(kSuperusers, [who](WELL_KNOWN_SID_TYPE superuser) {
+               return IsWellKnownSid(who, superuser) != FALSE;
+           });
+}
+
+bool LetsOthersRead(const ACL& list, PSID owner) {
+    constexpr DWORD kReading = FILE_READ_DATA | GENERIC_READ | GENERIC_ALL;
+    for (DWORD i = 0; i < list.AceCount; ++i) {
+        void* entry = nullptr;
+        if (!GetAce(const_cast<ACL*>(&list), i, &entry)) return true;
+        const auto* allowed = static_cast<const ACCESS_ALLOWED_ACE*>(entry);
+        if (allowed->Header.AceType != ACCESS_ALLOWED_ACE_TYPE ||
+            (allowed->Header.AceFlags & INHERIT_ONLY_ACE) != 0 || (allowed->Mask & kReading) == 0) {
+            continue;
+        }
+        if (IsOther(const_cast<DWORD*>(&allowed->SidStart), owner)) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+OpenResult OpenRegularFile(const char* path, FILE** file, uint64_t* size) {
+    const DWORD attributes = GetFileAttributesA(path);
+    if (attributes == INVALID_FILE_ATTRIBUTES) return OpenResult::kNotThere;
+    if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) return OpenResult::kNotRegular;
+    const HANDLE handle =
+        CreateFileA(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (handle == INVALID_HANDLE_VALUE) return OpenResult::kNotReadable;
+    LARGE_INTEGER length;
+    if (GetFileType(handle) != FILE_TYPE_DISK || !GetFileSizeEx(handle, &length)) {
+        CloseHandle(handle);
+        return OpenResult::kNotRegular;
+    }
+    const int fd =
+        _open_osfhandle(reinterpret_cast<intptr_t>(handle), _O_RDONLY | _O_BINARY | _O_NOINHERIT);
+    if (fd < 0) {
+        CloseHandle(handle);
+        return OpenResult::kNotReadable;
+    }
+    *file = _fdopen(fd, "rb");
+    if (*file == nullptr) {
+        _close(fd);
+        return OpenResult::kNotReadable;
+    }
+    std::setvbuf(*file, nullptr, _IONBF, 0);
+    *size = static_cast<uint64_t>(length.QuadPart);
+    return OpenResult::kOpened;
+}
+
+bool ReadableByOthers(const char* path) {
+    PSID owner = nullptr;
+    ACL* list = nullptr;
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    if (GetNamedSecurityInfoA(const_cast<char*>(path), SE_FILE_OBJECT,
+                              OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION, &owner,
+                              nullptr, &list, nullptr, &descriptor) != ERROR_SUCCESS) {
+        return false;
+    }
+    const std::unique_ptr<void, FreeLocal> owned(descriptor);
+    return list == nullptr || LetsOthersRead(*list, owner);  // without a list everybody may
+}
+
+const char* BaseName(const char* path) {
+    const char* name = path;
+    for (; *path != '\0'; ++path) {
+        if (*path == '/' || *path == '\\' || *path == ':') name = path + 1;
+    }
+    return name;
+}
+
+}  // namespace zwmgmt::platform

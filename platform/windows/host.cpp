@@ -1,0 +1,41 @@
+#include "platform/host.h"
+
+// clang-format off
+#include <windows.h>
+#include <lmcons.h>
+#include <shlobj.h>
+// clang-format on
+
+#include <cstdio>
+#include <cstring>
+
+namespace zwmgmt::platform {
+
+bool CurrentUserName(char* name, size_t capacity) {
+    char user[UNLEN + 1];
+    DWORD length = sizeof(user);
+    if (!GetUserNameA(user, &length)) return false;
+    std::snprintf(name, capacity, "%s", user);
+    return true;
+}
+
+bool CredentialsPath(char* path, size_t capacity) {
+    char folder[MAX_PATH];
+    if (SHGetFolderPathA(nullptr, CSIDL_APPDATA, nullptr, SHGFP_TYPE_CURRENT, folder) != S_OK) {
+        return false;
+    }
+    const int length = std::snprintf(path, capacity, "%s\\korvane\\credentials", folder);
+    return length > 0 && static_cast<size_t>(length) < capacity;
+}
+
+bool CertificatePath(char* path, size_t capacity) {
+    static constexpr char kFile[] = "certs\\cert.pem";
+    const DWORD length = GetModuleFileNameA(nullptr, path, static_cast<DWORD>(capacity));
+    if (length == 0 || length == capacity) return false;
+    char* after_folder = std::strrchr(path, '\\') + 1;
+    if (after_folder + sizeof(kFile) > path + capacity) return false;
+    std::memcpy(after_folder, kFile, sizeof(kFile));
+    return true;
+}
+
+}  // namespace zwmgmt::platform

@@ -1,0 +1,77 @@
+#include <algorithm>
+
+#include "platform/native_socket.h"
+
+namespace zwmgmt::platform {
+namespace {
+
+/// Whether reading would say at once that the socket is shut down or broken.
+bool CannotBeRead(native::Socket socket) {
+    char ignored;
+    return recv(socket, &ignored, 1, MSG_PEEK) == SOCKET_ERROR &&
+           native::LastFailure() != native::Failure::kMustWait;
+}
+
+}  // namespace
+
+bool StartSockets() {
+    WSADATA found;
+    return WSAStartup(MAKEWORD(2, 2), &found) == 0;
+}
+
+void StopSockets() { WSACleanup(); }
+
+WaitResult WaitFor(SocketHandle socket, Direction direction, Milliseconds limit) {
+    using Clock = std::chrono::steady_clock;
+    // A socket that another thread shuts down need not wake select: look again every so often.
+    constexpr Milliseconds kRound{200};
+    const auto deadline = Clock::now() + limit;
+    for (;;) {
+        const auto left = std::chrono::ceil<Milliseconds>(deadline - Clock::now());
+        const auto round = std::clamp(left, Milliseconds(0), kRound);
+        fd_set ready;
+        FD_ZERO(&ready);
+        FD_SET(native::Of(socket), &ready);
+        fd_set failed = ready;  // a connection that could not be made
+        timeval time = {0, static_cast<long>(round.count() * 1000)};
+        const bool reads = direction == Direction::kRead;
+        const int count =
+            select(0, reads ? &ready : nullptr, reads ? nullptr : &ready, &failed, &time);
+        if (count > 0) return WaitResult::kReady;
+        if (count < 0) return WaitResult::kFailed;
+        if (reads && CannotBeRead(native::Of(socket))) return WaitResult::kReady;
+        if (left <= round) return WaitResult::kTimeout;
+    }
+}
+
+namespace native {
+
+Failure LastFailure() {
+    switch (WSAGetLastError()) {
+        case WSAEWOULDBLOCK:
+        case WSAEINTR: return Failure::kMustWait;
+        case WSAEMFILE: return Failure::kOutOfHandles;
+        default: return Failure::kOther;
+    }
+}
+
+void Prepare(Socket socket) {
+    u_long on = 1;
+    ioctlsocket(socket, static_cast<long>(FIONBIO), &on);
+    SetHandleInformation(reinterpret_cast<HANDLE>(socket), HANDLE_FLAG_INHERIT, 0);
+}
+
+void ClaimPort(Socket listener) {
+    // Here SO_REUSEADDR would share the port with any other process; lingering connections need
+    // nothing.
+    const int on = 1;
+    setsockopt(listener, SOL_SOCKET, SO_EXCLUSIVEADDRUSE, reinterpret_cast<const char*>(&on),
+               sizeof(on));
+}
+
+int SendFlags(bool) { return 0; }
+void ShutDown(Socket socket, bool both_ways) { shutdown(socket, both_ways ? SD_BOTH : SD_SEND); }
+void Close(Socket socket) { closesocket(socket); }
+
+}  // namespace native
+}  // namespace zwmgmt::platform
