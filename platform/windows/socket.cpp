@@ -5,11 +5,10 @@
 namespace zwmgmt::platform {
 namespace {
 
-/// Whether reading would say at once that the socket is shut down or broken.
-bool CannotBeRead(native::Socket socket) {
+/// Whether this side has shut the socket down for reading.
+bool IsShutDown(native::Socket socket) {
     char ignored;
-    return recv(socket, &ignored, 1, MSG_PEEK) == SOCKET_ERROR &&
-           native::LastFailure() != native::Failure::kMustWait;
+    return recv(socket, &ignored, 1, MSG_PEEK) == SOCKET_ERROR && WSAGetLastError() == WSAESHUTDOWN;
 }
 
 }  // namespace
@@ -39,7 +38,7 @@ WaitResult WaitFor(SocketHandle socket, Direction direction, Milliseconds limit)
             select(0, reads ? &ready : nullptr, reads ? nullptr : &ready, &failed, &time);
         if (count > 0) return WaitResult::kReady;
         if (count < 0) return WaitResult::kFailed;
-        if (reads && CannotBeRead(native::Of(socket))) return WaitResult::kReady;
+        if (reads && IsShutDown(native::Of(socket))) return WaitResult::kReady;
         if (left <= round) return WaitResult::kTimeout;
     }
 }
