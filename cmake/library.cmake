@@ -52,6 +52,7 @@ set(library_sources
     platform/${platform_folder}/file.cpp
     platform/${platform_folder}/host.cpp
     platform/${platform_folder}/socket.cpp
+    platform/${platform_folder}/thread_end.cpp
     services/capabilities_reply.cpp
     session/capabilities.cpp
     session/compatibility.cpp

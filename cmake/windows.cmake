@@ -6,7 +6,7 @@ set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)
 set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)
 set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
 
-if(DEFINED ENV{XDG_CACHE_HOME})
+if(NOT "$ENV{XDG_CACHE_HOME}" STREQUAL "")
     list(APPEND CMAKE_FIND_ROOT_PATH "$ENV{XDG_CACHE_HOME}/zwmgmt/windows")
 else()
     list(APPEND CMAKE_FIND_ROOT_PATH "$ENV{HOME}/.cache/zwmgmt/windows")

@@ -14,6 +14,7 @@
 #include "front_end/policy_check.h"
 #include "platform/file.h"
 #include "platform/host.h"
+#include "platform/terminal.h"
 #include "zwmgmt/help.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
@@ -212,6 +213,7 @@ ExitStatus Main(int argc, const char* const* argv) {
 }  // namespace zwcli
 
 int main(int argc, char** argv) {
+    zwmgmt::platform::PrepareStandardStreams();
     zwcli::ExitStatus status;
     try {
         status = zwcli::Main(argc, argv);

@@ -28,7 +28,7 @@ Secret::~Secret() { zwmgmt::platform::Wipe(text.data(), text.capacity()); }
 
 bool ReadPasswordFile(const std::string& file, Secret* password, std::string* error) {
     const bool standard_input = file == "-";
-    FILE* stream = standard_input ? stdin : std::fopen(file.c_str(), "r");
+    FILE* stream = standard_input ? stdin : std::fopen(file.c_str(), "rb");
     if (stream == nullptr) {
         *error = "cannot read password file " + file;
         return false;

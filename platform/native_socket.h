@@ -36,8 +36,7 @@ Failure LastFailure();
 
 /// Makes the socket non-blocking and keeps it from processes that this one starts.
 void Prepare(Socket socket);
-/// Lets a listener take a port that old connections still linger on, but none that another process
-/// listens on.
+/// Lets a listener take a port that closed connections linger on, and no other process share it.
 void ClaimPort(Socket listener);
 
 int SendFlags(bool more_follows);

@@ -47,6 +47,7 @@ std::optional<Ipv4Address> ParseIpv4(const char* text) {
 }
 
 std::optional<Ipv4Address> ResolveIpv4(const char* host) {
+    if (*host == '\0') return std::nullopt;  // some systems take it for themselves
     addrinfo hints = {};
     hints.ai_family = AF_INET;
     hints.ai_socktype = SOCK_STREAM;

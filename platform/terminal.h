@@ -1,10 +1,13 @@
-/// Reading a password from the person at the keyboard.
+/// The standard streams, and reading a password from the person at the keyboard.
 #pragma once
 
 #include <optional>
 #include <string>
 
 namespace zwmgmt::platform {
+
+/// Call first in a program: standard input is bytes, and what is printed shows as UTF-8.
+void PrepareStandardStreams();
 
 /// Whether standard input is a terminal.
 bool StandardInputIsTerminal();

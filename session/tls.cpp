@@ -7,6 +7,8 @@
 #include <atomic>
 #include <new>
 
+#include "platform/thread_end.h"
+
 namespace zwmgmt::tls {
 namespace {
 
@@ -103,6 +105,7 @@ Outcome Drive(SSL* ssl, Milliseconds limit, Operation operation) {
 }  // namespace
 
 bool Attach(SSL* ssl, platform::SocketHandle socket) {
+    platform::FreeTlsStateOfEndedThreads();
     const BIO_METHOD* method = Method();
     if (method == nullptr) return false;
     auto* channel = new (std::nothrow) Channel{socket, {}};

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <memory>
 #include <system_error>
+#include <utility>
 
 #include "session/tls.h"
 #include "zwmgmt/fixed_text.h"
@@ -202,7 +203,11 @@ Agent::Agent(HostModel& host_model, AgentOptions agent_options)
 Agent::~Agent() { Stop(); }
 
 bool Agent::Start(std::string* error) {
-    platform::StartSockets();
+    sockets_started = platform::StartSockets();
+    if (!sockets_started) {
+        *error = "the system's sockets cannot be used";
+        return false;
+    }
     context = MakeServerContext(options.certificate_file, error);
     if (!context) return false;
     if (options.tls_version != 0) {
@@ -230,6 +235,7 @@ void Agent::Stop() {
     ReapClients(true);
     if (listener != platform::kNoSocket) platform::CloseSocket(listener);
     listener = platform::kNoSocket;
+    if (std::exchange(sockets_started, false)) platform::StopSockets();
 }
 
 void Agent::AcceptClients() {

@@ -74,6 +74,7 @@ class Agent {
     HostModel& model;
     AgentOptions options;
     TlsContext context;
+    bool sockets_started = false;
     zwmgmt::platform::SocketHandle listener = zwmgmt::platform::kNoSocket;
     std::atomic<bool> stopping = false;
     std::thread acceptor;

@@ -6,6 +6,7 @@
 #include <map>
 
 #include "platform/stop_signal.h"
+#include "platform/terminal.h"
 #include "simulator/agent.h"
 #include "simulator/scenario_host.h"
 
@@ -117,4 +118,7 @@ int Main(int argc, char** argv) {
 }  // namespace
 }  // namespace zmsim
 
-int main(int argc, char** argv) { return zmsim::Main(argc, argv); }
+int main(int argc, char** argv) {
+    zwmgmt::platform::PrepareStandardStreams();
+    return zmsim::Main(argc, argv);
+}

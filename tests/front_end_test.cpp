@@ -7,7 +7,7 @@ namespace {
 
 zmsim::AgentOptions WithLogin() {
     zmsim::AgentOptions options;
-    options.login = {"operator", "secret word"};
+    options.login = {"operator", "secret\x1aword"};
     return options;
 }
 
@@ -99,7 +99,7 @@ TEST(FrontEnd, SaysWhatFailedWhenThereIsNoSession) {
 TEST(FrontEnd, LogsInWithAPasswordFromAFileOrStandardInput) {
     zmsim::ScenarioHost host(BuiltinScenario("mac"));
     TestAgent agent(host, WithLogin());
-    const TemporaryFile right("secret word\r\nsecond line\n");
+    const TemporaryFile right("secret\x1aword\r\nsecond line\n");
     const TemporaryFile wrong("wrong\n");
     const TemporaryFile empty("\n");
     const TemporaryFile too_long(std::string(65, 'x'));
@@ -107,7 +107,7 @@ TEST(FrontEnd, LogsInWithAPasswordFromAFileOrStandardInput) {
         "korvane_zwcli: Authentication failed, please check username or password\n";
     // clang-format off
     const Table<std::string, std::string, std::string, int, std::string> rows = {
-        {"operator", right.Path(), "", 0, ""}, {"operator", "-", "secret word", 0, ""},
+        {"operator", right.Path(), "", 0, ""}, {"operator", "-", "secret\x1aword", 0, ""},
         {"operator", wrong.Path(), "", 4, denied}, {"Operator", right.Path(), "", 4, denied},
         {"operator", too_long.Path(), "", 4, "korvane_zwcli: the password is longer than 64 bytes\n"},
         {"operator", empty.Path(), "", 2, "korvane_zwcli: no password in the first line of " + empty.Path() + "\n"},
@@ -138,7 +138,7 @@ TEST(FrontEnd, AsksForThePasswordOnATerminalOnly) {
                                         "--user",   "operator", kList[0],
                                         kList[1]};
     const std::string prompt = "Password of operator for 127.0.0.1: ";
-    run = RunOnTerminal(command, prompt, "secret word\n");
+    run = RunOnTerminal(command, prompt, "secret\x1aword\n");
     EXPECT_EQ(run.exit_status, 0);
     EXPECT_NE(run.out.find("Adapter #"), std::string::npos);
     EXPECT_EQ(run.out.find("secret"), std::string::npos) << "echoed";

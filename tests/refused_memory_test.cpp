@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <new>
+#include <thread>
 
 #include "tests/support.h"
 
@@ -60,16 +61,30 @@ void* operator new(size_t size) {
     return block;
 }
 void* operator new(size_t size, const std::nothrow_t&) noexcept { return __wrap_malloc(size); }
-void operator delete(void* block) noexcept { std::free(block); }
-void operator delete(void* block, size_t) noexcept { std::free(block); }
+// Not inlined: GCC would see the free alone, and take it for a mistake.
+[[gnu::noinline]] void operator delete(void* block) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void* block, size_t) noexcept { std::free(block); }
 
 namespace {
 
+/// What OpenSSL holds.
+std::atomic<long> openssl_blocks = 0;
+
+void* Counted(void* block, bool was_there = false) {
+    openssl_blocks += block != nullptr && !was_there;
+    return block;
+}
+
 const bool openssl_uses_the_allocator =
     CRYPTO_set_mem_functions(
-        [](size_t size, const char*, int) { return __wrap_malloc(size); },
-        [](void* block, size_t size, const char*, int) { return __wrap_realloc(block, size); },
-        [](void* block, const char*, int) { std::free(block); }) == 1;
+        [](size_t size, const char*, int) { return Counted(__wrap_malloc(size)); },
+        [](void* block, size_t size, const char*, int) {
+            return Counted(__wrap_realloc(block, size), block != nullptr);
+        },
+        [](void* block, const char*, int) {
+            openssl_blocks -= block != nullptr;
+            std::free(block);
+        }) == 1;
 
 /// Runs the step with its n-th allocation refused, for every n it has; how many that were.
 long RefuseEach(const std::function<void()>& prepare, const std::function<void()>& step,
@@ -212,4 +227,21 @@ TEST_F(RefusedMemory, WhileReadingWords) {
     EXPECT_TRUE(error.starts_with("unknown key"));
     EXPECT_GT(count, 5);
     EXPECT_LE(unnoticed, 2);
+}
+
+// Not for the address sanitizer alone: elsewhere OpenSSL has to be told that a thread ends.
+TEST_F(RefusedMemory, OfAThreadThatEndsNothingIsLeft) {
+    const auto talk_in_threads = [](int threads) {
+        zmsim::ScenarioHost own_host(BuiltinScenario("linux"));
+        TestAgent own_agent(own_host);
+        for (int i = 0; i < threads; ++i) {
+            std::thread([&] {
+                TestSession session;
+                EXPECT_EQ(session.Connect(own_agent.Port()), kSuccess);
+            }).join();
+        }
+        own_agent.Stop();
+        return openssl_blocks.load();
+    };
+    EXPECT_EQ(talk_in_threads(8), talk_in_threads(2));
 }

@@ -189,6 +189,7 @@ TEST(Session, ConnectFailuresHaveStatusesOfTheirOwn) {
         TestSession session;
         EXPECT_EQ(session.CLConnectToServer("no-such-host.invalid", "u", 0, session.result.data()),
                   kHostNotResolved);
+        EXPECT_EQ(session.CLConnectToServer("", "u", 0, session.result.data()), kHostNotResolved);
         EXPECT_EQ(session.Port(), 35001) << "port 0 means the default";
     }
     {

@@ -15,6 +15,8 @@ constexpr size_t kLongestLine = 1024;
 
 }  // namespace
 
+void PrepareStandardStreams() {}  // they are so
+
 bool StandardInputIsTerminal() { return isatty(STDIN_FILENO) == 1; }
 
 std::optional<std::string> ReadPassword(const char* prompt) {

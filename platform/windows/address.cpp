@@ -56,8 +56,13 @@ bool ParseAddress(Family family, const char* text, uint8_t* bytes) {
         return false;
     }
     std::memcpy(bytes, BytesOf(family, &address), AddressSize(family));
-    if (family == Family::kIpv6) return true;
-    // Windows also takes short and octal forms: no quad that is not its own text.
+    // Windows also takes short and octal forms: no quad that is not its own text, be it the whole
+    // or the end of an IPv6 address.
+    if (family == Family::kIpv6) {
+        const char* end = std::strrchr(text, ':') + 1;
+        uint8_t ignored[4];
+        return std::strchr(end, '.') == nullptr || ParseAddress(Family::kIpv4, end, ignored);
+    }
     char quad[16];
     return FormatAddress(family, bytes, quad, sizeof(quad)) && std::strcmp(quad, text) == 0;
 }

@@ -18,13 +18,26 @@ struct FreeLocal {
     void operator()(void* memory) const { LocalFree(memory); }
 };
 
-/// Whom a file is never hidden from: the counterparts of the superuser.
-constexpr WELL_KNOWN_SID_TYPE kSuperusers[] = {WinLocalSystemSid, WinBuiltinAdministratorsSid};
+/// Whom a file is never hidden from (the counterparts of the superuser), and its owner by another
+/// name.
+constexpr WELL_KNOWN_SID_TYPE kNobodyElse[] = {WinLocalSystemSid, WinBuiltinAdministratorsSid,
+                                               WinCreatorOwnerRightsSid};
+
+/// Whether it is the user who runs this process.
+bool IsThisUser(PSID who) {
+    HANDLE token = nullptr;
+    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token)) return false;
+    alignas(TOKEN_USER) char memory[sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE];
+    DWORD length = 0;
+    const bool told = GetTokenInformation(token, TokenUser, memory, sizeof(memory), &length);
+    CloseHandle(token);
+    return told && EqualSid(who, reinterpret_cast<const TOKEN_USER*>(memory)->User.Sid);
+}
 
 bool IsOther(PSID who, PSID owner) {
-    return !EqualSid(who, owner) &&
-           std::ranges::none_of(kSuperusers, [who](WELL_KNOWN_SID_TYPE superuser) {
-               return IsWellKnownSid(who, superuser) != FALSE;
+    return !EqualSid(who, owner) && !IsThisUser(who) &&
+           std::ranges::none_of(kNobodyElse, [who](WELL_KNOWN_SID_TYPE type) {
+               return IsWellKnownSid(who, type) != FALSE;
            });
 }
 
@@ -46,15 +59,24 @@ bool LetsOthersRead(const ACL& list, PSID owner) {
 }  // namespace
 
 OpenResult OpenRegularFile(const char* path, FILE** file, uint64_t* size) {
-    const DWORD attributes = GetFileAttributesA(path);
-    if (attributes == INVALID_FILE_ATTRIBUTES) return OpenResult::kNotThere;
-    if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) return OpenResult::kNotRegular;
+    // Folders open, too, to be told apart. Whoever serves a pipe of that name learns no more than
+    // who asks.
+    constexpr DWORD kFlags =
+        FILE_FLAG_BACKUP_SEMANTICS | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION;
     const HANDLE handle =
         CreateFileA(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (handle == INVALID_HANDLE_VALUE) return OpenResult::kNotReadable;
+                    nullptr, OPEN_EXISTING, kFlags, nullptr);
+    if (handle == INVALID_HANDLE_VALUE) {
+        const DWORD error = GetLastError();
+        return error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION
+                   ? OpenResult::kNotReadable
+                   : OpenResult::kNotThere;
+    }
+    BY_HANDLE_FILE_INFORMATION found;
     LARGE_INTEGER length;
-    if (GetFileType(handle) != FILE_TYPE_DISK || !GetFileSizeEx(handle, &length)) {
+    if (GetFileType(handle) != FILE_TYPE_DISK || !GetFileInformationByHandle(handle, &found) ||
+        (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ||
+        !GetFileSizeEx(handle, &length)) {
         CloseHandle(handle);
         return OpenResult::kNotRegular;
     }
@@ -89,7 +111,8 @@ bool ReadableByOthers(const char* path) {
 
 const char* BaseName(const char* path) {
     const char* name = path;
-    for (; *path != '\0'; ++path) {
+    // By characters: in some code pages the second byte of one can be a backslash.
+    for (; *path != '\0'; path = CharNextA(path)) {
         if (*path == '/' || *path == '\\' || *path == ':') name = path + 1;
     }
     return name;

@@ -9,6 +9,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "platform/file.h"
+
 namespace zwmgmt::platform {
 
 bool CurrentUserName(char* name, size_t capacity) {
@@ -32,7 +34,7 @@ bool CertificatePath(char* path, size_t capacity) {
     static constexpr char kFile[] = "certs\\cert.pem";
     const DWORD length = GetModuleFileNameA(nullptr, path, static_cast<DWORD>(capacity));
     if (length == 0 || length == capacity) return false;
-    char* after_folder = std::strrchr(path, '\\') + 1;
+    char* after_folder = path + (BaseName(path) - path);
     if (after_folder + sizeof(kFile) > path + capacity) return false;
     std::memcpy(after_folder, kFile, sizeof(kFile));
     return true;

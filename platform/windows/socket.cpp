@@ -31,14 +31,14 @@ WaitResult WaitFor(SocketHandle socket, Direction direction, Milliseconds limit)
         fd_set ready;
         FD_ZERO(&ready);
         FD_SET(native::Of(socket), &ready);
-        fd_set failed = ready;  // a connection that could not be made
+        fd_set failed = ready;  // for a writer: a connection that could not be made
         timeval time = {0, static_cast<long>(round.count() * 1000)};
         const bool reads = direction == Direction::kRead;
-        const int count =
-            select(0, reads ? &ready : nullptr, reads ? nullptr : &ready, &failed, &time);
+        const int count = reads ? select(0, &ready, nullptr, nullptr, &time)
+                                : select(0, nullptr, &ready, &failed, &time);
         if (count > 0) return WaitResult::kReady;
         if (count < 0) return WaitResult::kFailed;
-        if (reads && IsShutDown(native::Of(socket))) return WaitResult::kReady;
+        if (IsShutDown(native::Of(socket))) return WaitResult::kReady;
         if (left <= round) return WaitResult::kTimeout;
     }
 }
@@ -61,8 +61,8 @@ void Prepare(Socket socket) {
 }
 
 void ClaimPort(Socket listener) {
-    // Here SO_REUSEADDR would share the port with any other process; lingering connections need
-    // nothing.
+    // Here SO_REUSEADDR would share the port with any other process, and connections that only
+    // linger do not bar it.
     const int on = 1;
     setsockopt(listener, SOL_SOCKET, SO_EXCLUSIVEADDRUSE, reinterpret_cast<const char*>(&on),
                sizeof(on));

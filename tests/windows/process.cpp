@@ -159,8 +159,9 @@ class AtConsoleOf {
     AtConsoleOf& operator=(const AtConsoleOf&) = delete;
 
     void Type(const std::string& line) {
-        const Handle input(CreateFileA("CONIN$", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ,
-                                       nullptr, OPEN_EXISTING, 0, nullptr));
+        const Handle input(CreateFileA("CONIN$", GENERIC_READ | GENERIC_WRITE,
+                                       FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                                       0, nullptr));
         for (const char c : line) {
             INPUT_RECORD key = {};
             key.EventType = KEY_EVENT;
@@ -313,7 +314,12 @@ std::vector<std::string> CredentialsHome::Within(std::vector<std::string> argume
     return arguments;
 }
 
-std::vector<std::string> FilesThatAreNotRegular(const std::string&) { return {"NUL"}; }
+std::vector<std::string> FilesThatAreNotRegular(const std::string& scratch) {
+    const std::string pipe = R"(\\.\pipe\)" + std::filesystem::path(scratch).filename().string();
+    // Closed with the process: the caller tries to open it.
+    CreateNamedPipeA(pipe.c_str(), PIPE_ACCESS_DUPLEX, 0, 1, 0, 0, 0, nullptr);
+    return {"NUL", pipe};
+}
 
 FILE* OpenScratchFile() {
     // The C library's own keeps to a few names that all processes share.
