@@ -44,7 +44,8 @@ bool ReadLine(HANDLE console, wchar_t (&line)[kLongestLine], int* length) {
 }  // namespace
 
 void PrepareStandardStreams() {
-    _setmode(_fileno(stdin), _O_BINARY);  // otherwise Ctrl-Z would end it
+    // Otherwise Ctrl-Z would end it; a process without one has a negative number for it.
+    if (_fileno(stdin) >= 0) _setmode(_fileno(stdin), _O_BINARY);
     // The console is the shell's, too: it gets its code page back.
     shells_code_page = GetConsoleOutputCP();
     if (shells_code_page != 0 && SetConsoleOutputCP(CP_UTF8)) {
