@@ -19,17 +19,12 @@ sockaddr_in SocketAddress(const Ipv4Address& address, uint16_t port) {
     return result;
 }
 
-template <class Option>
-void SetOption(SocketHandle socket, int level, int name, Option value) {
-    setsockopt(native::Of(socket), level, name, reinterpret_cast<const char*>(&value),
-               sizeof(value));
-}
-
 SocketHandle Prepared(native::Socket socket) {
     const auto handle = static_cast<SocketHandle>(socket);
     if (handle == kNoSocket) return kNoSocket;
     native::Prepare(socket);
-    SetOption(handle, IPPROTO_TCP, TCP_NODELAY, int{1});
+    const int on = 1;
+    setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&on), sizeof(on));
     return handle;
 }
 

@@ -14,7 +14,7 @@
 namespace zwmgmt::platform {
 
 bool CurrentUserName(char* name, size_t capacity) {
-    char user[UNLEN + 1];
+    char user[4 * UNLEN + 1];  // UNLEN counts characters
     DWORD length = sizeof(user);
     if (!GetUserNameA(user, &length)) return false;
     std::snprintf(name, capacity, "%s", user);
