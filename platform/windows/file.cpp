@@ -8,7 +8,6 @@
 #include <io.h>
 
 #include <algorithm>
-#include <iterator>
 #include <memory>
 
 namespace zwmgmt::platform {
