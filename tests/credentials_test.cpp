@@ -22,15 +22,18 @@ TEST(Credentials, AreUsedBeforeAsking) {
         return RunProcess(home.Within({ZWCLI_PATH, "--port", std::to_string(agent.Port()), "--user",
                                        "keeper", "system", "listdrivers"}));
     };
-    // clang-format off
     const Table<std::string, bool, int, std::string> rows = {
-        {"keeper secret\n", kPrivate, 0, ""}, {"other x\n\n\tkeeper\n  secret", kPrivate, 0, ""},
-        {"keeper secret keeper wrong", kShared, 0, warning}, {"keeper wrong\n", kPrivate, 4, denied},
-        {"Keeper secret\n", kPrivate, 4, asked}, {"", kPrivate, 4, asked}, {"keeper", kPrivate, 4, asked},
-        {"secret keeper\n", kPrivate, 4, asked}, {std::string(300, 'u') + " x keeper secret", kPrivate, 0, ""},
+        {"keeper secret\n", kPrivate, 0, ""},
+        {"other x\n\n\tkeeper\n  secret", kPrivate, 0, ""},
+        {"keeper secret keeper wrong", kShared, 0, warning},
+        {"keeper wrong\n", kPrivate, 4, denied},
+        {"Keeper secret\n", kPrivate, 4, asked},
+        {"", kPrivate, 4, asked},
+        {"keeper", kPrivate, 4, asked},
+        {"secret keeper\n", kPrivate, 4, asked},
+        {std::string(300, 'u') + " x keeper secret", kPrivate, 0, ""},
         {"keeper " + std::string(65, 'x'), kPrivate, 4, asked},
     };
-    // clang-format on
     for (const auto& [text, shared, exit_status, said] : rows) {
         home.Write(text, shared);
         const ProcessResult run = run_front_end();

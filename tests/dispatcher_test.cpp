@@ -128,13 +128,11 @@ TEST(Dispatcher, ACommandThatTheAgentLacksIsSaidOnStandardError) {
 TEST(CLPrint, ChoosesThePrinterByCommandNumber) {
     const char* invalid = "Response received for invalid command!\n";
     TestSession session;
-    // clang-format off
     const Table<int, uint8_t, uint32_t, int, const char*> rows = {
-        {0, 4, 0, 0, ""}, {142, 4, 0, 0, ""}, {142, 4, 7, 0, "Command failed\n"},
-        {349, 4, 0, 1, invalid}, {9999, 4, 0, 1, invalid}, {1, 0, 0, 1, invalid},
+        {0, 4, 0, 0, ""},         {142, 4, 0, 0, ""},       {142, 4, 7, 0, "Command failed\n"},
+        {349, 4, 0, 1, invalid},  {9999, 4, 0, 1, invalid}, {1, 0, 0, 1, invalid},
         {142, 18, 0, 1, invalid},
     };
-    // clang-format on
     for (const auto& [command, service, status, result, printed] : rows) {
         _Message message = {};
         message.service = service;

@@ -154,13 +154,16 @@ TEST(Faults, AnyFramingAndHousekeepingIsTaken) {
 }
 
 TEST(Faults, LiesAboutTheLengthOfAReply) {
-    // clang-format off
-    const Table<uint32_t, uint32_t, bool> rows = {  // announced, result, something listed
-        {0, kSuccess, false}, {1, kSuccess, true}, {kListData - 1, kSuccess, true},
-        {kListData + 1, kReceiveTimeout, false}, {0x80000000, kReadError, false},
-        {0xFFFFFFFF, kReadError, false}, {64u << 20, kReceiveTimeout, false},
+    const Table<uint32_t, uint32_t, bool> rows = {
+        // announced, result, something listed
+        {0, kSuccess, false},
+        {1, kSuccess, true},
+        {kListData - 1, kSuccess, true},
+        {kListData + 1, kReceiveTimeout, false},
+        {0x80000000, kReadError, false},
+        {0xFFFFFFFF, kReadError, false},
+        {64u << 20, kReceiveTimeout, false},
     };
-    // clang-format on
     FaultyAgent agent;
     for (const auto& [announced, result, listed] : rows) {
         const Steps steps = agent.Exchange({.announced_length = announced}, 3);

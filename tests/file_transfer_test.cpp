@@ -81,14 +81,15 @@ TEST(FileTransfer, PushesEveryByteInChunks) {
 }
 
 TEST(FileTransfer, AnnouncesWhatTheCallerGives) {
-    // clang-format off
     const Table<uint32_t, const char*, bool, uint32_t, const char*> rows = {
-        {0x200, "hpc", false, 0x200, "hpc"}, {0x1000, "basic", false, 0x1000, "basic"},
-        {0x7, "5 and more", false, 0x7, "5"}, {0x7, nullptr, false, 0x7, ""},
+        {0x200, "hpc", false, 0x200, "hpc"},
+        {0x1000, "basic", false, 0x1000, "basic"},
+        {0x7, "5 and more", false, 0x7, "5"},
+        {0x7, nullptr, false, 0x7, ""},
         {0x200, "hpc", true, 0, ""},
-        {0x200, "a text of forty characters, eight beyond", false, 0x200, "a text of forty characters, eigh"},
+        {0x200, "a text of forty characters, eight beyond", false, 0x200,
+         "a text of forty characters, eigh"},
     };
-    // clang-format on
     for (const auto& [flags, extra, tool, sent_flags, sent_extra] : rows) {
         FileHost host;
         TestAgent agent(host);
@@ -112,12 +113,12 @@ TEST(FileTransfer, RefusesWhatCannotBeSentBeforeAnnouncingIt) {
     std::filesystem::resize_file(largest.Path(), 65535ULL * 16384);
     std::vector<std::string> irregular = FilesThatAreNotRegular(huge.Path() + ".special");
     irregular.push_back(std::filesystem::temp_directory_path().string());
-    // clang-format off
     Table<std::string, std::string> rows = {
         {"/no/such/file", "cannot stat the file /no/such/file\n"},
-        {huge.Path(), "cannot send " + huge.Path() + ": its size of 1073725441 bytes is above the limit of 1073725440 bytes\n"},
+        {huge.Path(),
+         "cannot send " + huge.Path() +
+             ": its size of 1073725441 bytes is above the limit of 1073725440 bytes\n"},
     };
-    // clang-format on
     for (const std::string& path : irregular) {
         rows.push_back({path, "cannot send " + path + ": it is not a regular file\n"});
     }
@@ -144,15 +145,17 @@ TEST(FileTransfer, RefusesWhatCannotBeSentBeforeAnnouncingIt) {
 
 TEST(FileTransfer, TheAgentsRefusalsHaveTheirWords) {
     const TemporaryFile file(Content(50'000));
-    // clang-format off
     const Table<zmsim::FileOrders, uint32_t, std::string> rows = {
         {{.refuse_announcement = 75}, 75, "Pre-Requisites for installating driver failed\n"},
         {{.refuse_announcement = 314}, 314, "ZM Update failed as  architecture is different\n"},
-        {{.refuse_announcement = 315}, 315, "ZM Update failed as higher/equal  version is already installed\n"},
+        {{.refuse_announcement = 315},
+         315,
+         "ZM Update failed as higher/equal  version is already installed\n"},
         {{.refuse_announcement = 9}, 9, ""},
-        {{.refuse_chunk = 2}, 70, "Completion Progress % (25%) .... \rCompletion Progress % (50%) .... \r"},
+        {{.refuse_chunk = 2},
+         70,
+         "Completion Progress % (25%) .... \rCompletion Progress % (50%) .... \r"},
     };
-    // clang-format on
     for (const auto& [orders, status, said] : rows) {
         zmsim::AgentOptions options;
         options.files = orders;

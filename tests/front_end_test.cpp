@@ -37,16 +37,15 @@ TEST(FrontEnd, ListsTheAdaptersOfEveryOs) {
 }
 
 TEST(FrontEnd, WordsAreCheckedBeforeAnythingIsConnected) {
-    // clang-format off
     const Table<std::vector<std::string>, const char*> rows = {
         {std::vector<std::string>{}, "missing service; known: iscsi"},
         {{"korvan"}, "unknown service \"korvan\"; nearest: korvane"},
         {{"korvane", "x=1"}, "unknown korvane command \"x=1\""},
         {{"korvane", "listports", "pic=1"}, "unknown key \"pic\""},
-        {{"--port", "0", "a"}, "--port"}, {{"--nonsense", "a"}, "--nonsense"},
+        {{"--port", "0", "a"}, "--port"},
+        {{"--nonsense", "a"}, "--nonsense"},
         {{"--password", "x", "a"}, "--password"},
     };
-    // clang-format on
     for (const auto& [words, said] : rows) {
         const ProcessResult run = Zwcli(1, words);  // nothing listens there
         EXPECT_EQ(run.exit_status, 2);
@@ -105,17 +104,21 @@ TEST(FrontEnd, LogsInWithAPasswordFromAFileOrStandardInput) {
     const TemporaryFile too_long(std::string(65, 'x'));
     const std::string denied =
         "korvane_zwcli: Authentication failed, please check username or password\n";
-    // clang-format off
     const Table<std::string, std::string, std::string, int, std::string> rows = {
-        {"operator", right.Path(), "", 0, ""}, {"operator", "-", "secret\x1aword", 0, ""},
-        {"operator", wrong.Path(), "", 4, denied}, {"Operator", right.Path(), "", 4, denied},
-        {"operator", too_long.Path(), "", 4, "korvane_zwcli: the password is longer than 64 bytes\n"},
-        {"operator", empty.Path(), "", 2, "korvane_zwcli: no password in the first line of " + empty.Path() + "\n"},
+        {"operator", right.Path(), "", 0, ""},
+        {"operator", "-", "secret\x1aword", 0, ""},
+        {"operator", wrong.Path(), "", 4, denied},
+        {"Operator", right.Path(), "", 4, denied},
+        {"operator", too_long.Path(), "", 4,
+         "korvane_zwcli: the password is longer than 64 bytes\n"},
+        {"operator", empty.Path(), "", 2,
+         "korvane_zwcli: no password in the first line of " + empty.Path() + "\n"},
         {"operator", "-", "", 2, "korvane_zwcli: no password on standard input\n"},
-        {"operator", "/no/such/file", "", 2, "korvane_zwcli: cannot read password file /no/such/file\n"},
-        {std::string(257, 'u'), right.Path(), "", 2, "korvane_zwcli: the user name is longer than 256 bytes\n"},
+        {"operator", "/no/such/file", "", 2,
+         "korvane_zwcli: cannot read password file /no/such/file\n"},
+        {std::string(257, 'u'), right.Path(), "", 2,
+         "korvane_zwcli: the user name is longer than 256 bytes\n"},
     };
-    // clang-format on
     for (const auto& [user, file, input, exit_status, said] : rows) {
         const ProcessResult run =
             Zwcli(agent.Port(), With({"--user", user, "--password-file", file}), input);
@@ -184,12 +187,11 @@ TEST(FrontEnd, TellsWhatTheAgentDoesNotSupport) {
 }
 
 TEST(FrontEnd, AFailureOnTheAgentIsAFailure) {
-    // clang-format off
     const Table<uint32_t, int, const char*, const char*> rows = {
-        {33, 1, "Command failed\n", "korvane_zwcli: the agent answered: a status of the agent's own (status 33)\n"},
+        {33, 1, "Command failed\n",
+         "korvane_zwcli: the agent answered: a status of the agent's own (status 33)\n"},
         {412, 5, "", "The Command is not supported by the server.\n"},
     };
-    // clang-format on
     for (const auto& [status, exit_status, out, err] : rows) {
         CannedHost host([&](uint8_t service, uint16_t, auto) {
             Capabilities capabilities = BuiltinScenario("linux").capabilities;

@@ -67,30 +67,49 @@ bool Matches(const _OfldPolicy& policy, const PolicyFields& connection) {
 }  // namespace
 
 TEST(PolicyCompiler, SpellingsGiveOneProgram) {
-    // clang-format off
     const Table<std::vector<const char*>, const char*> rows = {
-        {{"dst port 80", "dst port = 80", "dst port == 80", "dst port 0x50", "(dst port 80)", "not not dst port 80", "!(dst port != 80)",
-          "dst port 80 or dst port 80", "dst port 80 and any", "none or dst port 80", "dst port 80 ? any : none", "dst port 80 & 0xffff",
-          "dst port >= 80 and dst port <= 80", "dst port 80 or (dst port 80 and vlan 3)", "dst port 80 and (dst port 80 or vlan 3)"}, "dst port 80 T F"},
-        {{"port 80", "src or dst port 80", "src port 80 or dst port 80", "src port 80||dst port 80"}, "src port 80 T 1; dst port 80 T F"},
-        {{"src and dst port 80", "src port 80 && dst port 80", "dst port 80 and src port 80"}, "src port 80 and dst port 80 T F"},
-        {{"any", "dst port < 9 or dst port > 7", "dst port < 9 or dst port >= 9", "dst port >= 0", "vlan <= 4095", "tos 5 & 0", "src net 1.2.3.4/0"}, "any T F"},
-        {{"dst port < 1024", "dst port <= 1023", "dst port 0 & 0xfc00", "not dst port > 1023", "dst port 77 & 0xfc00"}, "dst port 0 & 0xfc00 T F"},
+        {{"dst port 80", "dst port = 80", "dst port == 80", "dst port 0x50", "(dst port 80)",
+          "not not dst port 80", "!(dst port != 80)", "dst port 80 or dst port 80",
+          "dst port 80 and any", "none or dst port 80", "dst port 80 ? any : none",
+          "dst port 80 & 0xffff", "dst port >= 80 and dst port <= 80",
+          "dst port 80 or (dst port 80 and vlan 3)", "dst port 80 and (dst port 80 or vlan 3)"},
+         "dst port 80 T F"},
+        {{"port 80", "src or dst port 80", "src port 80 or dst port 80",
+          "src port 80||dst port 80"},
+         "src port 80 T 1; dst port 80 T F"},
+        {{"src and dst port 80", "src port 80 && dst port 80", "dst port 80 and src port 80"},
+         "src port 80 and dst port 80 T F"},
+        {{"any", "dst port < 9 or dst port > 7", "dst port < 9 or dst port >= 9", "dst port >= 0",
+          "vlan <= 4095", "tos 5 & 0", "src net 1.2.3.4/0"},
+         "any T F"},
+        {{"dst port < 1024", "dst port <= 1023", "dst port 0 & 0xfc00", "not dst port > 1023",
+          "dst port 77 & 0xfc00"},
+         "dst port 0 & 0xfc00 T F"},
         {{"vlan > 0", "vlan != 0", "not vlan 0", "vlan >= 1"}, "vlan 0 F T"},
-        {{"src host 1.2.3.4", "src net 1.2.3.4/32", "src net 1.2.3.4 mask 255.255.255.255"}, "src host 1.2.3.4 T F"},
-        {{"src net 10.1.2.3/8", "src net 10.0.0.0/8", "src net 10.0.0.0 mask 255.0.0.0", "src net 10.0.0.0/9 or src net 10.128.0.0/9"}, "src net 10.0.0.0/8 T F"},
-        {{"dst port != 8080", "dst port < 8080 or dst port > 8080", "not (dst port >= 8080 and dst port <= 8080)"}, "dst port 8080 F T"},
+        {{"src host 1.2.3.4", "src net 1.2.3.4/32", "src net 1.2.3.4 mask 255.255.255.255"},
+         "src host 1.2.3.4 T F"},
+        {{"src net 10.1.2.3/8", "src net 10.0.0.0/8", "src net 10.0.0.0 mask 255.0.0.0",
+          "src net 10.0.0.0/9 or src net 10.128.0.0/9"},
+         "src net 10.0.0.0/8 T F"},
+        {{"dst port != 8080", "dst port < 8080 or dst port > 8080",
+          "not (dst port >= 8080 and dst port <= 8080)"},
+         "dst port 8080 F T"},
         {{"dst port > 0 and dst port < 1024", "dst port != 0 and dst port < 1024"}, nullptr},
-        {{"not (dst port >= 6000 and dst port <= 6007)", "dst port < 6000 or dst port > 6007"}, "dst port 6000 & 0xfff8 F T"},
+        {{"not (dst port >= 6000 and dst port <= 6007)", "dst port < 6000 or dst port > 6007"},
+         "dst port 6000 & 0xfff8 F T"},
         {{"mark >= 1 and mark <= 65535"}, "mark 0 F 1; mark 0 & 0xffff0000 T F"},
-        {{"dscp 46", "tos 184 & 0xfc"}, "dscp 46 T F"}, {{"dscp >= 32", "tos >= 128"}, "tos 128 & 0x80 T F"},
-        {{"listen and vlan 1 and dst port 2", "dst port 2 and (vlan 1 and listen)"}, "dst port 2 and vlan 1 and listen T F"},
-        {{"(dst port 80 or dst port 443) and (vlan 1 or vlan 6)", "dst port 80 and (vlan 1 or vlan 6) or dst port 443 and (vlan 1 or vlan 6)"}, nullptr},
+        {{"dscp 46", "tos 184 & 0xfc"}, "dscp 46 T F"},
+        {{"dscp >= 32", "tos >= 128"}, "tos 128 & 0x80 T F"},
+        {{"listen and vlan 1 and dst port 2", "dst port 2 and (vlan 1 and listen)"},
+         "dst port 2 and vlan 1 and listen T F"},
+        {{"(dst port 80 or dst port 443) and (vlan 1 or vlan 6)",
+          "dst port 80 and (vlan 1 or vlan 6) or dst port 443 and (vlan 1 or vlan 6)"},
+         nullptr},
         {{"aopen ? vlan 1 : vlan 2"}, "aopen 1 2; vlan 1 T F; vlan 2 T F"},
-        {{"not (vlan 1 or vlan 2 or vlan 3)", "not vlan 1 and not vlan 2 and not vlan 3"}, "vlan 1 & 0xffd F 1; vlan 2 F T"},
+        {{"not (vlan 1 or vlan 2 or vlan 3)", "not vlan 1 and not vlan 2 and not vlan 3"},
+         "vlan 1 & 0xffd F 1; vlan 2 F T"},
         {{"vlan 1 ? vlan 1 : listen", "vlan 1 or listen"}, "vlan 1 T 1; listen T F"},
     };
-    // clang-format on
     for (const auto& [spellings, listing] : rows) {
         std::string error;
         for (const char* spelling : spellings) {
@@ -118,38 +137,67 @@ TEST(PolicyCompiler, SaysWhatIsWrongAndWhere) {
         hosts += (i > 0 ? " or " : "") + "src host 10."s + std::to_string(i / 256) + "." +
                  std::to_string(i % 256 ^ i / 3 % 7) + "." + std::to_string(i * 37 % 251);
     }
-    // clang-format off
     const Table<std::string, std::string> rows = {
-        {"=> offload", "empty pattern 1 (column 1: '=>')"}, {"port 80", "missing '=>' after rule filter (column 8: end of rule)"},
-        {"port 80 port 81 => x", "unexpected 'port' (column 9: 'port')"}, {"prot 80 => x", "unexpected 'prot' (column 1: 'prot')"},
-        {"any and => x", "unexpected '=>' (column 9: '=>')"}, {"any and", "unexpected end of rule (column 8: end of rule)"},
-        {"(any => x", "')' missing (column 6: '=>')"}, {"any ? any => x", "':' missing in ternary expression (column 11: '=>')"},
-        {"src vlan 5 => x", "'src' or 'dst' is meaningless with 'vlan' (column 5: 'vlan')"}, {"dst listen => x", "'src' or 'dst' is meaningless with 'listen' (column 5: 'listen')"},
-        {"host 1.2.3.4 & 5 => x", "can't use masks with 'host', use 'net' instead (column 14: '&')"}, {"host 1.2.3.4/8 => x", "can't use masks with 'host', use 'net' instead (column 13: '/')"},
-        {"host > 1.2.3.4 => x", "relational operators can't be used with 'host' (column 6: '>')"}, {"net = 1.0.0.0/8 => x", "relational operators can't be used with 'net' (column 5: '=')"},
-        {"net 1.0.0.0 & 3 => x", "can't use '&' masks with 'net' (column 13: '&')"}, {"net 1.0.0.0 => x", "'net' needs a prefix length, as in 10.0.0.0/8 (column 13: '=>')"},
-        {"net 1.0.0.0/33 => x", "'net' needs a prefix length between 0 and 32 (column 13: '33')"}, {"net 1.0.0.0 mask 8 => x", "'mask' needs a dotted quad (column 18: '8')"},
-        {"host 1.2.3 => x", "'host' needs an IPv4 address (column 6: '1.2.3')"}, {"host fe80 => x", "'host' needs an IPv4 address (column 6: 'fe80')"},
-        {"port 65536 => x", "'port' needs a number between 0 and 65535 (column 6: '65536')"}, {"vlan 4096 => x", "'vlan' needs a number between 0 and 4095 (column 6: '4096')"},
-        {"dscp 64 => x", "'dscp' needs a number between 0 and 63 (column 6: '64')"}, {"mark 4294967296 => x", "'mark' needs a number between 0 and 4294967295 (column 6: '4294967296')"},
-        {"port => x", "'port' needs a number between 0 and 65535 (column 6: '=>')"}, {"tos > 3 & 1 => x", "can't use masks with relational operators (column 9: '&')"},
-        {"listen 3 => x", "unexpected '3' (column 8: '3')"}, {"port 80 $ => x", "unexpected '$' (column 9: '$')"}, {"port 08x => x", "'port' needs a number between 0 and 65535 (column 6: '08x')"},
-        {"any => !", "incomplete negation at end of rule (column 9: end of rule)"}, {"any => !bind 3", "negation can't be used with 'bind' (column 9: 'bind')"},
-        {"any => ! not ddp", "negation can't be used with 'not' (column 10: 'not')"}, {"any => !nonsense", "negation can't be used with 'nonsense' (column 9: 'nonsense')"},
-        {"any => bind", "missing value for 'bind' (column 12: end of rule)"}, {"any => bind -1", "'bind' needs an integer value >= 0 or 'random' or 'cpu' (column 13: '-')"},
-        {"any => bind 2147483648", "'bind' needs an integer value >= 0 or 'random' or 'cpu' (column 13: '2147483648')"},
-        {"any => cong vegas", "unknown congestion algorithm vegas (column 13: 'vegas')"}, {"any => cong", "unknown congestion algorithm  (column 12: end of rule)"},
-        {"any => class 8", "'class' needs an integer value between 1 and 7 (column 14: '8')"}, {"any => class", "'class' needs an integer value between 1 and 7 (column 13: end of rule)"},
-        {"any => offload then", "unexpected 'then' (column 16: 'then')"}, {"any => offload => ddp", "unexpected '=>' (column 16: '=>')"},
-        {"none => x", "unexpected 'x' (column 9: 'x')"}, {"none => offload", "pattern 1 matches no packets"}, {"dst port 80 and dst port 81 => ddp", "pattern 1 matches no packets"},
-        {"listen and aopen => ddp", "pattern 1 matches no packets"}, {"vlan < 5 and vlan > 6 => ddp", "pattern 1 matches no packets"},
-        {"src port 1 and not src port 1 & 1 => ddp", "pattern 1 matches no packets"}, {"vers 4 and not (vers 4 & 4) => ddp", "pattern 1 matches no packets"},
-        {"(vlan 0 & 1 or vlan 0 & 2) and not vlan 0 & 1 and not vlan 0 & 2 => ddp", "pattern 1 matches no packets"},
+        {"=> offload", "empty pattern 1 (column 1: '=>')"},
+        {"port 80", "missing '=>' after rule filter (column 8: end of rule)"},
+        {"port 80 port 81 => x", "unexpected 'port' (column 9: 'port')"},
+        {"prot 80 => x", "unexpected 'prot' (column 1: 'prot')"},
+        {"any and => x", "unexpected '=>' (column 9: '=>')"},
+        {"any and", "unexpected end of rule (column 8: end of rule)"},
+        {"(any => x", "')' missing (column 6: '=>')"},
+        {"any ? any => x", "':' missing in ternary expression (column 11: '=>')"},
+        {"src vlan 5 => x", "'src' or 'dst' is meaningless with 'vlan' (column 5: 'vlan')"},
+        {"dst listen => x", "'src' or 'dst' is meaningless with 'listen' (column 5: 'listen')"},
+        {"host 1.2.3.4 & 5 => x",
+         "can't use masks with 'host', use 'net' instead (column 14: '&')"},
+        {"host 1.2.3.4/8 => x", "can't use masks with 'host', use 'net' instead (column 13: '/')"},
+        {"host > 1.2.3.4 => x", "relational operators can't be used with 'host' (column 6: '>')"},
+        {"net = 1.0.0.0/8 => x", "relational operators can't be used with 'net' (column 5: '=')"},
+        {"net 1.0.0.0 & 3 => x", "can't use '&' masks with 'net' (column 13: '&')"},
+        {"net 1.0.0.0 => x", "'net' needs a prefix length, as in 10.0.0.0/8 (column 13: '=>')"},
+        {"net 1.0.0.0/33 => x", "'net' needs a prefix length between 0 and 32 (column 13: '33')"},
+        {"net 1.0.0.0 mask 8 => x", "'mask' needs a dotted quad (column 18: '8')"},
+        {"host 1.2.3 => x", "'host' needs an IPv4 address (column 6: '1.2.3')"},
+        {"host fe80 => x", "'host' needs an IPv4 address (column 6: 'fe80')"},
+        {"port 65536 => x", "'port' needs a number between 0 and 65535 (column 6: '65536')"},
+        {"vlan 4096 => x", "'vlan' needs a number between 0 and 4095 (column 6: '4096')"},
+        {"dscp 64 => x", "'dscp' needs a number between 0 and 63 (column 6: '64')"},
+        {"mark 4294967296 => x",
+         "'mark' needs a number between 0 and 4294967295 (column 6: '4294967296')"},
+        {"port => x", "'port' needs a number between 0 and 65535 (column 6: '=>')"},
+        {"tos > 3 & 1 => x", "can't use masks with relational operators (column 9: '&')"},
+        {"listen 3 => x", "unexpected '3' (column 8: '3')"},
+        {"port 80 $ => x", "unexpected '$' (column 9: '$')"},
+        {"port 08x => x", "'port' needs a number between 0 and 65535 (column 6: '08x')"},
+        {"any => !", "incomplete negation at end of rule (column 9: end of rule)"},
+        {"any => !bind 3", "negation can't be used with 'bind' (column 9: 'bind')"},
+        {"any => ! not ddp", "negation can't be used with 'not' (column 10: 'not')"},
+        {"any => !nonsense", "negation can't be used with 'nonsense' (column 9: 'nonsense')"},
+        {"any => bind", "missing value for 'bind' (column 12: end of rule)"},
+        {"any => bind -1",
+         "'bind' needs an integer value >= 0 or 'random' or 'cpu' (column 13: '-')"},
+        {"any => bind 2147483648",
+         "'bind' needs an integer value >= 0 or 'random' or 'cpu' (column 13: '2147483648')"},
+        {"any => cong vegas", "unknown congestion algorithm vegas (column 13: 'vegas')"},
+        {"any => cong", "unknown congestion algorithm  (column 12: end of rule)"},
+        {"any => class 8", "'class' needs an integer value between 1 and 7 (column 14: '8')"},
+        {"any => class", "'class' needs an integer value between 1 and 7 (column 13: end of rule)"},
+        {"any => offload then", "unexpected 'then' (column 16: 'then')"},
+        {"any => offload => ddp", "unexpected '=>' (column 16: '=>')"},
+        {"none => x", "unexpected 'x' (column 9: 'x')"},
+        {"none => offload", "pattern 1 matches no packets"},
+        {"dst port 80 and dst port 81 => ddp", "pattern 1 matches no packets"},
+        {"listen and aopen => ddp", "pattern 1 matches no packets"},
+        {"vlan < 5 and vlan > 6 => ddp", "pattern 1 matches no packets"},
+        {"src port 1 and not src port 1 & 1 => ddp", "pattern 1 matches no packets"},
+        {"vers 4 and not (vers 4 & 4) => ddp", "pattern 1 matches no packets"},
+        {"(vlan 0 & 1 or vlan 0 & 2) and not vlan 0 & 1 and not vlan 0 & 2 => ddp",
+         "pattern 1 matches no packets"},
         {ports + " => ddp", "the filter needs 10 instructions, and the adapter holds 8"},
         {hosts + " => ddp", "the filter needs more than 512 instructions, and the adapter holds 8"},
-        {deep + " => x", "nested too deeply (column 101: '(')"}, {many + " => x", ""},
+        {deep + " => x", "nested too deeply (column 101: '(')"},
+        {many + " => x", ""},
     };
-    // clang-format on
     for (const auto& [rule, error] : rows) {
         const std::string said = ErrorOf(rule);
         if (error.empty()) {
@@ -168,18 +216,24 @@ TEST(PolicySettingsText, EverySettingBecomesItsBytes) {
         return PolicySettings{offload, ddp, coalesce, cong, bind, klass, tstamp, sack};
     };
     constexpr uint8_t kUnset = 0xFF;
-    // clang-format off
     const Table<const char*, PolicySettings> rows = {
-        {"", kUnsetPolicySettings}, {"offload", bytes(1, kUnset, kUnset, kUnset, -1, 0xFFFF, kUnset, kUnset)},
-        {"!offload ddp", bytes(0, 1, kUnset, kUnset, -1, 0xFFFF, kUnset, kUnset)}, {"not ddp coalesce", bytes(0, 0, 1, kUnset, -1, 0xFFFF, kUnset, kUnset)},
-        {"! coalesce !sack", bytes(0, kUnset, 0, kUnset, -1, 0xFFFF, kUnset, 0)}, {"sack timestamp", bytes(0, kUnset, kUnset, kUnset, -1, 0xFFFF, 1, 1)},
-        {"not tstamp", bytes(0, kUnset, kUnset, kUnset, -1, 0xFFFF, 0, kUnset)}, {"cong reno", bytes(0, kUnset, kUnset, 0, -1, 0xFFFF, kUnset, kUnset)},
-        {"cong tahoe cong newreno", bytes(0, kUnset, kUnset, 2, -1, 0xFFFF, kUnset, kUnset)}, {"cong highspeed", bytes(0, kUnset, kUnset, 3, -1, 0xFFFF, kUnset, kUnset)},
-        {"bind 0", bytes(0, kUnset, kUnset, kUnset, 0, 0xFFFF, kUnset, kUnset)}, {"bind 2147483647 class 1", bytes(0, kUnset, kUnset, kUnset, INT32_MAX, 1, kUnset, kUnset)},
-        {"bind random class 7", bytes(0, kUnset, kUnset, kUnset, -2, 7, kUnset, kUnset)}, {"bind cpu ddp !ddp ddp", bytes(0, 1, kUnset, kUnset, -3, 0xFFFF, kUnset, kUnset)},
-        {"offload ddp coalesce cong reno bind 1 class 2 tstamp sack", bytes(1, 1, 1, 0, 1, 2, 1, 1)},
+        {"", kUnsetPolicySettings},
+        {"offload", bytes(1, kUnset, kUnset, kUnset, -1, 0xFFFF, kUnset, kUnset)},
+        {"!offload ddp", bytes(0, 1, kUnset, kUnset, -1, 0xFFFF, kUnset, kUnset)},
+        {"not ddp coalesce", bytes(0, 0, 1, kUnset, -1, 0xFFFF, kUnset, kUnset)},
+        {"! coalesce !sack", bytes(0, kUnset, 0, kUnset, -1, 0xFFFF, kUnset, 0)},
+        {"sack timestamp", bytes(0, kUnset, kUnset, kUnset, -1, 0xFFFF, 1, 1)},
+        {"not tstamp", bytes(0, kUnset, kUnset, kUnset, -1, 0xFFFF, 0, kUnset)},
+        {"cong reno", bytes(0, kUnset, kUnset, 0, -1, 0xFFFF, kUnset, kUnset)},
+        {"cong tahoe cong newreno", bytes(0, kUnset, kUnset, 2, -1, 0xFFFF, kUnset, kUnset)},
+        {"cong highspeed", bytes(0, kUnset, kUnset, 3, -1, 0xFFFF, kUnset, kUnset)},
+        {"bind 0", bytes(0, kUnset, kUnset, kUnset, 0, 0xFFFF, kUnset, kUnset)},
+        {"bind 2147483647 class 1", bytes(0, kUnset, kUnset, kUnset, INT32_MAX, 1, kUnset, kUnset)},
+        {"bind random class 7", bytes(0, kUnset, kUnset, kUnset, -2, 7, kUnset, kUnset)},
+        {"bind cpu ddp !ddp ddp", bytes(0, 1, kUnset, kUnset, -3, 0xFFFF, kUnset, kUnset)},
+        {"offload ddp coalesce cong reno bind 1 class 2 tstamp sack",
+         bytes(1, 1, 1, 0, 1, 2, 1, 1)},
     };
-    // clang-format on
     for (const auto& [text, settings] : rows) {
         std::string error;
         const _OfldPolicy policy = Compiled("any => "s + text, &error);
@@ -520,15 +574,20 @@ TEST(PolicyFiles, RulesOverSeveralLines) {
               "rule 3: vlan 4 => !offload sack\n    0: vlan 4: accept, else reject\n"
               "rule 3 decides: !offload sack\n");
     const TemporaryFile bad("any => x");
-    // clang-format off
     const Table<std::vector<std::string>, int, std::string> rows = {
-        {{"policy", "check", file.Path(), "vlan=9"}, 0, ""}, {{"policy", "check", bad.Path()}, 1, "rule 1: unexpected 'x' (column 8: 'x')\n"},
+        {{"policy", "check", file.Path(), "vlan=9"}, 0, ""},
+        {{"policy", "check", bad.Path()}, 1, "rule 1: unexpected 'x' (column 8: 'x')\n"},
         {{"policy", "check", "/no/such"}, 1, "korvane_zwcli: cannot read /no/such\n"},
-        {{"policy", "check", file.Path(), "vlan=4096"}, 2, "korvane_zwcli: \"vlan=4096\" has no value that a connection can have\n"},
-        {{"policy", "check", file.Path(), "open=no"}, 2, "korvane_zwcli: \"open=no\" has no value that a connection can have\n"},
-        {{"policy", "check"}, 2, "korvane_zwcli: policy is for: policy check FILE [src=ADDRESS dport=N ...]\n"},
+        {{"policy", "check", file.Path(), "vlan=4096"},
+         2,
+         "korvane_zwcli: \"vlan=4096\" has no value that a connection can have\n"},
+        {{"policy", "check", file.Path(), "open=no"},
+         2,
+         "korvane_zwcli: \"open=no\" has no value that a connection can have\n"},
+        {{"policy", "check"},
+         2,
+         "korvane_zwcli: policy is for: policy check FILE [src=ADDRESS dport=N ...]\n"},
     };
-    // clang-format on
     for (const auto& [words, exit_status, said] : rows) {
         const ProcessResult checked = Zwcli(1, words);
         EXPECT_EQ(checked.exit_status, exit_status);
@@ -542,21 +601,42 @@ TEST(PolicyCommands, RefusalsAndRecords) {
     const std::string long_name = "ifname=" + std::string(64, 'i');
     const TemporaryFile file("vlan 3\n => ddp\nany => sack\n");
     const std::string at_file = "policy=@" + file.Path();
-    // clang-format off
     const Table<std::vector<const char*>, std::string, uint16_t, int, int> rows = {
-        {{"add"}, no_interface, 0, 0, 0}, {{"add", "policy=any => ddp"}, no_interface, 0, 0, 0}, {{"add", "ifname=e"}, "please specify Policy\n", 0, 0, 0},
-        {{"add", "ifname=e", "id=0", "policy=any => ddp"}, bad_index, 0, 0, 0}, {{"add", "ifname=e", "id=256"}, bad_index, 0, 0, 0},
-        {{"add", "ifname=e", "id=-1"}, bad_index, 0, 0, 0}, {{"add", "ifname=e", "policy=x"}, "rule 1: unexpected 'x' (column 1: 'x')\nInvalid policy\n", 0, 0, 0},
-        {{"add", "ifname=e", "policy=@/no/such"}, "Invalid policy\n", 0, 0, 0}, {{"add", "ifname=e", "policy= "}, "Invalid policy\n", 0, 0, 0},
-        {{"add", long_name.c_str(), "policy=any =>"}, "the interface name is longer than 63 characters\n", 0, 0, 0},
-        {{"modify"}, "please specify ifname for which offload policy needs to be applied\n", 0, 0, 0}, {{"modify", "ifname=e"}, "please specify policy id\n", 0, 0, 0},
-        {{"modify", "ifname=e", "id=1"}, "please specify offload policy\n", 0, 0, 0}, {{"delete", "id=1"}, "please specify policy id and ifName\n", 0, 0, 0},
-        {{"delete", "ifname=e"}, "please specify policy id and ifName\n", 0, 0, 0}, {{"delete", "ifname=e", "id=1", "policy=any =>"}, "Invalid argument specified\n", 0, 0, 0},
+        {{"add"}, no_interface, 0, 0, 0},
+        {{"add", "policy=any => ddp"}, no_interface, 0, 0, 0},
+        {{"add", "ifname=e"}, "please specify Policy\n", 0, 0, 0},
+        {{"add", "ifname=e", "id=0", "policy=any => ddp"}, bad_index, 0, 0, 0},
+        {{"add", "ifname=e", "id=256"}, bad_index, 0, 0, 0},
+        {{"add", "ifname=e", "id=-1"}, bad_index, 0, 0, 0},
+        {{"add", "ifname=e", "policy=x"},
+         "rule 1: unexpected 'x' (column 1: 'x')\nInvalid policy\n",
+         0,
+         0,
+         0},
+        {{"add", "ifname=e", "policy=@/no/such"}, "Invalid policy\n", 0, 0, 0},
+        {{"add", "ifname=e", "policy= "}, "Invalid policy\n", 0, 0, 0},
+        {{"add", long_name.c_str(), "policy=any =>"},
+         "the interface name is longer than 63 characters\n",
+         0,
+         0,
+         0},
+        {{"modify"},
+         "please specify ifname for which offload policy needs to be applied\n",
+         0,
+         0,
+         0},
+        {{"modify", "ifname=e"}, "please specify policy id\n", 0, 0, 0},
+        {{"modify", "ifname=e", "id=1"}, "please specify offload policy\n", 0, 0, 0},
+        {{"delete", "id=1"}, "please specify policy id and ifName\n", 0, 0, 0},
+        {{"delete", "ifname=e"}, "please specify policy id and ifName\n", 0, 0, 0},
+        {{"delete", "ifname=e", "id=1", "policy=any =>"}, "Invalid argument specified\n", 0, 0, 0},
         {{"delete", "id=x"}, bad_index, 0, 0, 0},
-        {{"add", "ifname=e", "policy=vlan 3 => ddp; any => sack"}, "", 177, 2, 0}, {{"add", "ifname=e", at_file.c_str(), "id=255"}, "", 177, 2, 255},
-        {{"modify", "ifname=e", "policy=vlan 3 => ddp", "id=7"}, "", 178, 3, 7}, {{"delete", "ifname=e", "id=9"}, "", 179, 4, 9}, {{"list"}, "", 180, 0, 0},
+        {{"add", "ifname=e", "policy=vlan 3 => ddp; any => sack"}, "", 177, 2, 0},
+        {{"add", "ifname=e", at_file.c_str(), "id=255"}, "", 177, 2, 255},
+        {{"modify", "ifname=e", "policy=vlan 3 => ddp", "id=7"}, "", 178, 3, 7},
+        {{"delete", "ifname=e", "id=9"}, "", 179, 4, 9},
+        {{"list"}, "", 180, 0, 0},
     };
-    // clang-format on
     for (const auto& [given, printed, opcode, operation, index] : rows) {
         int asked = 0;
         Bytes sent;
@@ -587,16 +667,19 @@ TEST(PolicyCommands, RefusalsAndRecords) {
 TEST(PolicyReplies, StatusesAndColumns) {
     using Printer = void (ZwMgmt_interface::*)(_Message*);
     const char* failed = "Command failed\n";
-    // clang-format off
     const Table<Printer, uint32_t, std::string> rows = {
-        {&ZwMgmt_interface::GetAddPolicyResponse, 0, "Successful\n"}, {&ZwMgmt_interface::GetAddPolicyResponse, 243, failed},
-        {&ZwMgmt_interface::GetAddPolicyResponse, 265, "Error: x3_tom not loaded. Cannot add offload policies...!\nCommand failed\n"},
-        {&ZwMgmt_interface::GetModifyPolicyResponse, 265, "Error: x3_tom not loaded. Cannot modify offload policies...!\nCommand failed\n"},
-        {&ZwMgmt_interface::GetModifyPolicyResponse, 0, "Successful\n"}, {&ZwMgmt_interface::GetDeletePolicyResponse, 0, "Successful\n"},
-        {&ZwMgmt_interface::GetDeletePolicyResponse, 265, "Error: x3_tom not loaded. Cannot delete offload policies...!\nCommand failed\n"},
+        {&ZwMgmt_interface::GetAddPolicyResponse, 0, "Successful\n"},
+        {&ZwMgmt_interface::GetAddPolicyResponse, 243, failed},
+        {&ZwMgmt_interface::GetAddPolicyResponse, 265,
+         "Error: x3_tom not loaded. Cannot add offload policies...!\nCommand failed\n"},
+        {&ZwMgmt_interface::GetModifyPolicyResponse, 265,
+         "Error: x3_tom not loaded. Cannot modify offload policies...!\nCommand failed\n"},
+        {&ZwMgmt_interface::GetModifyPolicyResponse, 0, "Successful\n"},
+        {&ZwMgmt_interface::GetDeletePolicyResponse, 0, "Successful\n"},
+        {&ZwMgmt_interface::GetDeletePolicyResponse, 265,
+         "Error: x3_tom not loaded. Cannot delete offload policies...!\nCommand failed\n"},
         {&ZwMgmt_interface::GetDeletePolicyResponse, 1, failed},
     };
-    // clang-format on
     TestSession session;
     _Message reply = {};
     for (const auto& [print, status, text] : rows) {

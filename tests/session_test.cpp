@@ -96,11 +96,11 @@ TEST(Session, LearnsFromTheOpeningReply) {
 }
 
 TEST(Session, LoginOutcomes) {
-    // clang-format off
     const Table<const char*, uint32_t, uint32_t> rows = {
-        {"secret", 225, kSuccess}, {"wrong", 225, kLoginRejected}, {"wrong", 5, kLoginFailed},
+        {"secret", 225, kSuccess},
+        {"wrong", 225, kLoginRejected},
+        {"wrong", 5, kLoginFailed},
     };
-    // clang-format on
     for (const auto& [password, rejection, status] : rows) {
         CannedHost host;
         zmsim::AgentOptions options;
@@ -147,12 +147,10 @@ TEST(Session, SpeaksBothTlsVersionsAndTakesRepliesInAnyFraming) {
 }
 
 TEST(Session, OffersTls12WithTheDocumentedCiphersAlone) {
-    // clang-format off
     const Table<const char*, uint32_t> rows = {
         {"AES256-SHA:ECDHE-RSA-AES256-GCM-SHA384", kSuccess},
         {"ECDHE-RSA-AES256-GCM-SHA384:AES128-SHA", kHandshakeFailed},
     };
-    // clang-format on
     for (const auto& [agents_ciphers, status] : rows) {
         std::string negotiated;
         RawAgent agent(

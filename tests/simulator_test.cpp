@@ -95,22 +95,24 @@ TEST(Simulator, RefusesWrongOptions) {
 }
 
 TEST(Scenario, WrongOnesAreRefusedWithPlaceAndReason) {
-    // clang-format off
     const Table<const char*, const char*> rows = {
-        {R"([])", "scenario: expected an object"}, {R"({})", "scenario: os is missing"},
+        {R"([])", "scenario: expected an object"},
+        {R"({})", "scenario: os is missing"},
         {R"({"os": "plan9"})", "os: not an agent OS"},
         {R"({"os": "mac", "adaptors": []})", "adaptors: unknown name"},
         {R"({"os": "mac", "adapters": {}})", "adapters: expected an array"},
         {R"({"os": "mac", "adapters": [{"vendor": 1}]})", "adapters[0].vendor: unknown name"},
-        {R"({"os": "mac", "adapters": [{}, {"chip_type": "X345"}]})", "adapters[1].chip_type: longer than 3"},
+        {R"({"os": "mac", "adapters": [{}, {"chip_type": "X345"}]})",
+         "adapters[1].chip_type: longer than 3"},
         {R"({"os": "mac", "adapters": [{"max_wrs": 32768}]})", "adapters[0].max_wrs: out of range"},
-        {R"({"os": "mac", "adapters": [{"vendor_id": "0x4b56z"}]})", "adapters[0].vendor_id: not a number: 0x4b56z"},
+        {R"({"os": "mac", "adapters": [{"vendor_id": "0x4b56z"}]})",
+         "adapters[0].vendor_id: not a number: 0x4b56z"},
         {R"({"os": "mac", "adapters": [{"mss": -1}]})", "adapters[0].mss: out of range"},
-        {R"({"os": "mac", "adapters": [{"ports": [{"statistics": [{"name": 1}]}]}]})", "adapters[0].ports[0].statistics[0].name: expected a text"},
+        {R"({"os": "mac", "adapters": [{"ports": [{"statistics": [{"name": 1}]}]}]})",
+         "adapters[0].ports[0].statistics[0].name: expected a text"},
         {R"({"os": "mac", "drivers": [1]})", "drivers[0]: expected an object"},
         {R"({"os": "mac", "capabilities": {"fcoe": 65536}})", "capabilities.fcoe: out of range"},
     };
-    // clang-format on
     for (const auto& [json, error] : rows) {
         EXPECT_EQ(ErrorOf(json), error);
     }
@@ -142,13 +144,12 @@ TEST(ScenarioHost, AnswersInventoryRequests) {
     const auto* raw = reinterpret_cast<const uint8_t*>(&port_request);
     const Bytes known(pci.begin(), pci.end());
     const Bytes port_known(raw, raw + sizeof(port_request));
-    // clang-format off
     const Table<uint8_t, uint16_t, Bytes, uint32_t, size_t> rows = {
-        {4, 136, known, 0, 2 * 1385}, {4, 136, {'x'}, 97, 0}, {4, 138, known, 0, 6 * 39},
-        {4, 138, {}, 69, 0}, {4, 141, port_known, 0, 6 * 39}, {4, 141, known, 6, 0},
-        {5, 137, {}, 0, 2 * 257}, {4, 999, {}, 412, 0},
+        {4, 136, known, 0, 2 * 1385},    {4, 136, {'x'}, 97, 0},
+        {4, 138, known, 0, 6 * 39},      {4, 138, {}, 69, 0},
+        {4, 141, port_known, 0, 6 * 39}, {4, 141, known, 6, 0},
+        {5, 137, {}, 0, 2 * 257},        {4, 999, {}, 412, 0},
     };
-    // clang-format on
     for (const auto& [service, opcode, data, status, length] : rows) {
         const zmsim::Reply reply = host.Answer(service, opcode, data);
         EXPECT_EQ(reply.status, status) << opcode;

@@ -1,8 +1,12 @@
 #include "tests/support.h"
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iomanip>
+#include <map>
+#include <sstream>
 
 #include "session/tls.h"
 
@@ -15,6 +19,80 @@ namespace tls = zwmgmt::tls;
 constexpr platform::Milliseconds kLongEnough{60'000};
 
 }  // namespace
+
+namespace {
+
+std::string Unescaped(const std::string& cell) {
+    constexpr std::string_view kLetters = "ntse0", kCharacters("\n\t \x1b\0", 5);
+    std::string text;
+    for (size_t i = 0; i < cell.size(); ++i) {
+        const size_t letter =
+            cell[i] == '\\' && i + 1 < cell.size() ? kLetters.find(cell[i + 1]) : kLetters.npos;
+        text += letter == kLetters.npos ? cell[i] : kCharacters[letter];
+        if (letter != kLetters.npos) ++i;
+    }
+    return text;
+}
+
+std::string Trimmed(const std::string& text) {
+    const size_t first = text.find_first_not_of(' ');
+    return first == text.npos ? "" : text.substr(first, text.find_last_not_of(' ') + 1 - first);
+}
+
+}  // namespace
+
+std::vector<std::vector<std::string>> Cases(const std::string& name) {
+    std::ifstream file(TEST_CASES "/" + name, std::ios::binary);
+    std::map<std::string, std::string> texts;
+    std::vector<std::vector<std::string>> cases;
+    for (std::string line; std::getline(file, line);) {
+        if (line.empty() || line[0] == '#') continue;
+        if (const size_t sign = line.find(" = "); line[0] == '@' && sign != line.npos) {
+            texts[line.substr(0, sign)] = Unescaped(Trimmed(line.substr(sign + 3)));
+            continue;
+        }
+        std::vector<std::string> cells;
+        for (size_t end, begin = 0; begin <= line.size(); begin = end + 1) {
+            end = std::min(line.find('|', begin), line.size());
+            const std::string cell = Trimmed(line.substr(begin, end - begin));
+            cells.push_back(texts.contains(cell) ? texts[cell] : Unescaped(cell));
+        }
+        cells.resize(8);
+        cases.push_back(cells);
+    }
+    EXPECT_FALSE(cases.empty()) << name;
+    return cases;
+}
+
+std::vector<std::string> Words(const std::string& text) {
+    std::istringstream stream(text);
+    std::vector<std::string> words;
+    for (std::string word; stream >> std::quoted(word);) words.push_back(word);
+    return words;
+}
+
+std::vector<const char*> Pointers(const std::vector<std::string>& words) {
+    std::vector<const char*> pointers;
+    for (const std::string& word : words) pointers.push_back(word.c_str());
+    return pointers;
+}
+
+std::vector<Client_Request_Argument> Arguments(const std::vector<std::string>& words) {
+    std::vector<Client_Request_Argument> arguments;
+    for (const std::string& word : words) {
+        arguments.push_back({word.c_str() + word.find('=') + 1, Number(word)});
+    }
+    return arguments;
+}
+
+std::string Unhex(const std::string& digits) {
+    std::string bytes;
+    for (size_t i = 0; i < digits.size(); i += digits[i] == ' ' ? 1 : 2) {
+        if (digits[i] != ' ')
+            bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
+    }
+    return bytes;
+}
 
 zmsim::Scenario BuiltinScenario(const std::string& os) {
     zmsim::Scenario scenario;
@@ -145,6 +223,42 @@ std::string TestSession::Printed() {
     text = OpenScratchFile();
     SetOutputStream(text);
     return printed;
+}
+
+TestSession& SessionOf(int os_type) {
+    static std::map<int, std::unique_ptr<TestSession>> sessions;
+    auto& session = sessions[os_type];
+    if (!session) {
+        CannedHost host(zmsim::Reply{}, static_cast<uint8_t>(os_type));
+        TestAgent agent(host);
+        session = std::make_unique<TestSession>();
+        EXPECT_EQ(session->Connect(agent.Port()), zwmgmt::kSuccess);
+    }
+    return *session;
+}
+
+Told Tell(zmsim::HostModel& host, const std::vector<const char*>& words) {
+    TestAgent agent(host);
+    TestSession session;
+    EXPECT_EQ(session.Connect(agent.Port()), zwmgmt::kSuccess);
+    const int result = session.Run(words);
+    return {result, session.LastStatus(), session.Printed()};
+}
+
+Told Tell(int os_type, uint32_t status, const std::vector<const char*>& words) {
+    int asked = 0;
+    std::string sent;
+    CannedHost host(
+        [&](uint8_t, uint16_t opcode, auto data) {
+            asked = opcode;
+            sent.assign(data.begin(), data.end());
+            return zmsim::Reply{.status = status, .data = {}};
+        },
+        static_cast<uint8_t>(os_type));
+    Told told = Tell(host, words);
+    told.opcode = asked;
+    told.sent = sent;
+    return told;
 }
 
 ProcessResult Zwcli(uint16_t port, std::vector<std::string> words, const std::string& input) {

@@ -24,6 +24,19 @@ using Bytes = std::vector<uint8_t>;
 template <class... Columns>
 using Table = std::vector<std::tuple<Columns...>>;
 
+/// The cases of tests/cases/NAME: a line each, cut at " | "; cells that are not there are empty.
+/// A line "@name = text" gives a text a name for the cells below it. \n, \t, \0, \e and \s (blank)
+/// stand for characters; `#` begins a remark.
+std::vector<std::vector<std::string>> Cases(const std::string& name);
+/// What stands between blanks; words with blanks stand in double quotes.
+std::vector<std::string> Words(const std::string& text);
+std::vector<const char*> Pointers(const std::vector<std::string>& words);
+/// "key=value" words as arguments, the keys as numbers; the words must outlive them.
+std::vector<Client_Request_Argument> Arguments(const std::vector<std::string>& words);
+/// The bytes of a text like "0a 00".
+std::string Unhex(const std::string& digits);
+inline int Number(const std::string& text) { return static_cast<int>(std::stol(text, nullptr, 0)); }
+
 /// A host model whose answers the test writes.
 class CannedHost : public zmsim::HostModel {
   public:
@@ -33,7 +46,8 @@ class CannedHost : public zmsim::HostModel {
         Answerer canned_answer = [](auto...) { return zmsim::Reply{}; },
         uint8_t canned_os = zwmgmt::kLinux, uint8_t canned_word_size = 8)
         : answer(std::move(canned_answer)), os(canned_os), word_size(canned_word_size) {}
-    explicit CannedHost(zmsim::Reply reply) : CannedHost([reply](auto...) { return reply; }) {}
+    explicit CannedHost(zmsim::Reply reply, uint8_t canned_os = zwmgmt::kLinux)
+        : CannedHost([reply](auto...) { return reply; }, canned_os) {}
 
     uint8_t OsType() const override { return os; }
     uint8_t WordSize() const override { return word_size; }
@@ -111,6 +125,22 @@ class TestSession : public ZwMgmt_interface {
   private:
     FILE* text;
 };
+
+/// A session that has learnt this OS from an agent; the agent is gone. One an OS, for all tests.
+TestSession& SessionOf(int os_type);
+
+/// What a session with this host is told by a command.
+struct Told {
+    int result;
+    uint32_t status;
+    std::string printed;
+    // What the host was asked last, where it is a canned one.
+    int opcode = 0;
+    std::string sent = {};
+};
+Told Tell(zmsim::HostModel& host, const std::vector<const char*>& words);
+/// The same with a canned host of this OS that answers with the status.
+Told Tell(int os_type, uint32_t status, const std::vector<const char*>& words);
 
 /// korvane_zwcli with --port of the agent and the given words.
 ProcessResult Zwcli(uint16_t port, std::vector<std::string> words, const std::string& input = "");
