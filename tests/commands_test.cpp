@@ -1,6 +1,6 @@
 /// Commands by their words: what is refused, what is sent, and what an agent's status prints. The
 /// cases were written down from the protocol's description.
-#include <cstring>
+#include <algorithm>
 
 #include "tests/support.h"
 
@@ -47,5 +47,32 @@ TEST(Commands, StatusesHaveTheirTexts) {
 TEST(Statuses, HaveTheirTexts) {
     for (const auto& row : Cases("statuses")) {
         EXPECT_EQ(zwmgmt::StatusText(static_cast<uint32_t>(Number(row[0]))), row[1]) << row[0];
+    }
+}
+
+TEST(Commands, TakeNothingBeyondTheirLimits) {
+    for (const auto& row : Cases("limits")) {
+        const auto try_with = [&](const std::string& value, bool taken, const std::string& text) {
+            auto words = Words(row[1]);
+            std::string& word = words[static_cast<size_t>(
+                std::ranges::find_if(words, [](const auto& w) { return w.ends_with('%'); }) -
+                words.begin())];
+            word.replace(word.size() - 1, 1, value);
+            const Told told = Tell(Number(row[0]), 1, Pointers(words));
+            EXPECT_EQ(told.opcode != 0, taken) << word << told.printed;
+            EXPECT_EQ(taken ? text : told.printed, text) << word;
+        };
+        const auto limits = Words(row[2]);
+        if (limits[0] == "length") {
+            const std::string longest(std::stoul(limits[1]), 'x');
+            try_with(longest, true, "");
+            try_with(longest + 'x', false, row[3]);
+            continue;
+        }
+        const int64_t least = std::stoll(limits[0]), most = std::stoll(limits[1]);
+        try_with(std::to_string(least), true, "");
+        try_with(std::to_string(most), true, "");
+        try_with(std::to_string(least - 1), false, row[3]);
+        try_with(std::to_string(most + 1), false, row[4].empty() ? row[3] : row[4]);
     }
 }

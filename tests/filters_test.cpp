@@ -64,6 +64,18 @@ TEST(X4Rules, KeysBecomeMembers) {
     ExpectRules<_FilterX4>("x4_rules", set, [&](const std::string& printed) {
         EXPECT_EQ(session.Printed(), printed);
     });
+    for (const auto& row : Cases("x4_widths")) {
+        const int key = ZwMgmt_interface::CLGetKeyNo(row[0].c_str(), kFilter);
+        const auto twice = [](uint32_t n) { return std::to_string(n) + ':' + std::to_string(n); };
+        const uint32_t beyond = 1u << Number(row[1]);
+        const std::string said = "parameter \"" + row[2] + "\" ",
+                          limit = " should be no greater than " + row[1] + " bits\n";
+        _FilterX4 rule = {};
+        EXPECT_EQ(set(key, twice(beyond - 1).c_str(), &rule), 0);
+        EXPECT_EQ(session.Printed(), "");
+        EXPECT_EQ(set(key, twice(beyond).c_str(), &rule), 0);
+        EXPECT_EQ(session.Printed(), said + "value" + limit + said + "mask" + limit);
+    }
     for (const auto& row : Cases("x4_sequences")) {
         const auto keys = Words(row[0]);
         const auto arguments = Arguments(keys);

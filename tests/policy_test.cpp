@@ -206,6 +206,23 @@ TEST(PolicyCompiler, SaysWhatIsWrongAndWhere) {
             EXPECT_EQ(said, "rule 1: " + error);
         }
     }
+    for (const std::string& step : {"("s, "not "s}) {
+        const auto nested = [&](size_t depth) {
+            std::string rule;
+            for (size_t i = 0; i < depth; ++i) rule += step;
+            return rule + "any" + (step == "(" ? std::string(depth, ')') : "") + " => ddp";
+        };
+        EXPECT_EQ(ErrorOf(nested(step == "(" ? 99 : 98)), "");
+        EXPECT_NE(ErrorOf(nested(100)).find("nested too deeply"), std::string::npos);
+    }
+    const auto ports_of = [](int count) {
+        std::string rule = "src port 3";
+        for (int i = 2; i <= count; ++i) rule += " or src port " + std::to_string(i * i * 3);
+        return rule + " => ddp";
+    };
+    EXPECT_EQ(ErrorOf(ports_of(8)), "");
+    EXPECT_EQ(ErrorOf(ports_of(9)),
+              "rule 1: the filter needs 9 instructions, and the adapter holds 8");
     EXPECT_TRUE(ErrorOf("any => ddp\n\n;# no rule\nany => ddp;any => foo").starts_with("rule 3: "));
 }
 

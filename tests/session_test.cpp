@@ -1,8 +1,10 @@
 /// The session against agents that behave, that refuse, and that do neither.
 #include <openssl/ssl.h>
 
+#include <algorithm>
 #include <cstring>
 #include <mutex>
+#include <new>
 
 #include "session/tls.h"
 #include "tests/support.h"
@@ -38,6 +40,14 @@ std::string TextAt(const Bytes& bytes, size_t offset, size_t width) {
 }
 
 const Capabilities kNoCapabilities = {};
+
+uint32_t TimeoutOf(const ZwMgmt_interface& session);
+/// Lets this test ask what is private.
+template <auto Member>
+struct Opened {
+    friend uint32_t TimeoutOf(const ZwMgmt_interface& session) { return (session.*Member)(); }
+};
+template struct Opened<&ZwMgmt_interface::ReceiveTimeoutSeconds>;
 
 }  // namespace
 
@@ -114,6 +124,76 @@ TEST(Session, LoginOutcomes) {
         EXPECT_EQ(session.LoginRequired(), status != kSuccess);
         // The password went out once and is gone.
         EXPECT_EQ(session.CLAuthenticateUser(session.result.data()), kInvalidValue);
+    }
+}
+
+TEST(Session, SecretsAreWipedInPlace) {
+    zmsim::AgentOptions options;
+    options.login = {"the-user-of-it", "the-secret-of-it"};
+    CannedHost host;
+    TestAgent agent(host, options);
+    std::vector<char> result(kResultBufferSize);
+    for (const bool disconnects : {true, false}) {
+        alignas(ZwMgmt_interface) char memory[sizeof(ZwMgmt_interface)];
+        const auto holds = [&](const char* text) {
+            return std::search(std::begin(memory), std::end(memory), text,
+                               text + std::strlen(text)) != std::end(memory);
+        };
+        auto* session = new (memory) ZwMgmt_interface;
+        const auto connect = [&] {
+            return session->CLConnectToServer("127.0.0.1", "the-user-of-it", agent.Port(),
+                                              result.data());
+        };
+        ASSERT_EQ(connect(), kSuccess);
+        session->SetPassword("the-secret-of-it");
+        EXPECT_TRUE(holds("the-user") && holds("the-secret"));
+        ASSERT_EQ(connect(), kSuccess);
+        EXPECT_FALSE(holds("the-secret")) << "a new connection forgets it";
+        session->SetPassword("the-secret-of-it");
+        ASSERT_EQ(session->CLAuthenticateUser(result.data()), kSuccess);
+        EXPECT_FALSE(holds("the-secret")) << "sent once";
+        session->SetPassword("the-secret-of-it");
+        if (disconnects) {
+            session->CLDisconnectFromServer();
+            EXPECT_FALSE(holds("the-user") || holds("the-secret"));
+        }
+        ZwMgmt_interface released(*session);
+        session->~ZwMgmt_interface();
+        EXPECT_FALSE(holds("the-user") || holds("the-secret"));
+        released.CLDisconnectFromServer();
+    }
+}
+
+TEST(Session, TextsMayFillTheirFields) {
+    const std::string user(256, 'u'), password(64, 'p');
+    Wire wire;
+    zmsim::AgentOptions options;
+    options.login = {user, password};
+    wire.Tap(&options);
+    CannedHost host;
+    TestAgent agent(host, options);
+    TestSession session;
+    ASSERT_EQ(session.Connect(agent.Port(), user.c_str()), kSuccess);
+    EXPECT_EQ(session.SetPassword(password.c_str()), kSuccess);
+    EXPECT_EQ(session.CLAuthenticateUser(session.result.data()), kSuccess);
+    agent.Stop();
+    const std::string sent(wire.bodies.at(1).begin(), wire.bodies.at(1).end());
+    EXPECT_EQ(sent.substr(4, 320), user + password);
+}
+
+TEST(Session, WaitsAsLongAsTheRequestMayTake) {
+    const Table<int, uint8_t, uint16_t, uint32_t> rows = {
+        {3, 4, 142, 180}, {3, 5, 145, 180}, {3, 9, 183, 180}, {2, 5, 145, 300}, {8, 5, 145, 300},
+        {1, 5, 145, 300}, {5, 5, 145, 120}, {2, 5, 146, 120}, {2, 9, 183, 300}, {1, 9, 197, 300},
+        {2, 4, 156, 900}, {1, 4, 156, 900}, {3, 4, 156, 180}, {1, 4, 139, 300}, {2, 4, 139, 120},
+        {2, 4, 142, 120}, {4, 6, 156, 120},
+    };
+    for (const auto& [os_type, service, command, seconds] : rows) {
+        TestSession& session = SessionOf(os_type);
+        session.Client_ProcessRequest(service, command, 0, nullptr, 0, session.result.data(),
+                                      nullptr);
+        session.Printed();
+        EXPECT_EQ(TimeoutOf(session), seconds) << os_type << ' ' << +service << ' ' << command;
     }
 }
 
@@ -319,10 +399,14 @@ TEST(Session, AReplyLargerThanTheResultBufferGoesWholeToOut) {
     EXPECT_EQ(session.result[kResultBufferSize], 'x');
     std::free(block);
 
-    session.SetReplyLimit(length - 1);
-    message = {};
-    EXPECT_EQ(session.Client_TalkToServer(&message, session.result.data(), 0, 0, 0, 8, nullptr),
-              kReadError);
+    const auto status_with = [&](uint32_t limit) {
+        session.SetReplyLimit(limit);
+        message = {};
+        message.service = kSystem;
+        return session.Client_TalkToServer(&message, session.result.data(), 0, 0, 0, 8, nullptr);
+    };
+    EXPECT_EQ(status_with(length), kSuccess);
+    EXPECT_EQ(status_with(length - 1), kReadError);
 }
 
 TEST(Session, AFailedReplyHasNoDataWhateverItsLength) {
