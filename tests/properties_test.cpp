@@ -130,17 +130,7 @@ TEST(SetCardProperty, RefusalsHaveTheirTexts) {
         {2, {{kPci, "1"}, {38, nullptr}}, invalid},
         {2, {{kPci, "1"}, {38, "0x10"}}, invalid},
         {1, {{kPci, "1"}, {27, "-5"}}, invalid},
-        // What a field cannot hold would be set to something else.
-        {2, {{kPci, "1"}, {34, "65536"}}, invalid},
-        {2, {{kPci, "1"}, {37, "-129"}}, invalid},
-        {2, {{kPci, "1"}, {37, "128"}}, invalid},
-        {8, {{kPci, "1"}, {34, "32768"}}, invalid},
-        {2, {{kPci, "1"}, {38, "4294967296"}}, invalid},
         {2, {{kPci, "1"}, {32, "9223372036854775808"}}, invalid},
-        {2, {{kPci, "1"}, {120, "2"}}, "the value may be either 0 or 1\n"},
-        {3, {{kPci, "1"}, {50, "-1"}}, "the value may be either 0 or 1\n"},
-        {8, {{kPci, "1"}, {526, "3"}}, "The value may be either 1 or 2\n"},
-        {8, {{kPci, "1"}, {526, "0"}}, "The value may be either 1 or 2\n"},
         {2, {{kPci, "1"}, {27, "1"}}, unknown},
         {6, {{kPci, "1"}, {38, "1"}}, unknown},
         {1, {{kPci, "1"}, {38, "1"}}, std::string("line num 1903\n") + unknown},
@@ -182,21 +172,9 @@ TEST(SetPortProperty, RefusalsHaveTheirTexts) {
         {2, {{126, "2147483648"}}, invalid},
         {2, {{126, "99999999999999999999"}}, invalid},
         {2, {{140, "08"}}, invalid},
-        {2, {{140, "256"}}, invalid},
-        {4, {{366, "65536"}}, invalid},
-        {2, {{150, "100000000"}}, invalid},
         {2, {{54, "on"}}, invalid},
         {1, {{440, "jumbo"}}, invalid},
         {2, {{kInstance, "one"}}, invalid},
-        {2, {{338, "0"}}, "coalesce value must be between 1-250\n"},
-        {2, {{338, "251"}}, "coalesce value must be between 1-250\n"},
-        {3, {{339, "2"}}, "hw_lso value must be  0 or 1\n"},
-        {3, {{336, "2"}}, "rx_pause value must be 0 or 1\n"},
-        {3, {{337, "2"}}, "tx_pause value must be 0 or 1\n"},
-        {3, {{332, "6"}}, "holdoff_timer_idx value must be between  0-5\n"},
-        {3, {{333, "4"}}, "holdoff_pktc_idx value must be between 0-3\n"},
-        {3, {{335, "2"}}, "hw-csum value must be  0 or 1\n"},
-        {3, {{334, "2"}}, "accept-jumbo value must be 0 or 1\n"},
         {2, {{139, "0"}}, "Invalid resetautoneg value\n"},
         {2, {{440, "9014"}}, traced},
         {1, {{150, "9000"}}, unknown},
@@ -222,9 +200,6 @@ TEST(SetPortProperty, RefusalsHaveTheirTexts) {
         EXPECT_EQ(outcome.result, 1) << printed;
         EXPECT_EQ(outcome.printed, printed);
         EXPECT_TRUE(outcome.payload.empty());
-    }
-    for (const char* boundary : {"1", "250"}) {
-        EXPECT_EQ(Build(kPort, kLinux, {{kPci, "1"}, {kInstance, "0"}, {338, boundary}}).result, 0);
     }
     EXPECT_EQ(Build(kPort, kFreeBsd, {{kPci, "1"}, {kInstance, "0"}, {332, "6"}}).result, 0);
 }
