@@ -52,8 +52,9 @@ std::vector<std::vector<std::string>> Cases(const std::string& name) {
             continue;
         }
         std::vector<std::string> cells;
-        for (size_t end, begin = 0; begin <= line.size(); begin = end + 1) {
-            end = std::min(line.find('|', begin), line.size());
+        line += ' ';  // where the last cell is empty
+        for (size_t end, begin = 0; begin <= line.size(); begin = end + 3) {
+            end = std::min(line.find(" | ", begin), line.size());
             const std::string cell = Trimmed(line.substr(begin, end - begin));
             cells.push_back(texts.contains(cell) ? texts[cell] : Unescaped(cell));
         }
