@@ -1,12 +1,10 @@
 #include "tests/process.h"
 
 #define NTDDI_VERSION 0x0A000006  // pseudo consoles came with Windows 10, version 1809
-// clang-format off
-#include <windows.h>
 #include <aclapi.h>
 #include <sddl.h>
+#include <windows.h>
 #include <winternl.h>
-// clang-format on
 
 #include <array>
 #include <fstream>
