@@ -79,7 +79,7 @@ uint32_t ZwMgmt_interface::Dispatch(_Message* message, Client_Request_Message* r
     message->os_type = os_type;
     const int refused = route->build(*this, request, message, result_buffer, out);
     if (refused != 0) return static_cast<uint32_t>(refused);
-    if (local) return kSuccess;
+    if (local) return status = kSuccess;
     if (route->reply == ReplyShape::kOwn) {
         if (message->status == kSuccess) last_success_time = std::time(nullptr);
         return kSuccess;

@@ -269,11 +269,14 @@ int ZwMgmt_interface::CLGetValue(const char* word, char* value) {
 
 namespace {
 
-/// The number of the request's first word; kInvalidCommand for a word that the table lacks.
+/// The number of the request's first word, all bits set for an unknown one; "list" is known under
+/// every command.
 uint64_t FirstWordNumber(const Client_Request_Message* request, Words table) {
-    const int number =
-        request->argument_count > 0 ? Find(request->arguments[0].value, table) : kUnknown;
-    return static_cast<uint64_t>(number == kUnknown ? int{kInvalidCommand} : number);
+    const char* word = request->argument_count > 0 ? request->arguments[0].value : nullptr;
+    const int number = Find(word, table);
+    constexpr Word kList[] = {{"list", kInvalidCommand}};
+    if (number == kUnknown && Find(word, kList) != kUnknown) return kInvalidCommand;
+    return static_cast<uint64_t>(int64_t{number});
 }
 
 }  // namespace
@@ -283,7 +286,7 @@ uint64_t ZwMgmt_interface::CLGetXENNETCmnd(const Client_Request_Message* request
         case kBridge: return FirstWordNumber(request, kBridgeSubCommands);
         case kVif: return FirstWordNumber(request, kVifSubCommands);
         case kPif: return FirstWordNumber(request, kPifSubCommands);
-        default: return kInvalidCommand;
+        default: return FirstWordNumber(request, {});
     }
 }
 
@@ -292,6 +295,6 @@ uint64_t ZwMgmt_interface::CLGetESXNETCmnd(const Client_Request_Message* request
         case kVswitch: return FirstWordNumber(request, kVswitchSubCommands);
         case kVswif: return FirstWordNumber(request, kNetSubCommands);
         case kPortGroup: return FirstWordNumber(request, kPortGroupSubCommands);
-        default: return kInvalidCommand;
+        default: return FirstWordNumber(request, {});
     }
 }

@@ -33,6 +33,10 @@ enum class Failure {
     kOther
 };
 Failure LastFailure();
+/// The system's number for it.
+int LastError();
+/// The system's words for what getaddrinfo returned.
+void DescribeResolverError(int error, char* text, size_t capacity);
 
 /// Makes the socket non-blocking and keeps it from processes that this one starts.
 void Prepare(Socket socket);

@@ -1,6 +1,9 @@
 #include "platform/socket.h"
 
+#include <cstdio>
 #include <cstring>
+#include <new>
+#include <system_error>
 #include <thread>
 
 #include "platform/address.h"
@@ -41,13 +44,30 @@ std::optional<Ipv4Address> ParseIpv4(const char* text) {
     return address;
 }
 
-std::optional<Ipv4Address> ResolveIpv4(const char* host) {
+void DescribeError(int error, char* text, size_t capacity) {
+    try {
+        std::snprintf(text, capacity, "%s", std::system_category().message(error).c_str());
+    } catch (const std::bad_alloc&) {
+        text[0] = '\0';
+    }
+}
+
+std::optional<Ipv4Address> ResolveIpv4(const char* host, Reason* reason) {
     if (*host == '\0') return std::nullopt;  // some systems take it for themselves
+    uint8_t ipv6[AddressSize(Family::kIpv6)];
+    if (ParseAddress(Family::kIpv6, host, ipv6)) {
+        *reason = {"it is an IPv6 address; agents are reached over IPv4"};
+        return std::nullopt;
+    }
     addrinfo hints = {};
     hints.ai_family = AF_INET;
     hints.ai_socktype = SOCK_STREAM;
     addrinfo* found = nullptr;
-    if (getaddrinfo(host, nullptr, &hints, &found) != 0) return std::nullopt;
+    const int failed = getaddrinfo(host, nullptr, &hints, &found);
+    if (failed != 0) {
+        native::DescribeResolverError(failed, reason->text, sizeof(reason->text));
+        return std::nullopt;
+    }
     sockaddr_in first;
     std::memcpy(&first, found->ai_addr, sizeof(first));
     freeaddrinfo(found);
@@ -62,18 +82,26 @@ void FormatIpv4(const Ipv4Address& address, char* text, size_t capacity) {
 
 SocketHandle CreateSocket() { return Prepared(::socket(AF_INET, SOCK_STREAM, 0)); }
 
-bool Connect(SocketHandle socket, const Ipv4Address& address, uint16_t port, Milliseconds limit) {
+bool Connect(SocketHandle socket, const Ipv4Address& address, uint16_t port, Milliseconds limit,
+             Reason* reason) {
     const sockaddr_in peer = SocketAddress(address, port);
     if (connect(native::Of(socket), reinterpret_cast<const sockaddr*>(&peer), sizeof(peer)) == 0) {
         return true;
     }
-    if (native::LastFailure() != Failure::kMustWait) return false;
-    if (WaitFor(socket, Direction::kWrite, limit) != WaitResult::kReady) return false;
-    int error = 0;
-    socklen_t length = sizeof(error);
-    return getsockopt(native::Of(socket), SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&error),
-                      &length) == 0 &&
-           error == 0;
+    int error = native::LastError();
+    if (native::LastFailure() == Failure::kMustWait) {
+        if (WaitFor(socket, Direction::kWrite, limit) != WaitResult::kReady) {
+            *reason = {"no answer in time"};
+            return false;
+        }
+        socklen_t length = sizeof(error);
+        if (getsockopt(native::Of(socket), SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&error),
+                       &length) != 0) {
+            error = native::LastError();
+        }
+    }
+    if (error != 0) DescribeError(error, reason->text, sizeof(reason->text));
+    return error == 0;
 }
 
 int Send(SocketHandle socket, const void* bytes, int length, bool more_follows) {

@@ -19,6 +19,14 @@ struct Ipv4Address {
     uint8_t octets[4];
 };
 
+/// What went wrong, in words; "" where nothing is known.
+struct Reason {
+    char text[200] = "";
+};
+
+/// The system's words for one of its error numbers, terminated.
+void DescribeError(int error, char* text, size_t capacity);
+
 enum class Direction { kRead, kWrite };
 enum class WaitResult { kReady, kTimeout, kFailed };
 
@@ -29,14 +37,16 @@ void StopSockets();
 
 /// A dotted quad of four decimal octets; nothing for any other text.
 std::optional<Ipv4Address> ParseIpv4(const char* text);
-/// The first IPv4 address of a host name.
-std::optional<Ipv4Address> ResolveIpv4(const char* host);
+/// The first IPv4 address of a host name; without one, why goes into `reason`.
+std::optional<Ipv4Address> ResolveIpv4(const char* host, Reason* reason);
 /// "a.b.c.d", terminated; 16 bytes are enough.
 void FormatIpv4(const Ipv4Address& address, char* text, size_t capacity);
 
 /// A TCP socket that sends small packets at once; kNoSocket on failure.
 SocketHandle CreateSocket();
-bool Connect(SocketHandle socket, const Ipv4Address& address, uint16_t port, Milliseconds limit);
+/// False, with why in `reason`, when there is no connection within the limit.
+bool Connect(SocketHandle socket, const Ipv4Address& address, uint16_t port, Milliseconds limit,
+             Reason* reason);
 WaitResult WaitFor(SocketHandle socket, Direction direction, Milliseconds limit);
 
 /// Bytes moved, 0 when the peer has closed (Receive only), or one of these.

@@ -198,8 +198,8 @@ int ZwMgmt_interface::GetLatestServerCapabilities(Capabilities* capabilities) {
 }
 
 void ZwMgmt_interface::CLGetMinServerVer() {
-    for (const OsRow& row : kServicesByOs) {
-        minimum_server_version[row.service] = kMinimumServerVersion;
+    for (size_t service = 1; service < std::size(minimum_server_version); ++service) {
+        minimum_server_version[service] = kMinimumServerVersion;
     }
 }
 

@@ -199,7 +199,12 @@ int ZwMgmt_interface::CLsendDrvFile(const char* path, _Message* message, const O
         const size_t length = std::fread(record.chunk_data, 1, kChunkSize, file.file);
         if (length != std::min<uint64_t>(left, kChunkSize)) {
             PrintOutput("\ncannot send %s: it changed or became unreadable\n", path);
+            Explain("%s changed or became unreadable while it was sent", path);
             LoseConnection(kReadError);
+            return kStopped;
+        }
+        if (HeardUnasked()) {
+            PrintOutput("\n");
             return kStopped;
         }
         if (length == 0) break;
@@ -245,6 +250,8 @@ int ZwMgmt_interface::CLsendKxgbtoolFile(const char* path, _Message* message,
 uint32_t ZwMgmt_interface::CLTalkToServerForDrv(const void* transfer_message, char* result_buffer,
                                                 _Message* reply, bool* sent) {
     bool header_sent = false;
+    *sent = false;
+    if (HeardUnasked()) return kNotConnected;
     const uint32_t outcome = SendTransfer(transfer_message, &header_sent);
     *sent = outcome == kSuccess;
     return *sent ? ReceiveHeader(result_buffer, reply) : outcome;

@@ -56,13 +56,18 @@ uint32_t ZwMgmt_interface::ReceiveReply(_Message* message) {
 
 uint32_t ZwMgmt_interface::ReceiveBlock(uint32_t length, uint8_t** block) {
     *block = nullptr;
-    if (length > reply_limit) return zwmgmt::kReadError;
+    if (length > reply_limit) {
+        Explain("the agent's reply of %u bytes is above the limit of %u bytes", length,
+                reply_limit);
+        return zwmgmt::kReadError;
+    }
     uint32_t received = 0;
     uint32_t result = zwmgmt::kSuccess;
     while (received < length && result == zwmgmt::kSuccess) {
         const uint32_t wanted = std::min(length - received, std::max(received, kFirstGrowth));
         auto* grown = static_cast<uint8_t*>(std::realloc(*block, received + wanted));
         if (grown == nullptr) {
+            Explain("out of memory for the agent's reply of %u bytes", length);
             result = zwmgmt::kReadError;
             break;
         }
@@ -88,14 +93,9 @@ uint32_t ZwMgmt_interface::Client_TalkToServer(_Message* message, char* result_b
     if (message == nullptr) return status = zwmgmt::kMissingArgument;
     const bool usable = result_buffer != nullptr && (record_size == 0 || out != nullptr) &&
                         (message->data_length == 0 || message->data != nullptr);
-    // Bytes beyond an earlier reply would be taken for the next.
-    if (tls_session != nullptr && SSL_pending(tls_session) > 0) {
-        LoseConnection(zwmgmt::kNotConnected);
-    }
-    const bool reachable = tls_session != nullptr && !out_of_step;
-    const uint32_t refused = !usable      ? zwmgmt::kMissingArgument
-                             : !reachable ? zwmgmt::kNotConnected
-                                          : zwmgmt::kSuccess;
+    const uint32_t refused = !usable     ? zwmgmt::kMissingArgument
+                             : !CanAsk() ? zwmgmt::kNotConnected
+                                         : zwmgmt::kSuccess;
     status = zwmgmt::kSuccess;
     message->os_type = os_type;
     message->status = 0;

@@ -3,6 +3,8 @@
 #include <openssl/err.h>
 #include <openssl/ssl.h>
 
+#include <cstdarg>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
@@ -21,6 +23,7 @@ constexpr uint16_t kDefaultPort = 35001;
 constexpr char kCipherList[] = "AES256-SHA:DES-CBC3-MD5:DES-CBC-MD5";
 constexpr platform::Milliseconds kConnectLimit{15'000};
 constexpr platform::Milliseconds kHandshakeLimit{31 * 500};
+constexpr platform::Milliseconds kLogoutLimit{250};
 
 /// A message with a heap copy of the login record as data; data is null when there is no memory.
 _Message LoginMessage(const LoginRecord& record) {
@@ -50,6 +53,7 @@ ssl_ctx_st* ZwMgmt_interface::CLInitializeContext(const char* certificate_file) 
     char beside_executable[4096];
     if (certificate_file == nullptr) {
         if (!platform::CertificatePath(beside_executable, sizeof(beside_executable))) {
+            Explain("this program's own path is not known");
             PrintOutput("Cannot get path to ssl certificates\n");
             return nullptr;
         }
@@ -57,8 +61,11 @@ ssl_ctx_st* ZwMgmt_interface::CLInitializeContext(const char* certificate_file) 
     }
     ERR_clear_error();
     SSL_CTX* context = SSL_CTX_new(TLS_client_method());
-    if (context == nullptr ||
+    if (context == nullptr || SSL_CTX_set_min_proto_version(context, TLS1_2_VERSION) != 1 ||
         SSL_CTX_load_verify_locations(context, certificate_file, nullptr) != 1) {
+        char reason[200];
+        tls::DescribeFailure(reason, sizeof(reason));
+        Explain("cannot load %s: %s", certificate_file, reason);
         SSL_CTX_free(context);
         PrintOutput("Error: cannot load certificate file!\n");
         return nullptr;
@@ -76,6 +83,8 @@ uint32_t ZwMgmt_interface::CLConnectToServer(const char* host, const char* user_
     }
     ReleaseConnection();
     OPENSSL_cleanse(&login_record, sizeof(login_record));
+    // Without a context the detail tells why there is none.
+    if (tls_context != nullptr) Explain("%s", "");
     os_type = 0;
     login_required = 0;
     port = agent_port != 0 ? agent_port : kDefaultPort;
@@ -120,12 +129,19 @@ uint32_t ZwMgmt_interface::ConnectTls(const char* host) {
     socket = platform::CreateSocket();
     if (socket == platform::kNoSocket) return zwmgmt::kNoSocket;
 
+    platform::Reason reason;
     auto address = platform::ParseIpv4(host);
-    if (!address) address = platform::ResolveIpv4(host);
-    if (!address) return zwmgmt::kHostNotResolved;
+    if (!address) address = platform::ResolveIpv4(host, &reason);
+    if (!address) {
+        Explain("%s", reason.text);
+        return zwmgmt::kHostNotResolved;
+    }
     platform::FormatIpv4(*address, server_address, sizeof(server_address));
 
-    if (!platform::Connect(socket, *address, port, kConnectLimit)) return zwmgmt::kConnectFailed;
+    if (!platform::Connect(socket, *address, port, kConnectLimit, &reason)) {
+        Explain("%s", reason.text);
+        return zwmgmt::kConnectFailed;
+    }
 
     if (tls_context == nullptr) return zwmgmt::kNoTlsSession;
     ERR_clear_error();
@@ -137,7 +153,9 @@ uint32_t ZwMgmt_interface::ConnectTls(const char* host) {
     switch (tls::Handshake(tls_session, kHandshakeLimit)) {
         case tls::Outcome::kDone: return zwmgmt::kSuccess;
         case tls::Outcome::kTimeout: return zwmgmt::kHandshakeTimeout;
-        default: return zwmgmt::kHandshakeFailed;
+        default:
+            tls::DescribeFailure(failure_detail, sizeof(failure_detail));
+            return zwmgmt::kHandshakeFailed;
     }
 }
 
@@ -150,15 +168,16 @@ uint32_t ZwMgmt_interface::SetPassword(const char* password) {
 
 uint32_t ZwMgmt_interface::CLAuthenticateUser(char* result_buffer) {
     if (result_buffer == nullptr) return status = zwmgmt::kMissingArgument;
-    if (tls_session == nullptr || out_of_step) return status = zwmgmt::kNotConnected;
     if (login_record.password[0] == '\0') return status = zwmgmt::kInvalidValue;
     status = zwmgmt::kSuccess;
-    _Message message = LoginMessage(login_record);
+    const bool can_ask = CanAsk();
+    _Message message = can_ask ? LoginMessage(login_record) : _Message{};
+    OPENSSL_cleanse(login_record.password, sizeof(login_record.password));
+    if (!can_ask) return status = zwmgmt::kNotConnected;
     if (message.data == nullptr) return status = zwmgmt::kOutOfMemory;
     const uint32_t sent = SendMessage(message);
     OPENSSL_cleanse(message.data, message.data_length);
     std::free(message.data);
-    OPENSSL_cleanse(login_record.password, sizeof(login_record.password));
     if (sent != zwmgmt::kSuccess) return LoseConnection(sent);
 
     const uint32_t received = ReceiveHeader(result_buffer, &message);
@@ -171,10 +190,12 @@ uint32_t ZwMgmt_interface::CLAuthenticateUser(char* result_buffer) {
 }
 
 void ZwMgmt_interface::CLLogOut() {
-    if (connected) {
+    if (connected && tls_session != nullptr) {
+        // Not worth a word when it cannot be sent, nor waiting for an agent that has other things
+        // to settle first.
         _Message message = {};
         message.opcode = zwmgmt::kLogoutOpcode;
-        SendMessage(message);
+        tls::WriteSome(tls_session, &message, header_size, kLogoutLimit);
     }
     connected = 0;
 }
@@ -204,6 +225,25 @@ void ZwMgmt_interface::ReleaseConnection() {
     }
 }
 
+bool ZwMgmt_interface::CanAsk() {
+    return tls_session != nullptr && !out_of_step && !HeardUnasked();
+}
+
+bool ZwMgmt_interface::HeardUnasked() {
+    // It would be taken for the answer to what is sent next.
+    if (tls_session == nullptr || !tls::HasUnreadData(tls_session)) return false;
+    Explain("the agent sent data that it was not asked for");
+    LoseConnection(zwmgmt::kNotConnected);
+    return true;
+}
+
+void ZwMgmt_interface::Explain(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(failure_detail, sizeof(failure_detail), format, arguments);
+    va_end(arguments);
+}
+
 uint32_t ZwMgmt_interface::LoseConnection(uint32_t reason) {
     // What is left of a broken exchange on the wire would be taken for the next reply.
     out_of_step = true;
@@ -221,6 +261,7 @@ uint32_t ZwMgmt_interface::AgentWordSize() const { return agent_word_size; }
 bool ZwMgmt_interface::Connected() const { return connected != 0; }
 bool ZwMgmt_interface::LoginRequired() const { return login_required != 0; }
 uint32_t ZwMgmt_interface::LastStatus() const { return status; }
+const char* ZwMgmt_interface::FailureDetail() const { return failure_detail; }
 const char* ZwMgmt_interface::ServerAddress() const { return server_address; }
 uint16_t ZwMgmt_interface::Port() const { return port; }
 int64_t ZwMgmt_interface::LastSuccessTime() const { return last_success_time; }

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdio>
 #include <new>
 
 #include "platform/thread_end.h"
@@ -15,6 +16,20 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr Milliseconds kGoodbyeLimit{100};
+constexpr Milliseconds kHousekeepingLimit{1000};
+
+/// What TLS means by its reasons, where its own words would not help an operator.
+struct ReasonRow {
+    int reason;
+    const char* text;
+};
+
+constexpr ReasonRow kReasons[] = {
+    {SSL_R_UNSUPPORTED_PROTOCOL, "the other side offers only TLS versions older than 1.2"},
+    {SSL_R_TLSV1_ALERT_PROTOCOL_VERSION, "the other side offers only TLS versions older than 1.2"},
+    {SSL_R_WRONG_VERSION_NUMBER, "the other side does not speak TLS"},
+    {SSL_R_UNEXPECTED_EOF_WHILE_READING, "the other side closed the connection"},
+};
 
 /// What the BIO of one connection knows. Reads end at the deadline, so that a peer that sends
 /// housekeeping records without end cannot keep the TLS library in its own read loop.
@@ -142,6 +157,16 @@ Transfer WriteSome(SSL* ssl, const void* bytes, size_t length, Milliseconds limi
     return {outcome, outcome == Outcome::kDone ? moved : 0};
 }
 
+bool HasUnreadData(SSL* ssl) {
+    ERR_clear_error();
+    ChannelOf(SSL_get_rbio(ssl))->deadline = Clock::now() + kHousekeepingLimit;
+    char byte = 0;
+    size_t seen = 0;
+    const bool data = SSL_peek_ex(ssl, &byte, sizeof(byte), &seen) == 1;
+    ERR_clear_error();
+    return data;
+}
+
 void Shutdown(SSL* ssl) {
     if (!SSL_is_init_finished(ssl)) return;
     ERR_clear_error();
@@ -149,6 +174,20 @@ void Shutdown(SSL* ssl) {
     // The second call only takes in a goodbye that the peer has already sent.
     if (SSL_shutdown(ssl) == 0) SSL_shutdown(ssl);
     ERR_clear_error();
+}
+
+void DescribeFailure(char* text, size_t capacity) {
+    const unsigned long error = ERR_peek_error();
+    const int reason = ERR_GET_REASON(error);
+    text[0] = '\0';
+    if (ERR_SYSTEM_ERROR(error)) {
+        platform::DescribeError(reason, text, capacity);
+        return;
+    }
+    const char* words = error != 0 ? ERR_reason_error_string(error) : nullptr;
+    const auto* row = std::ranges::find(kReasons, reason, &ReasonRow::reason);
+    if (ERR_GET_LIB(error) == ERR_LIB_SSL && row != std::end(kReasons)) words = row->text;
+    if (words != nullptr) std::snprintf(text, capacity, "%s", words);
 }
 
 }  // namespace zwmgmt::tls

@@ -36,7 +36,14 @@ Transfer ReadSome(SSL* ssl, void* buffer, size_t length, Milliseconds limit);
 Transfer WriteSome(SSL* ssl, const void* bytes, size_t length, Milliseconds limit,
                    bool more_follows = false);
 
+/// Whether data has arrived that nobody has read. Does not wait; what TLS itself has to say
+/// (tickets, key updates) is taken in on the way and is no data.
+bool HasUnreadData(SSL* ssl);
+
 /// Says goodbye, without waiting for the peer's answer.
 void Shutdown(SSL* ssl);
+
+/// Why the TLS call just made in this thread failed, terminated; "" when TLS does not know.
+void DescribeFailure(char* text, size_t capacity);
 
 }  // namespace zwmgmt::tls

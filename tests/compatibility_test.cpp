@@ -150,6 +150,8 @@ TEST(Compatibility, NewestCapabilitiesAgreeWithTheSameVersionTable) {
     unknown.os_code = 7;
     EXPECT_EQ(ZwMgmt_interface::GetLatestServerCapabilities(&unknown), -1);
     EXPECT_EQ(session.MinimumServerVersion(4), 0x10);
+    EXPECT_EQ(session.MinimumServerVersion(20), 0x10);
+    EXPECT_EQ(session.MinimumServerVersion(0), 0);
     EXPECT_EQ(session.MinimumServerVersion(21), 0);
 }
 

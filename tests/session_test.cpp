@@ -207,6 +207,8 @@ TEST(Session, NeedsTheReadWriteToken) {
     EXPECT_FALSE(session.Connected());
     EXPECT_EQ(session.Run({"korvane", "listadapterprops"}), kNotConnected);
     EXPECT_EQ(session.Printed(), "ERROR: no connection to the managed system!\n");
+    EXPECT_EQ(session.Run({"filter", "showcomb"}), 0);
+    EXPECT_EQ(session.LastStatus(), kSuccess) << "a command that needs no agent";
 }
 
 TEST(Session, SpeaksBothTlsVersionsAndTakesRepliesInAnyFraming) {

@@ -55,21 +55,32 @@ TEST(Vocabulary, KeyValueWordsSplitAtTheFirstEqualsSign) {
 }
 
 TEST(Vocabulary, NetworkingWordsOfXenAndEsx) {
+    constexpr uint64_t kNone = UINT64_MAX;
     const Table<uint16_t, const char*, uint64_t, uint64_t> rows = {
-        {234, "list", 235, 5},     {234, "BRADD", 240, 5},     {234, "brdel", 241, 5},
-        {236, "list", 237, 5},     {236, "vifdel", 243, 5},    {238, "list", 239, 5},
-        {95, "list", 5, 5},        {236, "bradd", 5, 5},       {110, "list", 5, 116},
-        {110, "addvmnic", 5, 122}, {110, "deluplink", 5, 127}, {115, "list", 5, 117},
-        {111, "add", 5, 113},      {111, "xyz", 5, 5},
+        {234, "list", 235, 5},
+        {234, "BRADD", 240, kNone},
+        {234, "brdel", 241, kNone},
+        {236, "list", 237, 5},
+        {236, "vifdel", 243, kNone},
+        {238, "list", 239, 5},
+        {95, "list", 5, 5},
+        {236, "bradd", kNone, kNone},
+        {110, "list", 5, 116},
+        {110, "addvmnic", kNone, 122},
+        {110, "deluplink", kNone, 127},
+        {115, "list", 5, 117},
+        {111, "add", kNone, 113},
+        {111, "xyz", kNone, kNone},
+        {234, nullptr, kNone, kNone},
     };
     for (const auto& [command, word, xen, esx] : rows) {
         Client_Request_Argument argument = {word, -1};
         const Client_Request_Message request = {2, command, 0, &argument, 1};
-        EXPECT_EQ(Zw::CLGetXENNETCmnd(&request), xen) << command << word;
-        EXPECT_EQ(Zw::CLGetESXNETCmnd(&request), esx) << command << word;
+        EXPECT_EQ(Zw::CLGetXENNETCmnd(&request), xen) << command << (word ? word : "null");
+        EXPECT_EQ(Zw::CLGetESXNETCmnd(&request), esx) << command << (word ? word : "null");
     }
     const Client_Request_Message empty = {2, 234, 0, nullptr, 0};
-    EXPECT_EQ(Zw::CLGetXENNETCmnd(&empty), 5u);
+    EXPECT_EQ(Zw::CLGetXENNETCmnd(&empty), kNone);
 }
 
 TEST(Vocabulary, WordsOfFoiscsiReplies) {

@@ -65,11 +65,11 @@ class ZWMGMT_API ZwMgmt_interface {
 
     // ---- Connection: open, log in, close ------------------------------------------------------
 
-    /// Connects, runs the TLS handshake (at most 15.5 seconds) and the opening exchange.
-    /// host: name or dotted quad. user_name: at most 256 bytes. port: 0 means 35001.
-    /// result_buffer: kResultBufferSize bytes of the caller's, overwritten.
-    /// Returns kSuccess, kNoReadWriteToken, or what failed. LoginRequired() tells whether a login
-    /// must follow. A password set earlier is forgotten, and an earlier connection of this object
+    /// Connects, runs the TLS handshake (at most 15.5 seconds; TLS 1.2 is the least) and the
+    /// opening exchange. host: name or dotted quad. user_name: at most 256 bytes. port: 0 means
+    /// 35001. result_buffer: kResultBufferSize bytes of the caller's, overwritten. Returns
+    /// kSuccess, kNoReadWriteToken, or what failed. LoginRequired() tells whether a login must
+    /// follow. A password set earlier is forgotten, and an earlier connection of this object
     /// released. After a failure try again or tear the session down.
     [[nodiscard]] uint32_t CLConnectToServer(const char* host, const char* user_name, uint16_t port,
                                              char* result_buffer);
@@ -78,12 +78,13 @@ class ZWMGMT_API ZwMgmt_interface {
     /// nothing kept, when it is empty or longer.
     uint32_t SetPassword(const char* password);
 
-    /// Sends the login with the password kept, once: the password is wiped from the session.
-    /// Returns kSuccess, kLoginRejected, kLoginFailed or what failed on the way; kInvalidValue,
-    /// with nothing sent, without a password.
+    /// Sends the login with the password kept, once: sent or not, the password is wiped from the
+    /// session. Returns kSuccess, kLoginRejected, kLoginFailed or what failed on the way;
+    /// kInvalidValue, with nothing sent, without a password.
     [[nodiscard]] uint32_t CLAuthenticateUser(char* result_buffer);
 
-    /// Says goodbye to the agent. Does nothing without a connection.
+    /// Says goodbye to the agent, which is not waited for. Does nothing without a connection, and
+    /// says nothing.
     void CLLogOut();
 
     /// Logs out where needed and releases connection and TLS context. The object cannot connect
@@ -104,11 +105,14 @@ class ZWMGMT_API ZwMgmt_interface {
 
     // ---- Connection: state --------------------------------------------------------------------
 
-    [[nodiscard]] uint8_t OsType() const;             ///< zwmgmt::AgentOs, from the opening reply
-    [[nodiscard]] uint32_t AgentWordSize() const;     ///< bytes of a pointer on the agent's side
-    [[nodiscard]] bool Connected() const;             ///< holds the read-write token
-    [[nodiscard]] bool LoginRequired() const;         ///< the agent waits for a login
-    [[nodiscard]] uint32_t LastStatus() const;        ///< last status of session or agent
+    [[nodiscard]] uint8_t OsType() const;          ///< zwmgmt::AgentOs, from the opening reply
+    [[nodiscard]] uint32_t AgentWordSize() const;  ///< bytes of a pointer on the agent's side
+    [[nodiscard]] bool Connected() const;          ///< holds the read-write token
+    [[nodiscard]] bool LoginRequired() const;      ///< the agent waits for a login
+    [[nodiscard]] uint32_t LastStatus() const;     ///< last status of session or agent
+    /// What is known of the session's last failure beyond its status ("Connection refused"); ""
+    /// when nothing is.
+    [[nodiscard]] const char* FailureDetail() const;
     [[nodiscard]] const char* ServerAddress() const;  ///< dotted quad; "" before connecting
     [[nodiscard]] uint16_t Port() const;              ///< TCP port of the agent
     [[nodiscard]] int64_t LastSuccessTime() const;    ///< seconds since 1970-01-01 UTC; 0: never
@@ -165,7 +169,7 @@ class ZWMGMT_API ZwMgmt_interface {
     static int CLGetValue(const char* word, char* value);
 
     /// Sub-command numbers of the first argument word of a net request, for Xen and ESX networking;
-    /// kInvalidCommand for a word that is none.
+    /// kInvalidCommand for "list" under a command that has none, all bits set for an unknown word.
     static uint64_t CLGetXENNETCmnd(const Client_Request_Message* request);
     static uint64_t CLGetESXNETCmnd(const Client_Request_Message* request);
 
@@ -264,8 +268,8 @@ class ZWMGMT_API ZwMgmt_interface {
     /// a list at *out (as CLBuildList makes it); otherwise the data is copied into result_buffer,
     /// as far as it fits, and, where out is given, the whole block handed over (malloc, the caller
     /// frees it). Returns kSuccess whatever status the agent replied with (read it from the
-    /// message), or the failure; after a transport failure the session counts as disconnected and
-    /// every further request gives kNotConnected.
+    /// message), or the failure; after a transport failure, and when the agent has sent what nobody
+    /// asked for, the session counts as disconnected and every further request gives kNotConnected.
     uint32_t Client_TalkToServer(_Message* message, char* result_buffer, uint32_t record_size,
                                  uint32_t node_size, uint16_t pointer_count,
                                  uint32_t agent_word_size, void** out);
@@ -519,6 +523,9 @@ class ZWMGMT_API ZwMgmt_interface {
     uint32_t ReceiveBlock(uint32_t length, uint8_t** block);
     uint32_t ReceiveTimeoutSeconds() const;
     uint32_t LoseConnection(uint32_t reason);
+    bool CanAsk();
+    bool HeardUnasked();
+    void Explain(const char* format, ...) ZWMGMT_PRINTF_LIKE(2, 3);
     int RefuseService(const char* format, ...) ZWMGMT_PRINTF_LIKE(2, 3);
     int CheckSameVersion(const Capabilities& agent, uint8_t service, uint16_t command);
     uint32_t Dispatch(_Message* message, Client_Request_Message* request, char* result_buffer,
@@ -547,6 +554,7 @@ class ZWMGMT_API ZwMgmt_interface {
     Capabilities agent_capabilities = {};
     uint8_t minimum_server_version[21] = {};
     char error_text[1024] = {};
+    char failure_detail[512] = {};
     bool out_of_step = false;  // a broken exchange is on the wire: it takes no other
     bool build_list_mode = false;
     uint32_t receive_timeout_seconds = 0;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdio>
 
 #include "platform/native_socket.h"
 
@@ -43,6 +44,13 @@ Failure LastFailure() {
         case ENFILE: return Failure::kOutOfHandles;
         default: return Failure::kOther;
     }
+}
+
+int LastError() { return errno; }
+
+void DescribeResolverError(int error, char* text, size_t capacity) {
+    if (error == EAI_SYSTEM) return DescribeError(errno, text, capacity);
+    std::snprintf(text, capacity, "%s", gai_strerror(error));
 }
 
 void Prepare(Socket socket) {

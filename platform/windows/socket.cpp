@@ -54,6 +54,12 @@ Failure LastFailure() {
     }
 }
 
+int LastError() { return WSAGetLastError(); }
+
+void DescribeResolverError(int error, char* text, size_t capacity) {
+    DescribeError(error, text, capacity);  // one space of numbers
+}
+
 void Prepare(Socket socket) {
     u_long on = 1;
     ioctlsocket(socket, static_cast<long>(FIONBIO), &on);
