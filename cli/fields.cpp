@@ -1,9 +1,9 @@
 #include "cli/fields.h"
 
 #include <algorithm>
-#include <cctype>
 #include <charconv>
 
+#include "cli/texts.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
 namespace zwmgmt {
@@ -27,10 +27,14 @@ int NumberIn(std::string_view text) {
 /// An agent's text may not forge further lines, nor command the terminal.
 void PrintText(ZwMgmt_interface& session, const char* line, std::string_view agents_text) {
     char text[kLongestText + 1];
-    SetFixedText(text, agents_text.substr(0, kLongestText));
-    for (char* c = text; *c != '\0'; ++c) {
-        if (std::iscntrl(static_cast<unsigned char>(*c))) *c = '?';
+    size_t length = 0;
+    for (auto left = agents_text.substr(0, kLongestText); !left.empty();) {
+        const std::string_view character = FirstCharacter(left);
+        left.remove_prefix(character.size());
+        const std::string_view shown = IsControl(character) ? "?" : character;
+        length += shown.copy(text + length, shown.size());
     }
+    text[length] = '\0';
     session.PrintOutput(line, text);
 }
 
@@ -69,16 +73,22 @@ void PrintField(ZwMgmt_interface& session, const void* record, const Field& fiel
 }
 
 void PrintAgentText(ZwMgmt_interface& session, std::string_view text) {
-    const auto harmless = [](char c) {
-        return c == '\n' || c == '\t' || !std::iscntrl(static_cast<unsigned char>(c));
+    size_t harmless = 0;
+    const auto print = [&](const char* instead) {
+        session.PrintOutput("%.*s%s", static_cast<int>(harmless), text.data(), instead);
+        text.remove_prefix(harmless);
+        harmless = 0;
     };
-    while (!text.empty()) {
-        const auto* end = std::find_if_not(text.begin(), text.end(), harmless);
-        const auto length = static_cast<size_t>(end - text.begin());
-        session.PrintOutput("%.*s%s", static_cast<int>(length), text.data(),
-                            length < text.size() ? "?" : "");
-        text.remove_prefix(std::min(length + 1, text.size()));
+    while (harmless < text.size()) {
+        const std::string_view character = FirstCharacter(text.substr(harmless));
+        if (!IsControl(character) || character == "\n" || character == "\t") {
+            harmless += character.size();
+            continue;
+        }
+        print("?");
+        text.remove_prefix(character.size());
     }
+    print("");
 }
 
 void PrintLines(ZwMgmt_interface& session, std::string_view text) {
