@@ -306,6 +306,7 @@ int ZwMgmt_interface::GetZMFileName(int kind, char* path, uint32_t capacity) {
 
 int ZwMgmt_interface::CLGetPassword(const char* user_name, char* password) {
     constexpr int kNoPair = -1;
+    constexpr int kTooLong = -2;
     constexpr int kNoFile = -3;
     char path[4096];
     FILE* file = nullptr;
@@ -322,10 +323,8 @@ int ZwMgmt_interface::CLGetPassword(const char* user_name, char* password) {
         const int password_read = ReadWord(file, word, sizeof(word));
         if (user_read == 0 || password_read == 0) break;
         if (user_read != 1 || std::strcmp(user, user_name) != 0) continue;
-        if (password_read == 1) {
-            std::strcpy(password, word);
-            result = 0;
-        }
+        if (password_read == 1) std::strcpy(password, word);
+        result = password_read == 1 ? 0 : kTooLong;
         break;  // the first pair of the user counts
     }
     OPENSSL_cleanse(word, sizeof(word));

@@ -12,6 +12,7 @@ add_executable(korvane_zwcli
     front_end/options.cpp
     front_end/password.cpp
     front_end/policy_check.cpp
+    front_end/say.cpp
     ${program_resources})
 target_compile_definitions(korvane_zwcli PRIVATE ZWMGMT_VERSION="${PROJECT_VERSION}")
 target_link_libraries(korvane_zwcli PRIVATE zwmgmt_internal zwmgmt_platform_programs CLI11::CLI11)

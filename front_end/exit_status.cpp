@@ -6,7 +6,9 @@ namespace zwcli {
 
 ExitStatus ExitStatusOf(uint32_t result, uint32_t agent_status) {
     switch (result) {
-        case zwmgmt::kSuccess: return agent_status == zwmgmt::kSuccess ? kOk : kFailed;
+        case zwmgmt::kSuccess:
+            if (agent_status == zwmgmt::kStillRunning) return kNotFinished;
+            return agent_status == zwmgmt::kSuccess ? kOk : kFailed;
         case zwmgmt::kNotForThisAgent:
         case zwmgmt::kIncompatible:
         case zwmgmt::kNotSupported: return kUnsupported;

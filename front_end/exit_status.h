@@ -7,11 +7,12 @@ namespace zwcli {
 
 enum ExitStatus : int {
     kOk = 0,
-    kFailed = 1,       // the command was refused, or the agent answered with a failure
-    kUsage = 2,        // unknown words, bad options
+    kFailed = 1,       // the agent answered with a failure, or this machine failed
+    kUsage = 2,        // something is wrong with the command line
     kNoSession = 3,    // not reachable, connection lost, no read-write token
     kNotLoggedIn = 4,  // the login failed or could not be tried
     kUnsupported = 5,  // the agent does not support the command
+    kNotFinished = 6,  // what runs in the background has no outcome yet
 };
 
 /// What the result of a request means for the exit status; agent_status is the reply's.

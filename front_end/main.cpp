@@ -1,18 +1,19 @@
 /// korvane_zwcli: one command line, one session, one exit status.
 #include <algorithm>
 #include <cctype>
+#include <chrono>
 #include <cstdio>
-#include <cstring>
 #include <new>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "front_end/exit_status.h"
 #include "front_end/options.h"
 #include "front_end/password.h"
 #include "front_end/policy_check.h"
-#include "platform/file.h"
+#include "front_end/say.h"
 #include "platform/host.h"
 #include "platform/terminal.h"
 #include "zwmgmt/help.h"
@@ -21,38 +22,70 @@
 namespace zwcli {
 namespace {
 
-/// Everything the front end itself has to say goes to standard error.
-void Say(const std::string& text) {
-    std::fflush(stdout);  // in order, where both go to one place
-    std::fprintf(stderr, "korvane_zwcli: %s\n", text.c_str());
+/// A command that the agent carries out in the background, and the question for its outcome.
+struct BackgroundRow {
+    uint8_t service;
+    uint16_t command;
+    std::vector<const char*> question;
+};
+
+const BackgroundRow kBackground[] = {
+    {zwmgmt::kNet, zwmgmt::kPing, {"net", "ping", "getresult"}},
+    {zwmgmt::kNet, zwmgmt::kTraceRoute, {"net", "traceroute", "getresult"}},
+    {zwmgmt::kSystem, zwmgmt::kInstall, {"system", "getinstallresult"}},
+    {zwmgmt::kSystem, zwmgmt::kGetInstallResult, {"system", "getinstallresult"}},
+};
+
+const BackgroundRow* FindBackground(const Client_Request_Message& request) {
+    const auto* row = std::ranges::find_if(kBackground, [&](const BackgroundRow& each) {
+        return each.service == request.service && each.command == request.command;
+    });
+    return row != std::end(kBackground) ? row : nullptr;
 }
 
-ExitStatus Fail(ExitStatus exit_status, const std::string& text) {
-    Say(text);
-    return exit_status;
+/// Whether the request itself only asks for an outcome.
+bool IsQuestion(const Client_Request_Message& request) {
+    return request.command == zwmgmt::kGetInstallResult ||
+           (request.argument_count == 1 &&
+            std::string_view(request.arguments[0].value).find('=') == std::string_view::npos &&
+            request.arguments[0].key == -1);
 }
 
-/// The user's password in the credentials file, or none.
-Secret StoredPassword(const std::string& user) {
-    constexpr int kNoFile = -3;
-    std::string word(sizeof(LoginRecord::password) + 1, '\0');
-    const int found = ZwMgmt_interface::CLGetPassword(user.c_str(), word.data());
-    if (found == kNoFile) return Secret();
-    char path[4096];
-    if (ZwMgmt_interface::GetZMFileName(zwmgmt::kCredentialsFile, path, sizeof(path)) == 0 &&
-        zwmgmt::platform::ReadableByOthers(path)) {
-        Say(std::string("warning: other users can read ") + path);
+/// Keeps what the library prints, until it is known whether it is wanted.
+class HeldOutput {
+  public:
+    explicit HeldOutput(ZwMgmt_interface& holding_session)
+        : session(holding_session), kept(std::tmpfile()) {
+        session.SetOutputStream(kept);
     }
-    word.resize(std::strlen(word.c_str()));
-    return Secret(std::move(word));  // empty without a pair
-}
+    ~HeldOutput() {
+        session.SetOutputStream(nullptr);
+        if (kept != nullptr) std::fclose(kept);
+    }
+    HeldOutput(const HeldOutput&) = delete;
+    HeldOutput& operator=(const HeldOutput&) = delete;
+
+    void Release() {
+        if (kept == nullptr) return;  // nothing was held
+        std::rewind(kept);
+        char bytes[4096];
+        for (size_t got; (got = std::fread(bytes, 1, sizeof(bytes), kept)) > 0;) {
+            std::fwrite(bytes, 1, got, stdout);
+        }
+    }
+
+  private:
+    ZwMgmt_interface& session;
+    FILE* kept;
+};
 
 /// One run against one agent.
 class Run {
   public:
-    Run(const Options& run_options, Secret given_password)
+    /// The password may still be empty; it is wiped once it is sent.
+    Run(const Options& run_options, Secret& given_password)
         : options(run_options),
-          password(std::move(given_password)),
+          password(given_password),
           result_buffer(zwmgmt::kResultBufferSize) {}
     ~Run() { session.CLDisconnectFromServer(); }
     Run(const Run&) = delete;
@@ -62,7 +95,7 @@ class Run {
         ExitStatus done = Connect();
         if (done == kOk && session.LoginRequired()) done = LogIn();
         if (done == kOk) done = CheckCompatibility(*request);
-        if (done == kOk) done = Send(request);
+        if (done == kOk) done = options.wait ? SendAndWait(request) : Send(request);
         session.CLLogOut();
         return done;
     }
@@ -71,11 +104,20 @@ class Run {
     std::string Agent() const { return options.host + " port " + std::to_string(options.port); }
 
     ExitStatus Lost(uint32_t status) {
-        return Fail(kNoSession, "connection to " + Agent() + " lost: " + Words(status));
+        const std::string detail = session.FailureDetail();
+        if (detail.empty()) {
+            return Fail(kNoSession, "connection to " + Agent() + " lost: " + Words(status));
+        }
+        return Fail(kNoSession,
+                    "the session with " + Agent() + " was ended: " + detail + NumberOf(status));
+    }
+
+    static std::string NumberOf(uint32_t status) {
+        return " (status " + std::to_string(status) + ")";
     }
 
     static std::string Words(uint32_t status) {
-        return zwmgmt::StatusText(status) + std::string(" (status ") + std::to_string(status) + ")";
+        return zwmgmt::StatusText(status) + NumberOf(status);
     }
 
     ExitStatus Connect() {
@@ -85,20 +127,24 @@ class Run {
         if (status == zwmgmt::kNoReadWriteToken) {
             return Fail(kNoSession, "No read write token available");
         }
-        return Fail(kNoSession, "cannot open a session with " + Agent() + ": " + Words(status));
+        std::string detail = session.FailureDetail();
+        if (!detail.empty()) detail = ": " + detail;
+        return Fail(kNoSession, "cannot open a session with " + Agent() + ": " +
+                                    zwmgmt::StatusText(status) + detail + NumberOf(status));
     }
 
     ExitStatus LogIn() {
         std::string error;
-        if (password.Text().empty()) password = StoredPassword(*options.user);
-        if (password.Text().empty() &&
+        if (password.Empty() && !ReadStoredPassword(*options.user, &password, &error)) {
+            return Fail(kNotLoggedIn, error);
+        }
+        if (password.Empty() &&
             !AskForPassword("Password of " + *options.user + " for " + options.host + ": ",
                             &password, &error)) {
             return Fail(kNotLoggedIn, error);
         }
-        if (session.SetPassword(password.Text().c_str()) != zwmgmt::kSuccess) {
-            return Fail(kNotLoggedIn, "the password is longer than 64 bytes");
-        }
+        session.SetPassword(password.Text());
+        password.Wipe();
         const uint32_t status = session.CLAuthenticateUser(result_buffer.data());
         if (status == zwmgmt::kSuccess) return kOk;
         if (status == zwmgmt::kLoginRejected || status == zwmgmt::kLoginFailed) {
@@ -128,21 +174,46 @@ class Run {
         return Fail(kUnsupported, refusal);
     }
 
-    ExitStatus Send(Client_Request_Message* request) {
-        _Message message = {};
-        const auto result = static_cast<uint32_t>(
-            session.Client_ProcessRequest(&message, request, result_buffer.data(), nullptr));
-        const ExitStatus done = ExitStatusOf(result, message.status);
+    ExitStatus Send(Client_Request_Message* request) { return Explain(Ask(request)); }
+
+    /// Returns what the library returns; the agent's own status is then the session's last.
+    uint32_t Ask(Client_Request_Message* request) {
+        return static_cast<uint32_t>(
+            session.Client_ProcessRequest(request, result_buffer.data(), nullptr));
+    }
+
+    ExitStatus Explain(uint32_t result) {
+        const ExitStatus done = ExitStatusOf(result, session.LastStatus());
         if (done == kNoSession) return Lost(result);
         if (result == zwmgmt::kNotForThisAgent) Say(zwmgmt::StatusText(result));
-        if (result == zwmgmt::kSuccess && message.status != zwmgmt::kSuccess) {
-            Say("the agent answered: " + Words(message.status));
+        if (result == zwmgmt::kSuccess && done != kOk) {
+            Say("the agent answered: " + Words(session.LastStatus()));
         }
         return done;
     }
 
+    ExitStatus SendAndWait(Client_Request_Message* request) {
+        const ExitStatus started = IsQuestion(*request) ? kOk : Send(request);
+        if (started != kOk) return started;
+        const auto& words = FindBackground(*request)->question;
+        zwmgmt::CommandWords question(words.data(), words.size());
+        if (question.Request() == nullptr) return Fail(kFailed, question.Error());
+        std::fflush(stdout);
+        for (std::chrono::milliseconds pause(100);; pause = std::min(2 * pause, kLongestPause)) {
+            HeldOutput output(session);
+            const uint32_t result = Ask(question.Request());
+            if (ExitStatusOf(result, session.LastStatus()) != kNotFinished) {
+                output.Release();
+                return Explain(result);
+            }
+            std::this_thread::sleep_for(pause);
+        }
+    }
+
+    static constexpr std::chrono::milliseconds kLongestPause{2000};
+
     const Options& options;
-    Secret password;
+    Secret& password;
     std::vector<char> result_buffer;
     ZwMgmt_interface session;
 };
@@ -188,6 +259,9 @@ ExitStatus Main(int argc, const char* const* argv) {
     zwmgmt::CommandWords command(words.data(), words.size());
     if (command.Request() == nullptr) return Fail(kUsage, command.Error());
 
+    if (options.wait && FindBackground(*command.Request()) == nullptr) {
+        return Fail(kUsage, "--wait is for net ping, net traceroute and system install");
+    }
     if (ZwMgmt_interface::NeedsNoAgent(command.Request()->service, command.Request()->command)) {
         return RunLocally(command.Request());
     }
@@ -206,7 +280,7 @@ ExitStatus Main(int argc, const char* const* argv) {
     if (options.password_file && !ReadPasswordFile(*options.password_file, &password, &error)) {
         return Fail(kUsage, error);
     }
-    return Run(options, std::move(password)).Execute(command.Request());
+    return Run(options, password).Execute(command.Request());
 }
 
 }  // namespace

@@ -2,7 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "front_end/exit_status.h"
+#include "front_end/say.h"
 
 namespace zwcli {
 namespace {
@@ -10,11 +10,15 @@ namespace {
 constexpr char kFooter[] = R"(
 "help" lists the commands with their keys, "help SERVICE COMMAND" all that one takes.
 
-Exit status: 0 success; 1 the command was refused or failed on the agent; 2 usage; 3 no session with
-the agent; 4 login failed; 5 the agent does not support the command.
+Exit status: 0 success; 1 the command failed on the agent; 2 the command line is wrong; 3 no session
+with the agent; 4 login failed; 5 the agent does not support the command; 6 not finished yet; 130
+interrupted.
 
 Example: korvane_zwcli --host node7 korvane listadapterprops
 )";
+
+const CLI::Validator kNotEmpty(
+    [](std::string& value) { return value.empty() ? std::string("the value is empty") : ""; }, "");
 
 class Help : public CLI::Formatter {
   public:
@@ -22,6 +26,15 @@ class Help : public CLI::Formatter {
         return "Usage: korvane_zwcli [options] SERVICE COMMAND [SUBCOMMAND] [key=value ...]\n";
     }
 };
+
+/// "--user=" would take the next word for its value.
+const char* FindEmptyOption(int argc, const char* const* argv) {
+    for (int i = 1; i < argc && std::string_view(argv[i]) != "--"; ++i) {
+        const std::string_view word = argv[i];
+        if (word.starts_with("--") && word.find('=') == word.size() - 1) return argv[i];
+    }
+    return nullptr;
+}
 
 }  // namespace
 
@@ -40,11 +53,23 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
     app.add_option("--user", options->user, "User name for the agent (default: the local user)");
     app.add_option("--password-file", options->password_file,
                    "File whose first line is the password; - reads standard input");
+    app.add_flag("--wait", options->wait,
+                 "Wait for the outcome of net ping, net traceroute or system install");
+    for (CLI::Option* option : app.get_options(
+             [](const CLI::Option* each) { return each->get_items_expected_max() == 1; })) {
+        option->multi_option_policy(CLI::MultiOptionPolicy::TakeLast)->check(kNotEmpty);
+    }
     app.add_option("command", options->words)->group("");
+    if (const char* empty = FindEmptyOption(argc, argv)) {
+        return Fail(kUsage, std::string(empty) + " lacks its value");
+    }
     try {
         app.parse(argc, argv);
+    } catch (const CLI::Success& stop) {
+        app.exit(stop);
+        return kOk;
     } catch (const CLI::ParseError& stop) {
-        return app.exit(stop) == 0 ? kOk : kUsage;
+        return Fail(kUsage, std::string(stop.what()) + "\nRun with --help for more information.");
     }
     return std::nullopt;
 }

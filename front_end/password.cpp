@@ -1,67 +1,110 @@
 #include "front_end/password.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 
+#include "front_end/say.h"
+#include "platform/file.h"
 #include "platform/terminal.h"
 #include "platform/wipe.h"
+#include "zwmgmt/zwmgmt_interface.h"
 
 namespace zwcli {
 namespace {
 
-// Far more than any password: reserved at once, so that growing leaves no copies behind.
-constexpr size_t kLongestLine = 1024;
-
-std::string FirstLine(FILE* file) {
-    std::string line;
-    line.reserve(kLongestLine);
-    for (int c = std::fgetc(file); c != EOF && c != '\n' && line.size() < kLongestLine;
-         c = std::fgetc(file)) {
-        line.push_back(static_cast<char>(c));
+/// Reads the first line, without its end, as far as a password can reach; false when reading fails.
+bool ReadFirstLine(FILE* file, Secret* password) {
+    char* const bytes = password->bytes;
+    size_t& length = password->length;
+    length = 0;
+    int c = std::fgetc(file);
+    for (; c != EOF && c != '\n' && length < sizeof(password->bytes); c = std::fgetc(file)) {
+        bytes[length++] = static_cast<char>(c);
     }
-    if (line.ends_with('\r')) line.pop_back();
-    return line;
+    const bool ended = c == '\n' || c == EOF;
+    if (!ended) ++length;  // what follows does not matter: it is too long
+    if (ended && length > 0 && bytes[length - 1] == '\r') bytes[--length] = '\0';
+    return !std::ferror(file);
+}
+
+/// Every source is judged alike; false with what is wrong.
+bool Judge(const Secret& password, std::string* error) {
+    static constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
+    const size_t kept = std::min(password.length, Secret::kLongest);
+    if (std::memchr(password.bytes, '\0', kept) != nullptr) {
+        *error = "the password holds a NUL character";
+    } else if (std::strncmp(password.bytes, kByteOrderMark, 3) == 0) {
+        *error = "the password begins with a byte-order mark";
+    } else if (password.length > Secret::kLongest) {
+        *error = "the password is longer than " + std::to_string(Secret::kLongest) + " bytes";
+    }
+    return error->empty();
 }
 
 }  // namespace
 
-Secret::~Secret() { zwmgmt::platform::Wipe(text.data(), text.capacity()); }
+void Secret::Wipe() {
+    zwmgmt::platform::Wipe(bytes, sizeof(bytes));
+    length = 0;
+}
 
 bool ReadPasswordFile(const std::string& file, Secret* password, std::string* error) {
     const bool standard_input = file == "-";
     FILE* stream = standard_input ? stdin : std::fopen(file.c_str(), "rb");
+    const std::string name = standard_input ? "standard input" : "password file " + file;
     if (stream == nullptr) {
-        *error = "cannot read password file " + file;
+        *error = "cannot read " + name + ": " + std::strerror(errno);
         return false;
     }
     std::setvbuf(stream, nullptr, _IONBF, 0);
-    *password = Secret(FirstLine(stream));
-    if (!standard_input) std::fclose(stream);
-    if (password->Text().find('\0') != std::string::npos) {
-        *error = "the password holds a NUL character";
-        return false;
+    if (!ReadFirstLine(stream, password)) {
+        *error = "cannot read " + name + ": " + std::strerror(errno);
     }
-    if (password->Text().empty()) {
+    if (!standard_input) std::fclose(stream);
+    if (error->empty() && password->Empty()) {
         *error = standard_input ? "no password on standard input"
                                 : "no password in the first line of " + file;
+    }
+    if (!error->empty() || !Judge(*password, error)) return false;
+    WarnIfOthersRead(file);
+    return true;
+}
+
+bool ReadStoredPassword(const std::string& user, Secret* password, std::string* error) {
+    constexpr int kTooLong = -2;
+    constexpr int kNoFile = -3;
+    const int found = ZwMgmt_interface::CLGetPassword(user.c_str(), password->bytes);
+    char path[4096];
+    if (found == kNoFile ||
+        ZwMgmt_interface::GetZMFileName(zwmgmt::kCredentialsFile, path, sizeof(path)) != 0) {
+        return true;
+    }
+    WarnIfOthersRead(path);
+    if (found == kTooLong) {
+        *error = "the password of " + user + " in " + path + " is longer than " +
+                 std::to_string(Secret::kLongest) + " bytes";
         return false;
     }
+    password->length = std::strlen(password->bytes);
     return true;
 }
 
 bool AskForPassword(const std::string& prompt, Secret* password, std::string* error) {
-    if (!zwmgmt::platform::StandardInputIsTerminal()) {
-        *error =
-            "the agent asks for a password, and there is no terminal to ask on; use "
-            "--password-file";
-        return false;
+    using zwmgmt::platform::Typed;
+    switch (zwmgmt::platform::ReadPassword(prompt.c_str(), password->bytes, Secret::kLongest,
+                                           &password->length)) {
+        case Typed::kNoTerminal:
+            *error =
+                "the agent asks for a password, and there is no terminal to ask on; use "
+                "--password-file";
+            return false;
+        case Typed::kNothing: *error = "no password given"; return false;
+        case Typed::kLine: break;
     }
-    auto line = zwmgmt::platform::ReadPassword(prompt.c_str());
-    if (!line || line->empty()) {
-        *error = "no password given";
-        return false;
-    }
-    *password = Secret(std::move(*line));
-    return true;
+    if (password->Empty()) *error = "no password given";
+    return !password->Empty() && Judge(*password, error);
 }
 
 }  // namespace zwcli

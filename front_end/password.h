@@ -1,34 +1,38 @@
-/// Where the password comes from: a file, standard input, or the person at the terminal; never the
-/// command line.
+/// Where the password comes from: a file, standard input, the user's stored credentials, or the
+/// person at the terminal; never the command line.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 namespace zwcli {
 
-/// A text that is wiped when it goes.
+/// The one place where the front end holds a password. Wiped when it goes, and before.
 class Secret {
   public:
+    static constexpr size_t kLongest = 64;
+
     Secret() = default;
-    explicit Secret(std::string value) : text(std::move(value)) {}
-    Secret(Secret&& other) noexcept { text.swap(other.text); }
-    Secret& operator=(Secret&& other) noexcept {
-        text.swap(other.text);
-        return *this;
-    }
-    ~Secret();
+    ~Secret() { Wipe(); }
+    Secret(const Secret&) = delete;
+    Secret& operator=(const Secret&) = delete;
 
-    const std::string& Text() const { return text; }
+    void Wipe();
+    bool Empty() const { return length == 0; }
+    const char* Text() const { return bytes; }  // terminated
 
-  private:
-    std::string text;
+    char bytes[kLongest + 1] = {};
+    size_t length = 0;  // of the whole password, which may be longer than what fits
 };
 
-/// Reads the first line of the file ("-": standard input). False, with the reason in *error, when
-/// it cannot be read or is empty.
+/// Each fills the password, or returns false with the reason in *error.
+
+/// The first line of the file ("-": standard input).
 bool ReadPasswordFile(const std::string& file, Secret* password, std::string* error);
 
-/// Asks on the terminal. False, with the reason in *error, when there is none or nothing is typed.
+/// The user's in the credentials file; without one the password stays empty.
+bool ReadStoredPassword(const std::string& user, Secret* password, std::string* error);
+
 bool AskForPassword(const std::string& prompt, Secret* password, std::string* error);
 
 }  // namespace zwcli

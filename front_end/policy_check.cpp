@@ -6,17 +6,12 @@
 #include <string>
 #include <string_view>
 
+#include "front_end/say.h"
 #include "zwmgmt/policy.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
 namespace zwcli {
 namespace {
-
-ExitStatus Fail(ExitStatus exit_status, const std::string& text) {
-    std::fflush(stdout);
-    std::fprintf(stderr, "korvane_zwcli: %s\n", text.c_str());
-    return exit_status;
-}
 
 /// A key of a connection, and the member that it sets.
 struct ConnectionKey {

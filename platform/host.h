@@ -9,8 +9,8 @@ namespace zwmgmt::platform {
 /// false when the machine does not know the user.
 bool CurrentUserName(char* name, size_t capacity);
 
-/// Writes the path of the user's stored credentials, terminated: below the home that the system's
-/// user database knows, whatever the environment says; false when there is none or it is longer.
+/// Writes the path of the user's stored credentials, terminated: on POSIX below $HOME where that is
+/// set, else below the home in the user database; false when there is none or it is longer.
 bool CredentialsPath(char* path, size_t capacity);
 
 /// Writes the path of "certs/cert.pem" beside the running executable (the program, not the

@@ -32,7 +32,9 @@ TEST(Credentials, AreUsedBeforeAsking) {
         {"keeper", kPrivate, 4, asked},
         {"secret keeper\n", kPrivate, 4, asked},
         {std::string(300, 'u') + " x keeper secret", kPrivate, 0, ""},
-        {"keeper " + std::string(65, 'x'), kPrivate, 4, asked},
+        {"keeper " + std::string(65, 'x'), kPrivate, 4,
+         "korvane_zwcli: the password of keeper in " + home.credentials.string() +
+             " is longer than 64 bytes\n"},
     };
     for (const auto& [text, shared, exit_status, said] : rows) {
         home.Write(text, shared);
@@ -40,6 +42,11 @@ TEST(Credentials, AreUsedBeforeAsking) {
         EXPECT_EQ(run.exit_status, exit_status) << text;
         EXPECT_EQ(run.err, said) << text;
     }
+    home.Write("secret\n", kShared);
+    EXPECT_EQ(Zwcli(agent.Port(), {"--user", "keeper", "--password-file", home.credentials.string(),
+                                   "system", "listdrivers"})
+                  .err,
+              warning);
     std::filesystem::remove(home.credentials);
     EXPECT_EQ(run_front_end().err, asked);
 }

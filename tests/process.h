@@ -11,7 +11,7 @@
 namespace testing_support {
 
 struct ProcessResult {
-    int exit_status = -1;  // -1: ended by a signal
+    int exit_status = -1;  // as a shell tells it: 128 and the number of the signal that ended it
     std::string out;
     std::string err;
 };

@@ -227,7 +227,7 @@ class ZWMGMT_API ZwMgmt_interface {
 
     /// Looks a user's password up in the credentials file (pairs of user name and password,
     /// separated by white space), of which the user's first counts. password: 65 bytes. Returns 0;
-    /// -1 without a pair for the user, or when its password is longer than 64 bytes; -3 without a
+    /// -1 without a pair for the user; -2 when its password is longer than 64 bytes; -3 without a
     /// readable file.
     static int CLGetPassword(const char* user_name, char* password);
 
@@ -475,7 +475,8 @@ class ZWMGMT_API ZwMgmt_interface {
     int CLPing(Client_Request_Message* request, _Message* message);
     int CLTraceRoute(Client_Request_Message* request, _Message* message);
 
-    /// Replies to the result questions: a _PingResponse; _NextHopRouter records back to back.
+    /// Replies to the result questions: a _PingResponse; _NextHopRouter records back to back. One
+    /// that tells of a host that was not reached makes LastStatus() kHostNotReached.
     void GetPingResponse(const _PingResponse* result, _Message* message);
     void TraceRouteResponse(const _NextHopRouter* hops, _Message* message);
 

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 namespace zwmgmt::platform {
@@ -30,11 +31,13 @@ bool CurrentUserName(char* name, size_t capacity) {
 }
 
 bool CredentialsPath(char* path, size_t capacity) {
-    return WithUserEntry([&](const passwd& user) {
-        const int length =
-            std::snprintf(path, capacity, "%s/.config/korvane/credentials", user.pw_dir);
+    const auto below = [&](const char* home) {
+        const int length = std::snprintf(path, capacity, "%s/.config/korvane/credentials", home);
         return length > 0 && static_cast<size_t>(length) < capacity;
-    });
+    };
+    const char* home = std::getenv("HOME");
+    if (home != nullptr && home[0] != '\0') return below(home);
+    return WithUserEntry([&](const passwd& user) { return below(user.pw_dir); });
 }
 
 bool CertificatePath(char* path, size_t capacity) {

@@ -1,51 +1,135 @@
 #include "platform/terminal.h"
 
+#include <fcntl.h>
 #include <termios.h>
 #include <unistd.h>
 
-#include <cstdio>
-
-#include "platform/wipe.h"
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <initializer_list>
 
 namespace zwmgmt::platform {
 namespace {
 
-// Reserved at once, so that no half-read password stays behind in freed memory.
-constexpr size_t kLongestLine = 1024;
+/// What a signal handler needs to leave the terminal as it was.
+struct {
+    int terminal;
+    termios usual;
+    termios silent;
+    volatile sig_atomic_t is_silent;
+    volatile sig_atomic_t was_stopped;
+} prompt_state;
+
+void SetSilent(bool silent) {
+    prompt_state.is_silent = 1;  // before: a signal in between then restores what is so already
+    const termios* mode = silent ? &prompt_state.silent : &prompt_state.usual;
+    while (tcsetattr(prompt_state.terminal, TCSAFLUSH, mode) != 0 && errno == EINTR) {
+    }
+    prompt_state.is_silent = silent;
+}
+
+/// Restores the terminal, then lets the signal do what it does without us. What was stopped and
+/// goes on asks again.
+void RestoreAndObey(int signal) {
+    const int kept_error = errno;
+    const bool was_silent = prompt_state.is_silent;
+    if (was_silent) SetSilent(false);
+    struct sigaction ours;
+    struct sigaction usual = {};
+    usual.sa_handler = SIG_DFL;
+    sigaction(signal, &usual, &ours);
+    sigset_t one;
+    sigset_t before;
+    sigemptyset(&one);
+    sigaddset(&one, signal);
+    raise(signal);
+    pthread_sigmask(SIG_UNBLOCK, &one, &before);  // it takes effect here
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    sigaction(signal, &ours, nullptr);
+    if (was_silent) SetSilent(true);
+    prompt_state.was_stopped = 1;
+    errno = kept_error;
+}
+
+/// While it lives, every signal that would end or stop the process restores the terminal first.
+class GuardedBySignals {
+  public:
+    GuardedBySignals() {
+        struct sigaction restoring = {};
+        restoring.sa_handler = RestoreAndObey;
+        for (int signal = 1; signal < NSIG; ++signal) {
+            taken[signal] =
+                EndsOrStops(signal) && sigaction(signal, nullptr, &before[signal]) == 0 &&
+                before[signal].sa_handler == SIG_DFL && sigaction(signal, &restoring, nullptr) == 0;
+        }
+    }
+    ~GuardedBySignals() {
+        for (int signal = 1; signal < NSIG; ++signal) {
+            if (taken[signal]) sigaction(signal, &before[signal], nullptr);
+        }
+    }
+    GuardedBySignals(const GuardedBySignals&) = delete;
+    GuardedBySignals& operator=(const GuardedBySignals&) = delete;
+
+  private:
+    static bool EndsOrStops(int signal) {
+        return signal != SIGCHLD && signal != SIGURG && signal != SIGWINCH && signal != SIGKILL &&
+               signal != SIGSTOP;
+    }
+
+    struct sigaction before[NSIG];
+    bool taken[NSIG] = {};
+};
+
+void Show(const char* text) { (void)!write(prompt_state.terminal, text, std::strlen(text)); }
+
+/// One try, which ends early when the process has been stopped meanwhile.
+Typed ReadLine(const char* prompt, char* line, size_t capacity, size_t* length) {
+    SetSilent(true);
+    Show(prompt);
+    *length = 0;
+    for (;;) {
+        char c = 0;
+        const ssize_t got = read(prompt_state.terminal, &c, 1);
+        if (got != 1) return Typed::kNothing;
+        if (c == '\n') return Typed::kLine;
+        if (*length < capacity) line[*length] = c;
+        ++*length;
+    }
+}
 
 }  // namespace
 
-void PrepareStandardStreams() {}  // they are so
-
-bool StandardInputIsTerminal() { return isatty(STDIN_FILENO) == 1; }
-
-std::optional<std::string> ReadPassword(const char* prompt) {
-    termios saved;
-    if (tcgetattr(STDIN_FILENO, &saved) != 0) return std::nullopt;
-    // The interrupt key is read like any other, as the end of the line: a process that dies here
-    // would leave the terminal without echo.
-    termios silent = saved;
-    silent.c_lflag &= ~static_cast<tcflag_t>(ECHO | ISIG);
-    silent.c_cc[VEOL] = saved.c_cc[VINTR];
-    tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
-    std::fputs(prompt, stderr);
-
-    std::string line;
-    line.reserve(kLongestLine);
-    bool given_up = false;
-    for (char c = 0; c != '\n' && !given_up;) {
-        given_up = read(STDIN_FILENO, &c, 1) != 1 || c == static_cast<char>(saved.c_cc[VINTR]) ||
-                   line.size() == kLongestLine;
-        if (!given_up && c != '\n') line.push_back(c);
+void PrepareStandardStreams() {
+    // The lowest free descriptor is taken, which is the one that was missing.
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(stream, F_GETFD) != -1) continue;
+        (void)!open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
     }
+}
 
-    tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved);
-    std::fputc('\n', stderr);
-    if (given_up) {
-        Wipe(line.data(), line.size());
-        return std::nullopt;
+Typed ReadPassword(const char* prompt, char* line, size_t capacity, size_t* length) {
+    const int own = open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY);
+    prompt_state.terminal = own != -1 ? own : STDIN_FILENO;
+    if (tcgetattr(prompt_state.terminal, &prompt_state.usual) != 0) {
+        if (own != -1) close(own);
+        return Typed::kNoTerminal;
     }
-    return line;
+    prompt_state.silent = prompt_state.usual;
+    prompt_state.silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    Typed typed;
+    {
+        const GuardedBySignals guard;
+        do {
+            prompt_state.was_stopped = 0;
+            typed = ReadLine(prompt, line, capacity, length);
+        } while (typed == Typed::kNothing && prompt_state.was_stopped);
+        SetSilent(false);
+    }
+    Show("\n");
+    if (own != -1) close(own);
+    return typed;
 }
 
 }  // namespace zwmgmt::platform

@@ -6,6 +6,8 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cwchar>
+#include <initializer_list>
 
 #include "platform/wipe.h"
 
@@ -13,6 +15,8 @@ namespace zwmgmt::platform {
 namespace {
 
 constexpr size_t kLongestLine = 1024;
+
+constexpr UINT kInterrupted = 130;
 
 constexpr wchar_t kInterrupt = 3;
 constexpr wchar_t kBackspace = 8;
@@ -23,7 +27,7 @@ UINT shells_code_page = 0;
 BOOL WINAPI IgnoreBreak(DWORD event) { return event == CTRL_BREAK_EVENT; }
 
 /// Reads characters up to the end of the line; false when it is given up.
-bool ReadLine(HANDLE console, wchar_t (&line)[kLongestLine], int* length) {
+bool ReadLine(HANDLE console, wchar_t (&line)[kLongestLine], size_t* length) {
     for (*length = 0;;) {
         wchar_t c = 0;
         DWORD got = 0;
@@ -33,19 +37,32 @@ bool ReadLine(HANDLE console, wchar_t (&line)[kLongestLine], int* length) {
         if (c == L'\r' || c == L'\n') return true;
         if (c == kBackspace || c == kDelete) {
             if (*length > 0) --*length;
-        } else if (*length < static_cast<int>(kLongestLine)) {
-            line[(*length)++] = c;
-        } else {
-            return false;
+        } else if (c >= L' ' || c == L'\0') {  // the other control keys are no characters
+            if (*length < kLongestLine) line[*length] = c;
+            ++*length;
         }
     }
+}
+
+HANDLE OpenConsole(const char* name) {
+    return CreateFileA(name, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                       nullptr, OPEN_EXISTING, 0, nullptr);
+}
+
+void Show(HANDLE screen, const wchar_t* text) {
+    DWORD written = 0;
+    WriteConsoleW(screen, text, static_cast<DWORD>(wcslen(text)), &written, nullptr);
 }
 
 }  // namespace
 
 void PrepareStandardStreams() {
-    // Otherwise Ctrl-Z would end it; a process without one has a negative number for it.
-    if (_fileno(stdin) >= 0) _setmode(_fileno(stdin), _O_BINARY);
+    // A stream that is missing has a negative number. The other direction of the null device: using
+    // it fails, as before.
+    for (FILE* stream : {stdin, stdout, stderr}) {
+        if (_fileno(stream) < 0) (void)!std::freopen("NUL", stream == stdin ? "w" : "r", stream);
+    }
+    _setmode(_fileno(stdin), _O_BINARY);  // otherwise Ctrl-Z would end it
     // The console is the shell's, too: it gets its code page back.
     shells_code_page = GetConsoleOutputCP();
     if (shells_code_page != 0 && SetConsoleOutputCP(CP_UTF8)) {
@@ -53,47 +70,49 @@ void PrepareStandardStreams() {
     }
 }
 
-bool StandardInputIsTerminal() {
-    DWORD mode = 0;
-    return GetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), &mode) != FALSE;
-}
-
-std::optional<std::string> ReadPassword(const char* prompt) {
-    if (!StandardInputIsTerminal()) return std::nullopt;
-    // Opened anew: standard input need not allow to change the mode.
-    const HANDLE console =
-        CreateFileA("CONIN$", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                    nullptr, OPEN_EXISTING, 0, nullptr);
-    if (console == INVALID_HANDLE_VALUE) return std::nullopt;
+Typed ReadPassword(const char* prompt, char* bytes, size_t capacity, size_t* length) {
+    const HANDLE console = OpenConsole("CONIN$");
+    const HANDLE screen = OpenConsole("CONOUT$");
     // Character by character, unechoed, the interrupt key among them. A process that dies here
     // would leave the console so: Ctrl-Break, which cannot be read, waits.
     constexpr DWORD kCooked = ENABLE_ECHO_INPUT | ENABLE_LINE_INPUT | ENABLE_PROCESSED_INPUT |
                               ENABLE_VIRTUAL_TERMINAL_INPUT;
     DWORD saved = 0;
-    if (!GetConsoleMode(console, &saved) || !SetConsoleMode(console, saved & ~kCooked)) {
+    if (screen == INVALID_HANDLE_VALUE || !GetConsoleMode(console, &saved) ||
+        !SetConsoleMode(console, saved & ~kCooked)) {
         CloseHandle(console);
-        return std::nullopt;
+        CloseHandle(screen);
+        return Typed::kNoTerminal;
     }
     SetConsoleCtrlHandler(IgnoreBreak, TRUE);
     FlushConsoleInputBuffer(console);
-    std::fputs(prompt, stderr);
+    wchar_t line[kLongestLine] = {};
+    MultiByteToWideChar(CP_UTF8, 0, prompt, -1, line, kLongestLine - 1);
+    line[kLongestLine - 1] = L'\0';
+    Show(screen, line);
 
-    wchar_t line[kLongestLine];
-    int length = 0;
-    std::optional<std::string> password;
-    if (ReadLine(console, line, &length)) {
-        password.emplace(4 * static_cast<size_t>(length), '\0');  // no character is longer
-        const int bytes = WideCharToMultiByte(CP_UTF8, 0, line, length, password->data(),
-                                              static_cast<int>(password->size()), nullptr, nullptr);
-        password->resize(static_cast<size_t>(bytes));
+    size_t characters = 0;
+    const bool typed = ReadLine(console, line, &characters);
+    if (typed && characters <= kLongestLine) {
+        const int needed = WideCharToMultiByte(CP_UTF8, 0, line, static_cast<int>(characters),
+                                               nullptr, 0, nullptr, nullptr);
+        *length = static_cast<size_t>(needed);
+        if (*length <= capacity) {
+            WideCharToMultiByte(CP_UTF8, 0, line, static_cast<int>(characters), bytes, needed,
+                                nullptr, nullptr);
+        }
+    } else {
+        *length = characters;  // more than anything holds
     }
     Wipe(line, sizeof(line));
 
+    Show(screen, L"\r\n");
     SetConsoleMode(console, saved);
     SetConsoleCtrlHandler(IgnoreBreak, FALSE);
     CloseHandle(console);
-    std::fputc('\n', stderr);
-    return password;
+    CloseHandle(screen);
+    if (!typed) ExitProcess(kInterrupted);
+    return Typed::kLine;
 }
 
 }  // namespace zwmgmt::platform

@@ -33,7 +33,7 @@ std::pair<int, int> Pipe() {
 int ExitStatus(pid_t pid) {
     int status = 0;
     waitpid(pid, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
 /// Appends what is there to read; false at the end.
@@ -152,9 +152,7 @@ void CredentialsHome::Write(const std::string& text, bool readable_by_others) co
 }
 
 std::vector<std::string> CredentialsHome::Within(std::vector<std::string> arguments) const {
-    const std::string environment[] = {"/usr/bin/env", "LD_PRELOAD=" FAKE_HOME,
-                                       "ASAN_OPTIONS=verify_asan_link_order=0",
-                                       "ZWMGMT_TEST_HOME=" + home.string()};
+    const std::string environment[] = {"/usr/bin/env", "HOME=" + home.string()};
     arguments.insert(arguments.begin(), std::begin(environment), std::end(environment));
     return arguments;
 }
