@@ -1,5 +1,9 @@
 #pragma once
 
+#if __cplusplus <= 201703L
+#error "zwmgmt needs C++20: compile with -std=c++20 or later"
+#endif
+
 /// ZWMGMT_API marks what the library exports. Programs define nothing for the shared library; the
 /// static one sets ZWMGMT_STATIC through its build target.
 #if defined(ZWMGMT_STATIC)
@@ -13,7 +17,7 @@
 #endif
 
 /// ZWMGMT_LOCAL marks what is declared within an exported class and yet not exported.
-#if defined(_WIN32)
+#if defined(ZWMGMT_STATIC) || defined(_WIN32)
 #define ZWMGMT_LOCAL
 #else
 #define ZWMGMT_LOCAL __attribute__((visibility("hidden")))
