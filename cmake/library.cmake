@@ -61,7 +61,8 @@ set(library_sources
     session/session.cpp
     session/status.cpp
     session/tls.cpp
-    session/transfer.cpp)
+    session/transfer.cpp
+    session/version.cpp)
 
 function(add_library_objects name export_definition)
     add_library(${name} OBJECT ${library_sources})

@@ -14,7 +14,6 @@ add_executable(korvane_zwcli
     front_end/policy_check.cpp
     front_end/say.cpp
     ${program_resources})
-target_compile_definitions(korvane_zwcli PRIVATE ZWMGMT_VERSION="${PROJECT_VERSION}")
 target_link_libraries(korvane_zwcli PRIVATE zwmgmt_internal zwmgmt_platform_programs CLI11::CLI11)
 if(NOT ZWMGMT_SANITIZE)
     # A command takes milliseconds, and a good part of them would go into loading and relocating
@@ -51,5 +50,4 @@ target_link_libraries(zmsim PUBLIC zwmgmt_internal nlohmann_json::nlohmann_json
                       Threads::Threads)
 
 add_executable(korvane_zmsim simulator/main.cpp ${program_resources})
-target_compile_definitions(korvane_zmsim PRIVATE ZWMGMT_VERSION="${PROJECT_VERSION}")
 target_link_libraries(korvane_zmsim PRIVATE zmsim zwmgmt_platform_programs CLI11::CLI11)

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include "front_end/say.h"
+#include "zwmgmt/version.h"
 
 namespace zwcli {
 namespace {

@@ -9,6 +9,7 @@
 #include "platform/terminal.h"
 #include "simulator/agent.h"
 #include "simulator/scenario_host.h"
+#include "zwmgmt/version.h"
 
 namespace zmsim {
 namespace {

@@ -29,7 +29,7 @@ set(member "(ZwMgmt_interface|Classifier|ParsePolicy|zwmgmt::CommandWords)::~?[A
 foreach(name IN LISTS exported)
     if(NOT name MATCHES "^(vtable|typeinfo) for ZwMgmt_interface$" AND
        NOT name MATCHES "^${member}[[(]" AND
-       NOT name MATCHES "^(CLValidateAddress|zwmgmt::(StatusText|PrintHelp))[(]")
+       NOT name MATCHES "^(CLValidateAddress|zwmgmt::(StatusText|PrintHelp|Version))[(]")
         message(FATAL_ERROR "exported: ${name}")
     endif()
 endforeach()

@@ -39,6 +39,7 @@
 #include "zwmgmt/records/statistics.h"
 #include "zwmgmt/request.h"
 #include "zwmgmt/status.h"
+#include "zwmgmt/version.h"
 #include "zwmgmt/vocabulary.h"
 
 struct ssl_ctx_st;

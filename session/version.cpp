@@ -1,0 +1,7 @@
+#include "zwmgmt/version.h"
+
+namespace zwmgmt {
+
+const char* Version() noexcept { return ZWMGMT_VERSION; }
+
+}  // namespace zwmgmt
