@@ -19,13 +19,13 @@ install(FILES ${PROJECT_BINARY_DIR}/zwmgmt-config.cmake
               ${PROJECT_BINARY_DIR}/zwmgmt-config-version.cmake
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zwmgmt)
 
+# What a program asks for that links the shared library: nothing else.
+set(ZWMGMT_PC_REQUIRES "")
 set(ZWMGMT_PC_CFLAGS "")
 list(TRANSFORM platform_libraries PREPEND "-l" OUTPUT_VARIABLE ZWMGMT_PC_PLATFORM)
 list(JOIN ZWMGMT_PC_PLATFORM " " ZWMGMT_PC_PLATFORM)
-if(BUILD_SHARED_LIBS)
-    set(ZWMGMT_PC_PRIVATE "Requires.private: libssl libcrypto")
-else()
-    set(ZWMGMT_PC_PRIVATE "Requires: libssl libcrypto")
+if(NOT BUILD_SHARED_LIBS)
+    set(ZWMGMT_PC_REQUIRES "libssl libcrypto")
     set(ZWMGMT_PC_CFLAGS " -DZWMGMT_STATIC")
 endif()
 file(RELATIVE_PATH ZWMGMT_PC_TO_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig
@@ -33,6 +33,8 @@ file(RELATIVE_PATH ZWMGMT_PC_TO_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig
 configure_file(cmake/zwmgmt.pc.in ${PROJECT_BINARY_DIR}/zwmgmt.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/zwmgmt.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
-set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME programs)
-install(TARGETS korvane_zwcli korvane_zmsim RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-install(FILES front_end/certs/cert.pem DESTINATION ${CMAKE_INSTALL_BINDIR}/certs)
+if(ZWMGMT_PROGRAMS)
+    set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME programs)
+    install(TARGETS korvane_zwcli korvane_zmsim RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+    install(FILES front_end/certs/cert.pem DESTINATION ${CMAKE_INSTALL_BINDIR}/certs)
+endif()

@@ -1,4 +1,7 @@
 # The front end and the simulated agent.
+find_package(Threads REQUIRED)
+find_package(CLI11 REQUIRED)
+find_package(nlohmann_json 3.9 REQUIRED)
 
 add_library(zwmgmt_platform_programs OBJECT
     platform/${platform_folder}/stop_signal.cpp

@@ -1,5 +1,6 @@
 # Installs the tree into a fresh folder and builds the consumer example from it, once with the CMake
-# package and once with pkg-config; runs it and the installed front end. Then the static library.
+# package and once with pkg-config; runs it against the installed simulated agent. Then the same with
+# the static library, built alone: without the programs and what only they need.
 #
 # For Windows (with a TOOLCHAIN) the example is told the compiler alone, but where it links OpenSSL
 # itself; it runs in the EMULATOR.
@@ -35,25 +36,36 @@ function(run expected_output)
     endif()
 endfunction()
 
+function(run_consumer consumer)
+    run("0000:03:00.0  eth2  2 ports\r?\n.*0000:82:00.4  eth8  2 ports\r?\n"
+        ${CMAKE_CURRENT_LIST_DIR}/run_consumer.sh ${root}/prefix/bin/certs/cert.pem
+        ${root}/prefix/bin/korvane_zmsim${suffix} ${consumer} ${EMULATOR})
+endfunction()
+
 function(build_consumers name prefix)
     set(build ${root}/${name})
     run("" ${CMAKE_COMMAND} -S ${example} -B ${build} -G Ninja -DCMAKE_PREFIX_PATH=${prefix}
         ${${name}_options})
     run("" ${CMAKE_COMMAND} --build ${build})
-    run("korvane listadapterprops is service 4, command 142" ${EMULATOR} ${build}/consumer${suffix})
+    run_consumer(${build}/consumer${suffix})
 
     file(GLOB_RECURSE pkg_config_file ${prefix}/*/zwmgmt.pc)
     get_filename_component(pkg_config_folder ${pkg_config_file} DIRECTORY)
     get_filename_component(library_folder ${pkg_config_folder} DIRECTORY)
     set(ENV{PKG_CONFIG_PATH} ${pkg_config_folder})
+    unset(ENV{PKG_CONFIG_LIBDIR})
     set(form)
     if(TOOLCHAIN)
         set(ENV{PKG_CONFIG_LIBDIR} ${TARGET_LIBRARIES}/lib/pkgconfig)
         set(form --${name})
     endif()
+    if(name STREQUAL shared)
+        set(ENV{PKG_CONFIG_LIBDIR} ${pkg_config_folder})  # of no other library
+        run("^-I[^ ]+/include[ \n]*$" pkg-config --cflags zwmgmt)
+    endif()
     run("" sh -c "${CXX} -std=c++20 ${example}/consumer.cpp -o ${build}/consumer_pc${suffix} \
 $(pkg-config ${form} --cflags --libs zwmgmt) -Wl,-rpath,${library_folder}")
-    run("service 4, command 142" ${EMULATOR} ${build}/consumer_pc${suffix})
+    run_consumer(${build}/consumer_pc${suffix})
 endfunction()
 
 run("" ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${root}/prefix)
@@ -64,8 +76,8 @@ if(NOT EXISTS ${root}/prefix/bin/certs/cert.pem)
 endif()
 
 run("" ${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${root}/static_build -G Ninja -DBUILD_SHARED_LIBS=OFF
-    -DZWMGMT_BUILD_TESTS=OFF ${static_options})
-run("" ${CMAKE_COMMAND} --build ${root}/static_build --target zwmgmt)
-run("" ${CMAKE_COMMAND} --install ${root}/static_build --prefix ${root}/static_prefix
-    --component library)
+    -DZWMGMT_PROGRAMS=OFF -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON
+    -DCMAKE_DISABLE_FIND_PACKAGE_nlohmann_json=ON ${static_options})
+run("" ${CMAKE_COMMAND} --build ${root}/static_build)
+run("" ${CMAKE_COMMAND} --install ${root}/static_build --prefix ${root}/static_prefix)
 build_consumers(static ${root}/static_prefix)
