@@ -16,7 +16,8 @@ constexpr int kNoMemory = 2;
 int AskDriver(ZwMgmt_interface& session, const Client_Request_Message* request, Command command,
               _Message* message) {
     const auto keys = KeysOf(request);
-    if (keys.empty() || keys[0].key != kNameKey) return Refuse(session, kInvalidKey);
+    if (keys.empty()) return Refuse(session, kInvalidKey);
+    if (keys[0].key != kNameKey) return Refuse(session, keys[0], kInvalidKey);
     message->service = kSystem;
     message->opcode = command;
     const std::string_view name = ValueOf(keys[0]);
@@ -28,7 +29,9 @@ int AskDriver(ZwMgmt_interface& session, const Client_Request_Message* request, 
         SetFixedText(payload.name, name);
         SetFixedText(payload.virtual_functions, "NONE");
         if (keys.size() == 2) {
-            if (keys[1].key != kVirtualFunctionsKey) return Refuse(session, kInvalidKey);
+            if (keys[1].key != kVirtualFunctionsKey) {
+                return Refuse(session, keys[1], kInvalidKey);
+            }
             SetFixedText(payload.virtual_functions, ValueOf(keys[1]));
         }
         attached = AttachData(message, &payload, sizeof(payload));

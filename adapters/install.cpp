@@ -6,6 +6,7 @@
 #include "cli/fields.h"
 #include "cli/handler.h"
 #include "cli/keys.h"
+#include "cli/remarks.h"
 #include "session/file_transfer.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
@@ -34,6 +35,7 @@ int ZwMgmt_interface::CLInstallKorvaneDrivers(Client_Request_Message* request, _
     const Validity validity = Validate(*this, request, &options);
     if (validity == Validity::kRefusedQuietly) return Refuse(*this, kFailed);
     if (validity == Validity::kRefused) return kRequestRefused;
+    if (Remarks::Of(*this) != nullptr) return 0;  // asked about, not to be sent
 
     FileTransfer transfer = {.path = nullptr, .flags = options.type_mask};
     const char conf_type = static_cast<char>(options.conf_type);

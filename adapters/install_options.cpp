@@ -5,14 +5,18 @@
 #include <algorithm>
 #include <charconv>
 
+#include "cli/command_keys.h"
 #include "cli/handler.h"
 #include "cli/keys.h"
+#include "cli/vocabulary.h"
+#include "session/agent_names.h"
 #include "session/os_set.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
 namespace zwmgmt {
 namespace {
 
+/// The names of the type mask's bits, from bit 0; "" for a bit without one.
 constexpr const char* kTypeNames[] = {
     "nic",
     "vnic",
@@ -95,6 +99,9 @@ constexpr OnlyRow kOnly[] = {
     {kAgentPathKey, {kWindows, kLinux}, "ZM update supported only on Windows and Linux\n"},
 };
 
+constexpr const OnlyRow& kOnlyAgentUpdates = kOnly[2];
+static_assert(kOnlyAgentUpdates.key == kAgentPathKey);
+
 /// What a package's path must be like. Every row of its key and OS must hold.
 struct PathRow {
     int key;
@@ -167,8 +174,8 @@ const char* Judge(int key, std::string_view path, uint8_t os_type) {
     return nullptr;
 }
 
-/// Unknown names are ignored.
-uint32_t TypesFrom(std::string_view list) {
+/// Unknown names are left out; the last of them is in *unknown.
+uint32_t TypesFrom(std::string_view list, std::string_view* unknown) {
     uint32_t mask = 0;
     bool first = true;
     while (!list.empty()) {
@@ -180,7 +187,11 @@ uint32_t TypesFrom(std::string_view list) {
         first = false;
         const auto* found = std::ranges::find_if(
             kTypeNames, [&](const char* known) { return SameIgnoringCase(name, known); });
-        if (found != std::end(kTypeNames)) mask |= 1u << (found - std::begin(kTypeNames));
+        if (found != std::end(kTypeNames)) {
+            mask |= 1u << (found - std::begin(kTypeNames));
+        } else {
+            *unknown = name;
+        }
     }
     return mask;
 }
@@ -207,7 +218,7 @@ class Validation {
     bool Take(const Client_Request_Argument& key) {
         const std::string_view value = ValueOf(key);
         switch (key.key) {
-            case kTypeKey: options.type_mask = TypesFrom(value); return true;
+            case kTypeKey: return TakeTypes(key);
             case kOfedPackageKey: return TakeOfedPackage(key);
             case kConfTypeKey:
                 options.conf_type = ConfTypeFrom(value);
@@ -273,6 +284,15 @@ class Validation {
         return true;
     }
 
+    bool TakeTypes(const Client_Request_Argument& key) {
+        std::string_view unknown;
+        options.type_mask = TypesFrom(ValueOf(key), &unknown);
+        if (!unknown.empty()) {
+            Remarks::Warn(session, key, ": " + std::string(unknown) + " is no type, and left out");
+        }
+        return true;
+    }
+
     /// An X3 or X4 driver. iSCSI and OFED sit on top of its TOE.
     bool TakeDriver(int generation) {
         options.generation = generation;
@@ -314,7 +334,73 @@ class Validation {
 
 }  // namespace
 
-std::span<const char* const> DriverTypeNames() { return kTypeNames; }
+namespace {
+
+/// The types that agents of an OS take, whatever the driver.
+uint32_t TypesOf(uint8_t os_type) {
+    uint32_t mask = 0;
+    for (const AllowedRow& row : kAllowed) {
+        if (row.os == os_type) mask |= row.types;
+    }
+    return mask;
+}
+
+std::string TypeWords(uint8_t os_type) {
+    std::string text;
+    for (size_t bit = 0; bit < std::size(kTypeNames); ++bit) {
+        if ((TypesOf(os_type) >> bit & 1) == 0 || kTypeNames[bit][0] == '\0') continue;
+        text += std::string(text.empty() ? "" : ", ") + kTypeNames[bit];
+    }
+    return kOnlyAgentUpdates.systems.Has(os_type) ? text + "; or zm" : text;
+}
+
+/// The type without which a key has no meaning; 0: any.
+uint32_t TypeFor(int key) {
+    switch (key) {
+        case kIscsiPathKey: return kTypeIscsi;
+        case kOfedPathKey:
+        case kOfedPackageKey: return kTypeOfed;
+        default: return 0;
+    }
+}
+
+/// What a package's path must be like; empty where agents of the OS do not take it.
+std::string PathFor(int key, uint8_t os_type) {
+    for (const OnlyRow& row : kOnly) {
+        if (row.key == key && !row.systems.Has(os_type)) return "";
+    }
+    std::string text = "a file";
+    const char* joint = "; its path has ";
+    for (const PathRow& row : kPaths) {
+        if (row.key != key || !row.systems.Has(os_type)) continue;
+        if (row.test == PathRow::kNever) return "";
+        text += joint;
+        text += row.test == PathRow::kLacks ? "no " : "";
+        text += row.word;
+        if (row.or_word != nullptr) text += std::string(" or ") + row.or_word;
+        joint = " and ";
+    }
+    return text;
+}
+
+}  // namespace
+
+void AddInstallKeys(CommandKeys* keys) {
+    constexpr int kPackages[] = {
+        kX3PathKey,    kX4PathKey,   kIscsiPathKey, kOfedPathKey, kInstallShieldPathKey,
+        kZwirePathKey, kAgentPathKey};
+    for (const AgentName& agent : kAgentNames) {
+        const auto add = [&](int key, std::string takes) {
+            const uint32_t type = TypeFor(key);
+            if (takes.empty() || (TypesOf(agent.os) & type) != type) return;
+            keys->push_back({KeyWord(kSystem, key), key, {agent.os}, std::move(takes)});
+        };
+        add(kTypeKey, TypeWords(agent.os));
+        for (const int key : kPackages) add(key, PathFor(key, agent.os));
+        add(kOfedPackageKey, "basic, hpc, all or a FILE.conf; after ofedpath");
+        add(kConfTypeKey, "0 to 5");
+    }
+}
 
 Validity Validate(ZwMgmt_interface& session, const Client_Request_Message* request,
                   InstallOptions* options) {
@@ -324,7 +410,9 @@ Validity Validate(ZwMgmt_interface& session, const Client_Request_Message* reque
     }
     Validation validation(session, options);
     for (const Client_Request_Argument& key : KeysOf(request)) {
-        if (!validation.Take(key)) return Validity::kRefused;
+        if (validation.Take(key)) continue;
+        Remarks::Refuse(session, key);
+        return Validity::kRefused;
     }
     options->all_taken = true;
     return validation.Finish();

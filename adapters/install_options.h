@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <span>
 
 struct Client_Request_Message;
 class ZwMgmt_interface;
@@ -18,9 +17,6 @@ enum DriverType : uint32_t {
     kTypeOfed = 0x200,
     kTypeNd = 0x1000,
 };
-
-/// The names of the type mask's bits, from bit 0; "" for a bit without one.
-std::span<const char* const> DriverTypeNames();
 
 struct InstallOptions {
     uint32_t type_mask = 0;

@@ -27,7 +27,11 @@ int AskAboutCard(ZwMgmt_interface& session, const Client_Request_Message* reques
                  _Message* message) {
     const auto keys = KeysOf(request);
     if (keys.empty()) return Refuse(session, kNoLocation);
-    if (keys.size() > 1 || keys[0].key != kPciKey) return Refuse(session, kInvalidArgument);
+    for (const Client_Request_Argument& key : keys) {
+        const bool fits = ValueOf(key).size() <= sizeof(_CardInformation::pci_bus_location);
+        if (key.key != kPciKey || !fits) return Refuse(session, key, kInvalidArgument);
+    }
+    if (keys.size() > 1) return Refuse(session, keys[1], kInvalidArgument);
     const std::string_view location = ValueOf(keys[0]);
     return Fill(session, message, kKorvane, command, location.data(), location.size());
 }
@@ -65,16 +69,21 @@ int ZwMgmt_interface::CLGetKorvanePortStats(Client_Request_Message* request, _Me
     bool has_instance = false;
     for (const Client_Request_Argument& key : KeysOf(request)) {
         if (key.key == kPciKey) {
-            SetFixedText(payload.pci_bus_location, ValueOf(key));
+            if (!SetWhole(payload.pci_bus_location, ValueOf(key))) {
+                return Refuse(*this, key, kInvalidArgument);
+            }
             has_location = true;
         } else if (key.key == kPortKey) {
-            if (!IsAllDigits(ValueOf(key))) return Refuse(*this, "Invalid Port Instance\n");
+            if (!IsAllDigits(ValueOf(key))) return Refuse(*this, key, "Invalid Port Instance\n");
             const int instance = PortInstanceFrom(ValueOf(key));
-            if (instance < 0) return kInvalidValue;
+            if (instance < 0) {
+                Remarks::Refuse(*this, key);
+                return kInvalidValue;
+            }
             payload.port_instance = static_cast<uint32_t>(instance);
             has_instance = true;
         } else {
-            return Refuse(*this, kInvalidArgument);
+            return Refuse(*this, key, kInvalidArgument);
         }
     }
     if (!has_instance) return Refuse(*this, "please specify portinstance\n");

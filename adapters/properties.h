@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string>
 
 #include "adapters/chips.h"
 #include "session/os_set.h"
@@ -13,8 +14,8 @@ namespace zwmgmt {
 
 /// How a value becomes bytes of the settings.
 enum class Form {
-    kText,         // as many characters as fit; the rest of the field is zero
-    kFlag,         // the same: a digit and a terminator
+    kText,         // at most the field; the rest of it is zero
+    kFlag,         // one digit, and a terminator
     kNumber,       // must fit into the field
     kLowByte,      // the number's low byte, which is also what the rule judges
     kLow16,        // the number's low 16 bits
@@ -24,7 +25,8 @@ enum class Form {
     kAdvertise,    // link modes, separated by "|"
 };
 
-/// What the number must be; no message: anything.
+/// What the number must be. Without a message the agent judges: the range is what help says, and
+/// 0 to 0 stands for what the form alone tells.
 struct Rule {
     int64_t least = 0;
     int64_t most = 0;
@@ -32,7 +34,8 @@ struct Rule {
 };
 
 struct Property {
-    OsSet systems;
+    OsSet systems;  // the request builder sends it to these
+    OsSet heeded;   // help shows it for these: of one bit of the mask they read this property
     const char* word;
     int key;
     size_t offset;  // in CardSettings or PortSettings
@@ -50,6 +53,9 @@ std::span<const Property> PortProperties();
 
 /// The row of a key for agents of an OS; null when they do not know it.
 const Property* FindProperty(std::span<const Property> table, uint8_t os_type, int key);
+
+/// What the value may be, in words.
+std::string TakenBy(const Property& property);
 
 /// Whether agents of this OS know any property of the table.
 bool Knows(std::span<const Property> table, uint8_t os_type);

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "adapters/properties.h"
+#include "cli/fields.h"
 #include "cli/handler.h"
 #include "cli/keys.h"
 #include "zwmgmt/zwmgmt_interface.h"
@@ -135,8 +136,14 @@ const char* SetValue(const Property& property, std::string_view text, int64_t nu
         return rule.message;
     }
     switch (property.form) {
+        case Form::kFlag:
+            if (text.size() != 1 || !IsAllDigits(text)) return kInvalidText;
+            SetFixedText(field, property.width, text);
+            return nullptr;
         case Form::kText:
-        case Form::kFlag: SetFixedText(field, property.width, text); return nullptr;
+            if (text.size() > property.width) return kInvalidText;
+            SetFixedText(field, property.width, text);
+            return nullptr;
         case Form::kNumber:
             if (!Fits(number, property)) return kInvalidText;
             SetNumber(field, property.width, number);
@@ -155,6 +162,18 @@ const char* SetValue(const Property& property, std::string_view text, int64_t nu
     return kInvalidText;
 }
 
+/// Notes a number that the settings hold otherwise than it was written.
+void NoteWhatIsSent(ZwMgmt_interface& session, const Client_Request_Argument& key,
+                    const Property& property, int64_t number, const void* settings) {
+    const bool is_number = property.form == Form::kNumber || property.form == Form::kLowByte ||
+                           property.form == Form::kLow16;
+    if (!is_number) return;
+    const FieldType type = property.is_signed ? FieldType::kSigned : FieldType::kUnsigned;
+    const int64_t stored = IntegerOf(
+        settings, {property.word, property.offset, property.width, type, nullptr, {}, false});
+    if (stored != number) Remarks::SentAs(session, key, std::to_string(stored));
+}
+
 /// Keys whose values are no numbers, for any agent.
 bool HasItsOwnSyntax(int key) {
     return key == AdapterKey("advertise") || key == AdapterKey("speedduplex");
@@ -169,19 +188,22 @@ int ZwMgmt_interface::CLSetKorvaneCardProp(Client_Request_Message* request, _Mes
     for (const Client_Request_Argument& key : KeysOf(request)) {
         const std::string_view value = ValueOf(key);
         if (key.key == kPciKey) {
-            SetFixedText(payload.pci_bus_location, value);
+            if (!SetWhole(payload.pci_bus_location, value)) {
+                return Refuse(*this, key, kInvalidText);
+            }
             has_location = Knows(table, os_type);
             continue;
         }
-        if (!IsCardNumber(value, os_type)) return Refuse(*this, kInvalidText);
+        if (!IsCardNumber(value, os_type)) return Refuse(*this, key, kInvalidText);
         if (!Knows(table, os_type)) continue;
         const Property* property = FindProperty(table, os_type, key.key);
-        if (property == nullptr) return Refuse(*this, TextFor(kUnknownCardKey, os_type));
+        if (property == nullptr) return Refuse(*this, key, TextFor(kUnknownCardKey, os_type));
         const bool text = property->form == Form::kText;
         const auto number = text ? std::optional<int64_t>(0) : CardNumber(value);
-        if (!number) return Refuse(*this, kInvalidText);
+        if (!number) return Refuse(*this, key, kInvalidText);
         const char* wrong = SetValue(*property, value, *number, &payload.settings);
-        if (wrong != nullptr) return Refuse(*this, wrong);
+        if (wrong != nullptr) return Refuse(*this, key, wrong);
+        NoteWhatIsSent(*this, key, *property, *number, &payload.settings);
         payload.set_mask |= property->bit;
     }
     if (!has_location) return Refuse(*this, "please specify PCIBuslocation for the card\n");
@@ -199,13 +221,15 @@ int ZwMgmt_interface::CLSetKorvanePortProp(Client_Request_Message* request, _Mes
     for (const Client_Request_Argument& key : KeysOf(request)) {
         const std::string_view value = ValueOf(key);
         if (key.key == kPciKey) {
-            SetFixedText(payload.pci_bus_location, value);
+            if (!SetWhole(payload.pci_bus_location, value)) {
+                return Refuse(*this, key, kInvalidText);
+            }
             has_location = Knows(table, os_type);
             continue;
         }
         const auto number =
             HasItsOwnSyntax(key.key) ? std::optional<int64_t>(0) : PortNumber(value);
-        if (!number) return Refuse(*this, kInvalidText);
+        if (!number) return Refuse(*this, key, kInvalidText);
         if (!Knows(table, os_type)) continue;
         if (key.key == kPortKey) {
             payload.port_instance = static_cast<uint32_t>(*number);
@@ -213,9 +237,10 @@ int ZwMgmt_interface::CLSetKorvanePortProp(Client_Request_Message* request, _Mes
             continue;
         }
         const Property* property = FindProperty(table, os_type, key.key);
-        if (property == nullptr) return Refuse(*this, TextFor(kUnknownPortKey, os_type));
+        if (property == nullptr) return Refuse(*this, key, TextFor(kUnknownPortKey, os_type));
         const char* wrong = SetValue(*property, value, *number, &payload.settings);
-        if (wrong != nullptr) return Refuse(*this, wrong);
+        if (wrong != nullptr) return Refuse(*this, key, wrong);
+        NoteWhatIsSent(*this, key, *property, *number, &payload.settings);
         payload.set_mask |= property->bit;
     }
     if (!has_instance) return Refuse(*this, "please specify portinstance\n");

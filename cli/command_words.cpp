@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "cli/command_keys.h"
+#include "cli/offer.h"
 #include "cli/routes.h"
 #include "cli/texts.h"
 #include "cli/vocabulary.h"
@@ -17,6 +19,8 @@ struct CommandWords::Parts {
     Client_Request_Message request = {};
     std::string error;
 
+    bool each_key_once = false;
+
     bool AllThere(const char* const* words, size_t count);
     bool Parse(const char* const* words, size_t count);
     bool ParseArguments(const char* const* words, size_t count);
@@ -28,18 +32,25 @@ struct CommandWords::Parts {
 
 namespace {
 
-std::string Joined(const std::vector<const char*>& words) {
-    std::string result;
-    for (const char* word : words) {
-        if (!result.empty()) result += ", ";
-        result += word;
-    }
-    return result;
-}
-
 /// Commands whose entries are keys from entry 0 on: they have no slot for a sub-command.
 bool TakesKeysOnly(uint8_t service, uint16_t command) {
     return service == kNet && (command == kPing || command == kTraceRoute);
+}
+
+/// The key words of a command; of its service, where the command has no handler.
+std::vector<const char*> KeyWordsFor(const Client_Request_Message& request) {
+    if (FindRoute(request.service, request.command) == nullptr) return KeyWordsOf(request.service);
+    std::vector<const char*> words;
+    for (const CommandKey& key : KeysOfCommand(request.command)) words.push_back(key.word);
+    return words;
+}
+
+/// "; known: A, B; not in this version: C"
+std::string KnownText(const Offer& offer) {
+    std::string text;
+    if (!offer.sent.empty()) text += "; known: " + Joined(offer.sent);
+    if (!offer.not_sent.empty()) text += "; not in this version: " + Joined(offer.not_sent);
+    return text;
 }
 
 bool IsKeyValue(const std::string& word) { return word.find('=') != std::string::npos; }
@@ -76,9 +87,15 @@ bool CommandWords::Parts::AddKey(const std::string& word) {
     std::vector<char> value(word.size() + 1);
     ZwMgmt_interface::CLGetKey(word.c_str(), key.data());
     const int number = ZwMgmt_interface::CLGetKeyNo(key.data(), request.service);
-    if (number == -1) return Unknown("key", key.data(), KeyWordsOf(request.service));
+    if (number == -1) return Unknown("key", key.data(), KeyWordsFor(request));
     if (ZwMgmt_interface::CLGetValue(word.c_str(), value.data()) != 0) {
         error = "key \"" + std::string(key.data()) + "\" has no value";
+        return false;
+    }
+    const bool again = std::ranges::any_of(
+        arguments, [&](const Client_Request_Argument& given) { return given.key == number; });
+    if (again && each_key_once) {
+        error = "key \"" + std::string(key.data()) + "\" is given twice";
         return false;
     }
     Add(value.data(), number);
@@ -90,7 +107,8 @@ bool CommandWords::Parts::AddSubCommand(const std::string& word) {
         ZwMgmt_interface::CLGetSubCommand(word.c_str(), request.service, request.command);
     const auto known = SubCommandWordsOf(request.service, request.command);
     if (!word.empty() && number == -1 && !known.empty()) {
-        return Unknown("sub-command", word, known);
+        const bool sent = FindRoute(request.service, request.command) != nullptr;
+        return Unknown("sub-command", word, sent ? known : std::vector<const char*>());
     }
     Add(word, number);
     return true;
@@ -126,21 +144,21 @@ bool CommandWords::Parts::ParseArguments(const char* const* words, size_t count)
 
 bool CommandWords::Parts::Parse(const char* const* words, size_t count) {
     if (count == 0) {
-        error = "missing service; known: " + Joined(ServiceWords());
+        error = "missing service" + KnownText(OfferedServices());
         return false;
     }
     const int service = ZwMgmt_interface::CLGetService(words[0]);
-    if (service == -1) return Unknown("service", words[0], ServiceWords());
+    if (service == -1) return Unknown("service", words[0], OfferedServices().sent);
     request.service = static_cast<uint8_t>(service);
 
-    const auto known = CommandWordsOf(request.service);
+    const Offer offer = OfferedCommands(request.service);
     if (count == 1) {
-        error = std::string("missing command of service ") + words[0] + "; known: " + Joined(known);
+        error = std::string("missing command of service ") + words[0] + KnownText(offer);
         return false;
     }
     const int command = ZwMgmt_interface::CLGetCommand(words[1], request.service);
     if (command == -1) {
-        return Unknown((std::string(words[0]) + " command").c_str(), words[1], known);
+        return Unknown((std::string(words[0]) + " command").c_str(), words[1], offer.sent);
     }
     request.command = static_cast<uint16_t>(command);
     return ParseArguments(words + 2, count - 2);
@@ -149,6 +167,7 @@ bool CommandWords::Parts::Parse(const char* const* words, size_t count) {
 CommandWords::CommandWords(const char* const* words, size_t count) noexcept : parts(nullptr) {
     try {
         parts = new Parts;
+        parts->each_key_once = true;
         if (parts->AllThere(words, count)) parts->Parse(words, count);
     } catch (const std::bad_alloc&) {
         delete parts;

@@ -62,7 +62,8 @@ uint32_t ZwMgmt_interface::Dispatch(_Message* message, Client_Request_Message* r
         current_command = request->command;
     }
     const bool local = request != nullptr && NeedsNoAgent(request->service, request->command);
-    if (!connected && !local) return kNotConnected;
+    const bool dry = remarks != nullptr;
+    if (!connected && !local && !dry) return kNotConnected;
     if (request == nullptr) {
         PrintOutput("Invalid argument specified\n");
         return kRequestRefused;
@@ -79,7 +80,7 @@ uint32_t ZwMgmt_interface::Dispatch(_Message* message, Client_Request_Message* r
     message->os_type = os_type;
     const int refused = route->build(*this, request, message, result_buffer, out);
     if (refused != 0) return static_cast<uint32_t>(refused);
-    if (local) return status = kSuccess;
+    if (local || dry) return status = kSuccess;
     if (route->reply == ReplyShape::kOwn) {
         if (message->status == kSuccess) last_success_time = std::time(nullptr);
         return kSuccess;

@@ -6,6 +6,7 @@
 #include <span>
 #include <string_view>
 
+#include "cli/remarks.h"
 #include "cli/texts.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
@@ -39,10 +40,24 @@ inline bool BeginsWith(const Client_Request_Message* request, std::string_view w
            SameIgnoringCase(ValueOf(request->arguments[0]), word);
 }
 
+/// Fills a field with a text that fits into it; false, with nothing filled, for a longer one.
+template <size_t Width>
+bool SetWhole(char (&field)[Width], std::string_view text) {
+    if (text.size() > Width) return false;
+    SetFixedText(field, text);
+    return true;
+}
+
 /// Says why; the result of a handler that sends nothing.
 inline int Refuse(ZwMgmt_interface& session, const char* text) {
     session.PrintOutput("%s", text);
     return kRequestRefused;
+}
+
+/// The same for one of the request's entries.
+inline int Refuse(ZwMgmt_interface& session, const Client_Request_Argument& key, const char* text) {
+    Remarks::Refuse(session, key);
+    return Refuse(session, text);
 }
 
 /// Completes the message of a request; the handler's result.

@@ -1,79 +1,39 @@
 #include "zwmgmt/help.h"
 
-#include "adapters/install_options.h"
-#include "adapters/properties.h"
+#include <algorithm>
+#include <new>
+
+#include "cli/command_keys.h"
+#include "cli/offer.h"
 #include "cli/routes.h"
 #include "cli/vocabulary.h"
-#include "filters/x4_rules.h"
 #include "session/agent_names.h"
 
 namespace zwmgmt {
 namespace {
 
 /// What else there is to know of a command.
-struct MoreRow {
+struct NoteRow {
     uint16_t command;
-    std::span<const Property> (*properties)();  // that it sets
-    std::span<const char* const> (*types)();    // that TYPE can be
-    void (*keys)(FILE* stream);                 // that it takes
-    const char* note;
+    const char* text;
 };
 
-constexpr MoreRow kMore[] = {
-    {kSetCardProperty, &CardProperties, nullptr, nullptr, ""},
-    {kSetPortProperty, &PortProperties, nullptr, nullptr,
-     "\nThe MTU is set with mtu=BYTES; of X4 and X5 ports on Windows agents with "
-     "jumbopacket=BYTES.\n"
-     "The words mtu and vlan mean other keys to Windows agents: the MTU and the VLAN insertion of "
-     "X3\n"
-     "ports cannot be set there.\n"},
-    {kInstall, nullptr, &DriverTypeNames, nullptr,
-     "\nPACKAGE: kxgb3path and kxgb4path (drivers), iscsipath, ofedpath (followed by "
-     "ofedpkg=basic, hpc,\n"
-     "all or FILE.conf); on Linux agents also zwirepath and zmpath, on Windows agents "
-     "installshieldpath\n"
-     "(instead of the driver paths) and zmpath. type=zm with zmpath updates the agent itself.\n"},
-    {kAddFilterX4, nullptr, nullptr, &PrintX4Keys, ""},
-    {kModifyFilterX4, nullptr, nullptr, &PrintX4Keys, ""},
+constexpr NoteRow kNotes[] = {
+    {kSetPortProperty,
+     "\nNumbers are decimal, 0x hexadecimal or 0 octal; several keys go into one request. The MTU "
+     "is set\n"
+     "with mtu; of X4 and X5 ports on Windows agents with jumbopacket. The words mtu and vlan mean "
+     "other\n"
+     "keys to Windows agents: the MTU and the VLAN insertion of X3 ports cannot be set there.\n"},
+    {kInstall,
+     "\nType names are separated by commas. type=zm with zmpath updates the agent itself.\n"},
+    {kAddFilterX4,
+     "\nNumbers are decimal, 0x hexadecimal or 0 octal; without a mask all bits count.\n"},
 };
-
-const char* ValuesOf(const Property& property) {
-    switch (property.form) {
-        case Form::kFlag: return "0, 1, ...";
-        case Form::kText:
-        case Form::kNumber:
-        case Form::kLowByte:
-        case Form::kLow16:
-        case Form::kNumberText: return "a number";
-        case Form::kNothing: return "";
-        case Form::kSpeedDuplex: return "auto, or Mb/s and duplex: 1000-Full";
-        case Form::kAdvertise: return "link modes: 100baseT/Full|1000baseT/Full, or auto";
-    }
-    return "";
-}
-
-const char* AdaptersOf(Chips chips) {
-    switch (chips) {
-        case Chips::kAny: return "";
-        case Chips::kX3: return " (X3)";
-        case Chips::kX4AndX5: return " (X4, X5)";
-    }
-    return "";
-}
-
-void PrintValues(FILE* stream, const Property& property) {
-    const auto least = static_cast<long long>(property.rule.least);
-    const auto most = static_cast<long long>(property.rule.most);
-    if (property.rule.message == nullptr) {
-        std::fputs(ValuesOf(property), stream);
-    } else if (least == most) {
-        std::fprintf(stream, "%lld", least);
-    } else {
-        std::fprintf(stream, "%lld to %lld", least, most);
-    }
-}
 
 void PrintAgents(FILE* stream, OsSet systems) {
+    std::fputs("\n", stream);
+    if (systems == OsSet::Any()) return;
     const char* separator = "";
     for (const AgentName& agent : kAgentNames) {
         if (!systems.Has(agent.os)) continue;
@@ -83,28 +43,23 @@ void PrintAgents(FILE* stream, OsSet systems) {
     std::fputs(" agents:\n", stream);
 }
 
-void PrintProperties(FILE* stream, std::span<const Property> properties) {
-    const Property* last = nullptr;
-    for (const Property& property : properties) {
-        // A word of two keys stands for the first of them in the search.
-        if (ZwMgmt_interface::CLGetKeyNo(property.word, kKorvane) != property.key) continue;
-        if (last == nullptr || !(last->systems == property.systems)) {
-            std::fputs("\n", stream);
-            PrintAgents(stream, property.systems);
+/// The keys that the same agents take stand together.
+void PrintKeys(FILE* stream, const CommandKeys& keys) {
+    for (size_t first = 0; first < keys.size(); ++first) {
+        const OsSet agents = keys[first].agents;
+        const auto same = [&](const CommandKey& key) { return key.agents == agents; };
+        if (std::any_of(keys.begin(), keys.begin() + static_cast<ptrdiff_t>(first), same)) continue;
+        PrintAgents(stream, agents);
+        for (const CommandKey& key : keys) {
+            if (!same(key)) continue;
+            std::fprintf(stream, "    %-22s %s%s\n", key.word, key.takes.c_str(), key.adapters);
         }
-        last = &property;
-        std::fprintf(stream, "    %-23s ", property.word);
-        PrintValues(stream, property);
-        std::fprintf(stream, "%s\n", AdaptersOf(property.chips));
     }
 }
 
-void PrintTypes(FILE* stream, std::span<const char* const> types) {
-    std::fputs("\nTYPE:", stream);
-    for (const char* type : types) {
-        if (type[0] != '\0') std::fprintf(stream, " %s", type);
-    }
-    std::fputs("\n", stream);
+void PrintNotInThisVersion(FILE* stream, const std::vector<const char*>& words) {
+    if (words.empty()) return;
+    std::fprintf(stream, "not in this version: %s\n", Joined(words).c_str());
 }
 
 void PrintCommand(FILE* stream, const Route& route) {
@@ -113,24 +68,19 @@ void PrintCommand(FILE* stream, const Route& route) {
                  route.keys, route.purpose);
 }
 
-}  // namespace
-
-bool PrintHelp(FILE* stream, const char* const* words, size_t count) noexcept {
+bool Print(FILE* stream, const char* const* words, size_t count) {
     const int service = count > 0 ? ZwMgmt_interface::CLGetService(words[0]) : -1;
     if (count > 2 || (count > 0 && service == -1)) return false;
+    const auto service_number = static_cast<uint8_t>(service);
     if (count == 2) {
-        const int command = ZwMgmt_interface::CLGetCommand(words[1], static_cast<uint8_t>(service));
-        const Route* route = command == -1 ? nullptr
-                                           : FindRoute(static_cast<uint8_t>(service),
-                                                       static_cast<uint16_t>(command));
+        const int command = ZwMgmt_interface::CLGetCommand(words[1], service_number);
+        const Route* route =
+            command == -1 ? nullptr : FindRoute(service_number, static_cast<uint16_t>(command));
         if (route == nullptr) return false;
         PrintCommand(stream, *route);
-        for (const MoreRow& row : kMore) {
-            if (row.command != route->command) continue;
-            if (row.properties != nullptr) PrintProperties(stream, row.properties());
-            if (row.types != nullptr) PrintTypes(stream, row.types());
-            if (row.keys != nullptr) row.keys(stream);
-            std::fputs(row.note, stream);
+        PrintKeys(stream, KeysOfCommand(route->command));
+        for (const NoteRow& row : kNotes) {
+            if (row.command == route->command) std::fputs(row.text, stream);
         }
         return true;
     }
@@ -140,7 +90,20 @@ bool PrintHelp(FILE* stream, const char* const* words, size_t count) noexcept {
         PrintCommand(stream, route);
         any = true;
     }
-    return any;
+    if (!any) return false;
+    const Offer offer = count == 0 ? OfferedServices() : OfferedCommands(service_number);
+    PrintNotInThisVersion(stream, offer.not_sent);
+    return true;
+}
+
+}  // namespace
+
+bool PrintHelp(FILE* stream, const char* const* words, size_t count) noexcept {
+    try {
+        return Print(stream, words, count);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
 }
 
 }  // namespace zwmgmt

@@ -11,6 +11,7 @@ void ZwMgmt_interface::SetBuildListMode() { build_list_mode = true; }
 void ZwMgmt_interface::ResetBuildListMode() { build_list_mode = false; }
 
 int ZwMgmt_interface::PrintOutput(const char* format, ...) {
+    if (remarks != nullptr) return 0;
     va_list arguments;
     va_start(arguments, format);
     const int printed =

@@ -22,10 +22,13 @@ set(library_sources
     adapters/property_requests.cpp
     adapters/property_tables.cpp
     adapters/status_replies.cpp
+    cli/argument_notes.cpp
+    cli/command_keys.cpp
     cli/command_words.cpp
     cli/dispatcher.cpp
     cli/fields.cpp
     cli/help.cpp
+    cli/offer.cpp
     cli/printing.cpp
     cli/result_lists.cpp
     cli/routes.cpp

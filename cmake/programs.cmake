@@ -11,6 +11,7 @@ target_include_directories(zwmgmt_platform_programs PUBLIC ${PROJECT_SOURCE_DIR}
 
 add_executable(korvane_zwcli
     front_end/exit_status.cpp
+    front_end/help.cpp
     front_end/main.cpp
     front_end/options.cpp
     front_end/password.cpp

@@ -3,6 +3,8 @@
 #include "cli/keys.h"
 #include "cli/vocabulary.h"
 #include "filters/combinations.h"
+#include "filters/x3_rules.h"
+#include "filters/x4_rules.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
 using namespace zwmgmt;
@@ -10,6 +12,8 @@ using namespace zwmgmt;
 namespace {
 
 constexpr int kPciKey = FilterKey("pci");
+constexpr int kNameKey = FilterKey("ifname");
+constexpr int kMaxKey = FilterKey("max");
 constexpr int kShowKey = FilterKey("show");
 constexpr int kCombinationKey = FilterKey("comb");
 
@@ -35,40 +39,47 @@ constexpr RuleCommand kModifyX4 = {
     kModifyFilterX4, "Please specify FilterId\n",
     "Please specify PCI Bus location on which filter needs to be applied \n"};
 
-bool SetX3(ZwMgmt_interface& session, const Client_Request_Argument& key, _Filter* rule) {
-    if (session.CLSetFilterArg(key.key, key.value, rule) == 0) return true;
+std::string InvalidText(const Client_Request_Argument& key) {
     const char* word = KeyWord(kFilter, key.key);
-    session.PrintOutput("Invalid %s\n", word != nullptr ? word : "argument");
+    return std::string("Invalid ") + (word != nullptr ? word : "argument") + "\n";
+}
+
+bool SetX3(ZwMgmt_interface& session, const Client_Request_Argument& key, _Filter* rule) {
+    if (session.CLSetFilterArg(key.key, key.value, rule) == 0) {
+        NoteX3Value(session, key, *rule);
+        return true;
+    }
+    Refuse(session, key, InvalidText(key).c_str());
     return false;
 }
 
 bool SetX4(ZwMgmt_interface& session, const Client_Request_Argument& key, _FilterX4* rule) {
     if (session.CLSetFilterX4Arg(key.key, key.value, rule) == 0) return true;
-    session.PrintOutput("Invalid X4 filter argument/value \n");
+    Refuse(session, key, "Invalid X4 filter argument/value \n");
     return false;
 }
 
 bool HasPlace(const _Filter& rule) { return rule.interface_name[0] != '\0'; }
 bool HasPlace(const _FilterX4& rule) { return rule.pci_bus_location[0] != '\0'; }
 
+uint32_t Criteria(const _Filter&) { return kX3Criteria; }
+uint32_t Criteria(const _FilterX4&) { return kX4Criteria; }
+
+constexpr const char* kNoCriteria = "a rule without criteria matches every packet";
+
 /// Fills a rule from the keys and checks that it has what the command needs.
 template <class Rule, class Set>
 int SendRule(ZwMgmt_interface& session, const Client_Request_Message* request, _Message* message,
              const RuleCommand& row, Set set) {
+    const bool adds = row.command == kAddFilterX3 || row.command == kAddFilterX4;
     Rule rule = {};
     for (const Client_Request_Argument& key : KeysOf(request)) {
         if (!set(session, key, &rule)) return kRequestRefused;
     }
     if (row.no_id != nullptr && rule.id == 0) return Refuse(session, row.no_id);
     if (!HasPlace(rule)) return Refuse(session, row.no_place);
+    if (adds && (rule.present & Criteria(rule)) == 0) Remarks::WarnOfRequest(session, kNoCriteria);
     return Fill(session, message, kFilter, row.command, &rule, sizeof(rule));
-}
-
-/// False for a location that is longer than its field.
-bool SetLocation(std::string_view location, char (&field)[32]) {
-    if (location.size() > sizeof(field)) return false;
-    SetFixedText(field, location);
-    return true;
 }
 
 }  // namespace
@@ -106,15 +117,15 @@ int ZwMgmt_interface::CLListFiltersX4(Client_Request_Message* request, _Message*
     for (const Client_Request_Argument& key : KeysOf(request)) {
         const std::string_view value = ValueOf(key);
         if (key.key == kPciKey) {
-            if (!SetLocation(value, payload.pci_bus_location)) {
-                return Refuse(*this, "Invalid Parameter specified\n");
+            if (!SetWhole(payload.pci_bus_location, value)) {
+                return Refuse(*this, key, "Invalid Parameter specified\n");
             }
         } else if (key.key != kShowKey) {
-            return Refuse(*this, "Invalid Parameter specified\n");
+            return Refuse(*this, key, "Invalid Parameter specified\n");
         } else if (value == "all" || value == "active") {
             payload.show = value == "all" ? 1 : 2;
         } else {
-            return Refuse(*this, "Show type should be \"all\" or \"active\".\n");
+            return Refuse(*this, key, "Show type should be \"all\" or \"active\".\n");
         }
     }
     if (payload.pci_bus_location[0] == '\0' || payload.show == 0) {
@@ -128,13 +139,13 @@ int ZwMgmt_interface::CLSetCombX4(Client_Request_Message* request, _Message* mes
     for (const Client_Request_Argument& key : KeysOf(request)) {
         const std::string_view value = ValueOf(key);
         if (key.key == kPciKey) {
-            if (!SetLocation(value, payload.pci_bus_location)) {
-                return Refuse(*this, "Invalid Parameter Specified\n");
+            if (!SetWhole(payload.pci_bus_location, value)) {
+                return Refuse(*this, key, "Invalid Parameter Specified\n");
             }
         } else if (key.key != kCombinationKey) {
-            return Refuse(*this, "Invalid Parameter Specified\n");
+            return Refuse(*this, key, "Invalid Parameter Specified\n");
         } else if (!IsFilterCombination(value)) {
-            return Refuse(*this, "Filter combination string is invalid\n");
+            return Refuse(*this, key, "Filter combination string is invalid\n");
         } else {
             SetFixedText(payload.combination, value);
         }
@@ -157,8 +168,11 @@ int ZwMgmt_interface::CLGetOrSetMaxFiltersValue(Client_Request_Message* request,
     _Filter rule = {};
     bool max_given = false;
     for (const Client_Request_Argument& key : KeysOf(request)) {
+        if (key.key != kNameKey && key.key != kMaxKey) {
+            return Refuse(*this, key, InvalidText(key).c_str());
+        }
         if (!SetX3(*this, key, &rule)) return kRequestRefused;
-        max_given |= key.key == FilterKey("max");
+        max_given |= key.key == kMaxKey;
     }
     if (get && max_given) {
         return Refuse(*this, "Subcommand GET doesn't take max filters value as an argument\n");

@@ -2,7 +2,9 @@
 #include "filters/x4_rules.h"
 
 #include <charconv>
+#include <string>
 
+#include "cli/command_keys.h"
 #include "cli/handler.h"
 #include "cli/keys.h"
 #include "cli/vocabulary.h"
@@ -170,7 +172,7 @@ class RuleSetter {
                 break;
             case Form::kVlanValue:
                 if ((rule.present & kVlanActionBit) == 0) return false;
-                if (rule.vlan_action == kNone) return true;
+                if (rule.vlan_action == kNone) return true;  // which takes no value
                 if (session.CLFilterCheckProp(row.name, text, &number) != 0) return false;
                 break;
         }
@@ -235,33 +237,35 @@ class RuleSetter {
     _FilterX4& rule;
 };
 
+std::string TakenBy(const X4Key& row) {
+    const std::string width = std::to_string(row.width);
+    switch (row.form) {
+        case Form::kText: return "a text of at most " + width + " characters";
+        case Form::kId: return "a number from 1; of IPv6 rules a multiple of 4";
+        case Form::kMasked:
+            return "number[:mask] of " + width + (row.width == 1 ? " bit" : " bits");
+        case Form::kNumber: return "a number: decimal, 0x hexadecimal or 0 octal";
+        case Form::kDecimal: return "a decimal number";
+        case Form::kAddress: return "an IPv4 or IPv6 address, or address/length";
+        case Form::kMac: return "12 hexadecimal digits, pairs separated by : or - or not at all";
+        case Form::kType: return "ipv4 or ipv6; ipv6 after an id that is a multiple of 4";
+        case Form::kVlanValue: return "a number, after x4vlan";
+        case Form::kWord:
+        case Form::kVlanAction: break;
+    }
+    std::string words;
+    for (const WordRow& row_of_word : row.words) {
+        if (!words.empty()) words += ", ";
+        words += row_of_word.word;
+    }
+    return words;
+}
+
 }  // namespace
 
-void zwmgmt::PrintX4Keys(FILE* stream) {
-    std::fputs("\n", stream);
+void zwmgmt::AddX4Keys(CommandKeys* keys) {
     for (const X4Key& row : kX4Keys) {
-        std::fprintf(stream, "    %-14s", KeyWord(kFilter, row.key));
-        switch (row.form) {
-            case Form::kText: std::fprintf(stream, "a text of at most %zu", row.width); break;
-            case Form::kId:
-                std::fputs("a number from 1; of IPv6 rules a multiple of 4", stream);
-                break;
-            case Form::kMasked: std::fprintf(stream, "number[:mask] of %zu bits", row.width); break;
-            case Form::kNumber:
-            case Form::kDecimal: std::fputs("a number", stream); break;
-            case Form::kAddress: std::fputs("address[/prefix length]", stream); break;
-            case Form::kMac: std::fputs("a MAC address", stream); break;
-            case Form::kType: std::fputs("ipv4 or ipv6, after id", stream); break;
-            case Form::kVlanValue: std::fputs("a number, after x4vlan", stream); break;
-            case Form::kWord:
-            case Form::kVlanAction:
-                for (const WordRow& word : row.words) {
-                    std::fprintf(stream, "%s%s", &word == row.words.data() ? "" : ", ",
-                                 word.word.data());
-                }
-                break;
-        }
-        std::fputs("\n", stream);
+        keys->push_back({KeyWord(kFilter, row.key), row.key, OsSet::Any(), TakenBy(row)});
     }
 }
 

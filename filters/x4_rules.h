@@ -1,11 +1,11 @@
 /// What there is to say of the keys of X4 rules.
 #pragma once
 
-#include <cstdio>
+#include <cstdint>
 
 namespace zwmgmt {
 
-/// Prints each key with the values that it takes, a line a key.
-void PrintX4Keys(FILE* stream);
+/// The present bits that say which packets a rule is for, not what becomes of them.
+inline constexpr uint32_t kX4Criteria = 0xB80FFFF;
 
 }  // namespace zwmgmt

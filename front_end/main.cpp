@@ -10,13 +10,14 @@
 #include <vector>
 
 #include "front_end/exit_status.h"
+#include "front_end/help.h"
 #include "front_end/options.h"
 #include "front_end/password.h"
 #include "front_end/policy_check.h"
 #include "front_end/say.h"
 #include "platform/host.h"
 #include "platform/terminal.h"
-#include "zwmgmt/help.h"
+#include "zwmgmt/argument_notes.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
 namespace zwcli {
@@ -174,7 +175,22 @@ class Run {
         return Fail(kUnsupported, refusal);
     }
 
-    ExitStatus Send(Client_Request_Message* request) { return Explain(Ask(request)); }
+    /// Says what is sent otherwise than written, or what a refused entry may be.
+    static void SayNotes(const zwmgmt::ArgumentNotes& notes) {
+        for (size_t i = 0; i < notes.Count(); ++i) {
+            const bool warning = notes[i].severity == zwmgmt::ArgumentNote::kWarning;
+            Say(std::string(warning ? "warning: " : "") + notes[i].text);
+        }
+    }
+
+    ExitStatus Send(Client_Request_Message* request) {
+        const zwmgmt::ArgumentNotes notes(session, request);
+        if (!notes.Refused()) SayNotes(notes);
+        const uint32_t result = Ask(request);
+        if (!notes.Refused()) return Explain(result);
+        SayNotes(notes);
+        return kUsage;
+    }
 
     /// Returns what the library returns; the agent's own status is then the session's last.
     uint32_t Ask(Client_Request_Message* request) {
@@ -235,15 +251,8 @@ bool Is(std::string_view word, std::string_view command) {
 
 /// A command of the front end itself: it needs no agent.
 ExitStatus Help(const std::vector<const char*>& words) {
-    if (words.size() == 1) {
-        std::puts("help [SERVICE [COMMAND]]\n    lists commands and their keys, without an agent");
-        std::puts(
-            "policy check FILE [src=ADDRESS dport=N ...]\n    compiles a policy file and "
-            "explains what it does, without an agent");
-    }
-    if (zwmgmt::PrintHelp(stdout, words.data() + 1, words.size() - 1)) return kOk;
-    return Fail(kUsage,
-                "help is for: help [SERVICE [COMMAND]], of the commands that \"help\" lists");
+    const std::string wrong = PrintHelpFor(words);
+    return wrong.empty() ? kOk : Fail(kUsage, wrong);
 }
 
 ExitStatus Main(int argc, const char* const* argv) {
@@ -252,12 +261,14 @@ ExitStatus Main(int argc, const char* const* argv) {
 
     std::vector<const char*> words;
     for (const std::string& word : options.words) words.push_back(word.c_str());
-    if (!words.empty() && Is(words[0], "help")) return Help(words);
+    const bool asks_for_help = !words.empty() && Is(words[0], "help");
+    if (asks_for_help) words.erase(words.begin());
+    if (asks_for_help || options.help) return Help(words);
     if (!words.empty() && Is(words[0], "policy")) {
         return PolicyCommand({words.begin() + 1, words.end()});
     }
     zwmgmt::CommandWords command(words.data(), words.size());
-    if (command.Request() == nullptr) return Fail(kUsage, command.Error());
+    if (command.Request() == nullptr) return Fail(kUsage, ComplaintAbout(words));
 
     if (options.wait && FindBackground(*command.Request()) == nullptr) {
         return Fail(kUsage, "--wait is for net ping, net traceroute and system install");

@@ -45,6 +45,9 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
     app.allow_windows_style_options(false);  // a word that begins with a slash is a path
     app.formatter(std::make_shared<Help>());
     app.footer(kFooter);
+    app.set_help_flag();  // ours knows the words
+    app.add_flag("-h,--help", options->help,
+                 "Print this help message, or that of the SERVICE [COMMAND] given, and exit");
     app.set_version_flag("--version", "korvane_zwcli " ZWMGMT_VERSION);
     app.add_option("--host", options->host, "Host of the agent, name or dotted quad")
         ->capture_default_str();
@@ -72,7 +75,9 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
     } catch (const CLI::ParseError& stop) {
         return Fail(kUsage, std::string(stop.what()) + "\nRun with --help for more information.");
     }
-    return std::nullopt;
+    if (!options->help || !options->words.empty()) return std::nullopt;
+    std::fputs(app.help().c_str(), stdout);
+    return kOk;
 }
 
 }  // namespace zwcli

@@ -13,6 +13,7 @@ struct Options {
     uint16_t port = 35001;
     std::optional<std::string> user;           // default: the local user
     std::optional<std::string> password_file;  // "-": standard input
+    bool help = false;                         // of the words
     bool wait = false;                         // until what runs in the background has an outcome
     std::vector<std::string> words;            // SERVICE COMMAND [SUBCOMMAND] [key=value ...]
 };

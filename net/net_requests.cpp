@@ -1,4 +1,6 @@
 /// Requests of host networking.
+#include <string>
+
 #include "cli/handler.h"
 #include "cli/keys.h"
 #include "zwmgmt/zwmgmt_interface.h"
@@ -36,7 +38,11 @@ constexpr Probe kTraceRouteProbe = {
 class ProbeBuilder {
   public:
     ProbeBuilder(ZwMgmt_interface& complaining_session, const Probe& built_probe)
-        : session(complaining_session), probe(built_probe) {}
+        : session(complaining_session), probe(built_probe) {
+        if (!probe.counts) return;
+        payload.packet_count = 4;
+        payload.timeout_ms = 2000;
+    }
 
     /// Null, or what is wrong with the key.
     const char* Take(const Client_Request_Argument& key) {
@@ -48,14 +54,14 @@ class ProbeBuilder {
                 if (value.find('.') != value.npos) {
                     return "Please specify a hostname instead of a domain name\n";
                 }
-                return TakeName(kPingHost, value);
+                return TakeName(kPingHost, key);
             case kDomainKey:
                 if (value.find('.') == value.npos) {
                     return "Please specify a domain name instead of a host name\n";
                 }
-                return TakeName(kPingDomain, value);
-            case kPacketsKey: return TakeNumber(value, &packets);
-            case kTimeoutKey: return TakeNumber(value, &timeout_seconds);
+                return TakeName(kPingDomain, key);
+            case kPacketsKey: return TakePackets(key);
+            case kTimeoutKey: return TakeTimeout(key);
             default: return kInvalidArgument;
         }
     }
@@ -66,12 +72,6 @@ class ProbeBuilder {
             return Refuse(session, "Please provide a valid ip address family\n");
         }
         if (address == nullptr && !name_given) return Refuse(session, probe.no_target);
-        if (probe.counts) {
-            payload.packet_count = static_cast<uint8_t>(packets);
-            // The product is formed in 32 bits.
-            payload.timeout_ms =
-                static_cast<int32_t>(static_cast<uint32_t>(timeout_seconds) * 1000u);
-        }
         message->service = kNet;
         message->opcode = probe.start;
         return AttachData(message, &payload, sizeof(payload)) ? 0
@@ -93,15 +93,39 @@ class ProbeBuilder {
         return nullptr;
     }
 
-    const char* TakeName(PingTarget kind, std::string_view name) {
+    const char* TakeName(PingTarget kind, const Client_Request_Argument& key) {
         name_given = true;
         payload.target_kind = kind;
-        SetFixedText(payload.target, sizeof(payload.target), name);
+        SetFixedText(payload.target, sizeof(payload.target), ValueOf(key));
+        const std::string_view sent = FixedText(payload.target, sizeof(payload.target));
+        if (sent != ValueOf(key)) Remarks::SentAs(session, key, std::string(sent));
         return nullptr;
     }
 
-    const char* TakeNumber(std::string_view text, int32_t* number) const {
-        return probe.counts && ParseDecimal(text, number) ? nullptr : kInvalidArgument;
+    const char* TakeNumber(const Client_Request_Argument& key, int32_t* number) const {
+        if (!probe.counts) return kInvalidArgument;
+        return ParseDecimal(ValueOf(key), number) ? nullptr : "Invalid value specified\n";
+    }
+
+    const char* TakePackets(const Client_Request_Argument& key) {
+        int32_t packets = 0;
+        if (const char* wrong = TakeNumber(key, &packets)) return wrong;
+        payload.packet_count = static_cast<uint8_t>(packets);
+        if (payload.packet_count != packets) {
+            Remarks::SentAs(session, key, std::to_string(payload.packet_count));
+        }
+        return nullptr;
+    }
+
+    const char* TakeTimeout(const Client_Request_Argument& key) {
+        int32_t seconds = 0;
+        if (const char* wrong = TakeNumber(key, &seconds)) return wrong;
+        // The product is formed in 32 bits.
+        payload.timeout_ms = static_cast<int32_t>(static_cast<uint32_t>(seconds) * 1000u);
+        if (payload.timeout_ms != int64_t{seconds} * 1000) {
+            Remarks::SentAs(session, key, std::to_string(payload.timeout_ms) + " ms");
+        }
+        return nullptr;
     }
 
     ZwMgmt_interface& session;
@@ -110,8 +134,6 @@ class ProbeBuilder {
     const char* address = nullptr;
     bool version_given = false;
     bool name_given = false;
-    int32_t packets = 4;
-    int32_t timeout_seconds = 2;
 };
 
 int BuildProbe(ZwMgmt_interface& session, const Client_Request_Message* request, _Message* message,
@@ -123,7 +145,8 @@ int BuildProbe(ZwMgmt_interface& session, const Client_Request_Message* request,
     if (count == 0) return Refuse(session, probe.no_target);
     ProbeBuilder builder(session, probe);
     for (uint32_t i = 0; i < count; ++i) {
-        if (const char* wrong = builder.Take(request->arguments[i])) return Refuse(session, wrong);
+        const Client_Request_Argument& key = request->arguments[i];
+        if (const char* wrong = builder.Take(key)) return Refuse(session, key, wrong);
     }
     return builder.Finish(message);
 }
@@ -146,20 +169,20 @@ int ZwMgmt_interface::CLSetMTU(Client_Request_Message* request, _Message* messag
     for (const Client_Request_Argument& key : KeysOf(request)) {
         const std::string_view value = ValueOf(key);
         if (key.key == NetworkingKey("ifname")) {
-            if (value.size() > sizeof(payload.interface_name)) {
-                return Refuse(*this, kInvalidArgument);
+            if (!SetWhole(payload.interface_name, value)) {
+                return Refuse(*this, key, kInvalidArgument);
             }
-            SetFixedText(payload.interface_name, value);
         } else if (key.key == NetworkingKey("mtu")) {
             int32_t mtu = 0;
             const bool number = ParseDecimal(value, &mtu);
             if (IsAllDigits(value) && (!number || mtu > kHighest)) {
-                return Refuse(*this, "You have entered very high value for mtu!!!!\n");
+                return Refuse(*this, key, "You have entered very high value for mtu!!!!\n");
             }
-            if (!number || mtu < 1) return Refuse(*this, "Please specify postive value for mtu\n");
+            if (!number || mtu < 1)
+                return Refuse(*this, key, "Please specify postive value for mtu\n");
             payload.mtu = static_cast<uint32_t>(mtu);
         } else {
-            return Refuse(*this, kInvalidArgument);
+            return Refuse(*this, key, kInvalidArgument);
         }
     }
     if (os_type == kWindows && payload.interface_name[0] == '\0') {

@@ -98,7 +98,7 @@ TEST(Install, PushesThePackagesInOrder) {
              2},
             {0,
              0,
-             {"type=nic", toe.c_str(), "conftype=3", "conftype=5"},
+             {"type=nic", toe.c_str(), "conftype=5"},
              0,
              0,
              toe_sent + "Command completed successfully.\n",
@@ -157,7 +157,7 @@ TEST(Install, PushesThePackagesInOrder) {
             EXPECT_EQ(host.files[1].name, "OFED-2");
         } else if (taken == 1) {
             EXPECT_EQ(host.files[0].flags, 0x1u);
-            EXPECT_EQ(host.files[0].extra, words.size() == 4 ? "\x05" : "");
+            EXPECT_EQ(host.files[0].extra, words.size() == 3 ? "\x05" : "");
         }
     }
     std::filesystem::remove_all(folder);

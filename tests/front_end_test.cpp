@@ -38,7 +38,7 @@ TEST(FrontEnd, ListsTheAdaptersOfEveryOs) {
 
 TEST(FrontEnd, WordsAreCheckedBeforeAnythingIsConnected) {
     const Table<std::vector<std::string>, const char*> rows = {
-        {std::vector<std::string>{}, "missing service; known: iscsi"},
+        {std::vector<std::string>{}, "missing service; known: net, korvane"},
         {{"korvan"}, "unknown service \"korvan\"; nearest: korvane"},
         {{"korvane", "x=1"}, "unknown korvane command \"x=1\""},
         {{"korvane", "listports", "pic=1"}, "unknown key \"pic\""},
@@ -224,9 +224,9 @@ TEST(FrontEnd, TellsWhatTheAgentDoesNotSupport) {
     EXPECT_EQ(run.err, "korvane_zwcli: Error: Filter service is not available on Server\n");
 
     run = Zwcli(agent.Port(), {"korvane", "flashrom"});
-    EXPECT_EQ(run.exit_status, 1);
+    EXPECT_EQ(run.exit_status, 2);
     EXPECT_EQ(run.out, "Invalid command for the service\n");
-    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(run.err, "korvane_zwcli: this version does not have \"korvane flashrom\"\n");
 
     zmsim::Scenario old = BuiltinScenario("linux");
     old.capabilities.api_version = 0x14;

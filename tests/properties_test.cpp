@@ -93,7 +93,7 @@ void ExpectPayloads(Builder builder, const std::string& cases, const Groups& gro
 TEST(SetCardProperty, EveryKeyBecomesItsBytes) {
     Bytes expected(231);
     std::memcpy(expected.data() + 5, "0123456789abcdef", 16);
-    ExpectPayloads(kCard, "card_properties", kCardGroups, {{kPci, "0123456789abcdefX"}}, expected);
+    ExpectPayloads(kCard, "card_properties", kCardGroups, {{kPci, "0123456789abcdef"}}, expected);
 }
 
 TEST(SetPortProperty, EveryKeyBecomesItsBytes) {
@@ -130,6 +130,8 @@ TEST(SetCardProperty, RefusalsHaveTheirTexts) {
         {2, {{kPci, "1"}, {38, nullptr}}, invalid},
         {2, {{kPci, "1"}, {38, "0x10"}}, invalid},
         {1, {{kPci, "1"}, {27, "-5"}}, invalid},
+        {1, {{kPci, "1"}, {27, "123456789"}}, invalid},
+        {2, {{kPci, "0123456789abcdefX"}, {38, "1"}}, invalid},
         {2, {{kPci, "1"}, {32, "9223372036854775808"}}, invalid},
         {2, {{kPci, "1"}, {27, "1"}}, unknown},
         {6, {{kPci, "1"}, {38, "1"}}, unknown},
@@ -173,6 +175,12 @@ TEST(SetPortProperty, RefusalsHaveTheirTexts) {
         {2, {{126, "99999999999999999999"}}, invalid},
         {2, {{140, "08"}}, invalid},
         {2, {{54, "on"}}, invalid},
+        {2, {{54, "01"}}, invalid},
+        {2, {{54, "0x1"}}, invalid},
+        {1, {{61, "128"}}, invalid},
+        {1, {{68, "100000001"}}, invalid},
+        {1, {{258, "54321"}}, invalid},
+        {2, {{kPci, "0123456789abcdefX"}}, invalid},
         {1, {{440, "jumbo"}}, invalid},
         {2, {{kInstance, "one"}}, invalid},
         {2, {{139, "0"}}, "Invalid resetautoneg value\n"},

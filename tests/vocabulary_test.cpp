@@ -134,17 +134,19 @@ TEST(CommandWords, ComplainAboutTheWordAndNameTheNearest) {
         {{"korvan"}, "unknown service \"korvan\"; nearest: korvane"},
         {{"korvane", "listport"}, "unknown korvane command \"listport\"; nearest: listports"},
         {{"korvane", "get"},
-         "unknown korvane command \"get\"; nearest: getcardstats, getportstats, getproperty"},
+         "unknown korvane command \"get\"; nearest: getcardstats, getportstats"},
         {{"korvane", "listports", "pc=1"}, "unknown key \"pc\"; nearest: pci"},
         {{"korvane", "listports", "pci="}, "key \"pci\" has no value"},
         {{"korvane", "listports", "pci=1", "x"}, "expected key=value instead of \"x\""},
         {{"korvane", "listadapterprops", "all"}, "the command takes no arguments: \"all\""},
-        {{"korvane", "listports", "mtuu=1"}, "unknown key \"mtuu\"; nearest: mtu"},
-        {{"net", "bridge", "lst"}, "unknown sub-command \"lst\"; nearest: list"},
+        {{"korvane", "setportproperty", "mtuu=1"}, "unknown key \"mtuu\"; nearest: mtu"},
+        {{"net", "bridge", "lst"}, "unknown sub-command \"lst\""},
+        {{"net", "mtu", "set", "mtu=1", "MTU=2"}, "key \"MTU\" is given twice"},
         {{"net", nullptr}, "a word is missing (null)"},
         {{"net", "ping", "set"}, "expected key=value instead of \"set\""},
         {{"generic", "x"}, "unknown generic command \"x\""},
-        {{"team"}, "missing command of service team; known: create, remove, list"},
+        {{"team"}, "missing command of service team; not in this version: create, remove, list"},
+        {{"tm"}, "missing command of service tm; known: add, modify, delete, list"},
     };
     for (const auto& [words, error] : rows) {
         CommandWords command(words.data(), words.size());
@@ -152,7 +154,7 @@ TEST(CommandWords, ComplainAboutTheWordAndNameTheNearest) {
         EXPECT_TRUE(std::string(command.Error()).starts_with(error)) << command.Error();
     }
     CommandWords nothing(nullptr, 0);
-    EXPECT_TRUE(std::string(nothing.Error()).starts_with("missing service; known: iscsi, net, "));
+    EXPECT_TRUE(std::string(nothing.Error()).starts_with("missing service; known: net, korvane, "));
     const std::string endless(100'000, 'x');
     const char* long_word[] = {endless.c_str()};
     EXPECT_EQ(CommandWords(long_word, 1).Request(), nullptr);

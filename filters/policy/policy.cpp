@@ -92,10 +92,15 @@ bool ReadWhole(const char* name, std::string* text) {
 
 }  // namespace
 
+void ParsePolicy::Print(const std::string& error) const {
+    if (!prints || error.empty()) return;
+    std::fprintf(stream != nullptr ? stream : stdout, "%s\n", error.c_str());
+}
+
 bool ParsePolicy::NameFits(const char* interface_name, std::string* error) {
     if (std::strlen(interface_name) < sizeof(_OfldPolicy::interface_name)) return true;
     *error = "the interface name is longer than 63 characters";
-    std::fprintf(stream != nullptr ? stream : stdout, "%s\n", error->c_str());
+    Print(*error);
     return false;
 }
 
@@ -104,9 +109,7 @@ bool ParsePolicy::Append(std::string_view rule, size_t number, const char* inter
     _OfldPolicy policy = {};
     if (!classifier.Compile(rule, number, &program, &policy.settings)) {
         *error = classifier.Error();
-        if (!error->empty()) {
-            std::fprintf(stream != nullptr ? stream : stdout, "%s\n", error->c_str());
-        }
+        Print(*error);
         return false;
     }
     SetFixedText(policy.interface_name, interface_name);

@@ -71,8 +71,9 @@ const char* Take(const Client_Request_Argument& key, const PolicyCommand& row, G
 }
 
 /// The first record of a policy, which may be a file's: "@FILE".
-bool Compile(FILE* stream, const Given& given, _OfldPolicy* policy) {
+bool Compile(FILE* stream, bool quietly, const Given& given, _OfldPolicy* policy) {
     ParsePolicy parser(stream);
+    if (quietly) parser.PrintNothing();
     std::vector<_OfldPolicy> policies;
     std::string error;
     const bool file = given.policy[0] == '@';
@@ -88,13 +89,14 @@ int BuildPolicy(ZwMgmt_interface& session, FILE* stream, const Client_Request_Me
                 _Message* message, const PolicyCommand& row) {
     Given given;
     for (const Client_Request_Argument& key : KeysOf(request)) {
-        if (const char* wrong = Take(key, row, &given)) return Refuse(session, wrong);
+        if (const char* wrong = Take(key, row, &given)) return Refuse(session, key, wrong);
     }
     if (given.interface_name == nullptr) return Refuse(session, row.no_interface);
     if (row.no_id != nullptr && given.id == 0) return Refuse(session, row.no_id);
     if (row.takes_policy && given.policy == nullptr) return Refuse(session, row.no_policy);
     _OfldPolicy payload = {};
-    if (row.takes_policy && !Compile(stream, given, &payload)) {
+    const bool quietly = Remarks::Of(session) != nullptr;
+    if (row.takes_policy && !Compile(stream, quietly, given, &payload)) {
         return Refuse(session, "Invalid policy\n");
     }
     SetFixedText(payload.interface_name, given.interface_name);

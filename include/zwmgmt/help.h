@@ -8,9 +8,9 @@
 
 namespace zwmgmt {
 
-/// Prints the commands that can be sent, with their keys: all of them, those of the service that
-/// the first word names, or the command of the second, with the properties that can be set where it
-/// sets some. Returns false, with nothing printed, for words that name none that can be sent.
+/// Prints the commands that can be sent: all of them, those of the service that the first word
+/// names, or the command of the second, with what each of its keys takes and which agents take it.
+/// Returns false, with nothing printed, for words that name none that can be sent.
 ZWMGMT_API bool PrintHelp(FILE* stream, const char* const* words, size_t count) noexcept;
 
 }  // namespace zwmgmt

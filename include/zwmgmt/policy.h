@@ -50,6 +50,9 @@ class ZWMGMT_API ParsePolicy {
     ParsePolicy(const ParsePolicy&) = delete;
     ParsePolicy& operator=(const ParsePolicy&) = delete;
 
+    /// From now on the reasons are in *error alone.
+    void PrintNothing() noexcept { prints = false; }
+
     /// Rules separated by line ends or ";". Appends a record for each, with interface name and
     /// index 0. Returns 0, or 1 with the reason in *error and printed; records of earlier rules may
     /// have been appended then.
@@ -79,7 +82,10 @@ class ZWMGMT_API ParsePolicy {
     bool Append(std::string_view rule, size_t number, const char* interface_name,
                 std::vector<_OfldPolicy>* policies, std::string* error);
 
+    void Print(const std::string& error) const;
+
     FILE* stream;
+    bool prints = true;
     Classifier classifier;
     std::vector<PolicyInstruction> program;  // of the last rule
 };

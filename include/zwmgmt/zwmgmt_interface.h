@@ -45,6 +45,10 @@
 struct ssl_ctx_st;
 struct ssl_st;
 
+namespace zwmgmt {
+struct Remarks;
+}
+
 class ZWMGMT_API ZwMgmt_interface {
   public:
     // ---- Construction -------------------------------------------------------------------------
@@ -340,7 +344,8 @@ class ZWMGMT_API ZwMgmt_interface {
 
     /// Sets properties of the adapter at pci=, or of its port port=: the keys that agents of this
     /// OS know ("korvane_zwcli help korvane setcardproperty" lists them). Data:
-    /// CardPropertyRequest, PortRequest. Reply: a status.
+    /// CardPropertyRequest, PortRequest. Reply: a status. A value that its field cannot hold is
+    /// refused.
     int CLSetKorvaneCardProp(Client_Request_Message* request, _Message* message);
     void GetKorvaneCardSetResponse(_Message* message);
     int CLSetKorvanePortProp(Client_Request_Message* request, _Message* message);
@@ -446,8 +451,8 @@ class ZWMGMT_API ZwMgmt_interface {
     int CLShowActiveComb(Client_Request_Message* request, _Message* message);
     void ShowActiveResp(const void* text, _Message* message);
 
-    /// Size of the rule table of ifname=: the first word is "get", or "set" with max=. Data:
-    /// _Filter. Reply to get: a signed 32-bit number.
+    /// Size of the rule table of ifname=: the first word is "get", or "set" with max=; no other
+    /// keys. Data: _Filter. Reply to get: a signed 32-bit number.
     int CLGetOrSetMaxFiltersValue(Client_Request_Message* request, _Message* message);
     void GetMaxFiltersResponse(const void* value, _Message* message);
 
@@ -534,6 +539,8 @@ class ZWMGMT_API ZwMgmt_interface {
                       void** out);
     bool ReportStatus(uint32_t reported);
 
+    friend struct zwmgmt::Remarks;
+
     uint16_t header_size = zwmgmt::kHeaderSize;
     uint8_t os_type = 0;
     uint8_t current_service = 0;
@@ -562,6 +569,7 @@ class ZWMGMT_API ZwMgmt_interface {
     uint32_t receive_timeout_seconds = 0;
     uint32_t reply_limit = 64u << 20;
     FILE* output_stream = nullptr;
+    zwmgmt::Remarks* remarks = nullptr;  // given: requests are built, not sent; nothing is printed
 };
 
 /// Judges a dotted quad by mode as CLstr2ipoctets does, but by the whole value of each octet: 255

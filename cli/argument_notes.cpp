@@ -1,0 +1,165 @@
+#include "zwmgmt/argument_notes.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <new>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "cli/command_keys.h"
+#include "cli/remarks.h"
+#include "cli/routes.h"
+#include "cli/vocabulary.h"
+
+namespace zwmgmt {
+
+struct ArgumentNotes::Parts {
+    struct Note {
+        ArgumentNote::Severity severity;
+        int32_t argument;
+        std::string text;
+    };
+
+    std::vector<Note> notes;
+    bool refused = false;
+
+    void Take(const Client_Request_Message& request, uint8_t os_type, const Remarks& remarks);
+    void NoteUnheeded(const Client_Request_Message& request, const CommandKeys& keys,
+                      uint8_t os_type);
+};
+
+namespace {
+
+/// The word of a key number, which one service may use for several words: that of the command, or
+/// of another command that this version sends, comes first.
+const char* WordOf(const Client_Request_Message& request, int key) {
+    const auto word_in = [&](uint16_t command) -> const char* {
+        const CommandKeys keys = KeysOfCommand(command);
+        const auto row = std::ranges::find(keys, key, &CommandKey::key);
+        return row != keys.end() ? row->word : nullptr;
+    };
+    if (const char* word = word_in(request.command)) return word;
+    for (const Route& route : Routes()) {
+        if (route.service != request.service) continue;
+        if (const char* word = word_in(route.command)) return word;
+    }
+    return KeyWord(request.service, key);
+}
+
+/// "mtu=9000"
+std::string Written(const Client_Request_Message& request, const Client_Request_Argument& entry) {
+    const char* word = entry.key == -1 ? nullptr : WordOf(request, entry.key);
+    const std::string value = entry.value != nullptr ? entry.value : "";
+    return word != nullptr ? word + ("=" + value) : value;
+}
+
+std::string NameOf(const Client_Request_Message& request) {
+    const char* service = ServiceWord(request.service);
+    const char* command = CommandWord(request.service, request.command);
+    return std::string(service != nullptr ? service : "?") + " " +
+           (command != nullptr ? command : "?");
+}
+
+const CommandKey* Find(const CommandKeys& keys, int key, uint8_t os_type) {
+    const auto row = std::ranges::find_if(keys, [&](const CommandKey& candidate) {
+        return candidate.key == key && candidate.agents.Has(os_type);
+    });
+    return row != keys.end() ? &*row : nullptr;
+}
+
+/// What a refused entry may be.
+std::string Expected(const Client_Request_Message& request, const Client_Request_Argument& entry,
+                     const CommandKeys& keys, uint8_t os_type) {
+    if (const CommandKey* row = Find(keys, entry.key, os_type)) return "expected " + row->takes;
+    const bool others_take_it =
+        std::ranges::any_of(keys, [&](const CommandKey& key) { return key.key == entry.key; });
+    constexpr size_t kFew = 8;
+    std::string known;
+    size_t count = 0;
+    for (const CommandKey& key : keys) {
+        if (!key.agents.Has(os_type)) continue;
+        known += (count++ == 0 ? "" : ", ") + std::string(key.word);
+    }
+    if (count > kFew) known = "what \"help " + NameOf(request) + "\" lists";
+    return (others_take_it ? "not for agents of this OS, which take "
+                           : "not a key of this command, which takes ") +
+           known;
+}
+
+}  // namespace
+
+/// Keys that the builder has passed over, or sends to agents that do not heed them.
+void ArgumentNotes::Parts::NoteUnheeded(const Client_Request_Message& request,
+                                        const CommandKeys& keys, uint8_t os_type) {
+    const std::span entries(request.arguments, request.argument_count);
+    for (size_t i = 0; i < entries.size(); ++i) {
+        if (entries[i].key == -1 || keys.empty()) continue;
+        if (Find(keys, entries[i].key, os_type) != nullptr) continue;
+        notes.push_back({ArgumentNote::kWarning, static_cast<int32_t>(i),
+                         Written(request, entries[i]) + " has no effect on this agent"});
+    }
+}
+
+void ArgumentNotes::Parts::Take(const Client_Request_Message& request, uint8_t os_type,
+                                const Remarks& remarks) {
+    const auto index = [&](const Client_Request_Argument* entry) {
+        return entry != nullptr ? static_cast<int32_t>(entry - request.arguments) : -1;
+    };
+    const CommandKeys keys = KeysOfCommand(request.command);
+    if (refused) {
+        const Client_Request_Argument* entry = remarks.refused;
+        if (FindRoute(request.service, request.command) == nullptr) {
+            notes.push_back({ArgumentNote::kRefusal, -1,
+                             "this version does not have \"" + NameOf(request) + "\""});
+        } else if (entry == nullptr) {
+            NoteUnheeded(request, keys, os_type);
+        } else {
+            notes.push_back(
+                {ArgumentNote::kRefusal, index(entry),
+                 Written(request, *entry) + ": " + Expected(request, *entry, keys, os_type)});
+        }
+        return;
+    }
+    for (const Remarks::Warning& warning : remarks.warnings) {
+        const std::string written =
+            warning.entry != nullptr ? Written(request, *warning.entry) : "";
+        notes.push_back({ArgumentNote::kWarning, index(warning.entry), written + warning.text});
+    }
+    NoteUnheeded(request, keys, os_type);
+}
+
+ArgumentNotes::ArgumentNotes(const ZwMgmt_interface& session,
+                             Client_Request_Message* request) noexcept
+    : parts(nullptr) {
+    if (request == nullptr) return;
+    _Message message = {};
+    try {
+        parts = new Parts;
+        Remarks remarks;
+        ZwMgmt_interface builder(session);
+        Remarks::Attach(builder, &remarks);
+        char unused_buffer[1];
+        const int result = builder.Client_ProcessRequest(&message, request, unused_buffer, nullptr);
+        parts->refused =
+            result == kRequestRefused || result == kInvalidCommand || result == kInvalidValue;
+        if (result == 0 || parts->refused) parts->Take(*request, session.OsType(), remarks);
+    } catch (const std::bad_alloc&) {
+        delete parts;
+        parts = nullptr;
+    }
+    std::free(message.data);
+}
+
+ArgumentNotes::~ArgumentNotes() { delete parts; }
+
+size_t ArgumentNotes::Count() const noexcept { return parts != nullptr ? parts->notes.size() : 0; }
+
+ArgumentNote ArgumentNotes::operator[](size_t index) const noexcept {
+    const Parts::Note& note = parts->notes[index];
+    return {note.severity, note.argument, note.text.c_str()};
+}
+
+bool ArgumentNotes::Refused() const noexcept { return parts != nullptr && parts->refused; }
+
+}  // namespace zwmgmt
