@@ -45,6 +45,7 @@ add_library(zmsim STATIC
     simulator/certificate.cpp
     simulator/file_receiver.cpp
     simulator/filter_table.cpp
+    simulator/judge.cpp
     simulator/policy_table.cpp
     simulator/probes.cpp
     simulator/property_changes.cpp

@@ -1,8 +1,10 @@
 #include "simulator/agent.h"
 
 #include <algorithm>
+#include <condition_variable>
 #include <cstring>
 #include <memory>
+#include <mutex>
 #include <system_error>
 #include <utility>
 
@@ -23,6 +25,8 @@ constexpr platform::Milliseconds kWriteLimit{15'000};
 constexpr platform::Milliseconds kIdleLimit{3'600'000};
 constexpr uint32_t kLongestRequest = 1u << 20;
 
+using Clock = std::chrono::steady_clock;
+
 struct FreeSession {
     void operator()(SSL* ssl) const { SSL_free(ssl); }
 };
@@ -37,11 +41,13 @@ class Wire {
         return !faults.goodbye && (written == faults.cut_after || read == faults.cut_after_reading);
     }
 
-    bool Read(void* buffer, size_t length) {
+    bool Read(void* buffer, size_t length, Clock::time_point deadline) {
         auto* bytes = static_cast<uint8_t*>(buffer);
         if (faults.cut_after_reading) length = std::min(length, *faults.cut_after_reading - read);
         for (size_t left = length; left > 0;) {
-            const auto moved = tls::ReadSome(ssl, bytes, left, kIdleLimit);
+            const auto time = std::chrono::ceil<platform::Milliseconds>(deadline - Clock::now());
+            if (time.count() <= 0) return false;
+            const auto moved = tls::ReadSome(ssl, bytes, left, time);
             if (moved.outcome != tls::Outcome::kDone) return false;
             bytes += moved.bytes;
             left -= moved.bytes;
@@ -96,31 +102,38 @@ class Wire {
 /// One client's session: which messages it may send depends on what it has sent before.
 class ClientSession {
   public:
-    ClientSession(SSL* ssl, HostModel& host_model, const AgentOptions& agent_options)
+    ClientSession(SSL* ssl, HostModel& host_model, const AgentOptions& agent_options,
+                  std::stop_token stop_token)
         : faults(agent_options.faults ? agent_options.faults() : WireFaults{}),
           wire(ssl, faults),
           model(host_model),
           options(agent_options),
+          stop(std::move(stop_token)),
           files(agent_options.files) {}
 
     bool WasCut() const { return wire.WasCut(); }
 
     /// Serves one message; false when the session is over.
     bool ServeOne() {
+        const uint32_t longest = opened ? kLongestRequest : uint32_t{sizeof(LoginRecord)};
+        const auto deadline = Clock::now() + (opened ? kIdleLimit : options.opening_limit);
         _Message header = {};
-        if (!wire.Read(&header, zwmgmt::kHeaderSize) || header.data_length > kLongestRequest) {
+        if (!wire.Read(&header, zwmgmt::kHeaderSize, deadline) || header.data_length > longest) {
             return false;
         }
         std::vector<uint8_t> data(header.data_length);
-        if (!wire.Read(data.data(), data.size())) return false;
+        if (!wire.Read(data.data(), data.size(), deadline)) return false;
         if (options.tap) {
             options.tap({reinterpret_cast<const uint8_t*>(&header), zwmgmt::kHeaderSize}, data);
         }
         if (header.service == zwmgmt::kSession) return ServeControl(header, data);
         if (!opened) return false;
-        if (login_pending) return SendStatus(zwmgmt::kLoginRejected);
+        if (login_pending) return Send(AnswerTo(header, zwmgmt::kLoginRejected));
+        if (!options.grant_token && model.Changes(header.service, header.opcode)) {
+            return Send(AnswerTo(header, zwmgmt::kNoReadWriteToken));
+        }
         if (header.service == zwmgmt::kSystem && header.opcode == zwmgmt::kInstall) {
-            return ServeFile(data);
+            return ServeFile(header, data);
         }
         return ServeRequest(header, data);
     }
@@ -149,33 +162,43 @@ class ClientSession {
                            zwmgmt::FixedText(record.user_name) == options.login->user &&
                            zwmgmt::FixedText(record.password) == options.login->password;
         if (right) login_pending = false;
-        return SendStatus(right ? uint32_t{zwmgmt::kSuccess} : options.rejection);
+        if (!right && !Delay(options.rejection_delay)) return false;
+        _Message reply = {};
+        reply.status = right ? uint32_t{zwmgmt::kSuccess} : options.rejection;
+        return Send(reply);
     }
 
-    bool ServeFile(std::span<const uint8_t> data) {
+    /// False when the agent is stopped meanwhile.
+    bool Delay(platform::Milliseconds time) const {
+        std::mutex mutex;
+        std::unique_lock lock(mutex);
+        std::condition_variable_any().wait_for(lock, stop, time, [] { return false; });
+        return !stop.stop_requested();
+    }
+
+    bool ServeFile(const _Message& request, std::span<const uint8_t> data) {
         const std::optional<uint32_t> status = files.Take(data);
         if (!status) return wire.Stall();
         if (const auto file = files.TakeFinished()) model.FileArrived(*file);
-        return SendStatus(*status);
+        return Send(AnswerTo(request, *status));
     }
 
     bool ServeRequest(const _Message& request, std::span<const uint8_t> data) {
         const Reply reply = model.Answer(request.service, request.opcode, data);
-        _Message answer = {};
-        answer.os_type = model.OsType();
-        answer.service = request.service;
-        answer.opcode = request.opcode;
-        answer.status = reply.status;
+        _Message answer = AnswerTo(request, reply.status);
         if (reply.status != zwmgmt::kSuccess) return Send(answer);
         const auto length = static_cast<uint32_t>(reply.data.size());
         answer.data_length = length != 0 ? faults.announced_length.value_or(length) : 0;
         return Send(answer, reply.data);
     }
 
-    bool SendStatus(uint32_t status) {
-        _Message header = {};
-        header.status = status;
-        return Send(header);
+    _Message AnswerTo(const _Message& request, uint32_t status) const {
+        _Message answer = {};
+        answer.os_type = model.OsType();
+        answer.service = request.service;
+        answer.opcode = request.opcode;
+        answer.status = status;
+        return answer;
     }
 
     bool Send(const _Message& header, std::span<const uint8_t> data = {}) {
@@ -190,6 +213,7 @@ class ClientSession {
     Wire wire;
     HostModel& model;
     const AgentOptions& options;
+    const std::stop_token stop;
     FileReceiver files;
     bool opened = false;
     bool login_pending = false;
@@ -229,7 +253,7 @@ bool Agent::Start(std::string* error) {
 }
 
 void Agent::Stop() {
-    stopping = true;
+    stopping.request_stop();
     if (listener != platform::kNoSocket) platform::CloseBothWays(listener);
     if (acceptor.joinable()) acceptor.join();
     ReapClients(true);
@@ -239,7 +263,7 @@ void Agent::Stop() {
 }
 
 void Agent::AcceptClients() {
-    while (!stopping) {
+    while (!stopping.stop_requested()) {
         const auto socket = platform::Accept(listener, kAcceptRound);
         ReapClients(false);
         if (socket == platform::kNoSocket) continue;
@@ -273,7 +297,7 @@ void Agent::Serve(Client* client) {
         if (ssl && tls::Attach(ssl.get(), client->socket)) {
             SSL_set_accept_state(ssl.get());
             if (tls::Handshake(ssl.get(), kHandshakeLimit) == tls::Outcome::kDone) {
-                ClientSession session(ssl.get(), model, options);
+                ClientSession session(ssl.get(), model, options, stopping.get_token());
                 while (session.ServeOne()) {
                 }
                 if (!session.WasCut()) tls::Shutdown(ssl.get());

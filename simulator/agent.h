@@ -8,6 +8,7 @@
 #include <list>
 #include <optional>
 #include <span>
+#include <stop_token>
 #include <string>
 #include <thread>
 #include <vector>
@@ -39,6 +40,10 @@ struct AgentOptions {
     std::function<void(std::span<const uint8_t> header, std::span<const uint8_t> data)> tap;
     /// What a login with other words than `login` is answered with.
     uint32_t rejection = 225;
+    /// How long such an answer takes, so that guessing does.
+    zwmgmt::platform::Milliseconds rejection_delay{250};
+    /// How long after the TLS handshake its opening message may take.
+    zwmgmt::platform::Milliseconds opening_limit{15'000};
     FileOrders files;
     std::function<WireFaults()> faults;  // asked once a session; none: no faults
 };
@@ -76,7 +81,7 @@ class Agent {
     TlsContext context;
     bool sockets_started = false;
     zwmgmt::platform::SocketHandle listener = zwmgmt::platform::kNoSocket;
-    std::atomic<bool> stopping = false;
+    std::stop_source stopping;
     std::thread acceptor;
     std::list<Client> clients;  // touched by the acceptor alone while it runs
 };

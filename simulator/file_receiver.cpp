@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "simulator/judge.h"
 #include "zwmgmt/fixed_text.h"
 #include "zwmgmt/status.h"
 
@@ -36,7 +37,7 @@ uint32_t FileReceiver::Announce(const FileTransferRecord& record) {
     const uint64_t size = record.file_size;
     const bool sound = size / kChunkSize + (size % kChunkSize != 0) == record.chunk_count &&
                        record.chunk_length == 0 && IsZero(record.chunk_data, kChunkSize) &&
-                       record.file_name[0] != '\0';
+                       IsPackageName(zwmgmt::FixedText(record.file_name));
     if (!sound) return zwmgmt::kInvalidValue;
     if (orders.refuse_announcement != 0) return orders.refuse_announcement;
     file = ReceivedFile{std::string(zwmgmt::FixedText(record.file_name)),

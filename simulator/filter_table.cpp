@@ -2,9 +2,13 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
+#include <utility>
 
 #include "adapters/chips.h"
+#include "filters/combinations.h"
 #include "platform/address.h"
+#include "simulator/judge.h"
 #include "simulator/requests.h"
 #include "zwmgmt/fixed_text.h"
 #include "zwmgmt/status.h"
@@ -81,15 +85,14 @@ constexpr X4Shown kX4Members[] = {
 #undef X3_MEMBER
 #undef X4_MEMBER
 
-/// Members that give a rule its address family.
-constexpr uint32_t kHasFamily = 0x800000 | 0x4000 | 0x8000;
+constexpr size_t kMostRules = 4096;  // of one adapter or interface
 
-/// IPv6 rules take four places of the table.
-uint32_t IdStep(const _FilterX4& rule) {
+/// IPv6 rules take four places of the table, from their id on.
+uint32_t PlacesOf(const _FilterX4& rule) {
     return (rule.present & kHasFamily) != 0 && rule.address_family != 0 ? 4 : 1;
 }
 
-uint32_t IdStep(const _Filter&) { return 1; }
+uint32_t PlacesOf(const _Filter&) { return 1; }
 
 /// Whether a change leaves the rule with addresses of two families.
 bool MixesFamilies(const _FilterX4& given, const _FilterX4& rule) {
@@ -122,32 +125,73 @@ void Modify(const _FilterX4& given, _FilterX4* rule) {
     if ((given.present & kHasFamily) != 0) rule->address_family = given.address_family;
 }
 
-/// The lowest id that no rule has, of those that are multiples of the step.
+/// Whether a rule can begin at this id: a multiple of its places, none of which another rule has.
 template <class Rules>
-typename Rules::key_type FreeId(const Rules& rules, uint32_t step) {
-    uint32_t id = step;
-    while (rules.contains(static_cast<typename Rules::key_type>(id))) id += step;
-    return static_cast<typename Rules::key_type>(id);
+bool IsFree(const Rules& rules, uint32_t id, uint32_t places) {
+    if (id == 0 || id > INT32_MAX || id % places != 0) return false;
+    const auto next = rules.lower_bound(static_cast<typename Rules::key_type>(id));
+    if (next != rules.end() && static_cast<uint32_t>(next->first) - id < places) return false;
+    if (next == rules.begin()) return true;
+    const auto& [before, rule] = *std::prev(next);
+    return id - static_cast<uint32_t>(before) >= PlacesOf(rule);
+}
+
+template <class Rules>
+uint32_t FreeId(const Rules& rules, uint32_t places) {
+    uint32_t id = places;
+    while (!IsFree(rules, id, places)) id += places;
+    return id;
+}
+
+template <class Rules, class Rule>
+Reply Add(Rules* rules, Rule rule) {
+    const uint32_t places = PlacesOf(rule);
+    if (rules->size() == kMostRules) return Failed(zwmgmt::kInvalidFilterId);
+    if (rule.id == 0) rule.id = static_cast<typename Rules::key_type>(FreeId(*rules, places));
+    if (!IsFree(*rules, static_cast<uint32_t>(rule.id), places)) {
+        return Failed(zwmgmt::kInvalidFilterId);
+    }
+    rules->emplace(+rule.id, rule);
+    return {};
+}
+
+/// A rule that becomes one of IPv6 grows into the places behind it.
+template <class Rules, class Rule>
+Reply ModifyRule(Rules* rules, const Rule& given) {
+    const auto found = rules->find(+given.id);
+    if (found == rules->end()) return Failed(zwmgmt::kInvalidFilterId);
+    if (MixesFamilies(given, found->second)) return Failed(zwmgmt::kInvalidValue);
+    Rule changed = found->second;
+    Modify(given, &changed);
+    if (!IsSound(changed)) return Failed(zwmgmt::kInvalidValue);
+    auto own = rules->extract(found);  // a rule is not in its own way
+    const bool free = IsFree(*rules, static_cast<uint32_t>(given.id), PlacesOf(changed));
+    if (free) own.mapped() = changed;
+    rules->insert(std::move(own));
+    return free ? Reply{} : Failed(zwmgmt::kInvalidFilterId);
+}
+
+enum class ChangeKind { kAdd, kModify, kDelete };
+
+ChangeKind KindOf(uint16_t opcode) {
+    switch (opcode) {
+        case zwmgmt::kAddFilterX3:
+        case zwmgmt::kAddFilterX4: return ChangeKind::kAdd;
+        case zwmgmt::kModifyFilterX3:
+        case zwmgmt::kModifyFilterX4: return ChangeKind::kModify;
+        default: return ChangeKind::kDelete;
+    }
 }
 
 /// Carries out a change of a table of rules by id.
 template <class Rules, class Rule>
-Reply Change(Rules* rules, Rule rule, bool add, bool modify) {
-    if (!add) {
-        const auto found = rules->find(+rule.id);
-        if (found == rules->end()) return Failed(zwmgmt::kInvalidFilterId);
-        if (modify) {
-            if (MixesFamilies(rule, found->second)) return Failed(zwmgmt::kInvalidValue);
-            Modify(rule, &found->second);
-        } else {
-            rules->erase(found);
-        }
-        return {};
+Reply Change(Rules* rules, const Rule& rule, ChangeKind kind) {
+    switch (kind) {
+        case ChangeKind::kAdd: return Add(rules, rule);
+        case ChangeKind::kModify: return ModifyRule(rules, rule);
+        case ChangeKind::kDelete: break;
     }
-    if (rule.id == 0) rule.id = FreeId(*rules, IdStep(rule));
-    if (static_cast<uint32_t>(rule.id) % IdStep(rule) != 0) return Failed(zwmgmt::kInvalidFilterId);
-    const bool added = rules->emplace(+rule.id, rule).second;
-    return added ? Reply{} : Failed(zwmgmt::kInvalidFilterId);
+    return rules->erase(+rule.id) != 0 ? Reply{} : Failed(zwmgmt::kInvalidFilterId);
 }
 
 std::string AddressText(const FilterAddress& address, bool ipv6) {
@@ -242,22 +286,20 @@ FilterTable::X4Table* FilterTable::FindX4(std::string_view pci_bus_location) {
 
 Reply FilterTable::ChangeX3(uint16_t opcode, std::span<const uint8_t> data) {
     _Filter rule = {};
-    if (!Unpack(data, &rule)) return Failed(zwmgmt::kInvalidValue);
+    if (!Unpack(data, &rule) || !IsSound(rule)) return Failed(zwmgmt::kInvalidValue);
     if (IsLoaded(scenario, "x3_tom")) return Failed(zwmgmt::kOffloadLoaded);
     X3Table* table = FindX3(FixedText(rule.interface_name));
     if (table == nullptr) return Failed(zwmgmt::kNoPorts);
-    return Change(&table->rules, rule, opcode == zwmgmt::kAddFilterX3,
-                  opcode == zwmgmt::kModifyFilterX3);
+    return Change(&table->rules, rule, KindOf(opcode));
 }
 
 Reply FilterTable::ChangeX4(uint16_t opcode, std::span<const uint8_t> data) {
     _FilterX4 rule = {};
-    if (!Unpack(data, &rule)) return Failed(zwmgmt::kInvalidValue);
+    if (!Unpack(data, &rule) || !IsSound(rule)) return Failed(zwmgmt::kInvalidValue);
     if (IsLoaded(scenario, "x4_tom")) return Failed(zwmgmt::kOffloadLoaded);
     X4Table* table = FindX4(FixedText(rule.pci_bus_location));
     if (table == nullptr) return Failed(zwmgmt::kNoPorts);
-    return Change(&table->rules, rule, opcode == zwmgmt::kAddFilterX4,
-                  opcode == zwmgmt::kModifyFilterX4);
+    return Change(&table->rules, rule, KindOf(opcode));
 }
 
 Reply FilterTable::ListX3() {
@@ -274,7 +316,9 @@ Reply FilterTable::ListX3() {
 
 Reply FilterTable::ListX4(std::span<const uint8_t> data) {
     FilterListRequest request = {};
-    if (!Unpack(data, &request)) return Failed(zwmgmt::kInvalidValue);
+    if (!Unpack(data, &request) || request.show < 1 || request.show > 2) {
+        return Failed(zwmgmt::kInvalidValue);
+    }
     if (IsLoaded(scenario, "x4_tom")) return Failed(zwmgmt::kOffloadLoaded);
     const X4Table* table = FindX4(FixedText(request.pci_bus_location));
     if (table == nullptr) return Failed(zwmgmt::kNoPorts);
@@ -290,6 +334,7 @@ Reply FilterTable::MaxFilters(uint16_t opcode, std::span<const uint8_t> data) {
     X3Table* table = FindX3(FixedText(request.interface_name));
     if (table == nullptr) return Failed(zwmgmt::kNoPorts);
     if (opcode == zwmgmt::kSetMaxFilters) {
+        if (request.max < 0 || request.max > int{kMostRules}) return Failed(zwmgmt::kInvalidValue);
         table->max = request.max;
         return {};
     }
@@ -301,7 +346,9 @@ Reply FilterTable::SetCombination(std::span<const uint8_t> data) {
     if (!Unpack(data, &request)) return Failed(zwmgmt::kInvalidValue);
     X4Table* table = FindX4(FixedText(request.pci_bus_location));
     if (table == nullptr) return Failed(zwmgmt::kNoPorts);
-    table->combination = FixedText(request.combination);
+    const std::string_view combination = FixedText(request.combination);
+    if (!zwmgmt::IsFilterCombination(combination)) return Failed(zwmgmt::kInvalidValue);
+    table->combination = combination;
     return {};
 }
 

@@ -27,6 +27,9 @@ class HostModel {
     /// Called from many threads at once.
     virtual Reply Answer(uint8_t service, uint16_t opcode, std::span<const uint8_t> data) = 0;
 
+    /// Whether the request needs the read-write token; called from many threads at once.
+    virtual bool Changes(uint8_t /*service*/, uint16_t /*opcode*/) const { return true; }
+
     /// A file has been pushed, whole and in order.
     virtual void FileArrived(const ReceivedFile& /*file*/) {}
 };

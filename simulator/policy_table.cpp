@@ -2,12 +2,22 @@
 
 #include <algorithm>
 
+#include "simulator/judge.h"
 #include "simulator/requests.h"
 #include "zwmgmt/vocabulary.h"
 
 namespace zmsim {
 
 using zwmgmt::FixedText;
+
+namespace {
+
+/// What a record of an opcode says that it does.
+uint8_t OperationOf(uint16_t opcode) {
+    return opcode == zwmgmt::kAddPolicy ? 2 : opcode == zwmgmt::kModifyPolicy ? 3 : 4;
+}
+
+}  // namespace
 
 std::optional<Reply> PolicyTable::Answer(uint16_t opcode, std::span<const uint8_t> data) {
     const bool list = opcode == zwmgmt::kListPolicies;
@@ -24,6 +34,10 @@ Reply PolicyTable::Change(uint16_t opcode, std::span<const uint8_t> data) {
     _OfldPolicy policy = {};
     if (!Unpack(data, &policy)) return Failed(zwmgmt::kInvalidValue);
     const std::string name(FixedText(policy.interface_name));
+    if (policy.operation != OperationOf(opcode) || name.size() == sizeof(policy.interface_name) ||
+        (opcode != zwmgmt::kDeletePolicy && !IsSound(policy))) {
+        return Failed(zwmgmt::kInvalidValue);
+    }
     if (!HasPort(scenario, name)) return Failed(zwmgmt::kNoPorts);
     std::vector<_OfldPolicy>& own = policies[name];
     const bool add = opcode == zwmgmt::kAddPolicy;

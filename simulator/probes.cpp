@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "simulator/judge.h"
 #include "simulator/requests.h"
 #include "zwmgmt/vocabulary.h"
 
@@ -41,7 +42,9 @@ std::optional<Reply> Probes::Answer(uint16_t opcode, std::span<const uint8_t> da
 
 Reply Probes::Start(uint16_t opcode, std::span<const uint8_t> data) {
     PingRequest asked = {};
-    if (!Unpack(data, &asked)) return Failed(zwmgmt::kInvalidValue);
+    if (!Unpack(data, &asked) || !IsSound(asked, opcode == zwmgmt::kPing)) {
+        return Failed(zwmgmt::kInvalidValue);
+    }
     if (running) return Failed(zwmgmt::kStillRunning);
     request = asked;
     started = opcode;

@@ -10,6 +10,7 @@
 #include "adapters/card_fields.h"
 #include "adapters/counter_and_driver_fields.h"
 #include "adapters/port_fields.h"
+#include "session/os_set.h"
 #include "simulator/capabilities_fields.h"
 #include "zwmgmt/vocabulary.h"
 
@@ -166,17 +167,37 @@ uint8_t OsFrom(const json& value, const std::string& where) {
     Wrong(where, "not an agent OS");
 }
 
-/// An agent of this client's version that offers everything, unless the scenario says otherwise.
+/// A service, and on which systems an agent can have it.
+struct ServiceRow {
+    size_t word;  // offset in Capabilities
+    zwmgmt::OsSet systems;
+};
+
+constexpr ServiceRow kServices[] = {
+    {offsetof(Capabilities, network), zwmgmt::OsSet::Any()},
+    {offsetof(Capabilities, teaming),
+     {zwmgmt::kWindows, zwmgmt::kLinux, zwmgmt::kSolaris, zwmgmt::kFreeBsd, zwmgmt::kXen}},
+    {offsetof(Capabilities, iscsi),
+     {zwmgmt::kWindows, zwmgmt::kLinux, zwmgmt::kSolaris, zwmgmt::kXen}},
+    {offsetof(Capabilities, adapter), zwmgmt::OsSet::Any()},
+    {offsetof(Capabilities, system), zwmgmt::OsSet::Any()},
+    {offsetof(Capabilities, filter), {zwmgmt::kLinux}},
+    {offsetof(Capabilities, traffic_management), {zwmgmt::kLinux}},
+    {offsetof(Capabilities, fcoe), {zwmgmt::kWindows, zwmgmt::kLinux, zwmgmt::kXen}},
+    {offsetof(Capabilities, log), zwmgmt::OsSet::Any()},
+    {offsetof(Capabilities, iwarp), {zwmgmt::kWindows, zwmgmt::kLinux, zwmgmt::kFreeBsd}},
+};
+
+/// An agent of this client's version that offers what its OS can have, unless the scenario says
+/// otherwise.
 Capabilities FullCapabilities(uint8_t os_type) {
+    constexpr uint16_t kOffered = 2;
     Capabilities all = {};
     all.api_version = zwmgmt::kClientApiVersion;
     all.os_code = os_type;
-    for (const Field& field : kCapabilitiesFields) {
-        const std::string_view name = field.name;
-        const uint16_t offered = name == "bypass" || name == "bonding" ? 0 : 2;
-        if (field.width == sizeof(offered)) {
-            std::memcpy(reinterpret_cast<char*>(&all) + field.offset, &offered, sizeof(offered));
-        }
+    for (const ServiceRow& row : kServices) {
+        if (!row.systems.Has(os_type)) continue;
+        std::memcpy(reinterpret_cast<char*>(&all) + row.word, &kOffered, sizeof(kOffered));
     }
     return all;
 }

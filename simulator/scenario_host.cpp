@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "simulator/judge.h"
 #include "simulator/property_changes.h"
 #include "simulator/requests.h"
 #include "zwmgmt/fixed_text.h"
@@ -37,6 +38,35 @@ constexpr Operation kOperations[] = {
     {zwmgmt::kNet, zwmgmt::kSetMtu, &ScenarioHost::SetMtu},
 };
 
+struct Question {
+    uint8_t service;
+    uint16_t opcode;
+    bool operator==(const Question&) const = default;
+};
+
+/// What leaves the host as it is. Everything else needs the read-write token.
+constexpr Question kQuestions[] = {
+    {zwmgmt::kSystem, zwmgmt::kGetCapabilities},
+    {zwmgmt::kSystem, zwmgmt::kListDrivers},
+    {zwmgmt::kSystem, zwmgmt::kGetInstallResult},
+    {zwmgmt::kKorvane, zwmgmt::kListPorts},
+    {zwmgmt::kKorvane, zwmgmt::kGetCardStats},
+    {zwmgmt::kKorvane, zwmgmt::kGetPortStats},
+    {zwmgmt::kKorvane, zwmgmt::kListAdapterProps},
+    {zwmgmt::kFilter, zwmgmt::kListFiltersX3},
+    {zwmgmt::kFilter, zwmgmt::kListFiltersX4},
+    {zwmgmt::kFilter, zwmgmt::kGetMaxFilters},
+    {zwmgmt::kFilter, zwmgmt::kShowActiveCombination},
+    {zwmgmt::kFilter, zwmgmt::kListX3Adapters},
+    {zwmgmt::kFilter, zwmgmt::kListX4Adapters},
+    {zwmgmt::kTm, zwmgmt::kListPolicies},
+    {zwmgmt::kNet, zwmgmt::kPingResult},
+    {zwmgmt::kNet, zwmgmt::kTraceRouteResult},
+};
+
+constexpr size_t kMostDrivers = 512;
+constexpr size_t kLongestReport = 64 * 1024;  // bytes
+
 /// Ends a run of records.
 constexpr uint8_t kEndMark = 0xFF;
 
@@ -69,10 +99,15 @@ Reply Read(std::vector<VqStat>* counters) {
     return run.Finish();
 }
 
-/// The name in a request that loads a driver, in either of its forms.
+/// The name in a request that loads a driver, in either of its forms; empty when the record says
+/// how many virtual functions there shall be in other words than a number or "NONE".
 std::string_view DriverNameIn(Data data, uint8_t os_type) {
-    const bool record = os_type == zwmgmt::kXen && data.size() == sizeof(DriverLoadRequest);
-    return TextIn(record ? data.first(sizeof(DriverLoadRequest::name)) : data);
+    DriverLoadRequest request = {};
+    if (os_type != zwmgmt::kXen || !Unpack(data, &request)) return TextIn(data);
+    const std::string_view functions = zwmgmt::FixedText(request.virtual_functions);
+    const bool number =
+        !functions.empty() && functions.find_first_not_of("0123456789") == functions.npos;
+    return number || functions == "NONE" ? TextIn(data.first(sizeof(request.name))) : "";
 }
 
 }  // namespace
@@ -89,6 +124,10 @@ Reply ScenarioHost::Answer(uint8_t service, uint16_t opcode, Data data) {
     if (service == zwmgmt::kTm) reply = policies.Answer(opcode, data);
     if (service == zwmgmt::kNet) reply = probes.Answer(opcode, data);
     return reply.value_or(Failed(zwmgmt::kNotSupported));
+}
+
+bool ScenarioHost::Changes(uint8_t service, uint16_t opcode) const {
+    return std::ranges::find(kQuestions, Question{service, opcode}) == std::end(kQuestions);
 }
 
 Reply ScenarioHost::GetCapabilities(Data) {
@@ -151,8 +190,8 @@ Reply ScenarioHost::SetCardProperties(Data data) {
     if (!Unpack(data, &request)) return Failed(zwmgmt::kInvalidValue);
     Adapter* adapter = FindAdapter(zwmgmt::FixedText(request.pci_bus_location));
     if (adapter == nullptr) return Failed(zwmgmt::kNoPorts);
-    Apply(request, scenario.os_type, &adapter->card);
-    return {};
+    const bool applied = Apply(request, scenario.os_type, &adapter->card);
+    return applied ? Reply{} : Failed(zwmgmt::kInvalidValue);
 }
 
 Reply ScenarioHost::SetPortProperties(Data data) {
@@ -168,7 +207,9 @@ Reply ScenarioHost::SetPortProperties(Data data) {
 /// Without a name, of every port.
 Reply ScenarioHost::SetMtu(Data data) {
     MtuRequest request = {};
-    if (!Unpack(data, &request)) return Failed(zwmgmt::kInvalidValue);
+    if (!Unpack(data, &request) || request.mtu < 1 || request.mtu > kHighestMtu) {
+        return Failed(zwmgmt::kInvalidValue);
+    }
     const std::string_view name = zwmgmt::FixedText(request.interface_name);
     bool found = false;
     for (Adapter& adapter : scenario.adapters) {
@@ -228,10 +269,13 @@ Reply ScenarioHost::UnloadDriver(Data data) {
 
 void ScenarioHost::FileArrived(const ReceivedFile& file) {
     const std::lock_guard guard(lock);
-    installed += file.name + ": installed\n";
-    const std::string stem = file.name.substr(0, file.name.find_first_of("-."));
-    const std::string name = stem.substr(0, sizeof(DriverInfo::name));
-    if (name.empty() || FindDriver(name) != nullptr) return;
+    const std::string_view name = DriverNameOf(file.name);
+    const bool known = FindDriver(name) != nullptr;
+    const bool fits = known || scenario.drivers.size() < kMostDrivers;
+    if (installed.size() < kLongestReport) {
+        installed += file.name + (fits ? ": installed\n" : ": there are too many drivers\n");
+    }
+    if (known || !fits) return;
     Driver& driver = scenario.drivers.emplace_back();
     zwmgmt::SetFixedText(driver.record.name, name);
     zwmgmt::SetFixedText(driver.record.description, "from " + file.name);

@@ -19,6 +19,7 @@ class ScenarioHost : public HostModel {
     uint8_t OsType() const override { return scenario.os_type; }
     uint8_t WordSize() const override { return scenario.word_size; }
     Reply Answer(uint8_t service, uint16_t opcode, std::span<const uint8_t> data) override;
+    bool Changes(uint8_t service, uint16_t opcode) const override;
     void FileArrived(const ReceivedFile& file) override;
 
     // The operations; each is called with the state locked.

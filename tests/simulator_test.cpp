@@ -1,7 +1,14 @@
 /// korvane_zmsim: the program, its scenarios, and the wire half's own manners.
 #include <openssl/pem.h>
 
+#include <cstring>
+#include <future>
+#include <map>
+
+#include "session/tls.h"
+#include "simulator/judge.h"
 #include "tests/support.h"
+#include "zwmgmt/policy.h"
 
 using namespace testing_support;
 using namespace zwmgmt;
@@ -28,6 +35,66 @@ std::string ErrorOf(const std::string& json) {
     std::string error;
     EXPECT_FALSE(zmsim::ParseScenario(json, &scenario, &error)) << json;
     return error;
+}
+
+template <class Record>
+Bytes BytesOf(const Record& record) {
+    const auto* bytes = reinterpret_cast<const uint8_t*>(&record);
+    return Bytes(bytes, bytes + sizeof(record));
+}
+
+/// The record with these bytes at an offset.
+template <class Record, class Value>
+Record With(Record record, size_t offset, const Value& value) {
+    std::memcpy(reinterpret_cast<char*>(&record) + offset, &value, sizeof(value));
+    return record;
+}
+
+/// A client that says what it likes, message by message.
+class RawClient {
+  public:
+    explicit RawClient(uint16_t port) : socket(platform::CreateSocket()) {
+        const platform::Milliseconds limit(60'000);
+        EXPECT_TRUE(platform::Connect(socket, {{127, 0, 0, 1}}, port, limit));
+        ssl = SSL_new(context);
+        EXPECT_TRUE(tls::Attach(ssl, socket));
+        SSL_set_connect_state(ssl);
+        EXPECT_EQ(tls::Handshake(ssl, limit), tls::Outcome::kDone);
+    }
+    ~RawClient() {
+        SSL_free(ssl);
+        SSL_CTX_free(context);
+        platform::CloseSocket(socket);
+    }
+    RawClient(const RawClient&) = delete;
+    RawClient& operator=(const RawClient&) = delete;
+
+    /// The reply's header; empty when the agent goes instead.
+    Bytes Ask(uint8_t service, uint16_t opcode, const Bytes& data) {
+        _Message header = {};
+        header.service = service;
+        header.opcode = opcode;
+        header.data_length = static_cast<uint32_t>(data.size());
+        WriteTo(ssl, Message(header, data));
+        return ReadFrom(ssl, kHeaderSize);
+    }
+    Bytes Open() { return Ask(0, 0, Bytes(sizeof(LoginRecord))); }
+    SSL* Tls() { return ssl; }
+
+  private:
+    SSL_CTX* context = SSL_CTX_new(TLS_client_method());
+    SSL* ssl = nullptr;
+    platform::SocketHandle socket;
+};
+
+/// A reply's header without data.
+Bytes Header(uint8_t os_type, uint8_t service, uint16_t opcode, uint32_t status) {
+    _Message header = {};
+    header.os_type = os_type;
+    header.service = service;
+    header.opcode = opcode;
+    header.status = status;
+    return Message(header);
 }
 
 uint16_t PortOf(BackgroundProcess& simulator) {
@@ -155,5 +222,394 @@ TEST(ScenarioHost, AnswersInventoryRequests) {
         EXPECT_EQ(reply.status, status) << opcode;
         ASSERT_EQ(reply.data.size(), length + (length > 0)) << opcode;
         EXPECT_TRUE(length == 0 || reply.data.back() == 0xFF);
+    }
+}
+
+TEST(Agent, EndsASessionThatNeverOpens) {
+    CannedHost host;
+    zmsim::AgentOptions options;
+    options.opening_limit = platform::Milliseconds(1);
+    TestAgent impatient(host, options);
+    AwaitEnd(RawClient(impatient.Port()).Tls());
+    TestAgent agent(host);
+    RawClient other(agent.Port());
+    EXPECT_TRUE(other.Ask(0, 0, Bytes(sizeof(LoginRecord) + 1)).empty()) << "no opening message";
+}
+
+TEST(Agent, AnswersAWrongPasswordLater) {
+    CannedHost host;
+    zmsim::AgentOptions options;
+    options.login = {"operator", "secret"};
+    options.rejection_delay = std::chrono::hours(1);
+    std::promise<void> tried;
+    int messages = 0;
+    options.tap = [&](auto, auto) {
+        if (++messages == 2) tried.set_value();
+    };
+    TestAgent agent(host, options);
+    RawClient client(agent.Port());
+    client.Open();
+    std::thread stopper([&] {
+        tried.get_future().wait();
+        agent.Stop();
+    });
+    EXPECT_TRUE(client.Open().empty()) << "the agent stops before it answers";
+    stopper.join();
+}
+
+TEST(Agent, ChangesNothingWithoutTheToken) {
+    zmsim::ScenarioHost host(BuiltinScenario("linux"));
+    zmsim::AgentOptions options;
+    options.grant_token = false;
+    TestAgent agent(host, options);
+    RawClient client(agent.Port());
+    client.Open();
+    const std::map<int, std::vector<uint16_t>> changes = {
+        {2, {101, 104, 106}},
+        {4, {139, 140}},
+        {5, {143, 145, 146, 147}},
+        {6, {170, 171, 172, 175, 299, 300, 301, 324}},
+        {7, {177, 178, 179}}};
+    for (const auto& [service, opcodes] : changes) {
+        for (const uint16_t opcode : opcodes) {
+            const auto to = static_cast<uint8_t>(service);
+            EXPECT_EQ(client.Ask(to, opcode, {}), Header(kLinux, to, opcode, 9)) << opcode;
+        }
+    }
+    EXPECT_EQ(client.Ask(7, 180, {}), Header(kLinux, 7, 180, 265)) << "a question is answered";
+}
+
+TEST(Agent, RepliesToFilesEchoServiceOpcodeAndOs) {
+    CannedHost host([](auto...) { return zmsim::Reply{}; }, kFreeBsd);
+    TestAgent agent(host);
+    RawClient client(agent.Port());
+    client.Open();
+    FileTransferRecord record = {};
+    EXPECT_EQ(client.Ask(5, 143, BytesOf(record)), Header(kFreeBsd, 5, 143, 6)) << "no name";
+    record.file_name[0] = 'a';
+    EXPECT_EQ(client.Ask(5, 143, BytesOf(record)), Header(kFreeBsd, 5, 143, 0));
+}
+
+TEST(FileReceiver, TakesNamesThatStayInTheirFolder) {
+    const Table<std::string, uint32_t> rows = {
+        {"kxgb4-1.0.tar.gz", 0},
+        {std::string(32, 'k') + "-1", 0},
+        {"a b\xc3\xa4", 0},
+        {"", 6},
+        {".", 6},
+        {"..", 6},
+        {".hidden", 6},
+        {"-1.0", 6},
+        {"a/b", 6},
+        {"a\\b", 6},
+        {"a\nb: installed", 6},
+        {"a\x7f", 6},
+        {std::string(33, 'k'), 6},
+    };
+    for (const auto& [name, status] : rows) {
+        FileTransferRecord record = {};
+        SetFixedText(record.file_name, name);
+        zmsim::FileReceiver receiver({});
+        EXPECT_EQ(receiver.Take(BytesOf(record)), status) << name;
+    }
+}
+
+TEST(ScenarioHost, OffersWhatItsOsCanHave) {
+    // Network, teaming, iSCSI, adapter, system, filter, traffic management, FCoE, log, iWARP.
+    const Table<const char*, const char*> rows = {
+        {"windows", "1111100111"}, {"linux", "1111111111"}, {"solaris", "1111100010"},
+        {"freebsd", "1101100011"}, {"esx", "1001100010"},   {"mac", "1001100010"},
+        {"xen", "1111100110"},
+    };
+    for (const auto& [os, offered] : rows) {
+        const Capabilities capabilities = BuiltinScenario(os).capabilities;
+        uint16_t words[10];
+        std::memcpy(words, &capabilities.network, sizeof(words));
+        for (int i = 0; i < 10; ++i) EXPECT_EQ(words[i], offered[i] == '1' ? 2 : 0) << os << i;
+        EXPECT_EQ(capabilities.bypass + capabilities.bonding, 0);
+    }
+}
+
+TEST(ScenarioHost, JudgesNumbersOfRulesAtTheirBounds) {
+    zmsim::ScenarioHost host(BuiltinScenario("linux"));
+    const auto expect = [&](const auto& rule, uint16_t opcode, size_t offset, int64_t number,
+                            uint32_t status) {
+        const auto changed = With(rule, offset, static_cast<uint32_t>(number));
+        EXPECT_EQ(host.Answer(kFilter, opcode, BytesOf(changed)).status, status)
+            << offset << ' ' << number;
+    };
+    const Table<uint32_t, size_t, int64_t, int64_t> x3 = {
+        {0x3, 80, 0, 32},    {0x4, 84, 0, 65535}, {0x10, 88, 0, 65535},
+        {0x20, 92, 1, 4094}, {0x40, 96, 0, 7},    {0x80, 104, 0, 15},
+        {0x100, 112, 1, 4},  {0x200, 108, 0, 7},  {0x400, 116, 1, 2}};
+    for (const auto& [bits, offset, least, most] : x3) {
+        _Filter rule = {};
+        SetFixedText(rule.interface_name, "eth2");
+        rule.present = bits;
+        expect(rule, kAddFilterX3, offset, least - 1, 6);
+        expect(rule, kAddFilterX3, offset, least, 0);
+        expect(rule, kAddFilterX3, offset, most, 0);
+        expect(rule, kAddFilterX3, offset, most + 1, 6);
+    }
+    _FilterX4 bare = {};
+    SetFixedText(bare.pci_bus_location, "0000:05:00.4");
+    bare.vlan_value = 7;
+    const Table<uint32_t, size_t, int64_t, int64_t> x4 = {
+        {0x10000, 384, 1, 2}, {0x10000, 384, 4, 4},     {0x20000, 388, 1, 3},
+        {0x80000, 400, 0, 7}, {0x100000, 404, 0, 1023}, {0x400000, 412, 0, 7}};
+    for (const auto& [bit, offset, least, most] : x4) {
+        const _FilterX4 rule = With(bare, 164, bit);
+        expect(rule, kAddFilterX4, offset, least - 1, 6);
+        expect(rule, kAddFilterX4, offset, least, 0);
+        expect(rule, kAddFilterX4, offset, most, 0);
+        expect(rule, kAddFilterX4, offset, most + 1, 6);
+    }
+    constexpr int kBits[] = {1, 3, 16, 16, 8, 8, 8, 8, 16, 9, 3, 1, 16, 16};
+    for (size_t i = 0; i < std::size(kBits); ++i) {
+        const _FilterX4 rule = With(bare, 164, uint32_t{1} << i);
+        const size_t value = 172 + 8 * i;
+        const int64_t beyond = int64_t{1} << kBits[i];
+        expect(rule, kAddFilterX4, value, beyond - 1, 0);
+        expect(rule, kAddFilterX4, value, beyond, 6);
+        expect(rule, kAddFilterX4, value + 4, beyond - 1, 0);
+        expect(rule, kAddFilterX4, value + 4, beyond, 6);
+        expect(rule, kAddFilterX4, value + 4, UINT32_MAX, 0);
+    }
+}
+
+TEST(ScenarioHost, JudgesWhatElseRulesSay) {
+    zmsim::ScenarioHost host(BuiltinScenario("linux"));
+    using Edit = void (*)(_FilterX4&);
+    const Table<uint16_t, Edit, uint32_t> rows = {
+        {kAddFilterX4, [](_FilterX4& r) { r.present = 0x10000000; }, 6},
+        {kDeleteFilterX4, [](_FilterX4& r) { r.id = 1, r.present = 0x80000000; }, 6},
+        {kAddFilterX4, [](_FilterX4& r) { r.address_family = 1; }, 6},
+        {kAddFilterX4, [](_FilterX4& r) { r.present = 0x800000, r.address_family = 2; }, 6},
+        {kAddFilterX4, [](_FilterX4& r) { r.present = 0x4000, r.lip.mask[0] = 0xFE; }, 0},
+        {kAddFilterX4, [](_FilterX4& r) { r.present = 0x4000, r.lip.mask[0] = 0x7F; }, 6},
+        {kAddFilterX4, [](_FilterX4& r) { r.present = 0x8000, r.fip.mask[1] = 0x80; }, 6},
+        {kAddFilterX4, [](_FilterX4& r) { r.present = 0x8000, r.fip.address[4] = 1; }, 6},
+        {kAddFilterX4, [](_FilterX4& r) { r.present = 0x20000, r.vlan_action = 2; }, 6},
+        {kAddFilterX4,
+         [](_FilterX4& r) { r.present = 0x20000, r.vlan_action = 3, r.vlan_value = 4095; }, 6},
+        {kAddFilterX4, [](_FilterX4& r) { r.present = 0x1000000; }, 6},
+        {kAddFilterX4,
+         [](_FilterX4& r) { r.present = 0x2000000, SetFixedText(r.dmac, "00:11:22:33:44:5g"); }, 6},
+        {kAddFilterX4,
+         [](_FilterX4& r) { r.present = 0x8000000, SetFixedText(r.vnic_id, "a\nFilter id 9"); }, 6},
+        {kAddFilterX4, [](_FilterX4& r) { SetFixedText(r.combination, "vlan, port"); }, 6},
+        {kSetCombination, [](_FilterX4& r) { SetFixedText(r.combination, "vlan, port"); }, 6},
+        {kSetCombination, [](_FilterX4& r) { SetFixedText(r.combination, "ethertype, vlan"); }, 6},
+        {kSetCombination, [](_FilterX4&) {}, 6},
+    };
+    for (size_t i = 0; i < rows.size(); ++i) {
+        const auto& [opcode, edit, status] = rows[i];
+        _FilterX4 rule = {};
+        SetFixedText(rule.pci_bus_location, "0000:05:00.4");
+        edit(rule);
+        EXPECT_EQ(host.Answer(kFilter, opcode, BytesOf(rule)).status, status) << i;
+    }
+    _Filter x3 = {};
+    SetFixedText(x3.interface_name, "eth2");
+    EXPECT_EQ(host.Answer(kFilter, 172, BytesOf(With(x3, 100, 0x800))).status, 6u);
+    EXPECT_EQ(host.Answer(kFilter, 172, BytesOf(With(x3, 100, 0x2))).status, 6u);
+    EXPECT_EQ(host.Answer(kFilter, 172, BytesOf(With(x3, 76, -1))).status, 259u);
+    EXPECT_EQ(host.Answer(kFilter, 175, BytesOf(With(x3, 72, -1))).status, 6u);
+    EXPECT_EQ(host.Answer(kFilter, 302, Bytes(33)).status, 6u) << "neither all nor active";
+}
+
+TEST(ScenarioHost, RulesOfIpv6TakeFourPlaces) {
+    zmsim::ScenarioHost host(BuiltinScenario("linux"));
+    const Table<uint16_t, uint32_t, bool, uint32_t> rows = {
+        {kAddFilterX4, 8, true, 0},          {kAddFilterX4, 9, false, 259},
+        {kAddFilterX4, 11, false, 259},      {kAddFilterX4, 12, false, 0},
+        {kAddFilterX4, 7, false, 0},         {kAddFilterX4, 12, true, 259},
+        {kAddFilterX4, 4, true, 259},        {kAddFilterX4, 18, true, 259},
+        {kAddFilterX4, 0, true, 0} /* 16 */, {kAddFilterX4, 19, false, 259},
+        {kAddFilterX4, 24, false, 0},        {kModifyFilterX4, 24, true, 0},
+        {kAddFilterX4, 27, false, 259},      {kModifyFilterX4, 7, true, 259},
+        {kModifyFilterX4, 12, true, 0},      {kDeleteFilterX4, 9, false, 259},
+        {kDeleteFilterX4, 8, false, 0},      {kAddFilterX4, 9, false, 0},
+    };
+    for (const auto& [opcode, id, ipv6, status] : rows) {
+        _FilterX4 rule = {};
+        SetFixedText(rule.pci_bus_location, "0000:05:00.4");
+        rule.id = id;
+        rule.present = ipv6 ? 0x800000 : 0;
+        rule.address_family = ipv6;
+        EXPECT_EQ(host.Answer(kFilter, opcode, BytesOf(rule)).status, status)
+            << opcode << ' ' << id;
+    }
+}
+
+TEST(ScenarioHost, JudgesProperties) {
+    // Bits, and a text of the settings at its offset.
+    struct Row {
+        const char* os;
+        const char* location;
+        uint32_t bits;
+        size_t offset;
+        std::string bytes;
+        uint32_t status;
+    };
+    const Row cards[] = {
+        {"windows", "3:0:0", 0x1, 0, "512", 0},
+        {"windows", "5:0:4", 0x1, 0, "512", 6},
+        {"windows", "5:0:4", 0x1, 40, "17", 0},
+        {"windows", "3:0:0", 0x1, 40, "17", 6},
+        {"windows", "3:0:0", 0x2, 8, "12345678", 0},
+        {"windows", "3:0:0", 0x2, 8, "many", 6},
+        {"windows", "3:0:0", 0x2, 8, "", 6},
+        {"windows", "5:0:4", 0x2, 8, "512", 6},
+        {"windows", "3:0:0", 0x20, 8, "1", 6},
+        {"windows", "3:0:0", 0, 0, "", 6},
+        {"linux", "0000:05:00.4", 0x4000, 114, "\1", 0},
+        {"linux", "0000:05:00.4", 0x4000, 114, "\2", 6},
+        {"linux", "0000:05:00.4", 0x1000000, 173, "\2", 0},
+        {"linux", "0000:05:00.4", 0x1000000, 173, "\3", 6},
+    };
+    for (const Row& row : cards) {
+        zmsim::ScenarioHost host(BuiltinScenario(row.os));
+        CardPropertyRequest request = {};
+        request.os_type = host.OsType();
+        request.set_mask = row.bits;
+        SetFixedText(request.pci_bus_location, row.location);
+        std::memcpy(reinterpret_cast<char*>(&request.settings) + row.offset, row.bytes.data(),
+                    row.bytes.size());
+        const Bytes before = host.Answer(kKorvane, kListAdapterProps, {}).data;
+        EXPECT_EQ(host.Answer(kKorvane, kSetCardProperty, BytesOf(request)).status, row.status)
+            << row.location << row.bits << row.bytes;
+        const Bytes after = host.Answer(kKorvane, kListAdapterProps, {}).data;
+        EXPECT_TRUE(row.status == 0 || after == before) << row.location << row.bits;
+        request.os_type = kEsx;
+        EXPECT_EQ(host.Answer(kKorvane, kSetCardProperty, BytesOf(request)).status, 6u);
+    }
+    const char* linux_port = "0000:03:00.0";
+    const Row ports[] = {
+        {"windows", "3:0:0", 0x4, 0, "9000", 0},
+        {"windows", "5:0:4", 0x4, 0, "9000", 6},
+        {"windows", "3:0:0", 0x4, 0, "0x5dc", 6},
+        {"windows", "3:0:0", 0x4, 0, "-5", 6},
+        {"windows", "5:0:4", 0x4000, 173, "4094", 0},
+        {"windows", "5:0:4", 0x4000, 173, "4095", 6},
+        {"windows", "3:0:0", 0x10, 165, "16", 0},
+        {"windows", "3:0:0", 0x10, 165, "1x", 6},
+        {linux_port, linux_port, 0x4, 0, "655355", 0},
+        {linux_port, linux_port, 0x4, 0, "655356", 6},
+        {linux_port, linux_port, 0x4, 0, "0", 6},
+        {linux_port, linux_port, 0x4, 0, "", 6},
+        {linux_port, linux_port, 0x4, 0, "00001500", 6},
+        {linux_port, linux_port, 0x4, 0, "12345678", 6},
+        {linux_port, linux_port, 0x800, 8, "0", 0},
+        {linux_port, linux_port, 0x800, 8, "/", 6},
+        {linux_port, linux_port, 0x800, 8, ":", 6},
+        {linux_port, linux_port, 0x800, 8, "12", 6},
+        {linux_port, linux_port, 0x2000000, 130, "\x3f\x10", 0},
+        {linux_port, linux_port, 0x2000000, 130, "\x40", 6},
+        {linux_port, linux_port, 0x4000000, 134, "\xff\xff", 0},
+        {linux_port, linux_port, 0x4000000, 134, std::string("\0\0\1", 3), 6},
+        {linux_port, linux_port, 0x2, 126, "\1", 0},
+        {linux_port, linux_port, 0x2, 126, "\2", 6},
+        {linux_port, linux_port, 0x200, 109, "\1", 6},
+        {linux_port, linux_port, 0x200, 0, "", 6},
+        {"solaris", "pci/3,0", 0x80, 108, "\xfa", 0},
+        {"solaris", "pci/3,0", 0x80, 108, "\xfb", 6},
+        {"solaris", "pci/3,0", 0x20, 110, "\2", 6},
+    };
+    for (const Row& row : ports) {
+        zmsim::ScenarioHost host(BuiltinScenario(row.os == linux_port ? "linux" : row.os));
+        PortRequest request = {};
+        request.os_type = host.OsType();
+        request.set_mask = row.bits;
+        SetFixedText(request.pci_bus_location, row.location);
+        std::memcpy(reinterpret_cast<char*>(&request.settings) + row.offset, row.bytes.data(),
+                    row.bytes.size());
+        EXPECT_EQ(host.Answer(kKorvane, kSetPortProperty, BytesOf(request)).status, row.status)
+            << row.location << ' ' << row.bits << ' ' << row.bytes;
+    }
+}
+
+TEST(ScenarioHost, JudgesPolicies) {
+    zmsim::Scenario scenario = BuiltinScenario("linux");
+    for (zmsim::Driver& driver : scenario.drivers) driver.record.loaded = 1;
+    zmsim::ScenarioHost host(scenario);
+    std::vector<_OfldPolicy> policies;
+    std::string error;
+    ASSERT_EQ(ParsePolicy().ParsePolicyString("port 80 and vlan 1 =>", "eth2", &policies, &error),
+              0);
+    const _OfldPolicy sound = policies.front();  // at least two steps
+    using Edit = void (*)(_OfldPolicy&);
+    const std::pair<Edit, uint32_t> rows[] = {
+        {[](_OfldPolicy&) {}, 0},
+        {[](_OfldPolicy& p) { p.operation = 3; }, 6},
+        {[](_OfldPolicy& p) { std::memset(p.interface_name, 'e', 64); }, 6},
+        {[](_OfldPolicy& p) { SetFixedText(p.interface_name, "none"); }, 97},
+        {[](_OfldPolicy& p) { p.program[0].used = 0; }, 6},
+        {[](_OfldPolicy& p) { p.program[0].used = 2; }, 6},
+        {[](_OfldPolicy& p) { p.program[0].on_match = 0; }, 6},
+        {[](_OfldPolicy& p) { p.program[1].on_miss = 0; }, 6},
+        {[](_OfldPolicy& p) { p.program[1].on_match = 7; }, 6},
+        {[](_OfldPolicy& p) { p.program[1].reserved45[7] = 1; }, 6},
+        {[](_OfldPolicy& p) { p.program[7].on_match = 0xFF; }, 6},
+        {[](_OfldPolicy& p) { p.program[0].value.mark = 1; }, 6},
+        {[](_OfldPolicy& p) { p.program[0].mask.vlan = 0x1000; }, 6},
+        {[](_OfldPolicy& p) { p.program[0].mask.version = 0x10; }, 6},
+        {[](_OfldPolicy& p) { p.program[0].mask.open = 4; }, 6},
+        {[](_OfldPolicy& p) { p.settings.offload = 2; }, 6},
+        {[](_OfldPolicy& p) { p.settings.sack = 2; }, 6},
+        {[](_OfldPolicy& p) { p.settings.congestion = 4; }, 6},
+        {[](_OfldPolicy& p) { p.settings.bind = -4; }, 6},
+        {[](_OfldPolicy& p) { p.settings.traffic_class = 0; }, 6},
+        {[](_OfldPolicy& p) { p.settings.traffic_class = 8; }, 6},
+    };
+    for (size_t i = 0; i < std::size(rows); ++i) {
+        _OfldPolicy policy = sound;
+        policy.operation = 2;
+        rows[i].first(policy);
+        EXPECT_EQ(host.Answer(kTm, kAddPolicy, BytesOf(policy)).status, rows[i].second) << i;
+    }
+}
+
+TEST(ScenarioHost, JudgesProbesAndMtus) {
+    zmsim::Scenario scenario = BuiltinScenario("linux");
+    const auto status_of = [&](uint16_t opcode, const Bytes& data) {
+        return zmsim::ScenarioHost(scenario).Answer(kNet, opcode, data).status;
+    };
+    const Table<uint8_t, std::string, uint32_t> targets = {
+        {3, "alpha-1_x", 0},
+        {4, "a.example", 0},
+        {4, "a.example.", 0},
+        {1, "\x0a\1\1\1", 0},
+        {3, "", 6},
+        {4, "", 6},
+        {3, "a.b", 6},
+        {4, "ab", 6},
+        {4, "..", 6},
+        {4, ".a", 6},
+        {4, "a..b", 6},
+        {3, "a/b", 6},
+        {3, "a b", 6},
+        {3, "a\n", 6},
+        {0, "a", 6},
+        {5, "a", 6},
+        {1, "\x0a\1\1\1\1", 6},
+        {2, std::string(17, '\1'), 6},
+        {2, std::string(16, '\1'), 0},
+    };
+    PingRequest ping = {};
+    ping.packet_count = 1;
+    ping.timeout_ms = 1;
+    for (const auto& [kind, target, status] : targets) {
+        ping.target_kind = kind;
+        SetFixedText(ping.target, sizeof(ping.target), target);
+        EXPECT_EQ(status_of(kPing, BytesOf(ping)), status) << target;
+        EXPECT_EQ(status_of(kTraceRoute, BytesOf(ping)), status) << target;
+    }
+    ping.target_kind = 2;
+    EXPECT_EQ(status_of(kPing, BytesOf(With(ping, 1, '\0'))), 6u) << "no packets";
+    EXPECT_EQ(status_of(kPing, BytesOf(With(ping, 2, int64_t{-1000}))), 6u);
+    for (const auto& [mtu, status] :
+         {std::pair{0u, 6u}, {1u, 0u}, {655355u, 0u}, {655356u, 6u}, {0xFFFFFFFFu, 6u}}) {
+        EXPECT_EQ(status_of(kSetMtu, BytesOf(With(MtuRequest{}, 64, mtu))), status) << mtu;
     }
 }

@@ -1,0 +1,34 @@
+/// What a managed host takes: ranges, words and names, which the library leaves to the agent.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "zwmgmt/records/filter.h"
+#include "zwmgmt/records/net.h"
+#include "zwmgmt/records/policy.h"
+
+namespace zmsim {
+
+/// Members of a filter rule that give it its address family.
+inline constexpr uint32_t kHasFamily = 0x800000 | 0x4000 | 0x8000;
+
+bool IsSound(const _Filter& rule);
+bool IsSound(const _FilterX4& rule);
+
+/// Program and settings; the rest depends on what is to be done with them.
+bool IsSound(const _OfldPolicy& policy);
+
+/// The target, and what a ping says besides.
+bool IsSound(const PingRequest& request, bool ping);
+
+inline constexpr uint32_t kHighestMtu = 655'355;
+inline constexpr int kHighestVlan = 4094;
+
+/// The name of the driver that a package brings: what stands before the first "-" or ".".
+std::string_view DriverNameOf(std::string_view package);
+
+/// Whether the name stays in the folder that it is put into and gives its driver a name.
+bool IsPackageName(std::string_view name);
+
+}  // namespace zmsim
