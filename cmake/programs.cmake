@@ -46,6 +46,7 @@ add_library(zmsim STATIC
     simulator/file_receiver.cpp
     simulator/filter_table.cpp
     simulator/judge.cpp
+    simulator/local_file.cpp
     simulator/policy_table.cpp
     simulator/probes.cpp
     simulator/property_changes.cpp

@@ -120,21 +120,21 @@ void HalfCloseForSending(SocketHandle socket) { native::ShutDown(native::Of(sock
 void CloseBothWays(SocketHandle socket) { native::ShutDown(native::Of(socket), true); }
 void CloseSocket(SocketHandle socket) { native::Close(native::Of(socket)); }
 
-SocketHandle Listen(const Ipv4Address& address, uint16_t* port) {
-    const SocketHandle listener = CreateSocket();
-    if (listener == kNoSocket) return kNoSocket;
-    native::ClaimPort(native::Of(listener));
+SocketHandle Listen(const Ipv4Address& address, uint16_t* port, std::string* error) {
     sockaddr_in local = SocketAddress(address, *port);
     auto* generic = reinterpret_cast<sockaddr*>(&local);
     socklen_t length = sizeof(local);
-    if (bind(native::Of(listener), generic, length) != 0 ||
-        listen(native::Of(listener), SOMAXCONN) != 0 ||
-        getsockname(native::Of(listener), generic, &length) != 0) {
-        CloseSocket(listener);
-        return kNoSocket;
+    const SocketHandle listener = CreateSocket();
+    if (listener != kNoSocket) native::ClaimPort(native::Of(listener));
+    if (listener != kNoSocket && bind(native::Of(listener), generic, length) == 0 &&
+        listen(native::Of(listener), SOMAXCONN) == 0 &&
+        getsockname(native::Of(listener), generic, &length) == 0) {
+        *port = ntohs(local.sin_port);
+        return listener;
     }
-    *port = ntohs(local.sin_port);
-    return listener;
+    if (error != nullptr) *error = std::system_category().message(native::LastError());
+    if (listener != kNoSocket) CloseSocket(listener);
+    return kNoSocket;
 }
 
 SocketHandle Accept(SocketHandle listener, Milliseconds limit) {

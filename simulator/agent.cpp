@@ -243,9 +243,11 @@ bool Agent::Start(std::string* error) {
         *error = "not a dotted quad: " + options.listen;
         return false;
     }
-    listener = platform::Listen(*address, &options.port);
+    std::string reason;
+    listener = platform::Listen(*address, &options.port, &reason);
     if (listener == platform::kNoSocket) {
-        *error = "cannot listen on " + options.listen + " port " + std::to_string(options.port);
+        *error = "cannot listen on " + options.listen + " port " + std::to_string(options.port) +
+                 ": " + reason;
         return false;
     }
     acceptor = std::thread([this] { AcceptClients(); });

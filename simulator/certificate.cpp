@@ -2,8 +2,14 @@
 
 #include <openssl/err.h>
 #include <openssl/evp.h>
+#include <openssl/pem.h>
 #include <openssl/rsa.h>
 #include <openssl/x509.h>
+
+#include <string_view>
+#include <utility>
+
+#include "simulator/local_file.h"
 
 namespace zmsim {
 namespace {
@@ -11,13 +17,18 @@ namespace {
 using Key = std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)>;
 using Certificate = std::unique_ptr<X509, decltype(&X509_free)>;
 
+using Texts = std::unique_ptr<BIO, decltype(&BIO_free)>;
+
+constexpr size_t kLargestFile = 1u << 20;
 constexpr unsigned kKeyBits = 2048;  // RSA: the cipher of TLS 1.2 uses its key exchange
 constexpr long kValidSeconds = 30L * 24 * 3600;
 
+/// What went wrong first, without OpenSSL's numbers and names before it.
 std::string TlsError() {
     char text[256];
     ERR_error_string_n(ERR_get_error(), text, sizeof(text));
-    return text;
+    const std::string_view whole = text;
+    return std::string(whole.substr(whole.rfind(':') + 1));
 }
 
 bool UseThrowAwayPair(SSL_CTX* context) {
@@ -40,9 +51,46 @@ bool UseThrowAwayPair(SSL_CTX* context) {
            SSL_CTX_use_PrivateKey(context, key.get()) == 1;
 }
 
-bool UseFile(SSL_CTX* context, const std::string& file) {
-    return SSL_CTX_use_certificate_chain_file(context, file.c_str()) == 1 &&
-           SSL_CTX_use_PrivateKey_file(context, file.c_str(), SSL_FILETYPE_PEM) == 1;
+/// A key that is locked is not asked for: there need not be anybody to ask.
+int NoPassword(char*, int, int, void*) { return 0; }
+
+Texts Open(const std::string& texts) {
+    return Texts(BIO_new_mem_buf(texts.data(), static_cast<int>(texts.size())), BIO_free);
+}
+
+/// The first certificate of the texts, and those that vouch for it behind.
+bool UseCertificates(SSL_CTX* context, const std::string& texts) {
+    const Texts source = Open(texts);
+    const Certificate own(PEM_read_bio_X509(source.get(), nullptr, NoPassword, nullptr), X509_free);
+    if (!own || SSL_CTX_use_certificate(context, own.get()) != 1) return false;
+    for (;;) {
+        Certificate next(PEM_read_bio_X509(source.get(), nullptr, NoPassword, nullptr), X509_free);
+        if (!next) break;
+        if (SSL_CTX_add1_chain_cert(context, next.get()) != 1) return false;
+    }
+    ERR_clear_error();
+    return true;
+}
+
+bool UseKey(SSL_CTX* context, const std::string& texts) {
+    const Texts source = Open(texts);
+    const Key key(PEM_read_bio_PrivateKey(source.get(), nullptr, NoPassword, nullptr),
+                  EVP_PKEY_free);
+    return key && SSL_CTX_use_PrivateKey(context, key.get()) == 1;
+}
+
+bool UseFile(SSL_CTX* context, const std::string& file, std::string* error) {
+    std::string texts;
+    if (!ReadLocalFile(file, kLargestFile, &texts, error)) return false;
+    if (!UseCertificates(context, texts)) {
+        *error = "cannot use the certificate of " + file + ": " + TlsError();
+        return false;
+    }
+    if (!UseKey(context, texts)) {
+        *error = "cannot use the key of " + file + ": " + TlsError();
+        return false;
+    }
+    return true;
 }
 
 }  // namespace
@@ -56,12 +104,11 @@ TlsContext MakeServerContext(const std::string& certificate_file, std::string* e
         return nullptr;
     }
     SSL_CTX_set_read_ahead(context.get(), 1);
-    const bool done = certificate_file.empty() ? UseThrowAwayPair(context.get())
-                                               : UseFile(context.get(), certificate_file);
-    if (!done) {
-        *error = certificate_file.empty()
-                     ? "cannot make a certificate: " + TlsError()
-                     : "cannot use certificate and key of " + certificate_file + ": " + TlsError();
+    if (!certificate_file.empty()) {
+        return UseFile(context.get(), certificate_file, error) ? std::move(context) : nullptr;
+    }
+    if (!UseThrowAwayPair(context.get())) {
+        *error = "cannot make a certificate: " + TlsError();
         return nullptr;
     }
     return context;

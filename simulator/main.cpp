@@ -1,13 +1,12 @@
 /// korvane_zmsim: a simulated agent to try the library and the front end against.
 #include <CLI/CLI.hpp>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
 #include <map>
 
 #include "platform/stop_signal.h"
 #include "platform/terminal.h"
 #include "simulator/agent.h"
+#include "simulator/local_file.h"
 #include "simulator/scenario_host.h"
 #include "zwmgmt/version.h"
 
@@ -15,6 +14,7 @@ namespace zmsim {
 namespace {
 
 constexpr int kUsage = 2;
+constexpr size_t kLargestScenario = 4u << 20;
 
 struct Options {
     AgentOptions agent;
@@ -30,16 +30,12 @@ int Fail(const std::string& text, int exit_status) {
     return exit_status;
 }
 
-bool ReadWhole(const std::string& file, std::string* text) {
-    std::ifstream stream(file, std::ios::binary);
-    text->assign(std::istreambuf_iterator<char>(stream), {});
-    return stream.is_open() && !stream.bad();
-}
-
 void Describe(CLI::App* app, Options* options) {
     std::set<std::string> systems;
     for (const BuiltinScenario& builtin : kBuiltinScenarios) systems.insert(builtin.os);
     const std::map<std::string, int> versions = {{"1.2", TLS1_2_VERSION}, {"1.3", TLS1_3_VERSION}};
+    const CLI::Validator given(
+        [](const std::string& text) { return text.empty() ? "the value is empty" : ""; }, "");
 
     app->set_version_flag("--version", "korvane_zmsim " ZWMGMT_VERSION);
     app->add_option("--port", options->agent.port,
@@ -50,16 +46,19 @@ void Describe(CLI::App* app, Options* options) {
                    ->check(CLI::IsMember(systems))
                    ->capture_default_str();
     app->add_option("--scenario", options->scenario_file, "JSON file that describes the host")
+        ->check(given)
         ->excludes(os);
     app->add_option("--word-size", options->word_size, "Pointer width that the agent reports")
         ->check(CLI::IsMember({4, 8, 16}));
-    auto* user = app->add_option("--user", options->user, "Ask for a login, as this user");
+    auto* user =
+        app->add_option("--user", options->user, "Ask for a login, as this user")->check(given);
     auto* password = app->add_option("--password-file", options->password_file,
                                      "File whose first line is the user's password");
     user->needs(password);
     password->needs(user);
     app->add_option("--certificate", options->agent.certificate_file,
-                    "PEM file with certificate and key (default: a throw-away pair)");
+                    "PEM file with certificate and key (default: a throw-away pair)")
+        ->check(given);
     app->add_option("--tls", options->agent.tls_version, "Speak this TLS version alone")
         ->transform(CLI::CheckedTransformer(versions));
     app->add_option("--refuse-files", options->agent.files.refuse_announcement,
@@ -71,24 +70,31 @@ void Describe(CLI::App* app, Options* options) {
     app->add_flag("!--no-token", options->agent.grant_token, "Grant no read-write token");
 }
 
-/// Reads the files that the options name; an error text, or nothing.
-std::string Complete(Options* options, Scenario* scenario) {
+bool ReadPassword(const std::string& file, std::string* password, std::string* error) {
+    if (!ReadFirstLine(file, sizeof(LoginRecord::password), password, error)) return false;
+    if (!password->empty() && password->find('\0') == password->npos) return true;
+    *error = file + ": its first line is no password: " +
+             (password->empty() ? "it is empty" : "it holds a NUL byte");
+    return false;
+}
+
+/// Reads the files that the options name. False, with the reason in *error.
+bool Complete(Options* options, Scenario* scenario, std::string* error) {
     std::string json(BuiltinScenarioJson(options->os));
-    if (!options->scenario_file.empty() && !ReadWhole(options->scenario_file, &json)) {
-        return "cannot read " + options->scenario_file;
+    if (!options->scenario_file.empty() &&
+        !ReadLocalFile(options->scenario_file, kLargestScenario, &json, error)) {
+        return false;
     }
-    std::string error;
-    if (!ParseScenario(json, scenario, &error)) return "scenario: " + error;
+    if (!ParseScenario(json, scenario, error)) {
+        error->insert(0, "scenario: ");
+        return false;
+    }
     if (options->word_size != 0) scenario->word_size = static_cast<uint8_t>(options->word_size);
-    if (!options->user.empty()) {
-        std::string password;
-        if (!ReadWhole(options->password_file, &password)) {
-            return "cannot read " + options->password_file;
-        }
-        password.resize(std::min(password.size(), password.find_first_of("\r\n")));
-        options->agent.login = Login{options->user, password};
-    }
-    return "";
+    if (options->user.empty()) return true;
+    Login login{options->user, ""};
+    if (!ReadPassword(options->password_file, &login.password, error)) return false;
+    options->agent.login = login;
+    return true;
 }
 
 int Main(int argc, char** argv) {
@@ -102,8 +108,8 @@ int Main(int argc, char** argv) {
         return app.exit(stop) == 0 ? 0 : kUsage;
     }
     Scenario scenario;
-    std::string error = Complete(&options, &scenario);
-    if (!error.empty()) return Fail(error, kUsage);
+    std::string error;
+    if (!Complete(&options, &scenario, &error)) return Fail(error, kUsage);
 
     zwmgmt::platform::HoldStopSignals();
     ScenarioHost host(std::move(scenario));

@@ -2,6 +2,7 @@
 #include <openssl/pem.h>
 
 #include <cstring>
+#include <filesystem>
 #include <future>
 #include <map>
 
@@ -144,21 +145,49 @@ TEST(Simulator, TakesAScenarioALoginAndACertificate) {
 }
 
 TEST(Simulator, RefusesWrongOptions) {
-    for (const std::vector<std::string>& options :
-         std::vector<std::vector<std::string>>{{"--os", "plan9"},
-                                               {"--word-size", "5"},
-                                               {"--user", "u"},
-                                               {"--scenario", "/no/such"},
-                                               {"--port", "65536"},
-                                               {"--tls", "1.1"}}) {
-        std::vector<std::string> command = {ZMSIM_PATH};
-        command.insert(command.end(), options.begin(), options.end());
+    const std::string folder = std::filesystem::temp_directory_path().string();
+    const TemporaryFile empty("");
+    const TemporaryFile long_line(std::string(65, 'x') + "\n");
+    const TemporaryFile with_nul(std::string("a\0b", 3));
+    const std::string pair = CertificateAndKey();
+    const TemporaryFile no_key(pair.substr(0, pair.find("-----BEGIN PRIVATE")));
+    const std::string pipe = empty.Path() + ".pipe";
+    const std::vector<std::string> irregular = FilesThatAreNotRegular(pipe);
+    const std::string device = irregular.front() == pipe ? irregular.back() : irregular.front();
+    CannedHost host;
+    TestAgent other(host);
+    const auto password = [](const std::string& file) {
+        return std::vector<std::string>{"--user", "u", "--password-file", file};
+    };
+    const Table<std::vector<std::string>, int, std::string> rows = {
+        {{"--os", "plan9"}, 2, "plan9"},
+        {{"--word-size", "5"}, 2, "5"},
+        {{"--user", "u"}, 2, "--password-file"},
+        {{"--user", "", "--password-file", empty.Path()}, 2, "--user: the value is empty"},
+        {{"--port", "65536"}, 2, "65536"},
+        {{"--tls", "1.1"}, 2, "1.1"},
+        {{"--scenario", "/no/such"}, 2, "cannot read /no/such: there is no such file"},
+        {{"--scenario", folder}, 2, "neither a file nor a pipe"},
+        {{"--scenario", device}, 2, "neither a file nor a pipe"},
+        {password(folder), 2, "neither a file nor a pipe"},
+        {password(device), 2, "neither a file nor a pipe"},
+        {password(empty.Path()), 2, "no password: it is empty"},
+        {password(long_line.Path()), 2, "longer than 64 bytes"},
+        {password(with_nul.Path()), 2, "a NUL byte"},
+        {{"--certificate", "/no/such"}, 1, "cannot read /no/such: there is no such file"},
+        {{"--certificate", folder}, 1, "neither a file nor a pipe"},
+        {{"--certificate", empty.Path()}, 1, "cannot use the certificate of"},
+        {{"--certificate", no_key.Path()}, 1, "cannot use the key of"},
+        {{"--listen", "host"}, 1, "not a dotted quad: host"},
+        {{"--port", std::to_string(other.Port())}, 1, std::to_string(other.Port()) + ": "},
+    };
+    for (auto [command, status, text] : rows) {
+        command.insert(command.begin(), ZMSIM_PATH);
         const ProcessResult run = RunProcess(command);
-        EXPECT_EQ(run.exit_status, 2) << options[0];
-        EXPECT_NE(run.err, "");
+        EXPECT_EQ(run.exit_status, status) << command[1];
+        EXPECT_NE(run.err.find(text), std::string::npos) << command[1] << ": " << run.err;
     }
-    EXPECT_EQ(RunProcess({ZMSIM_PATH, "--certificate", "/no/such"}).exit_status, 1);
-    EXPECT_EQ(RunProcess({ZMSIM_PATH, "--listen", "host"}).exit_status, 1);
+    std::filesystem::remove(pipe);
 }
 
 TEST(Scenario, WrongOnesAreRefusedWithPlaceAndReason) {
