@@ -99,15 +99,17 @@ Reply Read(std::vector<VqStat>* counters) {
     return run.Finish();
 }
 
-/// The name in a request that loads a driver, in either of its forms; empty when the record says
-/// how many virtual functions there shall be in other words than a number or "NONE".
-std::string_view DriverNameIn(Data data, uint8_t os_type) {
+/// The name in a request that loads a driver, in either of its forms. False when the record says in
+/// other words than a number or "NONE" how many virtual functions there shall be.
+bool DriverNameIn(Data data, uint8_t os_type, std::string_view* name) {
+    *name = TextIn(data);
     DriverLoadRequest request = {};
-    if (os_type != zwmgmt::kXen || !Unpack(data, &request)) return TextIn(data);
-    const std::string_view functions = zwmgmt::FixedText(request.virtual_functions);
+    if (os_type != zwmgmt::kXen || !Unpack(data, &request)) return true;
+    *name = TextIn(data.first(sizeof(request.name)));
+    const std::string_view count = zwmgmt::FixedText(request.virtual_functions);
     const bool number =
-        !functions.empty() && functions.find_first_not_of("0123456789") == functions.npos;
-    return number || functions == "NONE" ? TextIn(data.first(sizeof(request.name))) : "";
+        !count.empty() && count.find_first_not_of("0123456789") == std::string_view::npos;
+    return number || count == "NONE";
 }
 
 }  // namespace
@@ -243,7 +245,9 @@ Reply ScenarioHost::ListDrivers(Data) {
 }
 
 Reply ScenarioHost::LoadDriver(Data data) {
-    Driver* driver = FindDriver(DriverNameIn(data, scenario.os_type));
+    std::string_view name;
+    if (!DriverNameIn(data, scenario.os_type, &name)) return Failed(zwmgmt::kInvalidValue);
+    Driver* driver = FindDriver(name);
     if (driver == nullptr) return Failed(zwmgmt::kUnsupportedDriver);
     if (driver->record.loaded) return Failed(zwmgmt::kDriverLoaded);
     driver->record.loaded = 1;
@@ -251,7 +255,9 @@ Reply ScenarioHost::LoadDriver(Data data) {
 }
 
 Reply ScenarioHost::ReloadDriver(Data data) {
-    Driver* driver = FindDriver(DriverNameIn(data, scenario.os_type));
+    std::string_view name;
+    if (!DriverNameIn(data, scenario.os_type, &name)) return Failed(zwmgmt::kInvalidValue);
+    Driver* driver = FindDriver(name);
     if (driver == nullptr) return Failed(zwmgmt::kUnsupportedDriver);
     if (!driver->record.loaded) return Failed(zwmgmt::kDriverNotLoaded);
     if (IsInUse(*driver)) return Failed(zwmgmt::kDriverInUse);

@@ -599,6 +599,17 @@ TEST(ScenarioHost, JudgesPolicies) {
     }
 }
 
+TEST(ScenarioHost, JudgesVirtualFunctions) {
+    zmsim::ScenarioHost host(BuiltinScenario("xen"));
+    for (const auto& [count, status] :
+         {std::pair{"12", 301u}, {"NONE", 301u}, {"", 6u}, {"none", 6u}, {"-1", 6u}}) {
+        DriverLoadRequest request = {"no driver", ""};
+        SetFixedText(request.virtual_functions, count);
+        EXPECT_EQ(host.Answer(kSystem, kLoadDriver, BytesOf(request)).status, status) << count;
+        EXPECT_EQ(host.Answer(kSystem, kReloadDriver, BytesOf(request)).status, status) << count;
+    }
+}
+
 TEST(ScenarioHost, JudgesProbesAndMtus) {
     zmsim::Scenario scenario = BuiltinScenario("linux");
     const auto status_of = [&](uint16_t opcode, const Bytes& data) {
