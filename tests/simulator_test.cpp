@@ -320,27 +320,16 @@ TEST(Agent, RepliesToFilesEchoServiceOpcodeAndOs) {
 }
 
 TEST(FileReceiver, TakesNamesThatStayInTheirFolder) {
-    const Table<std::string, uint32_t> rows = {
-        {"kxgb4-1.0.tar.gz", 0},
-        {std::string(32, 'k') + "-1", 0},
-        {"a b\xc3\xa4", 0},
-        {"", 6},
-        {".", 6},
-        {"..", 6},
-        {".hidden", 6},
-        {"-1.0", 6},
-        {"a/b", 6},
-        {"a\\b", 6},
-        {"a\nb: installed", 6},
-        {"a\x7f", 6},
-        {std::string(33, 'k'), 6},
+    const auto expect = [](const std::vector<std::string>& names, uint32_t status) {
+        for (const std::string& name : names) {
+            FileTransferRecord record = {};
+            SetFixedText(record.file_name, name);
+            EXPECT_EQ(zmsim::FileReceiver({}).Take(BytesOf(record)), status) << name;
+        }
     };
-    for (const auto& [name, status] : rows) {
-        FileTransferRecord record = {};
-        SetFixedText(record.file_name, name);
-        zmsim::FileReceiver receiver({});
-        EXPECT_EQ(receiver.Take(BytesOf(record)), status) << name;
-    }
+    expect({"kxgb4-1.0.tar.gz", std::string(32, 'k') + "-1", "a b\xc3\xa4"}, 0);
+    expect({"", ".", "..", ".hidden", "-1.0", "a/b", "a\\b", "a\nb: installed", "a\x7f"}, 6);
+    expect({std::string(33, 'k')}, 6);
 }
 
 TEST(ScenarioHost, OffersWhatItsOsCanHave) {
@@ -471,91 +460,74 @@ TEST(ScenarioHost, RulesOfIpv6TakeFourPlaces) {
     }
 }
 
-TEST(ScenarioHost, JudgesProperties) {
-    // Bits, and a text of the settings at its offset.
-    struct Row {
-        const char* os;
-        const char* location;
-        uint32_t bits;
-        size_t offset;
-        std::string bytes;
-        uint32_t status;
-    };
-    const Row cards[] = {
-        {"windows", "3:0:0", 0x1, 0, "512", 0},
-        {"windows", "5:0:4", 0x1, 0, "512", 6},
-        {"windows", "5:0:4", 0x1, 40, "17", 0},
-        {"windows", "3:0:0", 0x1, 40, "17", 6},
-        {"windows", "3:0:0", 0x2, 8, "12345678", 0},
-        {"windows", "3:0:0", 0x2, 8, "many", 6},
-        {"windows", "3:0:0", 0x2, 8, "", 6},
-        {"windows", "5:0:4", 0x2, 8, "512", 6},
-        {"windows", "3:0:0", 0x20, 8, "1", 6},
-        {"windows", "3:0:0", 0, 0, "", 6},
-        {"linux", "0000:05:00.4", 0x4000, 114, "\1", 0},
-        {"linux", "0000:05:00.4", 0x4000, 114, "\2", 6},
-        {"linux", "0000:05:00.4", 0x1000000, 173, "\2", 0},
-        {"linux", "0000:05:00.4", 0x1000000, 173, "\3", 6},
-    };
-    for (const Row& row : cards) {
+/// A property's bit, its place in the settings, and texts and bytes for it.
+struct PropertyRow {
+    const char* os;
+    const char* location;
+    uint32_t bits;
+    size_t offset;
+    std::vector<std::string> taken;
+    std::vector<std::string> refused;
+};
+
+template <class Request>
+void ExpectJudged(uint16_t opcode, const PropertyRow& row) {
+    const auto expect = [&](const std::string& bytes, uint32_t status) {
         zmsim::ScenarioHost host(BuiltinScenario(row.os));
-        CardPropertyRequest request = {};
+        Request request = {};
         request.os_type = host.OsType();
         request.set_mask = row.bits;
         SetFixedText(request.pci_bus_location, row.location);
-        std::memcpy(reinterpret_cast<char*>(&request.settings) + row.offset, row.bytes.data(),
-                    row.bytes.size());
-        const Bytes before = host.Answer(kKorvane, kListAdapterProps, {}).data;
-        EXPECT_EQ(host.Answer(kKorvane, kSetCardProperty, BytesOf(request)).status, row.status)
-            << row.location << row.bits << row.bytes;
-        const Bytes after = host.Answer(kKorvane, kListAdapterProps, {}).data;
-        EXPECT_TRUE(row.status == 0 || after == before) << row.location << row.bits;
+        std::memcpy(reinterpret_cast<char*>(&request.settings) + row.offset, bytes.data(),
+                    bytes.size());
+        const Bytes place(row.location, row.location + std::strlen(row.location));
+        const auto listed = [&] {
+            Bytes all = host.Answer(kKorvane, kListAdapterProps, {}).data;
+            const Bytes ports = host.Answer(kKorvane, kListPorts, place).data;
+            all.insert(all.end(), ports.begin(), ports.end());
+            return all;
+        };
+        const Bytes before = listed();
+        EXPECT_EQ(host.Answer(kKorvane, opcode, BytesOf(request)).status, status)
+            << row.location << ' ' << row.bits << ' ' << bytes;
+        EXPECT_TRUE(status == 0 || listed() == before) << row.location << ' ' << bytes;
         request.os_type = kEsx;
-        EXPECT_EQ(host.Answer(kKorvane, kSetCardProperty, BytesOf(request)).status, 6u);
-    }
-    const char* linux_port = "0000:03:00.0";
-    const Row ports[] = {
-        {"windows", "3:0:0", 0x4, 0, "9000", 0},
-        {"windows", "5:0:4", 0x4, 0, "9000", 6},
-        {"windows", "3:0:0", 0x4, 0, "0x5dc", 6},
-        {"windows", "3:0:0", 0x4, 0, "-5", 6},
-        {"windows", "5:0:4", 0x4000, 173, "4094", 0},
-        {"windows", "5:0:4", 0x4000, 173, "4095", 6},
-        {"windows", "3:0:0", 0x10, 165, "16", 0},
-        {"windows", "3:0:0", 0x10, 165, "1x", 6},
-        {linux_port, linux_port, 0x4, 0, "655355", 0},
-        {linux_port, linux_port, 0x4, 0, "655356", 6},
-        {linux_port, linux_port, 0x4, 0, "0", 6},
-        {linux_port, linux_port, 0x4, 0, "", 6},
-        {linux_port, linux_port, 0x4, 0, "00001500", 6},
-        {linux_port, linux_port, 0x4, 0, "12345678", 6},
-        {linux_port, linux_port, 0x800, 8, "0", 0},
-        {linux_port, linux_port, 0x800, 8, "/", 6},
-        {linux_port, linux_port, 0x800, 8, ":", 6},
-        {linux_port, linux_port, 0x800, 8, "12", 6},
-        {linux_port, linux_port, 0x2000000, 130, "\x3f\x10", 0},
-        {linux_port, linux_port, 0x2000000, 130, "\x40", 6},
-        {linux_port, linux_port, 0x4000000, 134, "\xff\xff", 0},
-        {linux_port, linux_port, 0x4000000, 134, std::string("\0\0\1", 3), 6},
-        {linux_port, linux_port, 0x2, 126, "\1", 0},
-        {linux_port, linux_port, 0x2, 126, "\2", 6},
-        {linux_port, linux_port, 0x200, 109, "\1", 6},
-        {linux_port, linux_port, 0x200, 0, "", 6},
-        {"solaris", "pci/3,0", 0x80, 108, "\xfa", 0},
-        {"solaris", "pci/3,0", 0x80, 108, "\xfb", 6},
-        {"solaris", "pci/3,0", 0x20, 110, "\2", 6},
+        EXPECT_EQ(host.Answer(kKorvane, opcode, BytesOf(request)).status, 6u);
     };
-    for (const Row& row : ports) {
-        zmsim::ScenarioHost host(BuiltinScenario(row.os == linux_port ? "linux" : row.os));
-        PortRequest request = {};
-        request.os_type = host.OsType();
-        request.set_mask = row.bits;
-        SetFixedText(request.pci_bus_location, row.location);
-        std::memcpy(reinterpret_cast<char*>(&request.settings) + row.offset, row.bytes.data(),
-                    row.bytes.size());
-        EXPECT_EQ(host.Answer(kKorvane, kSetPortProperty, BytesOf(request)).status, row.status)
-            << row.location << ' ' << row.bits << ' ' << row.bytes;
-    }
+    for (const std::string& bytes : row.taken) expect(bytes, 0);
+    for (const std::string& bytes : row.refused) expect(bytes, 6);
+}
+
+TEST(ScenarioHost, JudgesProperties) {
+    const char* x4 = "0000:05:00.4";
+    const PropertyRow cards[] = {
+        {"windows", "3:0:0", 0x1, 0, {"512"}, {}},
+        {"windows", "5:0:4", 0x1, 0, {}, {"512"}},
+        {"windows", "5:0:4", 0x1, 40, {"17"}, {}},
+        {"windows", "3:0:0", 0x1, 40, {}, {"17"}},
+        {"windows", "3:0:0", 0x2, 8, {"12345678"}, {"many", ""}},
+        {"windows", "5:0:4", 0x2, 8, {}, {"512"}},
+        {"windows", "3:0:0", 0x20, 8, {}, {"1", ""}},
+        {"windows", "3:0:0", 0, 8, {}, {"1", ""}},
+        {"linux", x4, 0x4000, 114, {"\1"}, {"\2"}},
+        {"linux", x4, 0x1000000, 173, {"\1", "\2"}, {"", "\3"}},
+    };
+    for (const PropertyRow& row : cards) ExpectJudged<CardPropertyRequest>(kSetCardProperty, row);
+    const PropertyRow ports[] = {
+        {"windows", "3:0:0", 0x4, 0, {"9000"}, {"0x5dc", "-5"}},
+        {"windows", "5:0:4", 0x4, 0, {}, {"9000"}},
+        {"windows", "5:0:4", 0x4000, 173, {"0", "4094"}, {"4095"}},
+        {"windows", "3:0:0", 0x10, 165, {"16"}, {"1x"}},
+        {"linux", x4, 0x4, 0, {"1", "655355"}, {"", "0", "655356", "00001500", "12345678"}},
+        {"linux", x4, 0x800, 8, {"0", "9"}, {"", "/", ":", "12"}},
+        {"linux", x4, 0x2000000, 130, {"\x3f\x10"}, {"\x40", ""}},
+        {"linux", x4, 0x4000000, 134, {"\xff\xff"}, {std::string("\0\0\1", 3)}},
+        {"linux", x4, 0x2, 126, {"\1", std::string("\0\x64\0\1", 4)}, {"", "\2", "\1\1"}},
+        {"linux", x4, 0x200, 109, {}, {"\1", ""}},
+        {"solaris", "pci/3,0", 0x80, 108, {"\1", "\xfa"}, {"", "\xfb"}},
+        {"solaris", "pci/3,0", 0x20, 110, {"", "\1"}, {"\2"}},
+    };
+    for (const PropertyRow& row : ports) ExpectJudged<PortRequest>(kSetPortProperty, row);
 }
 
 TEST(ScenarioHost, JudgesPolicies) {
@@ -564,39 +536,32 @@ TEST(ScenarioHost, JudgesPolicies) {
     zmsim::ScenarioHost host(scenario);
     std::vector<_OfldPolicy> policies;
     std::string error;
-    ASSERT_EQ(ParsePolicy().ParsePolicyString("port 80 and vlan 1 =>", "eth2", &policies, &error),
-              0);
-    const _OfldPolicy sound = policies.front();  // at least two steps
-    using Edit = void (*)(_OfldPolicy&);
-    const std::pair<Edit, uint32_t> rows[] = {
-        {[](_OfldPolicy&) {}, 0},
-        {[](_OfldPolicy& p) { p.operation = 3; }, 6},
-        {[](_OfldPolicy& p) { std::memset(p.interface_name, 'e', 64); }, 6},
-        {[](_OfldPolicy& p) { SetFixedText(p.interface_name, "none"); }, 97},
-        {[](_OfldPolicy& p) { p.program[0].used = 0; }, 6},
-        {[](_OfldPolicy& p) { p.program[0].used = 2; }, 6},
-        {[](_OfldPolicy& p) { p.program[0].on_match = 0; }, 6},
-        {[](_OfldPolicy& p) { p.program[1].on_miss = 0; }, 6},
-        {[](_OfldPolicy& p) { p.program[1].on_match = 7; }, 6},
-        {[](_OfldPolicy& p) { p.program[1].reserved45[7] = 1; }, 6},
-        {[](_OfldPolicy& p) { p.program[7].on_match = 0xFF; }, 6},
-        {[](_OfldPolicy& p) { p.program[0].value.mark = 1; }, 6},
-        {[](_OfldPolicy& p) { p.program[0].mask.vlan = 0x1000; }, 6},
-        {[](_OfldPolicy& p) { p.program[0].mask.version = 0x10; }, 6},
-        {[](_OfldPolicy& p) { p.program[0].mask.open = 4; }, 6},
-        {[](_OfldPolicy& p) { p.settings.offload = 2; }, 6},
-        {[](_OfldPolicy& p) { p.settings.sack = 2; }, 6},
-        {[](_OfldPolicy& p) { p.settings.congestion = 4; }, 6},
-        {[](_OfldPolicy& p) { p.settings.bind = -4; }, 6},
-        {[](_OfldPolicy& p) { p.settings.traffic_class = 0; }, 6},
-        {[](_OfldPolicy& p) { p.settings.traffic_class = 8; }, 6},
+    const char* text = "port 80 and vlan 1 =>";  // of more than one step
+    ASSERT_EQ(ParsePolicy().ParsePolicyString(text, "eth2", &policies, &error), 0);
+    const _OfldPolicy sound = With(policies.front(), 65, uint8_t{2});
+    const auto status_of = [&](const _OfldPolicy& policy) {
+        return host.Answer(kTm, kAddPolicy, BytesOf(policy)).status;
     };
-    for (size_t i = 0; i < std::size(rows); ++i) {
-        _OfldPolicy policy = sound;
-        policy.operation = 2;
-        rows[i].first(policy);
-        EXPECT_EQ(host.Answer(kTm, kAddPolicy, BytesOf(policy)).status, rows[i].second) << i;
+    // Steps begin at 66 and 119, with the mask 21, the ends 42 bytes behind.
+    const Table<size_t, int, uint32_t> rows = {
+        {66 + 42, 1, 0},    {65, 3, 6},          {1, 'x', 97},     {66 + 42, 0, 6},
+        {66 + 42, 2, 6},    {66 + 43, 0, 6},     {119 + 43, 7, 6}, {119 + 44, 0, 6},
+        {119 + 52, 1, 6},   {437 + 43, 0xFF, 6}, {66 + 17, 1, 6},  {66 + 21 + 13, 0x10, 6},
+        {66 + 36, 0x10, 6}, {66 + 37, 4, 6},     {490, 1, 0},      {490, 2, 6},
+        {491, 2, 6},        {492, 2, 6},         {493, 3, 0},      {493, 4, 6},
+        {494, 0xFD, 0},     {494, 0xFC, 6},      {500, 2, 6},      {501, 2, 6},
+    };
+    for (const auto& [offset, byte, status] : rows) {
+        EXPECT_EQ(status_of(With(sound, offset, static_cast<uint8_t>(byte))), status)
+            << offset << ' ' << byte;
     }
+    for (const int number : {0, 1, 7, 8}) {
+        const bool taken = number % 8 != 0;
+        EXPECT_EQ(status_of(With(sound, 498, static_cast<uint16_t>(number))), taken ? 0u : 6u);
+    }
+    char endless[64];
+    std::memset(endless, 'e', sizeof(endless));
+    EXPECT_EQ(status_of(With(sound, 1, endless)), 6u);
 }
 
 TEST(ScenarioHost, JudgesVirtualFunctions) {
@@ -615,37 +580,27 @@ TEST(ScenarioHost, JudgesProbesAndMtus) {
     const auto status_of = [&](uint16_t opcode, const Bytes& data) {
         return zmsim::ScenarioHost(scenario).Answer(kNet, opcode, data).status;
     };
-    const Table<uint8_t, std::string, uint32_t> targets = {
-        {3, "alpha-1_x", 0},
-        {4, "a.example", 0},
-        {4, "a.example.", 0},
-        {1, "\x0a\1\1\1", 0},
-        {3, "", 6},
-        {4, "", 6},
-        {3, "a.b", 6},
-        {4, "ab", 6},
-        {4, "..", 6},
-        {4, ".a", 6},
-        {4, "a..b", 6},
-        {3, "a/b", 6},
-        {3, "a b", 6},
-        {3, "a\n", 6},
-        {0, "a", 6},
-        {5, "a", 6},
-        {1, "\x0a\1\1\1\1", 6},
-        {2, std::string(17, '\1'), 6},
-        {2, std::string(16, '\1'), 0},
-    };
     PingRequest ping = {};
     ping.packet_count = 1;
     ping.timeout_ms = 1;
-    for (const auto& [kind, target, status] : targets) {
-        ping.target_kind = kind;
-        SetFixedText(ping.target, sizeof(ping.target), target);
-        EXPECT_EQ(status_of(kPing, BytesOf(ping)), status) << target;
-        EXPECT_EQ(status_of(kTraceRoute, BytesOf(ping)), status) << target;
-    }
-    ping.target_kind = 2;
+    const auto expect = [&](int kind, const std::vector<std::string>& targets, uint32_t status) {
+        ping.target_kind = static_cast<uint8_t>(kind);
+        for (const std::string& target : targets) {
+            SetFixedText(ping.target, sizeof(ping.target), target);
+            EXPECT_EQ(status_of(kPing, BytesOf(ping)), status) << target;
+            EXPECT_EQ(status_of(kTraceRoute, BytesOf(ping)), status) << target;
+        }
+    };
+    expect(0, {"a"}, 6);
+    expect(1, {"\x0a\1\1\1"}, 0);
+    expect(1, {"\x0a\1\1\1\1"}, 6);
+    expect(2, {std::string(17, '\1')}, 6);
+    expect(3, {"alpha-1_x"}, 0);
+    expect(3, {"", "a.b", "a/b", "a b", "a\n"}, 6);
+    expect(4, {"a.example", "a.example."}, 0);
+    expect(4, {"", "ab", "..", ".a", "a..b"}, 6);
+    expect(5, {"a"}, 6);
+    expect(2, {std::string(16, '\1')}, 0);
     EXPECT_EQ(status_of(kPing, BytesOf(With(ping, 1, '\0'))), 6u) << "no packets";
     EXPECT_EQ(status_of(kPing, BytesOf(With(ping, 2, int64_t{-1000}))), 6u);
     for (const auto& [mtu, status] :
