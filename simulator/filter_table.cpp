@@ -85,7 +85,7 @@ constexpr X4Shown kX4Members[] = {
 #undef X3_MEMBER
 #undef X4_MEMBER
 
-constexpr size_t kMostRules = 4096;  // of one adapter or interface
+constexpr size_t kMostRules = 1024;  // of an adapter or interface: what a client can still list
 
 /// IPv6 rules take four places of the table, from their id on.
 uint32_t PlacesOf(const _FilterX4& rule) {

@@ -433,7 +433,11 @@ TEST(ScenarioHost, JudgesWhatElseRulesSay) {
     EXPECT_EQ(host.Answer(kFilter, 172, BytesOf(With(x3, 100, 0x2))).status, 6u);
     EXPECT_EQ(host.Answer(kFilter, 172, BytesOf(With(x3, 76, -1))).status, 259u);
     EXPECT_EQ(host.Answer(kFilter, 175, BytesOf(With(x3, 72, -1))).status, 6u);
+    EXPECT_EQ(host.Answer(kFilter, 175, BytesOf(With(x3, 72, 1025))).status, 6u);
     EXPECT_EQ(host.Answer(kFilter, 302, Bytes(33)).status, 6u) << "neither all nor active";
+    for (int i = 0; i <= 1024; ++i) {
+        EXPECT_EQ(host.Answer(kFilter, 172, BytesOf(x3)).status, i < 1024 ? 0u : 259u) << i;
+    }
 }
 
 TEST(ScenarioHost, RulesOfIpv6TakeFourPlaces) {
