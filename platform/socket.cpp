@@ -120,7 +120,7 @@ void HalfCloseForSending(SocketHandle socket) { native::ShutDown(native::Of(sock
 void CloseBothWays(SocketHandle socket) { native::ShutDown(native::Of(socket), true); }
 void CloseSocket(SocketHandle socket) { native::Close(native::Of(socket)); }
 
-SocketHandle Listen(const Ipv4Address& address, uint16_t* port, std::string* error) {
+SocketHandle Listen(const Ipv4Address& address, uint16_t* port, Reason* reason) {
     sockaddr_in local = SocketAddress(address, *port);
     auto* generic = reinterpret_cast<sockaddr*>(&local);
     socklen_t length = sizeof(local);
@@ -132,7 +132,7 @@ SocketHandle Listen(const Ipv4Address& address, uint16_t* port, std::string* err
         *port = ntohs(local.sin_port);
         return listener;
     }
-    if (error != nullptr) *error = std::system_category().message(native::LastError());
+    if (reason != nullptr) DescribeError(native::LastError(), reason->text, sizeof(reason->text));
     if (listener != kNoSocket) CloseSocket(listener);
     return kNoSocket;
 }

@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <string>
 
 namespace zwmgmt::platform {
 
@@ -62,8 +61,8 @@ void CloseBothWays(SocketHandle socket);
 void CloseSocket(SocketHandle socket);
 
 /// A listening socket on an address and port (0: any free one, told through *port). kNoSocket with
-/// the system's reason in *error, where that is asked for.
-SocketHandle Listen(const Ipv4Address& address, uint16_t* port, std::string* error = nullptr);
+/// why in *reason, where that is asked for.
+SocketHandle Listen(const Ipv4Address& address, uint16_t* port, Reason* reason = nullptr);
 /// The next client, waiting at most `limit`; kNoSocket when none came or the listener is closed.
 SocketHandle Accept(SocketHandle listener, Milliseconds limit);
 

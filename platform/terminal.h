@@ -14,8 +14,8 @@ enum class Typed { kLine, kNothing, kNoTerminal };
 
 /// Shows the prompt on this process's terminal, wherever its standard streams lead, and reads one
 /// line there without echo. *length is that of the whole line; `capacity` bytes of it are kept. The
-/// interrupt key ends the process as it does elsewhere (exit status 130), and whatever ends or stops
-/// it leaves the terminal as it was. kNothing at the end of input.
+/// interrupt key ends the process as it does elsewhere (exit status 130), and whatever ends or
+/// stops it leaves the terminal as it was. kNothing at the end of input.
 Typed ReadPassword(const char* prompt, char* line, size_t capacity, size_t* length);
 
 }  // namespace zwmgmt::platform

@@ -243,11 +243,11 @@ bool Agent::Start(std::string* error) {
         *error = "not a dotted quad: " + options.listen;
         return false;
     }
-    std::string reason;
+    platform::Reason reason;
     listener = platform::Listen(*address, &options.port, &reason);
     if (listener == platform::kNoSocket) {
         *error = "cannot listen on " + options.listen + " port " + std::to_string(options.port) +
-                 ": " + reason;
+                 ": " + reason.text;
         return false;
     }
     acceptor = std::thread([this] { AcceptClients(); });

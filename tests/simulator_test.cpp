@@ -56,7 +56,8 @@ class RawClient {
   public:
     explicit RawClient(uint16_t port) : socket(platform::CreateSocket()) {
         const platform::Milliseconds limit(60'000);
-        EXPECT_TRUE(platform::Connect(socket, {{127, 0, 0, 1}}, port, limit));
+        platform::Reason reason;
+        EXPECT_TRUE(platform::Connect(socket, {{127, 0, 0, 1}}, port, limit, &reason));
         ssl = SSL_new(context);
         EXPECT_TRUE(tls::Attach(ssl, socket));
         SSL_set_connect_state(ssl);
