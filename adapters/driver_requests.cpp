@@ -1,6 +1,7 @@
 /// Requests that load, reload and unload drivers.
 #include "cli/handler.h"
 #include "cli/keys.h"
+#include "cli/remarks.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
 using namespace zwmgmt;
@@ -16,7 +17,10 @@ constexpr int kNoMemory = 2;
 int AskDriver(ZwMgmt_interface& session, const Client_Request_Message* request, Command command,
               _Message* message) {
     const auto keys = KeysOf(request);
-    if (keys.empty()) return Refuse(session, kInvalidKey);
+    if (keys.empty()) {
+        Remarks::RefuseForLackOfKeys(session);
+        return Refuse(session, kInvalidKey);
+    }
     if (keys[0].key != kNameKey) return Refuse(session, keys[0], kInvalidKey);
     message->service = kSystem;
     message->opcode = command;

@@ -35,6 +35,11 @@ int ZwMgmt_interface::CLInstallKorvaneDrivers(Client_Request_Message* request, _
     const Validity validity = Validate(*this, request, &options);
     if (validity == Validity::kRefusedQuietly) return Refuse(*this, kFailed);
     if (validity == Validity::kRefused) return kRequestRefused;
+    for (const Client_Request_Argument& key : KeysOf(request)) {
+        if (!IsPackage(key) || key.value == nullptr || CanBeSent(*this, key.value)) continue;
+        Remarks::Refuse(*this, key, "this file cannot be sent");
+        return kRequestRefused;
+    }
     if (Remarks::Of(*this) != nullptr) return 0;  // asked about, not to be sent
 
     FileTransfer transfer = {.path = nullptr, .flags = options.type_mask};

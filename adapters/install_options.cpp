@@ -288,7 +288,8 @@ class Validation {
         std::string_view unknown;
         options.type_mask = TypesFrom(ValueOf(key), &unknown);
         if (!unknown.empty()) {
-            Remarks::Warn(session, key, ": " + std::string(unknown) + " is no type, and left out");
+            Remarks::Warn(session, key, ": %.*s is no type, and left out",
+                          static_cast<int>(unknown.size()), unknown.data());
         }
         return true;
     }

@@ -171,7 +171,8 @@ void NoteWhatIsSent(ZwMgmt_interface& session, const Client_Request_Argument& ke
     const FieldType type = property.is_signed ? FieldType::kSigned : FieldType::kUnsigned;
     const int64_t stored = IntegerOf(
         settings, {property.word, property.offset, property.width, type, nullptr, {}, false});
-    if (stored != number) Remarks::SentAs(session, key, std::to_string(stored));
+    if (stored != number)
+        Remarks::Warn(session, key, " is sent as %lld", static_cast<long long>(stored));
 }
 
 /// Keys whose values are no numbers, for any agent.

@@ -109,15 +109,21 @@ void ArgumentNotes::Parts::Take(const Client_Request_Message& request, uint8_t o
     const CommandKeys keys = KeysOfCommand(request.command);
     if (refused) {
         const Client_Request_Argument* entry = remarks.refused;
-        if (FindRoute(request.service, request.command) == nullptr) {
+        const Route* route = FindRoute(request.service, request.command);
+        if (route == nullptr) {
             notes.push_back({ArgumentNote::kRefusal, -1,
                              "this version does not have \"" + NameOf(request) + "\""});
         } else if (entry == nullptr) {
             NoteUnheeded(request, keys, os_type);
+            if (remarks.lacks_keys) {
+                notes.push_back(
+                    {ArgumentNote::kRefusal, -1, NameOf(request) + " takes " + route->keys});
+            }
         } else {
+            const std::string reason =
+                remarks.reason.empty() ? Expected(request, *entry, keys, os_type) : remarks.reason;
             notes.push_back(
-                {ArgumentNote::kRefusal, index(entry),
-                 Written(request, *entry) + ": " + Expected(request, *entry, keys, os_type)});
+                {ArgumentNote::kRefusal, index(entry), Written(request, *entry) + ": " + reason});
         }
         return;
     }

@@ -1,6 +1,8 @@
 /// What a session that builds a request, without sending it, notes about the request's entries.
 #pragma once
 
+#include <cstdarg>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -16,13 +18,25 @@ struct Remarks {
 
     std::vector<Warning> warnings;
     const Client_Request_Argument* refused = nullptr;
+    std::string reason;       // why, where the entry's form does not tell
+    bool lacks_keys = false;  // and what was printed names none
 
     /// Null for a session that sends.
     static Remarks* Of(ZwMgmt_interface& session) { return session.remarks; }
     static void Attach(ZwMgmt_interface& session, Remarks* remarks) { session.remarks = remarks; }
 
-    static void Refuse(ZwMgmt_interface& session, const Client_Request_Argument& entry) {
-        if (session.remarks != nullptr) session.remarks->refused = &entry;
+    // What is noted is put into words only where somebody asks: a session that sends allocates
+    // nothing here.
+
+    static void Refuse(ZwMgmt_interface& session, const Client_Request_Argument& entry,
+                       const char* reason = "") {
+        if (session.remarks == nullptr) return;
+        session.remarks->refused = &entry;
+        session.remarks->reason = reason;
+    }
+
+    static void RefuseForLackOfKeys(ZwMgmt_interface& session) {
+        if (session.remarks != nullptr) session.remarks->lacks_keys = true;
     }
 
     static void WarnOfRequest(ZwMgmt_interface& session, const char* text) {
@@ -30,14 +44,14 @@ struct Remarks {
     }
 
     static void Warn(ZwMgmt_interface& session, const Client_Request_Argument& entry,
-                     const std::string& text) {
-        if (session.remarks != nullptr) session.remarks->warnings.push_back({&entry, text});
-    }
-
-    /// Notes that an entry is not sent as it was written.
-    static void SentAs(ZwMgmt_interface& session, const Client_Request_Argument& entry,
-                       const std::string& sent) {
-        Warn(session, entry, " is sent as " + sent);
+                     const char* format, ...) ZWMGMT_PRINTF_LIKE(3, 4) {
+        if (session.remarks == nullptr) return;
+        char text[512];
+        va_list arguments;
+        va_start(arguments, format);
+        std::vsnprintf(text, sizeof(text), format, arguments);
+        va_end(arguments);
+        session.remarks->warnings.push_back({&entry, text});
     }
 };
 

@@ -142,17 +142,19 @@ std::string TakenBy(const X3Key& row) {
 
 void NoteRange(ZwMgmt_interface& session, const Client_Request_Argument& key, const char* what,
                int64_t number, int64_t least, int64_t most) {
-    if (least <= number && number <= most) return;
-    Remarks::Warn(session, key,
-                  what + std::to_string(number) + " is outside " + RangeText(least, most) +
-                      ", and is sent as it is");
+    if ((least <= number && number <= most) || Remarks::Of(session) == nullptr) return;
+    Remarks::Warn(session, key, "%s%lld is outside %s, and is sent as it is", what,
+                  static_cast<long long>(number), RangeText(least, most).c_str());
 }
 
 void NoteAddress(ZwMgmt_interface& session, const Client_Request_Argument& key,
                  const uint8_t (&octets)[4]) {
+    if (Remarks::Of(session) == nullptr) return;
     const std::string_view value = ValueOf(key);
     const std::string sent = QuadText(octets);
-    if (value.substr(0, value.find('/')) != sent) Remarks::SentAs(session, key, sent);
+    if (value.substr(0, value.find('/')) != sent) {
+        Remarks::Warn(session, key, " is sent as %s", sent.c_str());
+    }
 }
 
 }  // namespace

@@ -98,7 +98,10 @@ class ProbeBuilder {
         payload.target_kind = kind;
         SetFixedText(payload.target, sizeof(payload.target), ValueOf(key));
         const std::string_view sent = FixedText(payload.target, sizeof(payload.target));
-        if (sent != ValueOf(key)) Remarks::SentAs(session, key, std::string(sent));
+        if (sent != ValueOf(key)) {
+            Remarks::Warn(session, key, " is sent as %.*s", static_cast<int>(sent.size()),
+                          sent.data());
+        }
         return nullptr;
     }
 
@@ -112,7 +115,7 @@ class ProbeBuilder {
         if (const char* wrong = TakeNumber(key, &packets)) return wrong;
         payload.packet_count = static_cast<uint8_t>(packets);
         if (payload.packet_count != packets) {
-            Remarks::SentAs(session, key, std::to_string(payload.packet_count));
+            Remarks::Warn(session, key, " is sent as %d", payload.packet_count);
         }
         return nullptr;
     }
@@ -123,7 +126,8 @@ class ProbeBuilder {
         // The product is formed in 32 bits.
         payload.timeout_ms = static_cast<int32_t>(static_cast<uint32_t>(seconds) * 1000u);
         if (payload.timeout_ms != int64_t{seconds} * 1000) {
-            Remarks::SentAs(session, key, std::to_string(payload.timeout_ms) + " ms");
+            Remarks::Warn(session, key, " is sent as %lld ms",
+                          static_cast<long long>(payload.timeout_ms));
         }
         return nullptr;
     }

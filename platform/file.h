@@ -12,6 +12,17 @@ enum class OpenResult { kOpened, kNotThere, kNotReadable, kNotRegular };
 /// for. On kOpened *file belongs to the caller (fclose), and *size is its length in bytes.
 OpenResult OpenRegularFile(const char* path, FILE** file, uint64_t* size);
 
+/// Why a file was not opened, in words.
+constexpr const char* WhyNot(OpenResult result) {
+    switch (result) {
+        case OpenResult::kOpened: break;
+        case OpenResult::kNotThere: return "there is no such file";
+        case OpenResult::kNotReadable: return "it cannot be opened";
+        case OpenResult::kNotRegular: return "it is not a regular file";
+    }
+    return "";
+}
+
 /// Whether users other than the owner may read the file.
 bool ReadableByOthers(const char* path);
 

@@ -68,17 +68,14 @@ void SetExtra(FileTransferRecord* record, uint32_t flags, const char* extra) {
 
 /// Opens the file, or says why it cannot be sent.
 bool OpenToSend(ZwMgmt_interface& session, const char* path, FILE** file, uint64_t* size) {
-    switch (platform::OpenRegularFile(path, file, size)) {
-        case platform::OpenResult::kOpened: break;
-        case platform::OpenResult::kNotThere:
-            session.PrintOutput("cannot stat the file %s\n", path);
-            return false;
-        case platform::OpenResult::kNotReadable:
-            session.PrintOutput("cannot send %s: it cannot be opened\n", path);
-            return false;
-        case platform::OpenResult::kNotRegular:
-            session.PrintOutput("cannot send %s: it is not a regular file\n", path);
-            return false;
+    const auto opened = platform::OpenRegularFile(path, file, size);
+    if (opened == platform::OpenResult::kNotThere) {
+        session.PrintOutput("cannot stat the file %s\n", path);
+        return false;
+    }
+    if (opened != platform::OpenResult::kOpened) {
+        session.PrintOutput("cannot send %s: %s\n", path, platform::WhyNot(opened));
+        return false;
     }
     constexpr uint64_t kLimit = uint64_t{kMostChunks} * kChunkSize;
     if (*size <= kLimit) return true;
@@ -89,6 +86,14 @@ bool OpenToSend(ZwMgmt_interface& session, const char* path, FILE** file, uint64
 }
 
 }  // namespace
+
+bool zwmgmt::CanBeSent(ZwMgmt_interface& session, const char* path) {
+    FILE* file = nullptr;
+    uint64_t size = 0;
+    if (!OpenToSend(session, path, &file, &size)) return false;
+    std::fclose(file);
+    return true;
+}
 
 const char* zwmgmt::FileRefusalText(uint32_t status) {
     for (const RefusalRow& row : kRefusals) {

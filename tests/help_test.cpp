@@ -164,6 +164,9 @@ TEST(Help, ShowsTheKeysThatTheBuildersTakeAndNoOthers) {
 }
 
 TEST(ArgumentNotes, SayWhatIsSentOtherwiseThanWritten) {
+    const TemporaryFile package("x", "-KorvaneZwire");
+    const TemporaryFile rule("dst port 1 => offload\n");
+    const TemporaryFile rules("dst port 1 => offload; dst port 2 => offload\nvlan 3 => !offload");
     const Table<uint8_t, std::string, std::string> rows = {
         {2, "filter addx3 ifname=a sip=300.1.0.0", "sip=300.1.0.0 is sent as 44.1.0.0\n"},
         {2, "filter addx3 ifname=a sip=10.0.0.1/33",
@@ -193,9 +196,12 @@ TEST(ArgumentNotes, SayWhatIsSentOtherwiseThanWritten) {
         {3, "korvane setportproperty pci=1 port=0 rx_pause=1", ""},
         {2, "system loaddriver drvname=a num_vf=3", "num_vf=3 has no effect on this agent\n"},
         {8, "system loaddriver drvname=a num_vf=3", ""},
-        {2, "system install type=nic zwirepath=no-such-KorvaneZwire", ""},
-        {2, "system install type=nic,tow zwirepath=KorvaneZwire",
+        {2, "system install type=nic zwirepath=" + package.Path(), ""},
+        {2, "system install type=nic,tow zwirepath=" + package.Path(),
          "type=nic,tow: tow is no type, and left out\n"},
+        {2, "tm add ifname=a policy=@" + rule.Path(), ""},
+        {2, "tm add ifname=a policy=@" + rules.Path(),
+         "policy=@" + rules.Path() + ": the first rule is sent, 2 more are not\n"},
     };
     for (const auto& [os_type, line, notes] : rows) {
         EXPECT_EQ(NotesOn(os_type, Split(line, " ")), notes) << line;
@@ -227,7 +233,13 @@ TEST(ArgumentNotes, SayWhatARefusedEntryMayBe) {
         {2, "filter addx3 ifname=a vlanid=4095", "vlanid=4095: expected 1 to 4094\n"},
         {2, "filter maxfilters get ifname=a sip=10.0.0.1",
          "sip=10.0.0.1: not a key of this command, which takes ifname, max\n"},
-        {2, "tm add ifname=a policy=rubbish", ""},
+        {2, "tm add ifname=a policy=rubbish", "policy=rubbish: it does not compile\n"},
+        {2, "tm add ifname=a policy=@/no/such/file",
+         "policy=@/no/such/file: cannot read /no/such/file: there is no such file\n"},
+        {2, "tm add ifname=a policy=#", "policy=#: there is no rule in it\n"},
+        {2, "system loaddriver", "system loaddriver takes drvname=NAME [num_vf=COUNT]\n"},
+        {2, "system install type=nic zwirepath=no-such-KorvaneZwire",
+         "zwirepath=no-such-KorvaneZwire: this file cannot be sent\n"},
         {2, "net ping host=a numpkts=x", "numpkts=x: expected 1 to 255\n"},
         {2, "net mtu set mtu=655356", "mtu=655356: expected 1 to 655355 bytes\n"},
         {2, "korvane flashrom", "this version does not have \"korvane flashrom\"\n"},

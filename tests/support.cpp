@@ -268,11 +268,12 @@ ProcessResult Zwcli(uint16_t port, std::vector<std::string> words, const std::st
     return RunProcess(arguments, input);
 }
 
-TemporaryFile::TemporaryFile(const std::string& text) {
+TemporaryFile::TemporaryFile(const std::string& text, const std::string& name_end) {
     static std::atomic<int> count = 0;
-    path = (std::filesystem::temp_directory_path() /
-            ("zwmgmt-test-" + std::to_string(OwnProcessId()) + "-" + std::to_string(count++)))
-               .string();
+    path =
+        (std::filesystem::temp_directory_path() / ("zwmgmt-test-" + std::to_string(OwnProcessId()) +
+                                                   "-" + std::to_string(count++) + name_end))
+            .string();
     std::ofstream(path, std::ios::binary) << text;
 }
 

@@ -148,7 +148,7 @@ ProcessResult Zwcli(uint16_t port, std::vector<std::string> words, const std::st
 /// A file with the text, removed at the end.
 class TemporaryFile {
   public:
-    explicit TemporaryFile(const std::string& text);
+    explicit TemporaryFile(const std::string& text, const std::string& name_end = "");
     ~TemporaryFile();
     TemporaryFile(const TemporaryFile&) = delete;
     TemporaryFile& operator=(const TemporaryFile&) = delete;

@@ -3,6 +3,8 @@
 
 #include "cli/handler.h"
 #include "cli/keys.h"
+#include "cli/remarks.h"
+#include "platform/file.h"
 #include "zwmgmt/policy.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
@@ -47,7 +49,7 @@ constexpr PolicyCommand kDeleteCommand = {kDeletePolicy,
 /// What the keys say.
 struct Given {
     const char* interface_name = nullptr;
-    const char* policy = nullptr;
+    const Client_Request_Argument* policy = nullptr;
     uint8_t id = 0;  // 0: not given
 };
 
@@ -60,7 +62,7 @@ const char* Take(const Client_Request_Argument& key, const PolicyCommand& row, G
         return "the interface name is longer than 63 characters\n";
     }
     if (key.key == TmKey("policy") && row.takes_policy) {
-        given->policy = key.value;
+        given->policy = key.value != nullptr ? &key : nullptr;
         return nullptr;
     }
     if (key.key != TmKey("id")) return "Invalid argument specified\n";
@@ -70,16 +72,41 @@ const char* Take(const Client_Request_Argument& key, const PolicyCommand& row, G
     return sound ? nullptr : "Invalid Policy Index\n";
 }
 
+/// Why a file of policies was not read, or is none.
+std::string WhyNotRead(const char* name) {
+    FILE* file = nullptr;
+    uint64_t size = 0;
+    const auto opened = platform::OpenRegularFile(name, &file, &size);
+    if (file != nullptr) std::fclose(file);
+    const bool found = opened == platform::OpenResult::kOpened;
+    return "cannot read " + std::string(name) + ": " +
+           (found ? "it cannot be read whole" : platform::WhyNot(opened));
+}
+
 /// The first record of a policy, which may be a file's: "@FILE".
-bool Compile(FILE* stream, bool quietly, const Given& given, _OfldPolicy* policy) {
+bool Compile(ZwMgmt_interface& session, FILE* stream, const Given& given, _OfldPolicy* policy) {
     ParsePolicy parser(stream);
-    if (quietly) parser.PrintNothing();
+    if (Remarks::Of(session) != nullptr) parser.PrintNothing();
     std::vector<_OfldPolicy> policies;
     std::string error;
-    const bool file = given.policy[0] == '@';
+    const char* text = given.policy->value;
+    const bool file = text[0] == '@';
     const int failed =
-        file ? parser.ParsePolicyFile(given.policy + 1, given.interface_name, &policies, &error)
-             : parser.ParsePolicyString(given.policy, given.interface_name, &policies, &error);
+        file ? parser.ParsePolicyFile(text + 1, given.interface_name, &policies, &error)
+             : parser.ParsePolicyString(text, given.interface_name, &policies, &error);
+    if (Remarks::Of(session) != nullptr) {
+        const size_t others = policies.size() - 1;
+        if (failed != 0) {
+            Remarks::Refuse(session, *given.policy,
+                            file && error.empty() ? WhyNotRead(text + 1).c_str()
+                                                  : "it does not compile");
+        } else if (policies.empty()) {
+            Remarks::Refuse(session, *given.policy, "there is no rule in it");
+        } else if (others > 0) {
+            Remarks::Warn(session, *given.policy, ": the first rule is sent, %zu more %s not",
+                          others, others == 1 ? "is" : "are");
+        }
+    }
     if (failed != 0 || policies.empty()) return false;
     *policy = policies.front();
     return true;
@@ -95,8 +122,7 @@ int BuildPolicy(ZwMgmt_interface& session, FILE* stream, const Client_Request_Me
     if (row.no_id != nullptr && given.id == 0) return Refuse(session, row.no_id);
     if (row.takes_policy && given.policy == nullptr) return Refuse(session, row.no_policy);
     _OfldPolicy payload = {};
-    const bool quietly = Remarks::Of(session) != nullptr;
-    if (row.takes_policy && !Compile(stream, quietly, given, &payload)) {
+    if (row.takes_policy && !Compile(session, stream, given, &payload)) {
         return Refuse(session, "Invalid policy\n");
     }
     SetFixedText(payload.interface_name, given.interface_name);
