@@ -30,6 +30,16 @@ inline bool HasIgnoringCase(std::string_view text, std::string_view word) {
            word.empty();
 }
 
+/// The word "--name=" of a command line, which an option parser would give the next word as its
+/// value; null where there is none.
+inline const char* FindEmptyOption(int argc, const char* const* argv) {
+    for (int i = 1; i < argc && std::string_view(argv[i]) != "--"; ++i) {
+        const std::string_view word = argv[i];
+        if (word.starts_with("--") && word.find('=') == word.size() - 1) return argv[i];
+    }
+    return nullptr;
+}
+
 /// The first character of a text in UTF-8; where there is none, the first byte.
 inline std::string_view FirstCharacter(std::string_view text) {
     const auto byte = [&](size_t i) { return static_cast<uint8_t>(text[i]); };

@@ -47,38 +47,9 @@ const BackgroundRow* FindBackground(const Client_Request_Message& request) {
 /// Whether the request itself only asks for an outcome.
 bool IsQuestion(const Client_Request_Message& request) {
     return request.command == zwmgmt::kGetInstallResult ||
-           (request.argument_count == 1 &&
-            std::string_view(request.arguments[0].value).find('=') == std::string_view::npos &&
+           (request.service == zwmgmt::kNet && request.argument_count == 1 &&
             request.arguments[0].key == -1);
 }
-
-/// Keeps what the library prints, until it is known whether it is wanted.
-class HeldOutput {
-  public:
-    explicit HeldOutput(ZwMgmt_interface& holding_session)
-        : session(holding_session), kept(std::tmpfile()) {
-        session.SetOutputStream(kept);
-    }
-    ~HeldOutput() {
-        session.SetOutputStream(nullptr);
-        if (kept != nullptr) std::fclose(kept);
-    }
-    HeldOutput(const HeldOutput&) = delete;
-    HeldOutput& operator=(const HeldOutput&) = delete;
-
-    void Release() {
-        if (kept == nullptr) return;  // nothing was held
-        std::rewind(kept);
-        char bytes[4096];
-        for (size_t got; (got = std::fread(bytes, 1, sizeof(bytes), kept)) > 0;) {
-            std::fwrite(bytes, 1, got, stdout);
-        }
-    }
-
-  private:
-    ZwMgmt_interface& session;
-    FILE* kept;
-};
 
 /// One run against one agent.
 class Run {
@@ -215,15 +186,27 @@ class Run {
         zwmgmt::CommandWords question(words.data(), words.size());
         if (question.Request() == nullptr) return Fail(kFailed, question.Error());
         std::fflush(stdout);
-        for (std::chrono::milliseconds pause(100);; pause = std::min(2 * pause, kLongestPause)) {
-            HeldOutput output(session);
-            const uint32_t result = Ask(question.Request());
-            if (ExitStatusOf(result, session.LastStatus()) != kNotFinished) {
-                output.Release();
-                return Explain(result);
-            }
+        for (std::chrono::milliseconds pause(100); !HasOutcome(question.Request());) {
             std::this_thread::sleep_for(pause);
+            pause = std::min(2 * pause, kLongestPause);
         }
+        return Explain(last_result);
+    }
+
+    /// Asks once; only an outcome is printed.
+    bool HasOutcome(Client_Request_Message* question) {
+        _Message message = {};
+        void* reply = nullptr;
+        session.SetBuildListMode();
+        last_result = static_cast<uint32_t>(
+            session.Client_ProcessRequest(&message, question, result_buffer.data(), &reply));
+        session.ResetBuildListMode();
+        const bool has_outcome = ExitStatusOf(last_result, message.status) != kNotFinished;
+        if (has_outcome && last_result == zwmgmt::kSuccess) {
+            session.CLPrint(reply, question->command, &message);
+        }
+        ZwMgmt_interface::CLFreeMem(question->command, reply);
+        return has_outcome;
     }
 
     static constexpr std::chrono::milliseconds kLongestPause{2000};
@@ -231,6 +214,7 @@ class Run {
     const Options& options;
     Secret& password;
     std::vector<char> result_buffer;
+    uint32_t last_result = zwmgmt::kSuccess;  // of a question for an outcome
     ZwMgmt_interface session;
 };
 

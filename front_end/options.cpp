@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "cli/texts.h"
 #include "front_end/say.h"
 #include "zwmgmt/version.h"
 
@@ -27,15 +28,6 @@ class Help : public CLI::Formatter {
         return "Usage: korvane_zwcli [options] SERVICE COMMAND [SUBCOMMAND] [key=value ...]\n";
     }
 };
-
-/// "--user=" would take the next word for its value.
-const char* FindEmptyOption(int argc, const char* const* argv) {
-    for (int i = 1; i < argc && std::string_view(argv[i]) != "--"; ++i) {
-        const std::string_view word = argv[i];
-        if (word.starts_with("--") && word.find('=') == word.size() - 1) return argv[i];
-    }
-    return nullptr;
-}
 
 }  // namespace
 
@@ -64,7 +56,7 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
         option->multi_option_policy(CLI::MultiOptionPolicy::TakeLast)->check(kNotEmpty);
     }
     app.add_option("command", options->words)->group("");
-    if (const char* empty = FindEmptyOption(argc, argv)) {
+    if (const char* empty = zwmgmt::FindEmptyOption(argc, argv)) {
         return Fail(kUsage, std::string(empty) + " lacks its value");
     }
     try {

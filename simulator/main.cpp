@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <map>
 
+#include "cli/texts.h"
 #include "platform/stop_signal.h"
 #include "platform/terminal.h"
 #include "simulator/agent.h"
@@ -102,6 +103,9 @@ int Main(int argc, char** argv) {
     CLI::App app("A simulated management agent.", "korvane_zmsim");
     app.allow_windows_style_options(false);  // a word that begins with a slash is a path
     Describe(&app, &options);
+    if (const char* empty = zwmgmt::FindEmptyOption(argc, argv)) {
+        return Fail(std::string(empty) + " lacks its value", kUsage);
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& stop) {
@@ -127,5 +131,9 @@ int Main(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     zwmgmt::platform::PrepareStandardStreams();
-    return zmsim::Main(argc, argv);
+    try {
+        return zmsim::Main(argc, argv);
+    } catch (const std::exception& failure) {  // no memory, or no thread
+        return zmsim::Fail(failure.what(), 1);
+    }
 }
