@@ -95,15 +95,15 @@ bool Compile(ZwMgmt_interface& session, FILE* stream, const Given& given, _OfldP
         file ? parser.ParsePolicyFile(text + 1, given.interface_name, &policies, &error)
              : parser.ParsePolicyString(text, given.interface_name, &policies, &error);
     if (Remarks::Of(session) != nullptr) {
-        const size_t others = policies.size() - 1;
+        const int others = static_cast<int>(policies.size()) - 1;
         if (failed != 0) {
-            Remarks::Refuse(session, *given.policy,
-                            file && error.empty() ? WhyNotRead(text + 1).c_str()
-                                                  : "it does not compile");
+            Remarks::Refuse(
+                session, *given.policy,
+                file && error.empty() ? WhyNotRead(text + 1).c_str() : "it does not compile");
         } else if (policies.empty()) {
             Remarks::Refuse(session, *given.policy, "there is no rule in it");
         } else if (others > 0) {
-            Remarks::Warn(session, *given.policy, ": the first rule is sent, %zu more %s not",
+            Remarks::Warn(session, *given.policy, ": the first rule is sent, %d more %s not",
                           others, others == 1 ? "is" : "are");
         }
     }
