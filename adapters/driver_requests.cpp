@@ -21,7 +21,10 @@ int AskDriver(ZwMgmt_interface& session, const Client_Request_Message* request, 
         Remarks::RefuseForLackOfKeys(session);
         return Refuse(session, kInvalidKey);
     }
-    if (keys[0].key != kNameKey) return Refuse(session, keys[0], kInvalidKey);
+    if (keys[0].key != kNameKey) {
+        if (keys.size() > 1) Remarks::Refuse(session, keys[0], "drvname comes first");
+        return Refuse(session, keys[0], kInvalidKey);
+    }
     message->service = kSystem;
     message->opcode = command;
     const std::string_view name = ValueOf(keys[0]);

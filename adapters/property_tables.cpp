@@ -6,6 +6,7 @@
 #include "cli/command_keys.h"
 #include "cli/keys.h"
 #include "zwmgmt/records/adapter.h"
+#include "zwmgmt/records/net.h"
 #include "zwmgmt/records/port.h"
 
 namespace zwmgmt {
@@ -22,8 +23,8 @@ constexpr OsSet kNotSolarisAgents = {kLinux, kEsx, kMac, kXen};
 constexpr Rule kZeroOrOne = {0, 1, "the value may be either 0 or 1\n"};
 constexpr Rule kSwitch = {0, 1};
 constexpr Rule kDirection = {0, 3};  // disabled, one, the other, both
-constexpr Rule kBytes = {1, 99'999'999};
-constexpr Rule kVlanId = {0, 4095};
+constexpr Rule kBytes = {1, kHighestMtu};
+constexpr Rule kVlanId = {0, kHighestVlan};
 
 /// A row of a member of that type.
 template <class Member>

@@ -25,6 +25,7 @@ struct ArgumentNotes::Parts {
     bool refused = false;
 
     void Take(const Client_Request_Message& request, uint8_t os_type, const Remarks& remarks);
+    void NoteWarnings(const Client_Request_Message& request, const Remarks& remarks);
     void NoteUnheeded(const Client_Request_Message& request, const CommandKeys& keys,
                       uint8_t os_type);
 };
@@ -87,25 +88,44 @@ std::string Expected(const Client_Request_Message& request, const Client_Request
            known;
 }
 
+int32_t IndexOf(const Client_Request_Message& request, const Client_Request_Argument* entry) {
+    return entry != nullptr ? static_cast<int32_t>(entry - request.arguments) : -1;
+}
+
 }  // namespace
+
+void ArgumentNotes::Parts::NoteWarnings(const Client_Request_Message& request,
+                                        const Remarks& remarks) {
+    for (const Remarks::Warning& warning : remarks.warnings) {
+        const std::string written =
+            warning.entry != nullptr ? Written(request, *warning.entry) : "";
+        notes.push_back(
+            {ArgumentNote::kWarning, IndexOf(request, warning.entry), written + warning.text});
+    }
+}
 
 /// Keys that the builder has passed over, or sends to agents that do not heed them.
 void ArgumentNotes::Parts::NoteUnheeded(const Client_Request_Message& request,
                                         const CommandKeys& keys, uint8_t os_type) {
+    if (request.arguments == nullptr || keys.empty()) return;
     const std::span entries(request.arguments, request.argument_count);
     for (size_t i = 0; i < entries.size(); ++i) {
-        if (entries[i].key == -1 || keys.empty()) continue;
-        if (Find(keys, entries[i].key, os_type) != nullptr) continue;
+        if (entries[i].key == -1 || Find(keys, entries[i].key, os_type) != nullptr) continue;
+        const auto row = std::ranges::find(keys, int{entries[i].key}, &CommandKey::key);
+        const bool means_another = row != keys.end() && row->bit != 0 &&
+                                   std::ranges::any_of(keys, [&](const CommandKey& other) {
+                                       return other.bit == row->bit && other.agents.Has(os_type);
+                                   });
+        const char* effect = row == keys.end() ? " has no effect on this command"
+                             : means_another   ? " means another key to this agent"
+                                               : " has no effect on this agent";
         notes.push_back({ArgumentNote::kWarning, static_cast<int32_t>(i),
-                         Written(request, entries[i]) + " has no effect on this agent"});
+                         Written(request, entries[i]) + effect});
     }
 }
 
 void ArgumentNotes::Parts::Take(const Client_Request_Message& request, uint8_t os_type,
                                 const Remarks& remarks) {
-    const auto index = [&](const Client_Request_Argument* entry) {
-        return entry != nullptr ? static_cast<int32_t>(entry - request.arguments) : -1;
-    };
     const CommandKeys keys = KeysOfCommand(request.command);
     if (refused) {
         const Client_Request_Argument* entry = remarks.refused;
@@ -114,6 +134,7 @@ void ArgumentNotes::Parts::Take(const Client_Request_Message& request, uint8_t o
             notes.push_back({ArgumentNote::kRefusal, -1,
                              "this version does not have \"" + NameOf(request) + "\""});
         } else if (entry == nullptr) {
+            NoteWarnings(request, remarks);
             NoteUnheeded(request, keys, os_type);
             if (remarks.lacks_keys) {
                 notes.push_back(
@@ -122,16 +143,12 @@ void ArgumentNotes::Parts::Take(const Client_Request_Message& request, uint8_t o
         } else {
             const std::string reason =
                 remarks.reason.empty() ? Expected(request, *entry, keys, os_type) : remarks.reason;
-            notes.push_back(
-                {ArgumentNote::kRefusal, index(entry), Written(request, *entry) + ": " + reason});
+            notes.push_back({ArgumentNote::kRefusal, IndexOf(request, entry),
+                             Written(request, *entry) + ": " + reason});
         }
         return;
     }
-    for (const Remarks::Warning& warning : remarks.warnings) {
-        const std::string written =
-            warning.entry != nullptr ? Written(request, *warning.entry) : "";
-        notes.push_back({ArgumentNote::kWarning, index(warning.entry), written + warning.text});
-    }
+    NoteWarnings(request, remarks);
     NoteUnheeded(request, keys, os_type);
 }
 

@@ -54,7 +54,7 @@ constexpr PlainRow kPlainRows[] = {
     ROW(kDeleteFilterX3, Filter, "ifname", kAny, kName),
     ROW(kDeleteFilterX3, Filter, "id", kAny, kFromOne),
     ROW(kMaxFilters, Filter, "ifname", kAny, kName),
-    ROW(kMaxFilters, Filter, "max", kAny, "a number from 1; of set alone"),
+    ROW(kMaxFilters, Filter, "max", kAny, "1 to 1024; of set alone"),
     ROW(kDeleteFilterX4, Filter, "pci", kAny, kPciX4),
     ROW(kDeleteFilterX4, Filter, "id", kAny, kFromOne),
     ROW(kListFiltersX4, Filter, "pci", kAny, kPciX4),
@@ -99,7 +99,7 @@ void AddProperties(std::span<const Property> properties, CommandKeys* keys) {
         // A word of two keys stands for the first of them in the search.
         if (ZwMgmt_interface::CLGetKeyNo(property.word, kKorvane) != property.key) continue;
         keys->push_back({property.word, property.key, property.heeded, TakenBy(property),
-                         AdaptersOf(property.chips)});
+                         AdaptersOf(property.chips), property.bit});
     }
 }
 

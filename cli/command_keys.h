@@ -18,6 +18,7 @@ struct CommandKey {
     OsSet agents;               // that heed it
     std::string takes;          // "0 or 1"
     const char* adapters = "";  // that have it: " (X3)"
+    uint32_t bit = 0;           // of the request's mask, which other keys may share
 };
 
 using CommandKeys = std::vector<CommandKey>;

@@ -37,11 +37,14 @@ bool TakesKeysOnly(uint8_t service, uint16_t command) {
     return service == kNet && (command == kPing || command == kTraceRoute);
 }
 
-/// The key words of a command; of its service, where the command has no handler.
+/// The key words of a command that has a handler, each once.
 std::vector<const char*> KeyWordsFor(const Client_Request_Message& request) {
-    if (FindRoute(request.service, request.command) == nullptr) return KeyWordsOf(request.service);
     std::vector<const char*> words;
-    for (const CommandKey& key : KeysOfCommand(request.command)) words.push_back(key.word);
+    if (FindRoute(request.service, request.command) == nullptr) return words;
+    for (const CommandKey& key : KeysOfCommand(request.command)) {
+        const auto same = [&](const char* word) { return std::string_view(word) == key.word; };
+        if (std::ranges::none_of(words, same)) words.push_back(key.word);
+    }
     return words;
 }
 

@@ -20,11 +20,10 @@ struct NoteRow {
 
 constexpr NoteRow kNotes[] = {
     {kSetPortProperty,
-     "\nNumbers are decimal, 0x hexadecimal or 0 octal; several keys go into one request. The MTU "
-     "is set\n"
-     "with mtu; of X4 and X5 ports on Windows agents with jumbopacket. The words mtu and vlan mean "
-     "other\n"
-     "keys to Windows agents: the MTU and the VLAN insertion of X3 ports cannot be set there.\n"},
+     "\nNumbers are decimal, 0x hexadecimal or 0 octal, to Windows agents decimal; several keys go\n"
+     "into one request. The MTU is set with mtu; of X4 and X5 ports on Windows agents with\n"
+     "jumbopacket. The words mtu and vlan mean other keys to Windows agents: the MTU and the VLAN\n"
+     "insertion of X3 ports cannot be set there.\n"},
     {kInstall,
      "\nType names are separated by commas. type=zm with zmpath updates the agent itself.\n"},
     {kAddFilterX4,

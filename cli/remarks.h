@@ -30,7 +30,8 @@ struct Remarks {
 
     static void Refuse(ZwMgmt_interface& session, const Client_Request_Argument& entry,
                        const char* reason = "") {
-        if (session.remarks == nullptr) return;
+        // Who knows most says it first.
+        if (session.remarks == nullptr || session.remarks->refused != nullptr) return;
         session.remarks->refused = &entry;
         session.remarks->reason = reason;
     }

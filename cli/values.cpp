@@ -317,17 +317,16 @@ int ZwMgmt_interface::CLGetPassword(const char* user_name, char* password) {
     }
     int result = kNoPair;
     char user[sizeof(LoginRecord::user_name) + 1];
-    char word[kLongestPassword + 1];
     for (;;) {
         const int user_read = ReadWord(file, user, sizeof(user));
-        const int password_read = ReadWord(file, word, sizeof(word));
+        // Into its place at once: no copy stays behind.
+        const int password_read = ReadWord(file, password, kLongestPassword + 1);
         if (user_read == 0 || password_read == 0) break;
         if (user_read != 1 || std::strcmp(user, user_name) != 0) continue;
-        if (password_read == 1) std::strcpy(password, word);
         result = password_read == 1 ? 0 : kTooLong;
         break;  // the first pair of the user counts
     }
-    OPENSSL_cleanse(word, sizeof(word));
+    if (result != 0) OPENSSL_cleanse(password, kLongestPassword + 1);
     std::fclose(file);
     return result;
 }

@@ -272,7 +272,8 @@ namespace {
 /// The number of the request's first word, all bits set for an unknown one; "list" is known under
 /// every command.
 uint64_t FirstWordNumber(const Client_Request_Message* request, Words table) {
-    const char* word = request->argument_count > 0 ? request->arguments[0].value : nullptr;
+    const bool any = request->argument_count > 0 && request->arguments != nullptr;
+    const char* word = any ? request->arguments[0].value : nullptr;
     const int number = Find(word, table);
     constexpr Word kList[] = {{"list", kInvalidCommand}};
     if (number == kUnknown && Find(word, kList) != kUnknown) return kInvalidCommand;

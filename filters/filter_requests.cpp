@@ -54,7 +54,10 @@ bool SetX3(ZwMgmt_interface& session, const Client_Request_Argument& key, _Filte
 }
 
 bool SetX4(ZwMgmt_interface& session, const Client_Request_Argument& key, _FilterX4* rule) {
-    if (session.CLSetFilterX4Arg(key.key, key.value, rule) == 0) return true;
+    if (session.CLSetFilterX4Arg(key.key, key.value, rule) == 0) {
+        NoteX4Value(session, key, *rule);
+        return true;
+    }
     Refuse(session, key, "Invalid X4 filter argument/value \n");
     return false;
 }

@@ -38,11 +38,14 @@ struct X4Key {
     int key;
     uint32_t bit;
     size_t offset;  // in _FilterX4
-    size_t width;   // of a text: bytes; of a masked value: bits
+    size_t width;   // of a text: bytes; of a masked value: bits; of a number: its highest, or 0
     Form form;
     const char* name;  // in messages; not always the key's word
     std::span<const WordRow> words = {};
+    size_t heeded_bits = 0;  // of a masked value, where agents take fewer than its width
 };
+
+size_t BitsOf(const X4Key& row) { return row.heeded_bits != 0 ? row.heeded_bits : row.width; }
 
 enum VlanAction : uint32_t { kNone = 1, kInsert = 2, kRewrite = 3 };
 
@@ -75,17 +78,17 @@ constexpr X4Key kX4Keys[] = {
     X4("macmatch",      0x200, macmatch, 9, kMasked, "macidx"),
     X4("mpshittype",    0x400, mpshittype, 3, kMasked, "matchtype"),
     X4("fragmentation", 0x800, fragmentation, 1, kMasked, "frag"),
-    X4("lport",         0x1000, lport, 32, kMasked, "lport"),
-    X4("fport",         0x2000, fport, 32, kMasked, "fport"),
+    X4("lport",         0x1000, lport, 32, kMasked, "lport", {}, 16),
+    X4("fport",         0x2000, fport, 32, kMasked, "fport", {}, 16),
     X4("lip",           kLocalAddressBit, lip, 0, kAddress, "lip"),
     X4("fip",           kForeignAddressBit, fip, 0, kAddress, "fip"),
     X4("x4action",      0x10000, action, 0, kWord, "x4action", kActions),
     X4("x4vlan",        kVlanActionBit, vlan_action, 0, kVlanAction, "x4vlan", kVlanActions),
     X4("hitcnts",       0x40000, hitcnts, 0, kNumber, "hitcnts"),
-    X4("x4prio",        0x80000, prio, 0, kNumber, "prio"),
-    X4("x4queue",       0x100000, queue, 0, kNumber, "queue"),
+    X4("x4prio",        0x80000, prio, 7, kNumber, "prio"),
+    X4("x4queue",       0x100000, queue, 1023, kNumber, "queue"),
     X4("tcbhash",       0x200000, tcbhash, 0, kNumber, "tcbhash"),
-    X4("eport",         0x400000, eport, 0, kNumber, "eport"),
+    X4("eport",         0x400000, eport, 7, kNumber, "eport"),
     X4("type",          kTypeBit, address_family, 0, kType, "type"),
     X4("smac",          0x1000000, smac, sizeof(_FilterX4::smac), kMac, "smac"),
     X4("dmac",          0x2000000, dmac, sizeof(_FilterX4::dmac), kMac, "dmac"),
@@ -238,13 +241,13 @@ class RuleSetter {
 };
 
 std::string TakenBy(const X4Key& row) {
-    const std::string width = std::to_string(row.width);
+    const std::string width = std::to_string(row.form == Form::kMasked ? BitsOf(row) : row.width);
     switch (row.form) {
         case Form::kText: return "a text of at most " + width + " characters";
         case Form::kId: return "a number from 1; of IPv6 rules a multiple of 4";
         case Form::kMasked:
             return "number[:mask] of " + width + (row.width == 1 ? " bit" : " bits");
-        case Form::kNumber: return "a number: decimal, 0x hexadecimal or 0 octal";
+        case Form::kNumber: return row.width != 0 ? "0 to " + width : "a number from 0";
         case Form::kDecimal: return "a decimal number";
         case Form::kAddress: return "an IPv4 or IPv6 address, or address/length";
         case Form::kMac: return "12 hexadecimal digits, pairs separated by : or - or not at all";
@@ -262,6 +265,28 @@ std::string TakenBy(const X4Key& row) {
 }
 
 }  // namespace
+
+void zwmgmt::NoteX4Value(ZwMgmt_interface& session, const Client_Request_Argument& key,
+                         const _FilterX4& rule) {
+    const auto* row = std::ranges::find(kX4Keys, int{key.key}, &X4Key::key);
+    if (row == std::end(kX4Keys)) return;
+    const char* member = reinterpret_cast<const char*>(&rule) + row->offset;
+    if (row->form == Form::kMasked) {
+        FilterField field;
+        std::memcpy(&field, member, sizeof(field));
+        const auto bits = static_cast<int>(BitsOf(*row));
+        const bool fits =
+            !IsAbove(field.value, bits) && (!IsAbove(field.mask, bits) || field.mask == UINT32_MAX);
+        if (!fits) Remarks::Warn(session, key, ": more than %d bits, and sent as it is", bits);
+    } else if (row->form == Form::kNumber && row->width != 0) {
+        uint32_t number = 0;
+        std::memcpy(&number, member, sizeof(number));
+        if (number > row->width) {
+            Remarks::Warn(session, key, ": %u is outside 0 to %d, and is sent as it is", number,
+                          static_cast<int>(row->width));
+        }
+    }
+}
 
 void zwmgmt::AddX4Keys(CommandKeys* keys) {
     for (const X4Key& row : kX4Keys) {

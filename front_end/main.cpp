@@ -158,7 +158,7 @@ class Run {
         const zwmgmt::ArgumentNotes notes(session, request);
         if (!notes.Refused()) SayNotes(notes);
         const uint32_t result = Ask(request);
-        if (!notes.Refused()) return Explain(result);
+        if (!notes.Refused()) return Explain(*request, result);
         SayNotes(notes);
         return kUsage;
     }
@@ -169,10 +169,15 @@ class Run {
             session.Client_ProcessRequest(request, result_buffer.data(), nullptr));
     }
 
-    ExitStatus Explain(uint32_t result) {
-        const ExitStatus done = ExitStatusOf(result, session.LastStatus());
+    ExitStatus Explain(const Client_Request_Message& request, uint32_t result) {
+        ExitStatus done = ExitStatusOf(result, session.LastStatus());
+        // An agent that is busy with another operation has refused to begin this one.
+        if (done == kNotFinished && !IsQuestion(request)) done = kFailed;
         if (done == kNoSession) return Lost(result);
         if (result == zwmgmt::kNotForThisAgent) Say(zwmgmt::StatusText(result));
+        if (result == zwmgmt::kRequestRefused && session.FailureDetail()[0] != '\0') {
+            Say(session.FailureDetail());
+        }
         if (result == zwmgmt::kSuccess && done != kOk) {
             Say("the agent answered: " + Words(session.LastStatus()));
         }
@@ -190,7 +195,7 @@ class Run {
             std::this_thread::sleep_for(pause);
             pause = std::min(2 * pause, kLongestPause);
         }
-        return Explain(last_result);
+        return Explain(*question.Request(), last_result);
     }
 
     /// Asks once; only an outcome is printed.

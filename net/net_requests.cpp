@@ -48,8 +48,8 @@ class ProbeBuilder {
     const char* Take(const Client_Request_Argument& key) {
         const std::string_view value = ValueOf(key);
         switch (key.key) {
-            case kIpKey: address = key.value; return nullptr;
-            case kIpVersionKey: return TakeVersion(value);
+            case kIpKey: address = &key; return nullptr;
+            case kIpVersionKey: return TakeVersion(key);
             case kHostKey:
                 if (value.find('.') != value.npos) {
                     return "Please specify a hostname instead of a domain name\n";
@@ -79,15 +79,22 @@ class ProbeBuilder {
     }
 
   private:
-    const char* TakeVersion(std::string_view version) {
+    const char* TakeVersion(const Client_Request_Argument& key) {
+        const std::string_view version = ValueOf(key);
         const bool ipv4 = version == "ipv4";
         if (!ipv4 && version != "ipv6") return "Please specify the family correctly.\n";
         version_given = true;
         payload.target_kind = ipv4 ? kPingIpv4 : kPingIpv6;
         std::memset(payload.target, 0, sizeof(payload.target));
         const uint8_t family = ipv4 ? 2 : 10;
-        if (!ZwMgmt_interface::CLInet_Pton(family, address != nullptr ? address : "",
-                                           payload.target, sizeof(payload.target))) {
+        const char* text = address != nullptr ? address->value : nullptr;
+        if (!ZwMgmt_interface::CLInet_Pton(family, text, payload.target, sizeof(payload.target))) {
+            if (address == nullptr) {
+                Remarks::Refuse(session, key, "ip comes before it");
+            } else {
+                Remarks::Refuse(session, *address,
+                                ipv4 ? "expected an IPv4 address" : "expected an IPv6 address");
+            }
             return "Cannot convert ip address from dotted decimal format to binary format\n";
         }
         return nullptr;
@@ -135,7 +142,7 @@ class ProbeBuilder {
     ZwMgmt_interface& session;
     const Probe& probe;
     PingRequest payload = {};
-    const char* address = nullptr;
+    const Client_Request_Argument* address = nullptr;
     bool version_given = false;
     bool name_given = false;
 };
@@ -167,7 +174,7 @@ int ZwMgmt_interface::CLTraceRoute(Client_Request_Message* request, _Message* me
 }
 
 int ZwMgmt_interface::CLSetMTU(Client_Request_Message* request, _Message* message) {
-    constexpr int32_t kHighest = 655355;
+    constexpr auto kHighest = static_cast<int32_t>(kHighestMtu);
     if (!BeginsWith(request, "set")) return Refuse(*this, "please specify a valid sub command\n");
     MtuRequest payload = {};
     for (const Client_Request_Argument& key : KeysOf(request)) {

@@ -54,8 +54,7 @@ void DescribeError(int error, char* text, size_t capacity) {
 
 std::optional<Ipv4Address> ResolveIpv4(const char* host, Reason* reason) {
     if (*host == '\0') return std::nullopt;  // some systems take it for themselves
-    uint8_t ipv6[AddressSize(Family::kIpv6)];
-    if (ParseAddress(Family::kIpv6, host, ipv6)) {
+    if (std::strchr(host, ':') != nullptr) {
         *reason = {"it is an IPv6 address; agents are reached over IPv4"};
         return std::nullopt;
     }

@@ -205,7 +205,7 @@ int ZwMgmt_interface::CLsendDrvFile(const char* path, _Message* message, const O
         if (length != std::min<uint64_t>(left, kChunkSize)) {
             PrintOutput("\ncannot send %s: it changed or became unreadable\n", path);
             Explain("%s changed or became unreadable while it was sent", path);
-            LoseConnection(kReadError);
+            LoseConnection(kRequestRefused);  // the agent still waits for what was announced
             return kStopped;
         }
         if (HeardUnasked()) {

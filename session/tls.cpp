@@ -37,6 +37,7 @@ struct Channel {
     platform::SocketHandle socket;
     Clock::time_point deadline;
     bool more_follows = false;
+    bool ended = false;  // the peer sends no more
 };
 
 Channel* ChannelOf(BIO* bio) { return static_cast<Channel*>(BIO_get_data(bio)); }
@@ -58,10 +59,14 @@ int ReadBio(BIO* bio, char* bytes, int length) {
     const int moved = Clock::now() < channel->deadline
                           ? platform::Receive(channel->socket, bytes, length)
                           : platform::kWouldBlock;
+    if (moved == 0) channel->ended = true;
     return FinishBioCall(bio, moved, BIO_FLAGS_READ);
 }
 
-long ControlBio(BIO*, int command, long, void*) { return command == BIO_CTRL_FLUSH ? 1 : 0; }
+long ControlBio(BIO* bio, int command, long, void*) {
+    if (command == BIO_CTRL_EOF) return ChannelOf(bio)->ended;
+    return command == BIO_CTRL_FLUSH;
+}
 
 int DestroyBio(BIO* bio) {
     delete ChannelOf(bio);
@@ -158,13 +163,26 @@ Transfer WriteSome(SSL* ssl, const void* bytes, size_t length, Milliseconds limi
 }
 
 bool HasUnreadData(SSL* ssl) {
-    ERR_clear_error();
-    ChannelOf(SSL_get_rbio(ssl))->deadline = Clock::now() + kHousekeepingLimit;
-    char byte = 0;
-    size_t seen = 0;
-    const bool data = SSL_peek_ex(ssl, &byte, sizeof(byte), &seen) == 1;
-    ERR_clear_error();
-    return data;
+    Channel* channel = ChannelOf(SSL_get_rbio(ssl));
+    const auto deadline = Clock::now() + kHousekeepingLimit;
+    channel->deadline = deadline;
+    for (;;) {
+        ERR_clear_error();
+        char byte = 0;
+        size_t seen = 0;
+        const int result = SSL_peek_ex(ssl, &byte, sizeof(byte), &seen);
+        if (result == 1) return true;
+        const bool waits = SSL_get_error(ssl, result) == SSL_ERROR_WANT_READ;
+        ERR_clear_error();
+        // A broken connection tells by itself, with the next message.
+        if (!waits || (SSL_has_pending(ssl) == 0 && Clock::now() < deadline)) return false;
+        // Part of a record is there: it is known what it is when the rest has come.
+        const auto left = std::chrono::ceil<Milliseconds>(deadline - Clock::now());
+        if (left.count() <= 0 || platform::WaitFor(channel->socket, platform::Direction::kRead,
+                                                   left) != platform::WaitResult::kReady) {
+            return true;
+        }
+    }
 }
 
 void Shutdown(SSL* ssl) {

@@ -36,8 +36,9 @@ Transfer ReadSome(SSL* ssl, void* buffer, size_t length, Milliseconds limit);
 Transfer WriteSome(SSL* ssl, const void* bytes, size_t length, Milliseconds limit,
                    bool more_follows = false);
 
-/// Whether data has arrived that nobody has read. Does not wait; what TLS itself has to say
-/// (tickets, key updates) is taken in on the way and is no data.
+/// Whether data has arrived that nobody has read. Waits only for the rest of a record that has
+/// begun; what TLS itself has to say (tickets, key updates) is taken in on the way and is no data,
+/// unless it has no end.
 bool HasUnreadData(SSL* ssl);
 
 /// Says goodbye, without waiting for the peer's answer.

@@ -191,7 +191,7 @@ bool IsSound(const _FilterX4& rule) {
         std::ranges::all_of(kX4Fields, [&](const FieldRow& row) { return Fits(rule, row); });
     if (!in_range || (given(0x10000) && rule.action == 3)) return false;
     const bool tags = given(0x20000) && rule.vlan_action != 1;
-    if (tags && (rule.vlan_value < 1 || rule.vlan_value > uint32_t{kHighestVlan})) return false;
+    if (tags && (rule.vlan_value < 1 || rule.vlan_value > kHighestVlan)) return false;
     const std::string_view combination = FixedText(rule.combination);
     return (!given(0x4000) || IsPrefix(rule.lip, ipv6)) &&
            (!given(0x8000) || IsPrefix(rule.fip, ipv6)) &&

@@ -22,8 +22,8 @@ bool IsSound(const _OfldPolicy& policy);
 /// The target, and what a ping says besides.
 bool IsSound(const PingRequest& request, bool ping);
 
-inline constexpr uint32_t kHighestMtu = 655'355;
-inline constexpr int kHighestVlan = 4094;
+using zwmgmt::kHighestMtu;
+using zwmgmt::kHighestVlan;
 
 /// The name of the driver that a package brings: what stands before the first "-" or ".".
 std::string_view DriverNameOf(std::string_view package);

@@ -95,8 +95,14 @@ int64_t NumberIn(const char* bytes, const Property& property) {
                               : static_cast<int64_t>(number >> unused);
 }
 
+constexpr zwmgmt::Rule kOffOrOn = {0, 1};
+
+bool HasRange(const zwmgmt::Rule& rule) {
+    return rule.message != nullptr || rule.least != rule.most;
+}
+
 bool Keeps(const zwmgmt::Rule& rule, int64_t number) {
-    return rule.message == nullptr || (rule.least <= number && number <= rule.most);
+    return !HasRange(rule) || (rule.least <= number && number <= rule.most);
 }
 
 /// Whether the bytes are a value that the property can have.
@@ -105,7 +111,8 @@ bool IsValue(const Property& property, const char* bytes, std::span<const TextRo
     const int64_t number = property.width <= 8 ? NumberIn(bytes, property) : 0;
     switch (property.form) {
         case Form::kFlag:
-            return '0' <= bytes[0] && bytes[0] <= '9' && AreZero(bytes + 1, property.width - 1);
+            return AreZero(bytes + 1, property.width - 1) &&
+                   Keeps(HasRange(property.rule) ? property.rule : kOffOrOn, bytes[0] - '0');
         case Form::kText:
         case Form::kNumberText: {
             int64_t text = 0;

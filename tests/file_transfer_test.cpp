@@ -224,7 +224,7 @@ TEST(FileTransfer, AFileThatChangesMeanwhileIsNoSuccess) {
         TestSession session;
         ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
         EXPECT_EQ(session.SendFile({.path = file.Path().c_str()}, session.result.data()), 1);
-        EXPECT_EQ(session.LastStatus(), kReadError) << size;
+        EXPECT_EQ(session.LastStatus(), kRequestRefused) << size;
         EXPECT_TRUE(session.Printed().ends_with("it changed or became unreadable\n"));
         EXPECT_FALSE(session.Connected());
     }

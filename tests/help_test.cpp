@@ -192,7 +192,7 @@ TEST(ArgumentNotes, SayWhatIsSentOtherwiseThanWritten) {
         {2, "korvane setcardproperty pci=1 txcoalesce=257", "txcoalesce=257 is sent as 1\n"},
         {2, "korvane setcardproperty pci=1 mss=-1", "mss=-1 is sent as 4294967295\n"},
         {2, "korvane setportproperty pci=1 port=0 rx_pause=1",
-         "rx_pause=1 has no effect on this agent\n"},
+         "rx_pause=1 means another key to this agent\n"},
         {3, "korvane setportproperty pci=1 port=0 rx_pause=1", ""},
         {2, "system loaddriver drvname=a num_vf=3", "num_vf=3 has no effect on this agent\n"},
         {8, "system loaddriver drvname=a num_vf=3", ""},

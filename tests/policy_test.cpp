@@ -460,8 +460,8 @@ TEST(PolicyFiles, RulesOverSeveralLines) {
     const TemporaryFile bad("any => x");
     const Table<std::vector<std::string>, int, std::string> rows = {
         {{"policy", "check", file.Path(), "vlan=9"}, 0, ""},
-        {{"policy", "check", bad.Path()}, 1, "rule 1: unexpected 'x' (column 8: 'x')\n"},
-        {{"policy", "check", "/no/such"}, 1, "korvane_zwcli: cannot read /no/such\n"},
+        {{"policy", "check", bad.Path()}, 2, "rule 1: unexpected 'x' (column 8: 'x')\n"},
+        {{"policy", "check", "/no/such"}, 2, "korvane_zwcli: cannot read /no/such\n"},
         {{"policy", "check", file.Path(), "vlan=4096"},
          2,
          "korvane_zwcli: \"vlan=4096\" has no value that a connection can have\n"},

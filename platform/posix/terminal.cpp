@@ -17,9 +17,11 @@ struct {
     int terminal;
     termios usual;
     termios silent;
+    const char* prompt;
     volatile sig_atomic_t is_silent;
-    volatile sig_atomic_t was_stopped;
 } prompt_state;
+
+void Show(const char* text) { (void)!write(prompt_state.terminal, text, std::strlen(text)); }
 
 void SetSilent(bool silent) {
     prompt_state.is_silent = 1;  // before: a signal in between then restores what is so already
@@ -30,7 +32,7 @@ void SetSilent(bool silent) {
 }
 
 /// Restores the terminal, then lets the signal do what it does without us. What was stopped and
-/// goes on asks again.
+/// goes on asks again; what was typed of the line is gone.
 void RestoreAndObey(int signal) {
     const int kept_error = errno;
     const bool was_silent = prompt_state.is_silent;
@@ -47,8 +49,10 @@ void RestoreAndObey(int signal) {
     pthread_sigmask(SIG_UNBLOCK, &one, &before);  // it takes effect here
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     sigaction(signal, &ours, nullptr);
-    if (was_silent) SetSilent(true);
-    prompt_state.was_stopped = 1;
+    if (was_silent) {
+        SetSilent(true);
+        Show(prompt_state.prompt);
+    }
     errno = kept_error;
 }
 
@@ -82,16 +86,12 @@ class GuardedBySignals {
     bool taken[NSIG] = {};
 };
 
-void Show(const char* text) { (void)!write(prompt_state.terminal, text, std::strlen(text)); }
-
-/// One try, which ends early when the process has been stopped meanwhile.
-Typed ReadLine(const char* prompt, char* line, size_t capacity, size_t* length) {
-    SetSilent(true);
-    Show(prompt);
+Typed ReadLine(char* line, size_t capacity, size_t* length) {
     *length = 0;
     for (;;) {
         char c = 0;
         const ssize_t got = read(prompt_state.terminal, &c, 1);
+        if (got < 0 && errno == EINTR) continue;
         if (got != 1) return Typed::kNothing;
         if (c == '\n') return Typed::kLine;
         if (*length < capacity) line[*length] = c;
@@ -118,13 +118,13 @@ Typed ReadPassword(const char* prompt, char* line, size_t capacity, size_t* leng
     }
     prompt_state.silent = prompt_state.usual;
     prompt_state.silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    prompt_state.prompt = prompt;
     Typed typed;
     {
         const GuardedBySignals guard;
-        do {
-            prompt_state.was_stopped = 0;
-            typed = ReadLine(prompt, line, capacity, length);
-        } while (typed == Typed::kNothing && prompt_state.was_stopped);
+        SetSilent(true);
+        Show(prompt);
+        typed = ReadLine(line, capacity, length);
         SetSilent(false);
     }
     Show("\n");

@@ -16,7 +16,7 @@ namespace {
 
 constexpr size_t kLongestLine = 1024;
 
-constexpr UINT kInterrupted = 130;
+constexpr int kInterrupted = 130;
 
 constexpr wchar_t kInterrupt = 3;
 constexpr wchar_t kBackspace = 8;
@@ -111,7 +111,7 @@ Typed ReadPassword(const char* prompt, char* bytes, size_t capacity, size_t* len
     SetConsoleCtrlHandler(IgnoreBreak, FALSE);
     CloseHandle(console);
     CloseHandle(screen);
-    if (!typed) ExitProcess(kInterrupted);
+    if (!typed) std::exit(kInterrupted);
     return Typed::kLine;
 }
 

@@ -37,6 +37,9 @@ struct MtuRequest {
 
 namespace zwmgmt {
 
+inline constexpr uint32_t kHighestMtu = 655'355;  ///< bytes: the highest that is sent
+inline constexpr uint32_t kHighestVlan = 4094;
+
 enum PingTarget : uint8_t { kPingIpv4 = 1, kPingIpv6 = 2, kPingHost = 3, kPingDomain = 4 };
 enum HopKind : uint8_t { kHopReached = 1, kHopTimedOut = 2, kHopRouter = 3 };
 
