@@ -302,7 +302,8 @@ class Validation {
     }
 
     bool NotOfAllTypes() {
-        return options.type_mask >> 24 != 1 || Wrong("X3 driver cannot have type=all\n");
+        return options.type_mask >> 24 != kTypeAll >> 24 ||
+               Wrong("X3 driver cannot have type=all\n");
     }
 
     bool IsForAgent(int key) {
@@ -396,8 +397,12 @@ void AddInstallKeys(CommandKeys* keys) {
             if (takes.empty() || (TypesOf(agent.os) & type) != type) return;
             keys->push_back({KeyWord(kSystem, key), key, {agent.os}, std::move(takes)});
         };
+        // The X3 driver is not for type=all, which is the one type that some agents take.
+        const bool only_all = TypesOf(agent.os) == kTypeAll;
         add(kTypeKey, TypeWords(agent.os));
-        for (const int key : kPackages) add(key, PathFor(key, agent.os));
+        for (const int key : kPackages) {
+            if (key != kX3PathKey || !only_all) add(key, PathFor(key, agent.os));
+        }
         add(kOfedPackageKey, "basic, hpc, all or a FILE.conf; after ofedpath");
         add(kConfTypeKey, "0 to 5");
     }

@@ -15,6 +15,7 @@ enum DriverType : uint32_t {
     kTypeToe = 0x4,
     kTypeIscsi = 0x40,
     kTypeOfed = 0x200,
+    kTypeAll = 0x1000000,
     kTypeNd = 0x1000,
 };
 

@@ -18,13 +18,8 @@ struct Closer {
 using OpenFile = std::unique_ptr<FILE, Closer>;
 
 const char* ReasonOf(OpenResult result) {
-    switch (result) {
-        case OpenResult::kOpened: break;
-        case OpenResult::kNotThere: return "there is no such file";
-        case OpenResult::kNotReadable: return "it cannot be opened";
-        case OpenResult::kNotRegular: return "it is neither a file nor a pipe";
-    }
-    return "";
+    return result == OpenResult::kNotRegular ? "it is neither a file nor a pipe"
+                                             : zwmgmt::platform::WhyNot(result);
 }
 
 /// A pipe is a file to a shell that writes <(COMMAND).
