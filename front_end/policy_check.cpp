@@ -133,9 +133,10 @@ ExitStatus PolicyCommand(const std::vector<const char*>& words) {
     }
     std::vector<_OfldPolicy> policies;
     std::string error;
-    if (ParsePolicy(stderr).ParsePolicyFile(words[1], "", &policies, &error) != 0) {
-        if (error.empty()) return Fail(kUsage, std::string("cannot read ") + words[1]);
-        return kUsage;
+    ParsePolicy parser;
+    parser.PrintNothing();
+    if (parser.ParsePolicyFile(words[1], "", &policies, &error) != 0) {
+        return Fail(kUsage, error.empty() ? std::string("cannot read ") + words[1] : error);
     }
     for (size_t i = 0; i < policies.size(); ++i) Explain(policies[i], i + 1);
     if (words.size() > 2) Decide(policies, connection);

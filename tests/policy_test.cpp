@@ -460,7 +460,9 @@ TEST(PolicyFiles, RulesOverSeveralLines) {
     const TemporaryFile bad("any => x");
     const Table<std::vector<std::string>, int, std::string> rows = {
         {{"policy", "check", file.Path(), "vlan=9"}, 0, ""},
-        {{"policy", "check", bad.Path()}, 2, "rule 1: unexpected 'x' (column 8: 'x')\n"},
+        {{"policy", "check", bad.Path()},
+         2,
+         "korvane_zwcli: rule 1: unexpected 'x' (column 8: 'x')\n"},
         {{"policy", "check", "/no/such"}, 2, "korvane_zwcli: cannot read /no/such\n"},
         {{"policy", "check", file.Path(), "vlan=4096"},
          2,
