@@ -21,9 +21,7 @@ TEST(Dispatcher, AllFiveEntriesAreOneRoad) {
         ++asked;
         return zmsim::Reply{.status = 50, .data = {}};
     });
-    TestAgent agent(host);
-    TestSession session;
-    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    Linked session(host);
     char* result = session.result.data();
     auto request = NumbersOnly(4, 142);
     _Message message = {};
@@ -48,9 +46,7 @@ TEST(Dispatcher, WhatIsRefusedIsNotSent) {
         ADD_FAILURE() << "sent";
         return {};
     });
-    TestAgent agent(host);
-    TestSession session;
-    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    Linked session(host);
     char* result = session.result.data();
 
     // Known to the vocabulary, but without a handler; and numbers that mean nothing.
@@ -81,8 +77,7 @@ TEST(Dispatcher, WhatIsRefusedIsNotSent) {
 TEST(Dispatcher, ReportsALostConnectionOnceAndStaysDisconnected) {
     for (bool by_numbers : {false, true}) {
         RawAgent agent([](SSL* ssl) { AcceptOpening(ssl); });
-        TestSession session;
-        ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+        TestSession session(agent.Port());
         const auto send = [&] {
             return by_numbers ? session.Client_ProcessRequest(4, 142, 0, nullptr, 0,
                                                               session.result.data(), nullptr)
@@ -104,8 +99,7 @@ TEST(Dispatcher, ByNumbersATimeoutComesBackAsSuccess) {
         AcceptOpening(ssl);
         AwaitEnd(ssl);
     });
-    TestSession session;
-    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    TestSession session(agent.Port());
     session.SetReceiveTimeout(1);
     EXPECT_EQ(session.Client_ProcessRequest(4, 142, 0, nullptr, 0, session.result.data(), nullptr),
               0);
@@ -115,9 +109,7 @@ TEST(Dispatcher, ByNumbersATimeoutComesBackAsSuccess) {
 
 TEST(Dispatcher, ACommandThatTheAgentLacksIsSaidOnStandardError) {
     CannedHost host(zmsim::Reply{.status = 412, .data = {}});
-    TestAgent agent(host);
-    TestSession session;
-    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    Linked session(host);
     testing::internal::CaptureStderr();
     EXPECT_EQ(session.Run({"korvane", "listadapterprops"}), 412);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),

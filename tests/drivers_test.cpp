@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <regex>
 
 #include "tests/support.h"
 
@@ -75,89 +76,32 @@ TEST(Install, PushesThePackagesInOrder) {
     const std::string folder =
         ::testing::TempDir() + "zwmgmt-install-" + std::to_string(OwnProcessId());
     std::filesystem::create_directory(folder);
-    const std::string toe = "kxgb3path=" + folder + "/kxgb3toe-1.gz";
-    const std::string ofed = "ofedpath=" + folder + "/OFED-2";
-    const std::string gone = "zwirepath=" + folder + "/KorvaneZwire-gone";
     std::ofstream(folder + "/kxgb3toe-1.gz") << std::string(20'000, 'x');
     std::ofstream(folder + "/OFED-2") << "y";
-    const std::string toe_sent =
-        "Sending File kxgb3toe-1.gz of size 20000 to the ZM agent...\n"
-        "Completion Progress % (50%) .... \rCompletion Progress % (100%) .... \r\n";
-    const std::string ofed_sent =
-        "Sending File OFED-2 of size 1 to the ZM agent...\nCompletion Progress % (100%) .... \r\n";
-    const std::string announced = "Sending File kxgb3toe-1.gz of size 20000 to the ZM agent...\n";
-    // What the agent refuses files and chunks with; words, result, status, printed, files taken.
-    const Table<uint32_t, uint32_t, std::vector<const char*>, int, uint32_t, std::string, size_t>
-        rows = {
-            {0,
-             0,
-             {"type=nic,ofed", toe.c_str(), ofed.c_str(), "ofedpkg=HPC"},
-             0,
-             0,
-             toe_sent + ofed_sent + "Command completed successfully.\n",
-             2},
-            {0,
-             0,
-             {"type=nic", toe.c_str(), "conftype=5"},
-             0,
-             0,
-             toe_sent + "Command completed successfully.\n",
-             1},
-            {0,
-             0,
-             {"type=nic", toe.c_str()},
-             0,
-             0,
-             toe_sent + "Command completed successfully.\n",
-             1},
-            {75,
-             0,
-             {"type=nic,ofed", toe.c_str(), ofed.c_str(), "ofedpkg=HPC"},
-             0,
-             75,
-             announced + "Pre-Requisites for installating driver failed\n",
-             0},
-            {99, 0, {"type=nic", toe.c_str()}, 0, 99, announced + "Command Failed\n", 0},
-            {0,
-             1,
-             {"type=nic", toe.c_str()},
-             0,
-             70,
-             announced + "Completion Progress % (50%) .... \r\nCommand Failed\n",
-             0},
-            {0,
-             0,
-             {"type=nic", gone.c_str(), toe.c_str()},
-             1,
-             0,
-             "cannot stat the file " + gone.substr(10) + "\n",
-             0},
-            {0, 0, {"type=iscsi", toe.c_str()}, 1, 0, "Command Failed\n", 0},
-            {0, 0, {"type=nic"}, 1, 0, "Driver path is not specified \n", 0},
-        };
-    for (const auto& [refuse, refuse_chunk, words, result, status, printed, taken] : rows) {
+    const auto within = [&](const std::string& text) {
+        return std::regex_replace(text, std::regex("&"), folder);
+    };
+    for (const auto& row : Cases("pushes")) {
+        const auto orders = Words(row[0]), words = Words("system install " + within(row[1])),
+                   expected = Words(row[2]);
         Host host(0);
         zmsim::AgentOptions options;
-        options.files.refuse_announcement = refuse;
-        options.files.refuse_chunk = refuse_chunk;
-        TestAgent agent(host, options);
-        TestSession session;
-        ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
-        std::vector<const char*> line = {"system", "install"};
-        line.insert(line.end(), words.begin(), words.end());
-        EXPECT_EQ(session.Run(line), result) << printed;
-        EXPECT_EQ(+session.message.status, status) << printed;
-        EXPECT_EQ(session.Printed(), printed);
+        options.files.refuse_announcement = static_cast<uint32_t>(Number(orders[0]));
+        options.files.refuse_chunk = static_cast<uint32_t>(Number(orders[1]));
+        Linked session(host, options);
+        EXPECT_EQ(session.Run(Pointers(words)), Number(expected[0])) << row[1];
+        EXPECT_EQ(+session.message.status, static_cast<uint32_t>(Number(expected[1]))) << row[1];
+        EXPECT_EQ(session.Printed(), within(row[3]));
         EXPECT_TRUE(session.Connected());
-        agent.Stop();
-        ASSERT_EQ(host.files.size(), taken);
-        if (taken == 2) {
+        session.agent.Stop();
+        ASSERT_EQ(host.files.size(), std::stoul(expected[2]));
+        if (host.files.size() == 2) {
             EXPECT_EQ(host.files[0].flags, 0x205u);
             EXPECT_EQ(host.files[0].extra, "HPC");
             EXPECT_EQ(host.files[1].name, "OFED-2");
-        } else if (taken == 1) {
+        } else if (host.files.size() == 1) {
             EXPECT_EQ(host.files[0].flags, 0x1u);
-            EXPECT_EQ(host.files[0].extra, words.size() == 3 ? "\x05" : "");
+            EXPECT_EQ(host.files[0].extra, row[1].ends_with("conftype=5") ? "\x05" : "");
         }
     }
     std::filesystem::remove_all(folder);
@@ -171,8 +115,7 @@ TEST(Install, ALostConnectionIsSaid) {
         AcceptOpening(ssl);
         ReadFrom(ssl, 26);  // of the announcement
     });
-    TestSession session;
-    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    TestSession session(agent.Port());
     EXPECT_NE(session.Run({"system", "install", "type=iscsi", ("iscsipath=" + driver).c_str()}), 0);
     EXPECT_NE(session.Printed().find("\nError "), std::string::npos);
     EXPECT_FALSE(session.Connected());
@@ -181,9 +124,7 @@ TEST(Install, ALostConnectionIsSaid) {
 
 TEST(Drivers, StateIsKept) {
     zmsim::ScenarioHost host(BuiltinScenario("linux"));
-    TestAgent agent(host);
-    TestSession session;
-    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    Linked session(host);
     const auto say = [&](std::vector<const char*> words) {
         words.insert(words.begin(), "system");
         EXPECT_EQ(session.Run(words), 0);

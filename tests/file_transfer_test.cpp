@@ -57,16 +57,14 @@ TEST(FileTransfer, PushesEveryByteInChunks) {
                             record.chunk_data + record.chunk_length);
         };
         FileHost host;
-        TestAgent agent(host, options);
         const std::string content = Content(size);
         const TemporaryFile file(content);
-        TestSession session;
-        ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+        Linked session(host, options);
         EXPECT_EQ(session.SendFile({.path = file.Path().c_str()}, session.result.data()), 0);
         EXPECT_EQ(session.Printed(), Progress(file, size));
         EXPECT_TRUE(session.Connected());
         session.CLDisconnectFromServer();
-        agent.Stop();
+        session.agent.Stop();
         EXPECT_EQ(Bytes(content.begin(), content.end()), received) << size;
         Bytes header(26, 0);  // of every record: service 5, opcode 143, 16,695 bytes
         header[4] = 5;
@@ -92,13 +90,11 @@ TEST(FileTransfer, AnnouncesWhatTheCallerGives) {
     };
     for (const auto& [flags, extra, tool, sent_flags, sent_extra] : rows) {
         FileHost host;
-        TestAgent agent(host);
         const TemporaryFile file("x");
-        TestSession session;
-        ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+        Linked session(host);
         const FileTransfer transfer = {file.Path().c_str(), flags, 1, 2, 3, extra, tool};
         EXPECT_EQ(session.SendFile(transfer, session.result.data()), 0);
-        agent.Stop();
+        session.agent.Stop();
         ASSERT_EQ(host.files.size(), 1u);
         EXPECT_EQ(host.files[0].flags, sent_flags);
         EXPECT_EQ(host.files[0].extra, sent_extra);
@@ -160,9 +156,7 @@ TEST(FileTransfer, TheAgentsRefusalsHaveTheirWords) {
         zmsim::AgentOptions options;
         options.files = orders;
         FileHost host;
-        TestAgent agent(host, options);
-        TestSession session;
-        ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+        Linked session(host, options);
         EXPECT_EQ(session.SendFile({.path = file.Path().c_str()}, session.result.data()), 1);
         const std::string printed = session.Printed();
         EXPECT_EQ(printed.substr(printed.find('\n') + 1), said);
@@ -177,9 +171,7 @@ TEST(FileTransfer, AStallEndsTheTransferAndTheSession) {
     zmsim::AgentOptions options;
     options.files.stall_at_chunk = 3;
     FileHost host;
-    TestAgent agent(host, options);
-    TestSession session;
-    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    Linked session(host, options);
     session.SetReceiveTimeout(3);
     EXPECT_EQ(session.SendFile({.path = file.Path().c_str()}, session.result.data()), 1);
     EXPECT_EQ(session.LastStatus(), kReceiveTimeout);
@@ -198,8 +190,7 @@ TEST(FileTransfer, AnUnansweredAnnouncementCountsAsAgreedButEndsTheSession) {
         AwaitEnd(ssl);
     });
     const TemporaryFile file("x");
-    TestSession session;
-    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    TestSession session(agent.Port());
     session.SetReceiveTimeout(3);
     EXPECT_EQ(session.SendFile({.path = file.Path().c_str()}, session.result.data()), 0);
     EXPECT_EQ(chunk_bytes, kHeaderSize + sizeof(FileTransferRecord));
@@ -220,9 +211,7 @@ TEST(FileTransfer, AFileThatChangesMeanwhileIsNoSuccess) {
             }
         };
         FileHost host;
-        TestAgent agent(host, options);
-        TestSession session;
-        ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+        Linked session(host, options);
         EXPECT_EQ(session.SendFile({.path = file.Path().c_str()}, session.result.data()), 1);
         EXPECT_EQ(session.LastStatus(), kRequestRefused) << size;
         EXPECT_TRUE(session.Printed().ends_with("it changed or became unreadable\n"));

@@ -152,9 +152,7 @@ TEST(FilterReplies, ListingsAreBoundedByTheReply) {
 
 TEST(Filters, RulesAreKeptByTheAgent) {
     zmsim::ScenarioHost host(BuiltinScenario("linux"));
-    TestAgent agent(host);
-    TestSession session;
-    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    Linked session(host);
     const auto say = [&](std::vector<const char*> words) {
         words.insert(words.begin(), "filter");
         EXPECT_EQ(session.Run(words), 0) << words[1];

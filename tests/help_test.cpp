@@ -1,6 +1,7 @@
 /// What is said of commands, keys and values: help, whole, and the notes about a request. What help
 /// promises is held against the request builders.
 #include <fstream>
+#include <regex>
 #include <map>
 #include <set>
 #include <sstream>
@@ -74,23 +75,8 @@ std::string ValueFor(const std::string& word, const std::string& takes) {
     return takes.substr(0, takes.find_first_of(",; "));  // the least, or the first word
 }
 
-/// A session that has learnt an OS from an agent; the agent is gone.
-TestSession& SessionOf(uint8_t os_type) {
-    static std::map<uint8_t, std::unique_ptr<TestSession>> sessions;
-    auto& session = sessions[os_type];
-    if (!session) {
-        CannedHost host([](auto...) { return zmsim::Reply{}; }, os_type);
-        TestAgent agent(host);
-        session = std::make_unique<TestSession>();
-        EXPECT_EQ(session->Connect(agent.Port()), kSuccess);
-    }
-    return *session;
-}
-
 std::string NotesOn(uint8_t os_type, const std::vector<std::string>& words) {
-    std::vector<const char*> pointers;
-    for (const std::string& word : words) pointers.push_back(word.c_str());
-    CommandWords command(pointers.data(), pointers.size());
+    CommandWords command(Pointers(words).data(), words.size());
     if (command.Request() == nullptr) return command.Error();
     const ArgumentNotes notes(SessionOf(os_type), command.Request());
     std::string text = notes.Refused() ? "refused\n" : "";
@@ -163,89 +149,23 @@ TEST(Help, ShowsTheKeysThatTheBuildersTakeAndNoOthers) {
     EXPECT_GT(compared, 500u);
 }
 
-TEST(ArgumentNotes, SayWhatIsSentOtherwiseThanWritten) {
+TEST(ArgumentNotes, SayWhatIsSentOtherwiseAndWhatARefusedEntryMayBe) {
     const TemporaryFile package("x", "-KorvaneZwire");
-    const TemporaryFile rule("dst port 1 => offload\n");
-    const TemporaryFile rules("dst port 1 => offload; dst port 2 => offload\nvlan 3 => !offload");
-    const Table<uint8_t, std::string, std::string> rows = {
-        {2, "filter addx3 ifname=a sip=300.1.0.0", "sip=300.1.0.0 is sent as 44.1.0.0\n"},
-        {2, "filter addx3 ifname=a sip=10.0.0.1/33",
-         "sip=10.0.0.1/33: the length 33 is outside 0 to 32, and is sent as it is\n"},
-        {2, "filter addx3 ifname=a sip=10.0.0.1/32", ""},
-        {2, "filter addx3 ifname=a dip=1.1.1.1 dport=65535", ""},
-        {2, "filter addx3 ifname=a dip=1.1.1.257 dport=65536",
-         "dip=1.1.1.257 is sent as 1.1.1.1\n"
-         "dport=65536: 65536 is outside 0 to 65535, and is sent as it is\n"},
-        {2, "filter addx3 ifname=a prio=8", "prio=8: 8 is outside 0 to 7, and is sent as it is\n"},
-        {2, "filter addx3 ifname=a queue=1 action=drop",
-         "a rule without criteria matches every packet\n"},
-        {2, "filter add pci=a x4action=drop x4queue=1",
-         "a rule without criteria matches every packet\n"},
-        {2, "filter add pci=a type=ipv4", ""},
-        {2, "net ping host=a numpkts=255 timeout=2147483", ""},
-        {2, "net ping host=a numpkts=256", "numpkts=256 is sent as 0\n"},
-        {2, "net ping host=a numpkts=300 timeout=3", "numpkts=300 is sent as 44\n"},
-        {2, "net ping host=a timeout=2147484", "timeout=2147484 is sent as -2147483296 ms\n"},
-        {2, "korvane setportproperty pci=1 port=0 ringrx=0x12345",
-         "ringrx=0x12345 is sent as 9029\n"},
-        {2, "korvane setportproperty pci=1 port=0 ringrx=65535", ""},
-        {2, "korvane setcardproperty pci=1 txcoalesce=257", "txcoalesce=257 is sent as 1\n"},
-        {2, "korvane setcardproperty pci=1 mss=-1", "mss=-1 is sent as 4294967295\n"},
-        {2, "korvane setportproperty pci=1 port=0 rx_pause=1",
-         "rx_pause=1 means another key to this agent\n"},
-        {3, "korvane setportproperty pci=1 port=0 rx_pause=1", ""},
-        {2, "system loaddriver drvname=a num_vf=3", "num_vf=3 has no effect on this agent\n"},
-        {8, "system loaddriver drvname=a num_vf=3", ""},
-        {2, "system install type=nic zwirepath=" + package.Path(), ""},
-        {2, "system install type=nic,tow zwirepath=" + package.Path(),
-         "type=nic,tow: tow is no type, and left out\n"},
-        {2, "tm add ifname=a policy=@" + rule.Path(), ""},
-        {2, "tm add ifname=a policy=@" + rules.Path(),
-         "policy=@" + rules.Path() + ": the first rule is sent, 2 more are not\n"},
+    const TemporaryFile rule("dst port 1 => offload
+");
+    const TemporaryFile rules("dst port 1 => offload; dst port 2 => offload
+vlan 3 => !offload");
+    const auto with_paths = [&](std::string text) {
+        text = std::regex_replace(text, std::regex("%package"), package.Path());
+        text = std::regex_replace(text, std::regex("%rules"), rules.Path());
+        return std::regex_replace(text, std::regex("%rule"), rule.Path());
     };
-    for (const auto& [os_type, line, notes] : rows) {
-        EXPECT_EQ(NotesOn(os_type, Split(line, " ")), notes) << line;
-    }
-}
-
-TEST(ArgumentNotes, SayWhatARefusedEntryMayBe) {
-    const Table<uint8_t, std::string, std::string> rows = {
-        {2, "korvane setportproperty pci=1 port=0 txcksum=01",
-         "txcksum=01: expected one digit, 0 or 1\n"},
-        {1, "korvane setportproperty pci=1 port=0 queues=128",
-         "queues=128: expected a number of at most 2 characters\n"},
-        {1, "korvane setportproperty pci=1 port=0 mss=1",
-         "mss=1: not a key of this command, which takes what \"help korvane setportproperty\" "
-         "lists\n"},
-        {2, "korvane listports pci=01234567890123456",
-         "pci=01234567890123456: expected a PCI bus location of at most 16 characters\n"},
-        {2, "korvane getcardstats pci=1 mtu=2",
-         "mtu=2: not a key of this command, which takes pci\n"},
-        {2, "korvane getportstats pci=01234567890123456 port=0",
-         "pci=01234567890123456: expected a PCI bus location of at most 16 characters\n"},
-        {2, "korvane getportstats port=99999999999",
-         "port=99999999999: expected a number from 0\n"},
-        {2, "korvane listports", ""},
-        {2, "system unloaddriver num_vf=1",
-         "num_vf=1: not a key of this command, which takes drvname\n"},
-        {2, "system install conftype=6", "conftype=6: expected 0 to 5\n"},
-        {2, "filter add pci=1 tos=0x", "tos=0x: expected number[:mask] of 8 bits\n"},
-        {2, "filter addx3 ifname=a vlanid=4095", "vlanid=4095: expected 1 to 4094\n"},
-        {2, "filter maxfilters get ifname=a sip=10.0.0.1",
-         "sip=10.0.0.1: not a key of this command, which takes ifname, max\n"},
-        {2, "tm add ifname=a policy=rubbish", "policy=rubbish: it does not compile\n"},
-        {2, "tm add ifname=a policy=@/no/such/file",
-         "policy=@/no/such/file: cannot read /no/such/file: there is no such file\n"},
-        {2, "tm add ifname=a policy=#", "policy=#: there is no rule in it\n"},
-        {2, "system loaddriver", "system loaddriver takes drvname=NAME [num_vf=COUNT]\n"},
-        {2, "system install type=nic zwirepath=no-such-KorvaneZwire",
-         "zwirepath=no-such-KorvaneZwire: this file cannot be sent\n"},
-        {2, "net ping host=a numpkts=x", "numpkts=x: expected 1 to 255\n"},
-        {2, "net mtu set mtu=655356", "mtu=655356: expected 1 to 655355 bytes\n"},
-        {2, "korvane flashrom", "this version does not have \"korvane flashrom\"\n"},
-    };
-    for (const auto& [os_type, line, notes] : rows) {
-        EXPECT_EQ(NotesOn(os_type, Split(line, " ")), "refused\n" + notes) << line;
+    for (const auto& row : Cases("notes")) {
+        const auto os_type = static_cast<uint8_t>(Number(row[0]));
+        const std::string refused = row[2].empty() ? "" : row[2] + '
+';
+        EXPECT_EQ(NotesOn(os_type, Words(with_paths(row[1]))), refused + with_paths(row[3]))
+            << row[0] << row[1];
     }
     EXPECT_EQ(NotesOn(kXen, {"net", "traceroute", "host=a"}), "") << "the agent lacks the command";
 }

@@ -54,8 +54,7 @@ TEST(HostileAgent, WhatNobodyAskedForIsNoAnswer) {
     for (const auto& talk : talks) {
         const bool first_is_answered = &talk != talks;
         Talker talker(talk);
-        TestSession session;
-        ASSERT_EQ(session.Connect(talker.agent.Port()), kSuccess);
+        TestSession session(talker.agent.Port());
         if (first_is_answered) {
             EXPECT_EQ(session.Run({"korvane", "listadapterprops"}), 0);
             EXPECT_EQ(session.LastStatus(), kInvalidValue);
@@ -82,8 +81,7 @@ TEST(HostileAgent, APasswordIsNotSentAfterAnAnswerThatCameTooEarly) {
         spoken.set_value();
         received = ReadFrom(ssl, kOpeningSize).size();
     });
-    TestSession session;
-    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    TestSession session(agent.Port());
     spoken.get_future().wait();
     ASSERT_EQ(session.SetPassword("secret"), kSuccess);
     EXPECT_EQ(session.CLAuthenticateUser(session.result.data()), kNotConnected);
@@ -107,8 +105,7 @@ TEST(HostileAgent, OneAcknowledgementIsForOnePieceOfAFile) {
             }
             received += ReadFrom(ssl, kChunkMessage).size();
         });
-        TestSession session;
-        ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+        TestSession session(agent.Port());
         FileTransfer transfer = {};
         transfer.path = file.Path().c_str();
         EXPECT_EQ(session.SendFile(transfer, session.result.data()), 1) << early;
@@ -130,8 +127,7 @@ TEST(HostileAgent, TlsHousekeepingIsNoData) {
         ReadFrom(ssl, kHeaderSize);
         WriteTo(ssl, Reply(77));
     });
-    TestSession session;
-    ASSERT_EQ(session.Connect(talker.agent.Port()), kSuccess);
+    TestSession session(talker.agent.Port());
     talker.AwaitSpoken();
     EXPECT_EQ(session.Run({"korvane", "listadapterprops"}), 0);
     EXPECT_EQ(session.LastStatus(), 77u);
@@ -169,8 +165,7 @@ TEST(HostileAgent, ARenegotiationThatIsNotFinishedSpoilsNoLogout) {
             }
         },
         [](SSL_CTX* context) { SSL_CTX_set_max_proto_version(context, TLS1_2_VERSION); });
-    TestSession session;
-    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    TestSession session(agent.Port());
     session.SetBuildListMode();
     void* cards = nullptr;
     EXPECT_EQ(session.Run({"korvane", "listadapterprops"}, &cards), 0);

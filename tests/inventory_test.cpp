@@ -50,34 +50,9 @@ zmsim::Scenario Ports() {
     return ScenarioFrom(json);
 }
 
-/// The listing in one section of a case file, column by column.
-std::string ListingOf(const std::string& cases, const std::string& section, size_t columns) {
-    std::vector<std::vector<std::string>> rows;
-    bool wanted = false;
-    for (const auto& row : Cases(cases)) {
-        if (row[0][0] == '[') {
-            wanted = row[0] == '[' + section + ']';
-        } else if (wanted) {
-            rows.push_back(row);
-        }
-    }
-    std::string listing;
-    for (size_t column = 1; column <= columns; ++column) {
-        for (const auto& row : rows) {
-            const bool one_for_all =
-                std::all_of(row.begin() + 2, row.end(), std::empty<std::string>);
-            const std::string& value = row[one_for_all ? 1 : column];
-            if (value != "~") listing += row[0].substr(0, row[0].find('%')) + value + '\n';
-        }
-    }
-    return listing;
-}
-
 /// What is printed for a command by a session with this host.
 std::string Printed(zmsim::HostModel& host, const std::vector<const char*>& words, int result = 0) {
-    TestAgent agent(host);
-    TestSession session;
-    EXPECT_EQ(session.Connect(agent.Port()), kSuccess);
+    Linked session(host);
     EXPECT_EQ(session.Run(words), result);
     return session.Printed();
 }
@@ -96,7 +71,8 @@ TEST(ListAdapterProps, LinesFollowOsAndChip) {
                                               {"freebsd", 4}, {"esx", 5},   {"mac", 6},
                                               {"linux", 8},   {"mac", 7},   {"mac", 200}};
     for (const auto& [name, os_type] : rows) {
-        EXPECT_EQ(Listing(Adapters(), os_type), ListingOf("adapter_listings", name, 4)) << name;
+        EXPECT_EQ(Listing(Adapters(), os_type), FileText(std::string("adapters_") + name + ".txt"))
+            << name;
     }
     EXPECT_EQ(Listing({}, kLinux), "");
 }
@@ -132,7 +108,7 @@ TEST(ListPorts, LinesFollowOsNameAndEarlierPorts) {
                                               {"other", 7},   {"linux", 8}};
     for (const auto& [name, os_type] : rows) {
         EXPECT_EQ(Listing(Ports(), os_type, {"korvane", "listports", "pci=0000:05:00.4"}),
-                  ListingOf("port_listings", name, 5))
+                  FileText(std::string("ports_") + name + ".txt"))
             << os_type;
     }
 }

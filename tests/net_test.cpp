@@ -115,9 +115,7 @@ TEST(TraceRoute, RepliesArePrintedByStatusAndOpcode) {
 
 TEST(Net, OperationsGoOnInTheBackground) {
     zmsim::ScenarioHost host(BuiltinScenario("freebsd"));
-    TestAgent agent(host);
-    TestSession session;
-    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    Linked session(host);
     const auto status_of = [&](const std::vector<const char*>& words) {
         EXPECT_EQ(session.Run(Net(words)), 0);
         return session.LastStatus();

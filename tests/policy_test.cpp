@@ -484,72 +484,26 @@ TEST(PolicyFiles, RulesOverSeveralLines) {
 TEST(PolicyCommands, BecomeTheirRecords) {
     const TemporaryFile file("vlan 3\n => ddp\nany => sack\n");
     const std::string at_file = "policy=@" + file.Path();
-    const Table<std::vector<const char*>, std::string, uint16_t, int, int> rows = {
-        {{"add", "ifname=e", "policy=vlan 3 => ddp; any => sack"}, "", 177, 2, 0},
-        {{"add", "ifname=e", at_file.c_str(), "id=255"}, "", 177, 2, 255},
-        {{"modify", "ifname=e", "policy=vlan 3 => ddp", "id=7"}, "", 178, 3, 7},
-        {{"delete", "ifname=e", "id=9"}, "", 179, 4, 9},
-        {{"list"}, "", 180, 0, 0},
+    const Table<std::vector<const char*>, int, int, int> rows = {
+        {{"tm", "add", "ifname=e", "policy=vlan 3 => ddp; any => sack"}, 177, 2, 0},
+        {{"tm", "add", "ifname=e", at_file.c_str(), "id=255"}, 177, 2, 255},
+        {{"tm", "modify", "ifname=e", "policy=vlan 3 => ddp", "id=7"}, 178, 3, 7},
+        {{"tm", "delete", "ifname=e", "id=9"}, 179, 4, 9},
     };
-    for (const auto& [given, printed, opcode, operation, index] : rows) {
-        int asked = 0;
-        Bytes sent;
-        CannedHost host([&](uint8_t service, uint16_t got, auto data) {
-            asked = service == kTm ? got : -1;
-            sent.assign(data.begin(), data.end());
-            return zmsim::Reply{.status = 9, .data = {}};
-        });
-        TestAgent agent(host);
-        TestSession session;
-        ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
-        std::vector<const char*> words = {"tm"};
-        words.insert(words.end(), given.begin(), given.end());
-        EXPECT_EQ(session.Run(words), opcode == 0 ? 1 : 0) << printed;
-        EXPECT_EQ(session.Printed(), opcode == 0 ? printed : "Command failed\n");
-        EXPECT_EQ(asked, opcode);
-        if (operation == 0) continue;
+    for (const auto& [words, opcode, operation, index] : rows) {
+        const Told told = Tell(kLinux, 9, words);
+        EXPECT_EQ(told.opcode, opcode);
         std::string error;
         _OfldPolicy expected = operation == 4 ? _OfldPolicy{} : Compiled("vlan 3 => ddp", &error);
         SetFixedText(expected.interface_name, "e");
         expected.operation = static_cast<uint8_t>(operation);
         expected.index = static_cast<uint8_t>(index);
-        ASSERT_EQ(sent.size(), sizeof(expected));
-        EXPECT_EQ(std::memcmp(sent.data(), &expected, sizeof(expected)), 0) << printed;
+        const auto* bytes = reinterpret_cast<const char*>(&expected);
+        EXPECT_EQ(told.sent, std::string(bytes, sizeof(expected))) << operation;
     }
 }
 
-TEST(PolicyReplies, StatusesAndColumns) {
-    using Printer = void (ZwMgmt_interface::*)(_Message*);
-    const char* failed = "Command failed\n";
-    const Table<Printer, uint32_t, std::string> rows = {
-        {&ZwMgmt_interface::GetAddPolicyResponse, 0, "Successful\n"},
-        {&ZwMgmt_interface::GetAddPolicyResponse, 243, failed},
-        {&ZwMgmt_interface::GetAddPolicyResponse, 265,
-         "Error: x3_tom not loaded. Cannot add offload policies...!\nCommand failed\n"},
-        {&ZwMgmt_interface::GetModifyPolicyResponse, 265,
-         "Error: x3_tom not loaded. Cannot modify offload policies...!\nCommand failed\n"},
-        {&ZwMgmt_interface::GetModifyPolicyResponse, 0, "Successful\n"},
-        {&ZwMgmt_interface::GetDeletePolicyResponse, 0, "Successful\n"},
-        {&ZwMgmt_interface::GetDeletePolicyResponse, 265,
-         "Error: x3_tom not loaded. Cannot delete offload policies...!\nCommand failed\n"},
-        {&ZwMgmt_interface::GetDeletePolicyResponse, 1, failed},
-    };
-    TestSession session;
-    _Message reply = {};
-    for (const auto& [print, status, text] : rows) {
-        reply.status = status;
-        (session.*print)(&reply);
-        EXPECT_EQ(session.Printed(), text);
-    }
-    for (const auto& [status, text] : Table<uint32_t, std::string>{
-             {265,
-              "Error: x3_tom is not loaded. Cannot list offload policies...!\nCommand failed\n"},
-             {243, "Error: There are no policies to list...!\nCommand failed\n"},
-             {1, failed}}) {
-        reply.status = status;
-        session.GetListPolicyResponse(nullptr, &reply);
-        EXPECT_EQ(session.Printed(), text);
-    }
+TEST(PolicyReplies, Columns) {
     std::string error;
     std::vector<_OfldPolicy> policies(3, Compiled("vlan 3 => ddp", &error));
     SetFixedText(policies[0].interface_name, "eth2");
@@ -557,7 +511,8 @@ TEST(PolicyReplies, StatusesAndColumns) {
     std::memset(policies[2].interface_name, 'i', 64);
     policies[0].index = 1;
     policies[1].index = 255;
-    reply = {};
+    TestSession session;
+    _Message reply = {};
     const std::string head = "Interface id   policy\n--------------------\n";
     const std::string rule = "vlan 3 => !offload ddp\n";
     const Table<uint32_t, std::string> lengths = {
@@ -575,9 +530,7 @@ TEST(PolicyReplies, StatusesAndColumns) {
 
 TEST(Policies, AreKeptByTheAgentAndListedAsText) {
     zmsim::ScenarioHost host(BuiltinScenario("linux"));
-    TestAgent agent(host);
-    TestSession session;
-    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    Linked session(host);
     const auto say = [&](const std::vector<const char*>& words) {
         EXPECT_EQ(session.Run(words), 0);
         return session.Printed();

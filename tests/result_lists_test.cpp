@@ -164,9 +164,7 @@ TEST(ResultLists, BuildListModeHandsTheRecordsOver) {
         zmsim::Scenario scenario = BuiltinScenario("linux");
         scenario.word_size = static_cast<uint8_t>(word_size);
         zmsim::ScenarioHost host(scenario);
-        TestAgent agent(host);
-        TestSession session;
-        ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+        Linked session(host);
         session.SetBuildListMode();
         void* out = nullptr;
         ASSERT_EQ(session.Run({"korvane", "listadapterprops"}, &out), 0);

@@ -91,15 +91,13 @@ TEST(Session, LearnsFromTheOpeningReply) {
     CannedHost host;
     host.os = kEsx;
     host.word_size = 4;
-    TestAgent agent(host);
-    TestSession session;
-    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    Linked session(host);
     EXPECT_EQ(session.OsType(), kEsx);
     EXPECT_EQ(session.AgentWordSize(), 4u);
     EXPECT_TRUE(session.Connected());
     EXPECT_FALSE(session.LoginRequired());
     EXPECT_STREQ(session.ServerAddress(), "127.0.0.1");
-    EXPECT_EQ(session.Port(), agent.Port());
+    EXPECT_EQ(session.Port(), session.agent.Port());
     EXPECT_EQ(session.LastSuccessTime(), 0);
     EXPECT_EQ(session.Run({"korvane", "listadapterprops"}), 0);
     EXPECT_GT(session.LastSuccessTime(), 0);
@@ -116,9 +114,7 @@ TEST(Session, LoginOutcomes) {
         zmsim::AgentOptions options;
         options.login = {"operator", "secret"};
         options.rejection = rejection;
-        TestAgent agent(host, options);
-        TestSession session;
-        ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+        Linked session(host, options);
         session.SetPassword(password);
         EXPECT_EQ(session.CLAuthenticateUser(session.result.data()), status);
         EXPECT_EQ(session.LoginRequired(), status != kSuccess);
@@ -218,9 +214,7 @@ TEST(Session, SpeaksBothTlsVersionsAndTakesRepliesInAnyFraming) {
             options.tls_version = version;
             options.split_replies = split;
             zmsim::ScenarioHost host(BuiltinScenario("linux"));
-            TestAgent agent(host, options);
-            TestSession session;
-            ASSERT_EQ(session.Connect(agent.Port()), kSuccess) << version;
+            Linked session(host, options);
             EXPECT_EQ(session.Run({"korvane", "listadapterprops"}), 0) << version << split;
             EXPECT_NE(session.Printed().find("Adapter #                     : 2\n"),
                       std::string::npos);
@@ -375,8 +369,7 @@ TEST(Session, TheReceiveTimeoutHoldsWhateverTlsIsBusyWith) {
             ReadFrom(ssl, kHeaderSize);
             stall(ssl);
         });
-        TestSession session;
-        ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+        TestSession session(agent.Port());
         session.SetReceiveTimeout(1);
         EXPECT_EQ(session.Run({"korvane", "listadapterprops"}), kReceiveTimeout);
         EXPECT_EQ(session.Printed(), "Socket timed out\n");
@@ -387,9 +380,7 @@ TEST(Session, TheReceiveTimeoutHoldsWhateverTlsIsBusyWith) {
 TEST(Session, AReplyLargerThanTheResultBufferGoesWholeToOut) {
     const uint32_t length = kResultBufferSize + 1000;
     CannedHost host(zmsim::Reply{.status = 0, .data = Bytes(length, 0x5A)});
-    TestAgent agent(host);
-    TestSession session;
-    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    Linked session(host);
     session.result.resize(kResultBufferSize + 8, 'x');
     _Message message = {};
     message.service = kSystem;
@@ -422,8 +413,7 @@ TEST(Session, AFailedReplyHasNoDataWhateverItsLength) {
         WriteTo(ssl, Message(Success(0)));
         AwaitEnd(ssl);
     });
-    TestSession session;
-    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    TestSession session(agent.Port());
     EXPECT_EQ(session.Run({"korvane", "listadapterprops"}), 0);
     EXPECT_EQ(+session.message.status, 77u);
     EXPECT_EQ(+session.LastReplyHeader().data_length, 50u);
@@ -433,8 +423,7 @@ TEST(Session, AFailedReplyHasNoDataWhateverItsLength) {
 
 TEST(Session, APeerThatGoesWhileWeWriteIsAStatus) {
     RawAgent agent([](SSL* ssl) { AcceptOpening(ssl); });
-    TestSession session;
-    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    TestSession session(agent.Port());
     constexpr uint32_t kLength = 64u << 20;  // more than any socket buffer takes in
     _Message message = {};
     message.data = std::calloc(1, kLength);
@@ -456,9 +445,7 @@ TEST(Session, FetchesAndKeepsTheCapabilities) {
     EXPECT_EQ(std::memcmp(&session.AgentCapabilities(), &scenario.capabilities, 33), 0);
 
     CannedHost cut(zmsim::Reply{.status = 0, .data = Bytes(32)});
-    TestAgent cut_agent(cut);
-    TestSession other;
-    ASSERT_EQ(other.Connect(cut_agent.Port()), kSuccess);
+    Linked other(cut);
     EXPECT_EQ(other.FetchCapabilities(other.result.data()), kReadError);
     EXPECT_TRUE(other.Connected()) << "a record that is too short leaves the stream in step";
 }

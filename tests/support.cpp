@@ -23,7 +23,7 @@ constexpr platform::Milliseconds kLongEnough{60'000};
 namespace {
 
 std::string Unescaped(const std::string& cell) {
-    constexpr std::string_view kLetters = "ntse0", kCharacters("\n\t \x1b\0", 5);
+    constexpr std::string_view kLetters = "ntrse0", kCharacters("\n\t\r \x1b\0", 6);
     std::string text;
     for (size_t i = 0; i < cell.size(); ++i) {
         const size_t letter =
@@ -197,6 +197,10 @@ void AcceptOpening(SSL* ssl) {
 
 TestSession::TestSession() : text(OpenScratchFile()) { SetOutputStream(text); }
 
+TestSession::TestSession(uint16_t agent_port) : TestSession() {
+    EXPECT_EQ(Connect(agent_port), zwmgmt::kSuccess);
+}
+
 TestSession::~TestSession() {
     CLDisconnectFromServer();
     std::fclose(text);
@@ -239,9 +243,7 @@ TestSession& SessionOf(int os_type) {
 }
 
 Told Tell(zmsim::HostModel& host, const std::vector<const char*>& words) {
-    TestAgent agent(host);
-    TestSession session;
-    EXPECT_EQ(session.Connect(agent.Port()), zwmgmt::kSuccess);
+    Linked session(host);
     const int result = session.Run(words);
     return {result, session.LastStatus(), session.Printed()};
 }

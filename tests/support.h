@@ -25,7 +25,7 @@ template <class... Columns>
 using Table = std::vector<std::tuple<Columns...>>;
 
 /// The cases of tests/cases/NAME: a line each, cut at " | "; cells that are not there are empty.
-/// A line "@name = text" gives a text a name for the cells below it. \n, \t, \0, \e and \s (blank)
+/// A line "@name = text" gives a text a name for the cells below it. \n, \t, \r, \0, \e, \s (blank)
 /// stand for characters; `#` begins a remark.
 std::vector<std::vector<std::string>> Cases(const std::string& name);
 /// What stands between blanks; words with blanks stand in double quotes.
@@ -109,6 +109,8 @@ void AcceptOpening(SSL* ssl);
 class TestSession : public ZwMgmt_interface {
   public:
     TestSession();
+    /// Connected to the agent of this machine at the port.
+    explicit TestSession(uint16_t agent_port);
     ~TestSession() override;
     TestSession(const TestSession&) = delete;
     TestSession& operator=(const TestSession&) = delete;
@@ -124,6 +126,16 @@ class TestSession : public ZwMgmt_interface {
 
   private:
     FILE* text;
+};
+
+/// A session connected to an agent of its own, which answers for the host.
+struct WithAgent {
+    TestAgent agent;
+};
+class Linked : public WithAgent, public TestSession {
+  public:
+    explicit Linked(zmsim::HostModel& host, zmsim::AgentOptions options = {})
+        : WithAgent{TestAgent(host, std::move(options))}, TestSession(agent.Port()) {}
 };
 
 /// A session that has learnt this OS from an agent; the agent is gone. One an OS, for all tests.
