@@ -4,14 +4,6 @@
 using namespace testing_support;
 using namespace zwmgmt;
 
-namespace {
-
-Client_Request_Message NumbersOnly(uint8_t service, uint16_t command) {
-    return {service, command, 0, nullptr, 0};
-}
-
-}  // namespace
-
 TEST(Dispatcher, AllFiveEntriesAreOneRoad) {
     int asked = 0;
     CannedHost host([&](uint8_t service, uint16_t opcode, auto data) {
@@ -23,7 +15,7 @@ TEST(Dispatcher, AllFiveEntriesAreOneRoad) {
     });
     Linked session(host);
     char* result = session.result.data();
-    auto request = NumbersOnly(4, 142);
+    Client_Request_Message request = {4, 142, 0, nullptr, 0};
     _Message message = {};
     char scratch[1024];
     EXPECT_EQ(session.Client_ProcessRequest(&request, result, nullptr), 0);
@@ -51,7 +43,8 @@ TEST(Dispatcher, WhatIsRefusedIsNotSent) {
 
     // Known to the vocabulary, but without a handler; and numbers that mean nothing.
     for (auto [service, command] : {std::pair{4, 156}, {4, 148}, {6, 142}, {0, 0}, {4, 9999}}) {
-        auto request = NumbersOnly(static_cast<uint8_t>(service), static_cast<uint16_t>(command));
+        Client_Request_Message request = {static_cast<uint8_t>(service),
+                                          static_cast<uint16_t>(command), 0, nullptr, 0};
         EXPECT_EQ(session.Client_ProcessRequest(&request, result, nullptr), 5) << command;
         EXPECT_EQ(session.Printed(), "Invalid command for the service\n");
         // By numbers, statuses beyond the reported ones come back as 0 on purpose.

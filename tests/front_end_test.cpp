@@ -22,17 +22,13 @@ std::vector<std::string> With(std::vector<std::string> options) {
 
 TEST(FrontEnd, ListsTheAdaptersOfEveryOs) {
     for (const zmsim::BuiltinScenario& builtin : zmsim::kBuiltinScenarios) {
-        const zmsim::Scenario scenario = BuiltinScenario(builtin.os);
-        zmsim::ScenarioHost host(scenario);
+        zmsim::ScenarioHost host(BuiltinScenario(builtin.os));
         TestAgent agent(host);
         const ProcessResult run = Zwcli(agent.Port(), kList);
         EXPECT_EQ(run.exit_status, 0) << builtin.os;
         EXPECT_EQ(run.err, "");
         EXPECT_TRUE(run.out.starts_with("Adapter #                     : 0\n")) << run.out;
         EXPECT_TRUE(run.out.ends_with("\n\n\n"));
-        const auto last = std::to_string(scenario.adapters.size() - 1);
-        EXPECT_NE(run.out.find("\n\nAdapter #                     : " + last + "\n"),
-                  std::string::npos);
     }
 }
 
@@ -129,6 +125,7 @@ TEST(FrontEnd, LogsInWithAPasswordFromAFileOrStandardInput) {
         {"operator", "-", "", 2, "korvane_zwcli: no password on standard input\n"},
         {"operator", "/no/such/file", "", 2,
          "korvane_zwcli: cannot read password file /no/such/file: No such file or directory\n"},
+        {std::string(256, 'u'), right.Path(), "", 4, denied},
         {std::string(257, 'u'), right.Path(), "", 2,
          "korvane_zwcli: the user name is longer than 256 bytes\n"},
     };
@@ -174,6 +171,7 @@ TEST(FrontEnd, OptionsAreTakenAsTheyAreWritten) {
         {{"--user=", "korvane", "listadapterprops"}, "--user= lacks its value"},
         {{"--host", "", "korvane", "listadapterprops"}, "--host: the value is empty"},
         {{"--port", "65536", "a"}, "--port: Value 65536 not in range 1 to 65535"},
+        {{"--", "korvane", "listadapterprops", "--x="}, "the command takes no arguments"},
         {{"--wait", "korvane", "listadapterprops"}, "--wait is for net ping"},
     };
     for (const auto& [words, said] : rows) {

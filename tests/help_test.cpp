@@ -1,5 +1,7 @@
 /// What is said of commands, keys and values: help, whole, and the notes about a request. What help
 /// promises is held against the request builders.
+#include "zwmgmt/help.h"
+
 #include <fstream>
 #include <regex>
 #include <map>
@@ -102,6 +104,11 @@ TEST(Help, SaysWhatTheListingHas) {
         EXPECT_EQ(said, cases[i].substr(end + 1)) << cases[i].substr(0, end);
         EXPECT_EQ(refused ? run.out : run.err, "");
     }
+}
+
+TEST(Help, IsOfAServiceAndACommandAtMost) {
+    const char* const words[] = {"korvane", "listports", "pci"};
+    EXPECT_FALSE(PrintHelp(stdout, words, 3));
 }
 
 TEST(Help, ShowsTheKeysThatTheBuildersTakeAndNoOthers) {

@@ -120,6 +120,8 @@ TEST(Session, LoginOutcomes) {
         EXPECT_EQ(session.LoginRequired(), status != kSuccess);
         // The password went out once and is gone.
         EXPECT_EQ(session.CLAuthenticateUser(session.result.data()), kInvalidValue);
+        EXPECT_NE(session.Connect(1), kSuccess);
+        EXPECT_FALSE(session.LoginRequired()) << "of an agent that is not there";
     }
 }
 
@@ -259,28 +261,21 @@ TEST(Session, ArgumentsThatCannotOpenASession) {
 }
 
 TEST(Session, ConnectFailuresHaveStatusesOfTheirOwn) {
-    {
-        TestSession session;
-        EXPECT_EQ(session.CLConnectToServer("no-such-host.invalid", "u", 0, session.result.data()),
-                  kHostNotResolved);
-        EXPECT_EQ(session.CLConnectToServer("", "u", 0, session.result.data()), kHostNotResolved);
-        EXPECT_EQ(session.Port(), 35001) << "port 0 means the default";
+    TestSession session;
+    for (const char* host : {"no-such-host.invalid", ""}) {
+        EXPECT_EQ(session.CLConnectToServer(host, "u", 0, session.result.data()), kHostNotResolved);
     }
-    {
-        TestSession session;
-        uint16_t closed_port = 0;
-        platform::CloseSocket(platform::Listen({{127, 0, 0, 1}}, &closed_port));
-        EXPECT_EQ(session.Connect(closed_port), kConnectFailed);
-    }
+    EXPECT_EQ(session.Port(), 35001) << "port 0 means the default";
+    uint16_t closed_port = 0;
+    platform::CloseSocket(platform::Listen({{127, 0, 0, 1}}, &closed_port));
+    EXPECT_EQ(session.Connect(closed_port), kConnectFailed);
     const auto says_nonsense = [](platform::SocketHandle socket) {
         platform::Send(socket, "HTTP/1.1 400 Bad Request\r\n\r\n", 28);
         platform::WaitFor(socket, platform::Direction::kRead, platform::Milliseconds(1000));
     };
     RawAgent no_tls{std::function<void(platform::SocketHandle)>(says_nonsense)};
-    {
-        TestSession session;
-        EXPECT_EQ(session.Connect(no_tls.Port()), kHandshakeFailed);
-    }
+    EXPECT_EQ(session.Connect(no_tls.Port()), kHandshakeFailed);
+    EXPECT_STREQ(session.FailureDetail(), "the other side does not speak TLS");
 }
 
 TEST(Session, ConnectingAgainReleasesTheEarlierConnection) {

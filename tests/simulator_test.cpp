@@ -125,7 +125,7 @@ TEST(Simulator, PrintsItsPortServesManyAndStopsCleanly) {
 TEST(Simulator, TakesAScenarioALoginAndACertificate) {
     const TemporaryFile scenario(
         R"({"os": "esx", "word_size": 4, "adapters": [{"chip_type": "X5", "card_name": "vmnic7"}]})");
-    const TemporaryFile password("secret\n");
+    const TemporaryFile password("secret\r\n");
     const TemporaryFile pair(CertificateAndKey());
     BackgroundProcess simulator({ZMSIM_PATH, "--scenario", scenario.Path(), "--user", "admin",
                                  "--password-file", password.Path(), "--certificate", pair.Path(),
@@ -416,6 +416,8 @@ TEST(ScenarioHost, JudgesWhatElseRulesSay) {
          [](_FilterX4& r) { r.present = 0x2000000, SetFixedText(r.dmac, "00:11:22:33:44:5g"); }, 6},
         {kAddFilterX4,
          [](_FilterX4& r) { r.present = 0x8000000, SetFixedText(r.vnic_id, "a\nFilter id 9"); }, 6},
+        {kAddFilterX4, [](_FilterX4& r) { r.present = 0x8000000, SetFixedText(r.vnic_id, " ~"); },
+         0},
         {kAddFilterX4, [](_FilterX4& r) { SetFixedText(r.combination, "vlan, port"); }, 6},
         {kSetCombination, [](_FilterX4& r) { SetFixedText(r.combination, "vlan, port"); }, 6},
         {kSetCombination, [](_FilterX4& r) { SetFixedText(r.combination, "ethertype, vlan"); }, 6},

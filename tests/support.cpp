@@ -18,10 +18,6 @@ namespace tls = zwmgmt::tls;
 
 constexpr platform::Milliseconds kLongEnough{60'000};
 
-}  // namespace
-
-namespace {
-
 std::string Unescaped(const std::string& cell) {
     constexpr std::string_view kLetters = "ntrse0", kCharacters("\n\t\r \x1b\0", 6);
     std::string text;

@@ -111,20 +111,17 @@ TEST(Names, WwnAndLun) {
 }
 
 TEST(Words, FlagsAndCharacters) {
-    for (const char* on : {"yes", "1", "enable", "on", "true"}) {
-        uint8_t flag = 7;
-        EXPECT_EQ(Zw::CLCheckEnableDisable(on, &flag), 0);
-        EXPECT_EQ(flag, 1);
-    }
-    for (const char* off : {"no", "0", "disable", "off", "false"}) {
-        uint8_t flag = 7;
-        EXPECT_EQ(Zw::CLCheckEnableDisable(off, &flag), 0);
-        EXPECT_EQ(flag, 0);
-    }
-    for (const char* other : {"Yes", "", "on ", "2"}) {
-        uint8_t flag = 7;
-        EXPECT_EQ(Zw::CLCheckEnableDisable(other, &flag), 1);
-        EXPECT_EQ(flag, 7);
+    constexpr uint8_t kUntouched = 7;
+    const Table<uint8_t, std::vector<const char*>> flags = {
+        {1, {"yes", "1", "enable", "on", "true"}},
+        {0, {"no", "0", "disable", "off", "false"}},
+        {kUntouched, {"Yes", "", "on ", "2"}}};
+    for (const auto& [expected, words] : flags) {
+        for (const char* word : words) {
+            uint8_t flag = kUntouched;
+            EXPECT_EQ(Zw::CLCheckEnableDisable(word, &flag), expected == kUntouched) << word;
+            EXPECT_EQ(flag, expected) << word;
+        }
     }
     const Table<const char*, bool, bool, int> rows = {
         {"", true, true, 1},       {"abC", true, false, 0},   {"0123", false, true, 0},

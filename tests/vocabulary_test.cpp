@@ -101,13 +101,12 @@ TEST(CommandWords, BecomeARequest) {
     EXPECT_EQ(+request->command, 101);
     EXPECT_EQ(request->qualifier, 0);
     ASSERT_EQ(request->argument_count, 3u);
-    EXPECT_EQ(std::string(request->arguments[0].value), "set");
-    EXPECT_EQ(std::string(request->arguments[1].value), "eth0");
-    const int keys[] = {request->arguments[0].key, request->arguments[1].key,
-                        request->arguments[2].key};
-    EXPECT_EQ(keys[0], -1);
-    EXPECT_EQ(keys[1], 148);
-    EXPECT_EQ(keys[2], 150);
+    const Table<const char*, int> entries = {{"set", -1}, {"eth0", 148}, {"9000", 150}};
+    for (size_t i = 0; i < entries.size(); ++i) {
+        const auto& [value, key] = entries[i];
+        EXPECT_EQ(std::string(request->arguments[i].value), value);
+        EXPECT_EQ(int{request->arguments[i].key}, key);
+    }
 }
 
 TEST(CommandWords, EntryZeroIsTheSubCommandsWhereThereIsOne) {
@@ -144,6 +143,7 @@ TEST(CommandWords, ComplainAboutTheWordAndNameTheNearest) {
         {{"net", "mtu", "set", "mtu=1", "MTU=2"}, "key \"MTU\" is given twice"},
         {{"net", nullptr}, "a word is missing (null)"},
         {{"net", "ping", "set"}, "expected key=value instead of \"set\""},
+        {{"net", "ping", "getresult", "host=a"}, "expected key=value instead of \"getresult\""},
         {{"generic", "x"}, "unknown generic command \"x\""},
         {{"team"}, "missing command of service team; not in this version: create, remove, list"},
         {{"tm"}, "missing command of service tm; known: add, modify, delete, list"},
