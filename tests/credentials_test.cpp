@@ -27,6 +27,7 @@ TEST(Credentials, AreUsedBeforeAsking) {
         {"other x\n\n\tkeeper\n  secret", kPrivate, 0, ""},
         {"keeper secret keeper wrong", kShared, 0, warning},
         {"keeper wrong\n", kPrivate, 4, denied},
+        {std::string(256, 'u') + " x keeper secret", kPrivate, 0, ""},
         {"Keeper secret\n", kPrivate, 4, asked},
         {"", kPrivate, 4, asked},
         {"keeper", kPrivate, 4, asked},

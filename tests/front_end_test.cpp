@@ -158,6 +158,9 @@ TEST(FrontEnd, AsksForThePasswordOnATerminalOnly) {
     EXPECT_NE(run.out.find("Adapter #"), std::string::npos);
     EXPECT_EQ(run.out.find("xx"), std::string::npos) << "echoed";
     EXPECT_EQ(RunOnTerminal(command, prompt, "wrong\n").exit_status, 4);
+    run = RunOnTerminal(command, prompt, "\n");
+    EXPECT_EQ(run.exit_status, 4);
+    EXPECT_NE(run.out.find("korvane_zwcli: no password given"), std::string::npos) << run.out;
     EXPECT_EQ(RunOnTerminal(command, prompt, "\x03").exit_status, 130) << "interrupt key";
     for (const size_t length : {65, 1'024, 3'000}) {
         run = RunOnTerminal(command, prompt, std::string(length, 'x') + '\n');

@@ -3,8 +3,8 @@
 #include "zwmgmt/help.h"
 
 #include <fstream>
-#include <regex>
 #include <map>
+#include <regex>
 #include <set>
 #include <sstream>
 
@@ -158,10 +158,8 @@ TEST(Help, ShowsTheKeysThatTheBuildersTakeAndNoOthers) {
 
 TEST(ArgumentNotes, SayWhatIsSentOtherwiseAndWhatARefusedEntryMayBe) {
     const TemporaryFile package("x", "-KorvaneZwire");
-    const TemporaryFile rule("dst port 1 => offload
-");
-    const TemporaryFile rules("dst port 1 => offload; dst port 2 => offload
-vlan 3 => !offload");
+    const TemporaryFile rule("dst port 1 => offload\n");
+    const TemporaryFile rules("dst port 1 => offload; dst port 2 => offload\nvlan 3 => !offload");
     const auto with_paths = [&](std::string text) {
         text = std::regex_replace(text, std::regex("%package"), package.Path());
         text = std::regex_replace(text, std::regex("%rules"), rules.Path());
@@ -169,8 +167,7 @@ vlan 3 => !offload");
     };
     for (const auto& row : Cases("notes")) {
         const auto os_type = static_cast<uint8_t>(Number(row[0]));
-        const std::string refused = row[2].empty() ? "" : row[2] + '
-';
+        const std::string refused = row[2].empty() ? "" : row[2] + '\n';
         EXPECT_EQ(NotesOn(os_type, Words(with_paths(row[1]))), refused + with_paths(row[3]))
             << row[0] << row[1];
     }
