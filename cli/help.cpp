@@ -20,7 +20,8 @@ struct NoteRow {
 
 constexpr NoteRow kNotes[] = {
     {kSetPortProperty,
-     "\nNumbers are decimal, 0x hexadecimal or 0 octal, to Windows agents decimal; several keys go\n"
+     "\nNumbers are decimal, 0x hexadecimal or 0 octal, to Windows agents decimal; several keys "
+     "go\n"
      "into one request. The MTU is set with mtu; of X4 and X5 ports on Windows agents with\n"
      "jumbopacket. The words mtu and vlan mean other keys to Windows agents: the MTU and the VLAN\n"
      "insertion of X3 ports cannot be set there.\n"},
