@@ -231,9 +231,9 @@ class ZWMGMT_API ZwMgmt_interface {
     static int GetZMFileName(int kind, char* path, uint32_t capacity);
 
     /// Looks a user's password up in the credentials file (pairs of user name and password,
-    /// separated by white space), of which the user's first counts. password: 65 bytes. Returns 0;
-    /// -1 without a pair for the user; -2 when its password is longer than 64 bytes; -3 without a
-    /// readable file.
+    /// separated by white space), of which the user's first counts. password: 65 bytes, overwritten
+    /// when there is a file. Returns 0; -1 without a pair for the user; -2 when its password is
+    /// longer than 64 bytes; -3 without a readable file.
     static int CLGetPassword(const char* user_name, char* password);
 
     // ---- Requests -----------------------------------------------------------------------------
