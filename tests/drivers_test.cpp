@@ -4,7 +4,6 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <regex>
 
 #include "tests/support.h"
 
@@ -77,9 +76,7 @@ TEST(Install, PushesThePackagesInOrder) {
     std::filesystem::create_directory(folder);
     std::ofstream(folder + "/kxgb3toe-1.gz") << std::string(20'000, 'x');
     std::ofstream(folder + "/OFED-2") << "y";
-    const auto within = [&](const std::string& text) {
-        return std::regex_replace(text, std::regex("&"), folder);
-    };
+    const auto within = [&](const std::string& text) { return Replaced(text, "&", folder); };
     for (const auto& row : Cases("pushes")) {
         const auto orders = Words(row[0]), words = Words("system install " + within(row[1])),
                    expected = Words(row[2]);

@@ -4,7 +4,6 @@
 
 #include <fstream>
 #include <map>
-#include <regex>
 #include <set>
 #include <sstream>
 
@@ -161,9 +160,8 @@ TEST(ArgumentNotes, SayWhatIsSentOtherwiseAndWhatARefusedEntryMayBe) {
     const TemporaryFile rule("dst port 1 => offload\n");
     const TemporaryFile rules("dst port 1 => offload; dst port 2 => offload\nvlan 3 => !offload");
     const auto with_paths = [&](std::string text) {
-        text = std::regex_replace(text, std::regex("%package"), package.Path());
-        text = std::regex_replace(text, std::regex("%rules"), rules.Path());
-        return std::regex_replace(text, std::regex("%rule"), rule.Path());
+        text = Replaced(Replaced(text, "%package", package.Path()), "%rules", rules.Path());
+        return Replaced(text, "%rule", rule.Path());
     };
     for (const auto& row : Cases("notes")) {
         const auto os_type = static_cast<uint8_t>(Number(row[0]));

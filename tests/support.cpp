@@ -82,6 +82,13 @@ std::vector<Client_Request_Argument> Arguments(const std::vector<std::string>& w
     return arguments;
 }
 
+std::string Replaced(std::string text, const std::string& from, const std::string& to) {
+    for (size_t at = 0; (at = text.find(from, at)) != text.npos; at += to.size()) {
+        text.replace(at, from.size(), to);
+    }
+    return text;
+}
+
 std::string Unhex(const std::string& digits) {
     std::string bytes;
     for (size_t i = 0; i < digits.size(); i += digits[i] == ' ' ? 1 : 2) {

@@ -35,6 +35,7 @@ std::vector<const char*> Pointers(const std::vector<std::string>& words);
 std::vector<Client_Request_Argument> Arguments(const std::vector<std::string>& words);
 /// The bytes of a text like "0a 00".
 std::string Unhex(const std::string& digits);
+std::string Replaced(std::string text, const std::string& from, const std::string& to);
 inline int Number(const std::string& text) { return static_cast<int>(std::stol(text, nullptr, 0)); }
 
 /// A host model whose answers the test writes.
