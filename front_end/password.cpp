@@ -1,6 +1,5 @@
 #include "front_end/password.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -32,13 +31,12 @@ bool ReadFirstLine(FILE* file, Secret* password) {
 /// Every source is judged alike; false with what is wrong.
 bool Judge(const Secret& password, std::string* error) {
     static constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
-    const size_t kept = std::min(password.length, Secret::kLongest);
-    if (std::memchr(password.bytes, '\0', kept) != nullptr) {
+    if (password.length > Secret::kLongest) {
+        *error = "the password is longer than " + std::to_string(Secret::kLongest) + " bytes";
+    } else if (std::memchr(password.bytes, '\0', password.length) != nullptr) {
         *error = "the password holds a NUL character";
     } else if (std::strncmp(password.bytes, kByteOrderMark, 3) == 0) {
         *error = "the password begins with a byte-order mark";
-    } else if (password.length > Secret::kLongest) {
-        *error = "the password is longer than " + std::to_string(Secret::kLongest) + " bytes";
     }
     return error->empty();
 }
