@@ -1,6 +1,5 @@
 /// korvane_zwcli: one command line, one session, one exit status.
 #include <algorithm>
-#include <cctype>
 #include <chrono>
 #include <cstdio>
 #include <new>
@@ -9,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "cli/texts.h"
 #include "front_end/exit_status.h"
 #include "front_end/help.h"
 #include "front_end/options.h"
@@ -232,12 +232,6 @@ ExitStatus RunLocally(Client_Request_Message* request) {
     return failed == 0 ? kOk : kFailed;
 }
 
-/// In any case, as all words.
-bool Is(std::string_view word, std::string_view command) {
-    const auto lower = [](char c) { return std::tolower(static_cast<unsigned char>(c)); };
-    return std::ranges::equal(word, command, {}, lower);
-}
-
 /// A command of the front end itself: it needs no agent.
 ExitStatus Help(const std::vector<const char*>& words) {
     const std::string wrong = PrintHelpFor(words);
@@ -250,10 +244,10 @@ ExitStatus Main(int argc, const char* const* argv) {
 
     std::vector<const char*> words;
     for (const std::string& word : options.words) words.push_back(word.c_str());
-    const bool asks_for_help = !words.empty() && Is(words[0], "help");
+    const bool asks_for_help = !words.empty() && zwmgmt::SameIgnoringCase(words[0], "help");
     if (asks_for_help) words.erase(words.begin());
     if (asks_for_help || options.help) return Help(words);
-    if (!words.empty() && Is(words[0], "policy")) {
+    if (!words.empty() && zwmgmt::SameIgnoringCase(words[0], "policy")) {
         return PolicyCommand({words.begin() + 1, words.end()});
     }
     zwmgmt::CommandWords command(words.data(), words.size());
