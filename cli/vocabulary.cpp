@@ -155,19 +155,6 @@ std::vector<const char*> CommandWordsOf(uint8_t service) {
     return result;
 }
 
-std::vector<const char*> KeyWordsOf(uint8_t service) {
-    std::vector<const char*> result;
-    if (const KeysRow* row = RowOf(kKeys, service)) {
-        for (const Words& group : row->groups) {
-            for (const Word& key : group) {
-                const auto same = [&](const char* word) { return !std::strcmp(word, key.word); };
-                if (std::ranges::none_of(result, same)) result.push_back(key.word);
-            }
-        }
-    }
-    return result;
-}
-
 std::vector<const char*> SubCommandWordsOf(uint8_t service, uint16_t command) {
     std::vector<const char*> result;
     const SubCommandsRow* row = FindSubCommands(service, command);

@@ -10,7 +10,6 @@ namespace zwmgmt {
 /// The known words of one kind, in table order.
 std::vector<const char*> ServiceWords();
 std::vector<const char*> CommandWordsOf(uint8_t service);
-std::vector<const char*> KeyWordsOf(uint8_t service);  // each once
 /// The sub-command words of a command that has no others; empty where its handler decides.
 std::vector<const char*> SubCommandWordsOf(uint8_t service, uint16_t command);
 
