@@ -1,10 +1,8 @@
 #include "simulator/agent.h"
 
 #include <algorithm>
-#include <condition_variable>
 #include <cstring>
 #include <memory>
-#include <mutex>
 #include <system_error>
 #include <utility>
 
@@ -102,13 +100,13 @@ class Wire {
 /// One client's session: which messages it may send depends on what it has sent before.
 class ClientSession {
   public:
-    ClientSession(SSL* ssl, HostModel& host_model, const AgentOptions& agent_options,
-                  std::stop_token stop_token)
+    ClientSession(SSL* ssl, platform::SocketHandle client, HostModel& host_model,
+                  const AgentOptions& agent_options)
         : faults(agent_options.faults ? agent_options.faults() : WireFaults{}),
           wire(ssl, faults),
+          socket(client),
           model(host_model),
           options(agent_options),
-          stop(std::move(stop_token)),
           files(agent_options.files) {}
 
     bool WasCut() const { return wire.WasCut(); }
@@ -168,12 +166,11 @@ class ClientSession {
         return Send(reply);
     }
 
-    /// False when the agent is stopped meanwhile.
+    /// False when the client speaks or goes meanwhile, or the agent is stopped, which ends the
+    /// connection.
     bool Delay(platform::Milliseconds time) const {
-        std::mutex mutex;
-        std::unique_lock lock(mutex);
-        std::condition_variable_any().wait_for(lock, stop, time, [] { return false; });
-        return !stop.stop_requested();
+        return platform::WaitFor(socket, platform::Direction::kRead, time) ==
+               platform::WaitResult::kTimeout;
     }
 
     bool ServeFile(const _Message& request, std::span<const uint8_t> data) {
@@ -211,9 +208,9 @@ class ClientSession {
 
     const WireFaults faults;
     Wire wire;
+    const platform::SocketHandle socket;
     HostModel& model;
     const AgentOptions& options;
-    const std::stop_token stop;
     FileReceiver files;
     bool opened = false;
     bool login_pending = false;
@@ -299,7 +296,7 @@ void Agent::Serve(Client* client) {
         if (ssl && tls::Attach(ssl.get(), client->socket)) {
             SSL_set_accept_state(ssl.get());
             if (tls::Handshake(ssl.get(), kHandshakeLimit) == tls::Outcome::kDone) {
-                ClientSession session(ssl.get(), model, options, stopping.get_token());
+                ClientSession session(ssl.get(), client->socket, model, options);
                 while (session.ServeOne()) {
                 }
                 if (!session.WasCut()) tls::Shutdown(ssl.get());
