@@ -3,10 +3,10 @@
 #include <algorithm>
 
 #include "adapters/install_options.h"
-#include "cli/fields.h"
 #include "cli/handler.h"
 #include "cli/keys.h"
 #include "cli/remarks.h"
+#include "output/layout.h"
 #include "session/file_transfer.h"
 #include "zwmgmt/zwmgmt_interface.h"
 

@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <span>
 
-#include "adapters/port_fields.h"
-#include "session/os_set.h"
+#include "adapters/results.h"
+#include "output/layout.h"
+#include "records/port.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
 using namespace zwmgmt;
@@ -13,233 +14,241 @@ namespace {
 
 constexpr const char* kDisabledEnabled[] = {"Disabled", "Enabled"};
 constexpr Wording kOnOff = Flag(kDisabledEnabled);
-constexpr const char* kDirections[] = {"Disabled", "Tx Enabled", "Rx Enabled", "Tx and Rx Enabled"};
-constexpr const char* kRssProfiles[] = {"Closest Processor", "Closest Processor Static",
-                                        "NUMA Scaling", "NUMA Scaling Static",
-                                        "Conservative Scaling"};
-constexpr const char* kNdisModes[] = {"Disabled", "NIC mode", "Offload mode"};
-constexpr const char* kPerformanceModes[] = {"Compatibility", "Performance"};
 
-// Rows: a member of the record, or of its settings, and its line.
-#define SHOWN(member, ...) ZWMGMT_FIELD(_PortInformation, member, __VA_ARGS__)
-#define SETTING(member, ...) ZWMGMT_PART_FIELD(_PortInformation, settings, member, __VA_ARGS__)
+/// A row: a field and its line.
+#define PORT(name, ...) MakeLine(FieldNamed(kPortFields, #name), __VA_ARGS__)
 
 // clang-format off
-constexpr Field kCommonLines[] = {
-    SHOWN(port_instance, "Port Instance              : %d\n"),
-    SHOWN(name, "Friendly Name              : %s\n"),
-    SETTING(tx_pause_frames, "Tx pause frame support     : %s\n", kOnOff),
-    SETTING(rx_pause_frames, "Rx pause frame support     : %s\n", kOnOff),
+constexpr Line kCommonLines[] = {
+    PORT(port_instance, "Port Instance              : %d\n"),
+    PORT(name, "Friendly Name              : %s\n"),
+    PORT(tx_pause_frames, "Tx pause frame support     : %s\n", kOnOff),
+    PORT(rx_pause_frames, "Rx pause frame support     : %s\n", kOnOff),
+    PORT(speed_mode, nullptr),
+    PORT(fixed_speed, nullptr),
+    PORT(duplex, nullptr),
 };
 
-constexpr Field kMacLines[] = {
-    SETTING(tso, "TCP Segmentation offload   : %s\n", Switch("Disabled", "Enabled")),
-    SHOWN(media_type, "Media Type                  : %s\n"),
-    SHOWN(media_supported, "Media  Supported             : %s\n"),
-    SHOWN(link_detected, "Link detected              : %s\n", Switch("No", "Yes")),
+constexpr Line kMacLines[] = {
+    PORT(tso, "TCP Segmentation offload   : %s\n", Switch("Disabled", "Enabled")),
+    PORT(media_type, "Media Type                  : %s\n"),
+    PORT(media_supported, "Media  Supported             : %s\n"),
+    PORT(link_detected, "Link detected              : %s\n", Switch("No", "Yes")),
 };
 
-constexpr Field kEthtoolLines[] = {
-    SETTING(mtu, "MTU                        : %s\n"),
-    SETTING(rx_checksum, "Rx Checksum support\t   : %s\n", kOnOff),
-    SETTING(tx_checksum, "Tx Checksum support\t   : %s\n", kOnOff),
-    SETTING(pause_autonegotiation, "Pause Autonegotiation      : %s\n", Switch("Off", "On")),
-    SHOWN(name, "Interface Name             : %s\n"),
-    SHOWN(media_supported, "Supported Ports            : %s\n"),
-    SHOWN(media_type, "Port Type                  : %s\n"),
-    SETTING(speed_mode, "Auto-negotiation\t   : %s\n", Switch("Off", "On")),
-    SHOWN(supports_autonegotiation, "Supports Auto-negotiation  : %s\n", Switch("No", "Yes")),
-    SHOWN(advertises_autonegotiation, "Advertised Auto-negotiation: %s\n", Switch("No", "Yes")),
-    SHOWN(supported_wake_on, "Supports Wake-On           : %s\n"),
-    SHOWN(wake_on, "Wake On                    : %s\n"),
-    SHOWN(supported_link_modes, "Supported Link Modes       : %s\n"),
-    SHOWN(advertised_link_modes, "Advertized Link Modes      : %s\n"),
-    SHOWN(phy_address, "Phy_Ad                     : %d\n"),
-    SHOWN(transceiver, "Transceiver                : %s\n"),
-    SETTING(message_level, "Message Level              : 0x%x\n"),
-    SHOWN(link_detected, "Link detected              : %s\n", Switch("No", "Yes")),
-    SHOWN(ring_max_rx, "Ring_max_rx                : %d\n"),
-    SHOWN(ring_max_rx_mini, "Ring_max_rx_mini           : %d\n"),
-    SHOWN(ring_max_rx_jumbo, "Ring_max_rx_jumbo          : %d\n"),
-    SHOWN(ring_max_tx, "Ring_max_tx                : %d\n"),
-    SETTING(ring_rx, "Ring_rx                    : %d\n"),
-    SETTING(ring_rx_mini, "Ring_rx_mini               : %d\n"),
-    SETTING(ring_rx_jumbo, "Ring_rx_jumbo              : %d\n"),
-    SETTING(ring_tx, "Ring_tx                    : %d\n"),
-    SETTING(coalesce_rx_usecs, "Coalesce rx_usecs          : %u\n"),
-    SETTING(scatter_gather, "Scatter-gather             : %s\n", kOnOff),
-    SETTING(tso, "TCP Segmentation offload   : %s\n", Switch("Disabled", "Enabled")),
-    SETTING(gso, "Generic Segmentation offload         : %s\n", Switch("Disabled", "Enabled")),
+constexpr Line kEthtoolLines[] = {
+    PORT(mtu, "MTU                        : %s\n"),
+    PORT(rx_checksum, "Rx Checksum support\t   : %s\n", kOnOff),
+    PORT(tx_checksum, "Tx Checksum support\t   : %s\n", kOnOff),
+    PORT(pause_autonegotiation, "Pause Autonegotiation      : %s\n", Switch("Off", "On")),
+    PORT(name, "Interface Name             : %s\n"),
+    PORT(media_supported, "Supported Ports            : %s\n"),
+    PORT(media_type, "Port Type                  : %s\n"),
+    PORT(speed_mode, "Auto-negotiation\t   : %s\n", Switch("Off", "On")),
+    PORT(supports_autonegotiation, "Supports Auto-negotiation  : %s\n", Switch("No", "Yes")),
+    PORT(advertises_autonegotiation, "Advertised Auto-negotiation: %s\n", Switch("No", "Yes")),
+    PORT(supported_wake_on, "Supports Wake-On           : %s\n"),
+    PORT(wake_on, "Wake On                    : %s\n"),
+    PORT(supported_link_modes, "Supported Link Modes       : %s\n"),
+    PORT(advertised_link_modes, "Advertized Link Modes      : %s\n"),
+    PORT(phy_address, "Phy_Ad                     : %d\n"),
+    PORT(transceiver, "Transceiver                : %s\n"),
+    PORT(message_level, "Message Level              : 0x%x\n"),
+    PORT(link_detected, "Link detected              : %s\n", Switch("No", "Yes")),
+    PORT(ring_max_rx, "Ring_max_rx                : %d\n"),
+    PORT(ring_max_rx_mini, "Ring_max_rx_mini           : %d\n"),
+    PORT(ring_max_rx_jumbo, "Ring_max_rx_jumbo          : %d\n"),
+    PORT(ring_max_tx, "Ring_max_tx                : %d\n"),
+    PORT(ring_rx, "Ring_rx                    : %d\n"),
+    PORT(ring_rx_mini, "Ring_rx_mini               : %d\n"),
+    PORT(ring_rx_jumbo, "Ring_rx_jumbo              : %d\n"),
+    PORT(ring_tx, "Ring_tx                    : %d\n"),
+    PORT(coalesce_rx_usecs, "Coalesce rx_usecs          : %u\n"),
+    PORT(scatter_gather, "Scatter-gather             : %s\n", kOnOff),
+    PORT(tso, "TCP Segmentation offload   : %s\n", Switch("Disabled", "Enabled")),
+    PORT(gso, "Generic Segmentation offload         : %s\n", Switch("Disabled", "Enabled")),
 };
 
-constexpr Field kFreeBsdLines[] = {
-    SETTING(mtu, "MTU                        : %s\n"),
-    SETTING(rx_checksum, "Rx Checksum support\t   : %s\n", kOnOff),
-    SETTING(tx_checksum, "Tx Checksum support\t   : %s\n", kOnOff),
-    SHOWN(name, "Interface Name             : %s\n"),
-    SHOWN(supported_wake_on, "Supports Wake-On           : %s\n"),
-    SHOWN(wake_on, "Wake On                    : %s\n"),
-    SHOWN(link_detected, "Link detected              : %s\n", Switch("No", "Yes")),
-    SETTING(tso, "TCP Segmentation offload   : %s\n", Switch("Disabled", "Enabled")),
+constexpr Line kFreeBsdLines[] = {
+    PORT(mtu, "MTU                        : %s\n"),
+    PORT(rx_checksum, "Rx Checksum support\t   : %s\n", kOnOff),
+    PORT(tx_checksum, "Tx Checksum support\t   : %s\n", kOnOff),
+    PORT(name, "Interface Name             : %s\n"),
+    PORT(supported_wake_on, "Supports Wake-On           : %s\n"),
+    PORT(wake_on, "Wake On                    : %s\n"),
+    PORT(link_detected, "Link detected              : %s\n", Switch("No", "Yes")),
+    PORT(tso, "TCP Segmentation offload   : %s\n", Switch("Disabled", "Enabled")),
 };
 
-constexpr Field kFreeBsdQueueLines[] = {
-    SETTING(holdoff_tmr_idx, "holdoff_tmr_idx\t\t   : %u\n"),
-    SETTING(holdoff_pktc_idx, "holdoff_pktc_idx\t   : %u\n"),
-    SETTING(nrxq, "nrxq\t\t\t   : %u\n"),
-    SETTING(first_rxq, "first_rxq\t\t   : %u\n"),
-    SETTING(nofldrxq, "nofldrxq\t\t   : %u\n"),
-    SETTING(first_ofld_rxq, "first_ofld_rxq\t\t   : %u\n"),
-    SETTING(qsize_rxq, "qsize_rxq\t\t   : %u\n"),
-    SETTING(ntxq, "ntxq\t\t\t   : %u\n"),
-    SETTING(first_txq, "first_txq\t\t   : %u\n"),
-    SETTING(nofldtxq, "nofldtxq\t\t   : %u\n"),
-    SETTING(first_ofld_txq, "first_ofld_txq\t\t   : %u\n"),
-    SETTING(qsize_txq, "qsize_txq\t\t   : %u\n"),
+constexpr Line kFreeBsdQueueLines[] = {
+    PORT(holdoff_tmr_idx, "holdoff_tmr_idx\t\t   : %u\n"),
+    PORT(holdoff_pktc_idx, "holdoff_pktc_idx\t   : %u\n"),
+    PORT(nrxq, "nrxq\t\t\t   : %u\n"),
+    PORT(first_rxq, "first_rxq\t\t   : %u\n"),
+    PORT(nofldrxq, "nofldrxq\t\t   : %u\n"),
+    PORT(first_ofld_rxq, "first_ofld_rxq\t\t   : %u\n"),
+    PORT(qsize_rxq, "qsize_rxq\t\t   : %u\n"),
+    PORT(ntxq, "ntxq\t\t\t   : %u\n"),
+    PORT(first_txq, "first_txq\t\t   : %u\n"),
+    PORT(nofldtxq, "nofldtxq\t\t   : %u\n"),
+    PORT(first_ofld_txq, "first_ofld_txq\t\t   : %u\n"),
+    PORT(qsize_txq, "qsize_txq\t\t   : %u\n"),
 };
 
-constexpr Field kFreeBsdQueueSetLines[] = {
-    SETTING(nqsets, "nqsets\t\t\t   : %u\n"),
+constexpr Line kFreeBsdQueueSetLines[] = {
+    PORT(nqsets, "nqsets\t\t\t   : %u\n"),
 };
 
-constexpr Field kSolarisLines[] = {
-    SHOWN(port_instance, "Port Instance\t\t\t:%d\n"),
-    SHOWN(name, "Interface Name\t\t\t:%s\n"),
+constexpr Line kSolarisLines[] = {
+    PORT(port_instance, "Port Instance\t\t\t:%d\n"),
+    PORT(name, "Interface Name\t\t\t:%s\n"),
 };
 
-constexpr Field kSolarisX4Lines[] = {
-    SETTING(mtu, "MTU\t\t\t\t:%s\n"),
-    SHOWN(adv_autoneg_cap, "adv_autoneg_cap\t\t\t:%d\n"),
-    SHOWN(adv_1000fdx_cap, "adv_1000fdx_cap\t\t\t:%d\n"),
-    SHOWN(adv_10gfdx_cap, "adv_10gfdx_cap\t\t\t:%d\n"),
-    SHOWN(adv_1000hdx_cap, "adv_1000hdx_cap\t\t\t:%d\n"),
-    SHOWN(adv_100fdx_cap, "adv_100fdx_cap\t\t\t:%d\n"),
-    SHOWN(adv_100hdx_cap, "adv_100hdx_cap\t\t\t:%d\n"),
-    SHOWN(adv_10fdx_cap, "adv_10fdx_cap\t\t\t:%d\n"),
-    SHOWN(adv_10hdx_cap, "adv_10hdx_cap\t\t\t:%d\n"),
-    SHOWN(link_up, "link_status\t\t\t:%s\n", Switch("Down", "Up")),
-    SHOWN(link_speed, "link_speed\t\t\t:%d Mbps\n"),
-    SHOWN(link_duplex, "link_duplex\t\t\t:%d\n"),
-    SHOWN(autoneg_cap, "autoneg_cap\t\t\t:%d\n"),
-    SHOWN(pause_cap, "pause_cap\t\t\t:%d\n"),
-    SHOWN(asym_pause_cap, "asym_pause_cap\t\t\t:%d\n"),
-    SHOWN(cap_1000fdx, "1000fdx_cap\t\t\t:%d\n"),
-    SHOWN(cap_1000hdx, "1000hdx_cap\t\t\t:%d\n"),
-    SHOWN(cap_100fdx, "100fdx_cap\t\t\t:%d\n"),
-    SHOWN(cap_100hdx, "100hdx_cap\t\t\t:%d\n"),
-    SHOWN(cap_10fdx, "10fdx_cap\t\t\t:%d\n"),
-    SHOWN(cap_10hdx, "10hdx_cap\t\t\t:%d\n"),
-    SHOWN(lp_autoneg_cap, "lp_autoneg_cap\t\t\t:%d\n"),
-    SHOWN(lp_pause_cap, "lp_pause_cap\t\t\t:%d\n"),
-    SHOWN(lp_asym_pause_cap, "lp_asym_pause_cap\t\t:%d\n"),
-    SHOWN(lp_1000hdx_cap, "lp_1000hdx_cap\t\t\t:%d\n"),
-    SHOWN(lp_1000fdx_cap, "lp_1000fdx_cap\t\t\t:%d\n"),
-    SHOWN(lp_100fdx_cap, "lp_100fdx_cap\t\t\t:%d\n"),
-    SHOWN(lp_100hdx_cap, "lp_100hdx_cap\t\t\t:%d\n"),
-    SHOWN(lp_10fdx_cap, "lp_10fdx_cap\t\t\t:%d\n"),
-    SHOWN(lp_10hdx_cap, "lp_10hdx_cap\t\t\t:%d\n"),
-    SHOWN(link_autoneg, "link_autoneg\t\t\t:%d\n"),
-    SHOWN(holdoff_timer_idx, "holdoff_timer_idx\t\t:%d\n"),
-    SHOWN(solaris_holdoff_pktc_idx, "holdoff_pktc_idx\t\t:%d\n"),
-    SHOWN(hw_csum, "hw-csum\t\t\t\t:%d\n"),
-    SHOWN(hw_lso, "hw-lso\t\t\t\t:%d\n"),
-    SHOWN(tx_pause, "tx_pause\t\t\t:%d\n"),
-    SHOWN(rx_pause, "rx_pause\t\t\t:%d\n"),
+constexpr Line kSolarisX4Lines[] = {
+    PORT(mtu, "MTU\t\t\t\t:%s\n"),
+    PORT(adv_autoneg_cap, "adv_autoneg_cap\t\t\t:%d\n"),
+    PORT(adv_1000fdx_cap, "adv_1000fdx_cap\t\t\t:%d\n"),
+    PORT(adv_10gfdx_cap, "adv_10gfdx_cap\t\t\t:%d\n"),
+    PORT(adv_1000hdx_cap, "adv_1000hdx_cap\t\t\t:%d\n"),
+    PORT(adv_100fdx_cap, "adv_100fdx_cap\t\t\t:%d\n"),
+    PORT(adv_100hdx_cap, "adv_100hdx_cap\t\t\t:%d\n"),
+    PORT(adv_10fdx_cap, "adv_10fdx_cap\t\t\t:%d\n"),
+    PORT(adv_10hdx_cap, "adv_10hdx_cap\t\t\t:%d\n"),
+    PORT(link_up, "link_status\t\t\t:%s\n", Switch("Down", "Up")),
+    PORT(link_speed, "link_speed\t\t\t:%d Mbps\n"),
+    PORT(link_duplex, "link_duplex\t\t\t:%d\n"),
+    PORT(autoneg_cap, "autoneg_cap\t\t\t:%d\n"),
+    PORT(pause_cap, "pause_cap\t\t\t:%d\n"),
+    PORT(asym_pause_cap, "asym_pause_cap\t\t\t:%d\n"),
+    PORT(cap_1000fdx, "1000fdx_cap\t\t\t:%d\n"),
+    PORT(cap_1000hdx, "1000hdx_cap\t\t\t:%d\n"),
+    PORT(cap_100fdx, "100fdx_cap\t\t\t:%d\n"),
+    PORT(cap_100hdx, "100hdx_cap\t\t\t:%d\n"),
+    PORT(cap_10fdx, "10fdx_cap\t\t\t:%d\n"),
+    PORT(cap_10hdx, "10hdx_cap\t\t\t:%d\n"),
+    PORT(lp_autoneg_cap, "lp_autoneg_cap\t\t\t:%d\n"),
+    PORT(lp_pause_cap, "lp_pause_cap\t\t\t:%d\n"),
+    PORT(lp_asym_pause_cap, "lp_asym_pause_cap\t\t:%d\n"),
+    PORT(lp_1000hdx_cap, "lp_1000hdx_cap\t\t\t:%d\n"),
+    PORT(lp_1000fdx_cap, "lp_1000fdx_cap\t\t\t:%d\n"),
+    PORT(lp_100fdx_cap, "lp_100fdx_cap\t\t\t:%d\n"),
+    PORT(lp_100hdx_cap, "lp_100hdx_cap\t\t\t:%d\n"),
+    PORT(lp_10fdx_cap, "lp_10fdx_cap\t\t\t:%d\n"),
+    PORT(lp_10hdx_cap, "lp_10hdx_cap\t\t\t:%d\n"),
+    PORT(link_autoneg, "link_autoneg\t\t\t:%d\n"),
+    PORT(holdoff_timer_idx, "holdoff_timer_idx\t\t:%d\n"),
+    PORT(solaris_holdoff_pktc_idx, "holdoff_pktc_idx\t\t:%d\n"),
+    PORT(hw_csum, "hw-csum\t\t\t\t:%d\n"),
+    PORT(hw_lso, "hw-lso\t\t\t\t:%d\n"),
+    PORT(tx_pause, "tx_pause\t\t\t:%d\n"),
+    PORT(rx_pause, "rx_pause\t\t\t:%d\n"),
 };
 
-constexpr Field kSolarisX3Lines[] = {
-    SHOWN(accept_jumbo, "accept-jumbo\t\t\t:%d\n"),
-    SHOWN(hw_csum, "hw-csum\t\t\t\t:%d\n"),
-    SHOWN(solaris_lso, "lso\t\t\t\t:%d\n"),
-    SHOWN(tx_pause, "tx_pause\t\t\t:%d\n"),
-    SHOWN(rx_pause, "rx_pause\t\t\t:%d\n"),
-    SHOWN(coalesce, "coalesce\t\t\t:%d\n"),
-    SHOWN(link_up, "Link\t\t\t\t:%s\n", Switch("Down", "Up")),
-    SHOWN(link_speed, "link_speed\t\t\t:%d Mbps\n"),
-    SHOWN(link_duplex, "link_duplex\t\t\t:%d\n"),
-    SHOWN(autoneg_cap, "autoneg_cap\t\t\t:%d\n"),
+constexpr Line kSolarisX3Lines[] = {
+    PORT(accept_jumbo, "accept-jumbo\t\t\t:%d\n"),
+    PORT(hw_csum, "hw-csum\t\t\t\t:%d\n"),
+    PORT(solaris_lso, "lso\t\t\t\t:%d\n"),
+    PORT(tx_pause, "tx_pause\t\t\t:%d\n"),
+    PORT(rx_pause, "rx_pause\t\t\t:%d\n"),
+    PORT(coalesce, "coalesce\t\t\t:%d\n"),
+    PORT(link_up, "Link\t\t\t\t:%s\n", Switch("Down", "Up")),
+    PORT(link_speed, "link_speed\t\t\t:%d Mbps\n"),
+    PORT(link_duplex, "link_duplex\t\t\t:%d\n"),
+    PORT(autoneg_cap, "autoneg_cap\t\t\t:%d\n"),
 };
 
-constexpr Field kWindowsLines[] = {
-    SHOWN(description, "Description                : %s\n"),
+constexpr Line kWindowsLines[] = {
+    PORT(description, "Description                : %s\n"),
 };
 
-constexpr Field kWindowsX4Lines[] = {
-    SETTING(nic_functionality, "NIC Functionality          : %s\n", kOnOff),
-    SETTING(receive_side_scaling, "Receive Side Scaling(RSS)  : %s\n", kOnOff),
-    SETTING(rss_profile, "RSS Profile                : %s\n", Flag(kRssProfiles)),
-    SETTING(rss_queues, "Number of RSS Queues       : %s\n"),
-    SETTING(flow_control, "Flow Control               : %s\n", Flag(kDirections)),
-    SETTING(ipv4_checksum, "IPv4 Checksum Offload      : %s\n", Flag(kDirections)),
-    SETTING(tcp_checksum_ipv4, "TCP Checksum Offload IPv4  : %s\n", Flag(kDirections)),
-    SETTING(tcp_checksum_ipv6, "TCP Checksum Offload IPv6  : %s\n", Flag(kDirections)),
-    SETTING(udp_checksum_ipv4, "UDP Checksum Offload IPv4  : %s\n", Flag(kDirections)),
-    SETTING(udp_checksum_ipv6, "UDP Checksum Offload IPv6  : %s\n", Flag(kDirections)),
-    SETTING(lso_v2_ipv4, "LSO v2 IPv4                : %s\n", kOnOff),
-    SETTING(lso_v2_ipv6, "LSO v2 IPv6                : %s\n", kOnOff),
-    SETTING(vmq, "VMQ                        : %s\n", kOnOff),
-    SETTING(vmq_lookahead_split, "VMQLookaheadSplit          : %s\n", kOnOff),
-    SETTING(vmq_vlan_filtering, "VMQVlanFiltering           : %s\n", kOnOff),
-    SETTING(x4_nic_tcp_offload, "X4NicTCPOffload            : %s\n", kOnOff),
-    SETTING(user_mode_nd, "UserMode ND                : %s\n", kOnOff),
-    SETTING(network_direct, "NetworkDirect              : %s\n", kOnOff),
-    SETTING(nd_interrupt_moderation, "ND Interrupt Moderation    : %s\n", kOnOff),
-    SETTING(receive_coalescing_ipv4, "Rcv Segment Coalescing IPv4: %s\n", kOnOff),
-    SETTING(receive_coalescing_ipv6, "Rcv Segment Coalescing IPv6: %s\n", kOnOff),
-    SETTING(response_queue_size, "Response Queue Size        : %d\n"),
-    SETTING(tx_queue_size, "Tx Queue Size              : %d\n"),
-    SETTING(tx_offload_queue_size, "Tx Offload Queue Size      : %d\n"),
-    SETTING(rx_offload_queue_size, "Rx Offload Queue Size      : %d\n"),
-    SETTING(vlan_id, "VLAN ID                    : %s\n"),
-    SETTING(jumbo_packet, "JumboPacket                : %s\n"),
-    SHOWN(link_up, "Link State                 : %s\n", Switch("Not Available", "Not Available")),
+constexpr Line kWindowsX4Lines[] = {
+    PORT(nic_functionality, "NIC Functionality          : %s\n", kOnOff),
+    PORT(receive_side_scaling, "Receive Side Scaling(RSS)  : %s\n", kOnOff),
+    PORT(rss_profile, "RSS Profile                : %s\n", Flag(kRssProfiles)),
+    PORT(rss_queues, "Number of RSS Queues       : %s\n"),
+    PORT(flow_control, "Flow Control               : %s\n", Flag(kDirections)),
+    PORT(ipv4_checksum, "IPv4 Checksum Offload      : %s\n", Flag(kDirections)),
+    PORT(tcp_checksum_ipv4, "TCP Checksum Offload IPv4  : %s\n", Flag(kDirections)),
+    PORT(tcp_checksum_ipv6, "TCP Checksum Offload IPv6  : %s\n", Flag(kDirections)),
+    PORT(udp_checksum_ipv4, "UDP Checksum Offload IPv4  : %s\n", Flag(kDirections)),
+    PORT(udp_checksum_ipv6, "UDP Checksum Offload IPv6  : %s\n", Flag(kDirections)),
+    PORT(lso_v2_ipv4, "LSO v2 IPv4                : %s\n", kOnOff),
+    PORT(lso_v2_ipv6, "LSO v2 IPv6                : %s\n", kOnOff),
+    PORT(vmq, "VMQ                        : %s\n", kOnOff),
+    PORT(vmq_lookahead_split, "VMQLookaheadSplit          : %s\n", kOnOff),
+    PORT(vmq_vlan_filtering, "VMQVlanFiltering           : %s\n", kOnOff),
+    PORT(x4_nic_tcp_offload, "X4NicTCPOffload            : %s\n", kOnOff),
+    PORT(user_mode_nd, "UserMode ND                : %s\n", kOnOff),
+    PORT(network_direct, "NetworkDirect              : %s\n", kOnOff),
+    PORT(nd_interrupt_moderation, "ND Interrupt Moderation    : %s\n", kOnOff),
+    PORT(receive_coalescing_ipv4, "Rcv Segment Coalescing IPv4: %s\n", kOnOff),
+    PORT(receive_coalescing_ipv6, "Rcv Segment Coalescing IPv6: %s\n", kOnOff),
+    PORT(response_queue_size, "Response Queue Size        : %d\n"),
+    PORT(tx_queue_size, "Tx Queue Size              : %d\n"),
+    PORT(tx_offload_queue_size, "Tx Offload Queue Size      : %d\n"),
+    PORT(rx_offload_queue_size, "Rx Offload Queue Size      : %d\n"),
+    PORT(vlan_id, "VLAN ID                    : %s\n"),
+    PORT(jumbo_packet, "JumboPacket                : %s\n"),
+    PORT(link_up, "Link State                 : %s\n", Switch("Not Available", "Not Available")),
 };
 
-constexpr Field kWindowsX3Lines[] = {
-    SETTING(mtu, "MTU                        : %s\n"),
-    SETTING(iscsi_function, "iSCSI function             : %s\n", kOnOff),
-    SETTING(iwarp_function, "iWARP function             : %s\n", kOnOff),
-    SETTING(ndis_function, "NDIS function              : %s\n", Flag(kNdisModes)),
-    SETTING(queues, "Queues                     : %s\n"),
-    SETTING(large_segment_offload, "Large Segment Offload      : %s\n", kOnOff),
-    SETTING(performance_mode, "Performance Mode           : %s\n", Flag(kPerformanceModes)),
-    SETTING(receive_side_scaling, "Receive Side Scaling(RSS)  : %s\n", kOnOff),
-    SETTING(vlan_insertion, "VLAN Insertion             : %s\n", kOnOff),
-    SETTING(vlan_id, "VLAN ID                    : %s\n"),
-    SETTING(ipv6_checksum, "IPv6 Checksum              : %s\n", kOnOff),
-    SETTING(tcp_offload, "TcpOffload                 : %s\n", kOnOff),
-    SHOWN(link_up, "Link State                 : %s\n", Switch("NO", "Yes")),
-    SETTING(tx_checksum, "Transmit Checksum Offload  : %s\n", kOnOff),
-    SETTING(rx_checksum, "Receive Checksum Offload   : %s\n", kOnOff),
+constexpr Line kWindowsX3Lines[] = {
+    PORT(mtu, "MTU                        : %s\n"),
+    PORT(iscsi_function, "iSCSI function             : %s\n", kOnOff),
+    PORT(iwarp_function, "iWARP function             : %s\n", kOnOff),
+    PORT(ndis_function, "NDIS function              : %s\n", Flag(kNdisModes)),
+    PORT(queues, "Queues                     : %s\n"),
+    PORT(large_segment_offload, "Large Segment Offload      : %s\n", kOnOff),
+    PORT(performance_mode, "Performance Mode           : %s\n", Flag(kPerformanceModes)),
+    PORT(receive_side_scaling, "Receive Side Scaling(RSS)  : %s\n", kOnOff),
+    PORT(vlan_insertion, "VLAN Insertion             : %s\n", kOnOff),
+    PORT(vlan_id, "VLAN ID                    : %s\n"),
+    PORT(ipv6_checksum, "IPv6 Checksum              : %s\n", kOnOff),
+    PORT(tcp_offload, "TcpOffload                 : %s\n", kOnOff),
+    PORT(link_up, "Link State                 : %s\n", Switch("NO", "Yes")),
+    PORT(tx_checksum, "Transmit Checksum Offload  : %s\n", kOnOff),
+    PORT(rx_checksum, "Receive Checksum Offload   : %s\n", kOnOff),
 };
 
 // clang-format on
 
-#undef SHOWN
-#undef SETTING
+#undef PORT
 
-enum class Ports { kAll, kX4Style, kOlder, kKxgbe, kKxge };
+enum PortVariant : uint8_t { kEveryPort, kX4Style, kOlder, kKxgbe, kKxge, kOtherPort };
 
-/// Lines that are printed, in the order of the rows, for the ports of some agents.
-struct PortBlock {
-    OsSet systems;
-    Ports ports;
-    std::span<const Field> lines;
+constexpr Block kPortBlocks[] = {
+    {OsSet::AllBut(kSolaris), kEveryPort, kCommonLines},
+    {{kMac}, kEveryPort, kMacLines},
+    {{kLinux, kEsx, kXen}, kEveryPort, kEthtoolLines},
+    {{kFreeBsd}, kEveryPort, kFreeBsdLines},
+    {{kFreeBsd}, kX4Style, kFreeBsdQueueLines},
+    {{kFreeBsd}, kOlder, kFreeBsdQueueSetLines},
+    {{kSolaris}, kEveryPort, kSolarisLines},
+    {{kSolaris}, kKxgbe, kSolarisX4Lines},
+    {{kSolaris}, kKxge, kSolarisX3Lines},
+    {{kWindows}, kEveryPort, kWindowsLines},
+    {{kWindows}, kX4Style, kWindowsX4Lines},
+    {{kWindows}, kOlder, kWindowsX3Lines},
 };
 
-constexpr PortBlock kPortBlocks[] = {
-    {{kMac}, Ports::kAll, kMacLines},
-    {{kLinux, kEsx, kXen}, Ports::kAll, kEthtoolLines},
-    {{kFreeBsd}, Ports::kAll, kFreeBsdLines},
-    {{kFreeBsd}, Ports::kX4Style, kFreeBsdQueueLines},
-    {{kFreeBsd}, Ports::kOlder, kFreeBsdQueueSetLines},
-    {{kSolaris}, Ports::kAll, kSolarisLines},
-    {{kSolaris}, Ports::kKxgbe, kSolarisX4Lines},
-    {{kSolaris}, Ports::kKxge, kSolarisX3Lines},
-    {{kWindows}, Ports::kAll, kWindowsLines},
-    {{kWindows}, Ports::kX4Style, kWindowsX4Lines},
-    {{kWindows}, Ports::kOlder, kWindowsX3Lines},
-};
+bool Names(const _PortInformation& port, std::string_view driver) {
+    return FixedText(port.name).find(driver) != std::string_view::npos;
+}
+
+/// A pause flag that is neither off nor on marks the ports of newer adapters.
+bool HasX4Pause(const PortSettings& settings) {
+    const auto plain = [](char flag) { return flag == '0' || flag == '1'; };
+    return !plain(settings.tx_pause_frames[0]) || !plain(settings.rx_pause_frames[0]);
+}
+
+uint8_t VariantOf(const void* record, uint8_t os) {
+    const auto& port = *static_cast<const _PortInformation*>(record);
+    if (os == kSolaris) {
+        return Names(port, "kxgbe") ? kKxgbe : Names(port, "kxge") ? kKxge : kOtherPort;
+    }
+    const bool x4_style = os == kFreeBsd ? Names(port, "kxgbe") : HasX4Pause(port.settings);
+    return x4_style ? kX4Style : kOlder;
+}
 
 constexpr uint16_t kFixedSpeeds[] = {10, 100, 1000, 10000};  // Mb/s
 
@@ -250,43 +259,28 @@ class PortListing {
     PortListing(ZwMgmt_interface& output, uint8_t agent_os) : session(output), os_type(agent_os) {}
 
     void Print(const _PortInformation& port) {
-        const bool kxgbe = FixedText(port.name).find("kxgbe") != std::string_view::npos;
-        if (os_type != kSolaris) PrintCommon(port);
-        if (os_type == kFreeBsd) x4_style = kxgbe;
-        for (const PortBlock& block : kPortBlocks) {
-            if (block.systems.Has(os_type) && IsFor(block.ports, port, kxgbe)) {
-                PrintLines(port, block.lines);
-            }
+        const uint8_t variant = Marked(port);
+        for (const Block& block : kPortBlocks) {
+            if (!block.IsFor(os_type, variant)) continue;
+            for (const Line& line : block.lines) PrintLine(session, &port, line);
+            if (block.lines.data() == kCommonLines) PrintSpeed(port.settings);
         }
         session.PrintOutput("\n\n");
     }
 
   private:
-    bool IsFor(Ports ports, const _PortInformation& port, bool kxgbe) const {
-        switch (ports) {
-            case Ports::kAll: return true;
-            case Ports::kX4Style: return x4_style;
-            case Ports::kOlder: return !x4_style;
-            case Ports::kKxgbe: return kxgbe;
-            case Ports::kKxge:
-                return !kxgbe && FixedText(port.name).find("kxge") != std::string_view::npos;
-        }
-        return false;
+    /// What the port is printed as, given the ports before it.
+    uint8_t Marked(const _PortInformation& port) {
+        const uint8_t own = VariantOf(&port, os_type);
+        if (os_type == kSolaris) return own;
+        x4_style = own == kX4Style || (x4_style && os_type != kFreeBsd);
+        return x4_style ? kX4Style : kOlder;
     }
 
-    void PrintLines(const _PortInformation& port, std::span<const Field> lines) {
-        for (const Field& line : lines) PrintField(session, &port, line);
-    }
-
-    void PrintCommon(const _PortInformation& port) {
-        PrintLines(port, kCommonLines);
-        for (const char pause :
-             {port.settings.tx_pause_frames[0], port.settings.rx_pause_frames[0]}) {
-            if (pause != '0' && pause != '1') x4_style = true;
-        }
+    void PrintSpeed(const PortSettings& settings) {
         session.PrintOutput("Speed                      : ");
-        switch (port.settings.speed_mode) {
-            case 0: PrintFixedSpeed(port.settings); break;
+        switch (settings.speed_mode) {
+            case 0: PrintFixedSpeed(settings); break;
             case 1: session.PrintOutput("Auto-Detect\n"); break;
             default: session.PrintOutput("Invalid\n"); break;
         }
@@ -328,7 +322,18 @@ constexpr NoPortsRow kNoSolarisPorts[] = {
     {kNoPorts, "ERROR: No ports to list at given PCI location...!\n\n"},
 };
 
+constexpr const char* kColumns[] = {"port_instance", "name",       "link_up", "link_detected",
+                                    "link_speed",    "speed_mode", "mtu",     "media_type"};
+
 }  // namespace
+
+const Description zwmgmt::kPorts = {.name = "port",
+                                    .shape = Description::kList,
+                                    .size = offsetof(_PortInformation, next),
+                                    .fields = kPortFields,
+                                    .blocks = kPortBlocks,
+                                    .variant_of = VariantOf,
+                                    .columns = kColumns};
 
 void ZwMgmt_interface::GetKorvaneAdapterPortsResponse(const _PortInformation* ports,
                                                       _Message* message) {

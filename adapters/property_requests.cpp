@@ -9,9 +9,9 @@
 #include <string_view>
 
 #include "adapters/properties.h"
-#include "cli/fields.h"
 #include "cli/handler.h"
 #include "cli/keys.h"
+#include "records/field.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
 using namespace zwmgmt;
@@ -169,8 +169,8 @@ void NoteWhatIsSent(ZwMgmt_interface& session, const Client_Request_Argument& ke
                            property.form == Form::kLow16;
     if (!is_number) return;
     const FieldType type = property.is_signed ? FieldType::kSigned : FieldType::kUnsigned;
-    const int64_t stored = IntegerOf(
-        settings, {property.word, property.offset, property.width, type, nullptr, {}, false});
+    const int64_t stored =
+        IntegerOf(settings, {property.word, property.offset, property.width, type, {}});
     if (stored != number)
         Remarks::Warn(session, key, " is sent as %lld", static_cast<long long>(stored));
 }

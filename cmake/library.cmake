@@ -26,7 +26,7 @@ set(library_sources
     cli/command_keys.cpp
     cli/command_words.cpp
     cli/dispatcher.cpp
-    cli/fields.cpp
+    output/layout.cpp
     cli/help.cpp
     cli/offer.cpp
     cli/printing.cpp

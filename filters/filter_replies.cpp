@@ -1,9 +1,10 @@
 /// Printers of the filter service.
 #include <cinttypes>
 
-#include "cli/fields.h"
 #include "cli/outcomes.h"
+#include "output/layout.h"
 #include "platform/address.h"
+#include "records/x3_rule.h"
 
 using namespace zwmgmt;
 
@@ -77,27 +78,24 @@ constexpr char kX3Rule[] =
     "-----------------";
 static_assert(sizeof(kX3Rule) == sizeof(kX3Header) - 1);
 
-constexpr Field kInterfaceName = ZWMGMT_FIELD(_Filter, interface_name, "%-10s ");
+consteval const Field* X3(std::string_view name) { return FieldNamed(kX3RuleFields, name); }
+
+constexpr Line kInterfaceName = MakeLine(X3("interface_name"), "%-10s ");
 
 /// A column of the X3 listing; a dash where the rule does not say.
 struct X3Column {
-    uint32_t bit;
+    const Field* field;
     int width;
-    Field number;
 };
 
+constexpr X3Column kSource = {X3("source_address"), 18};
+constexpr X3Column kDestination = {X3("destination_address"), 15};
 constexpr X3Column kNumbersBeforeProtocol[] = {
-    {0x4, 5, ZWMGMT_SILENT(_Filter, source_port)},
-    {0x10, 5, ZWMGMT_SILENT(_Filter, destination_port)},
-    {0x20, 6, ZWMGMT_SILENT(_Filter, vlan_id)},
-    {0x40, 4, ZWMGMT_SILENT(_Filter, vlan_priority)},
-    {0x80, 3, ZWMGMT_SILENT(_Filter, mac_index)},
+    {X3("source_port"), 5},   {X3("destination_port"), 5}, {X3("vlan_id"), 6},
+    {X3("vlan_priority"), 4}, {X3("mac_index"), 3},
 };
 
-constexpr uint32_t kSourceBit = 0x1;
-constexpr uint32_t kPrefixBit = 0x2;
-constexpr uint32_t kDestinationBit = 0x8;
-constexpr uint32_t kQueueBit = 0x200;
+bool Has(const _Filter& rule, const Field* field) { return (rule.present & field->bit) != 0; }
 
 const char* ProtocolOf(int32_t code) {
     switch (code) {
@@ -110,44 +108,44 @@ const char* ProtocolOf(int32_t code) {
 
 const char* ActionOf(int32_t code) { return code == 1 ? "PASS" : code == 2 ? "DROP" : "RSS"; }
 
-void PrintX3Address(ZwMgmt_interface& session, const _Filter& rule, const uint8_t* address,
-                    uint32_t bit, int width) {
+void PrintX3Address(ZwMgmt_interface& session, const _Filter& rule, const X3Column& column) {
     char quad[16] = "-";
     char text[32];
-    if ((rule.present & bit) != 0) {
+    if (Has(rule, column.field)) {
+        const auto* address = reinterpret_cast<const uint8_t*>(&rule) + column.field->offset;
         platform::FormatAddress(platform::Family::kIpv4, address, quad, sizeof(quad));
     }
-    if (bit == kSourceBit && (rule.present & kPrefixBit) != 0) {
+    if (column.field == kSource.field && Has(rule, X3("source_prefix"))) {
         std::snprintf(text, sizeof(text), "%s/%d", quad, rule.source_prefix);
     } else {
         std::snprintf(text, sizeof(text), "%s", quad);
     }
-    session.PrintOutput("%-*s ", width, text);
+    session.PrintOutput("%-*s ", column.width, text);
 }
 
 void PrintX3Number(ZwMgmt_interface& session, const _Filter& rule, const X3Column& column) {
-    if ((rule.present & column.bit) != 0) {
-        session.PrintOutput("%-*" PRId64 " ", column.width, IntegerOf(&rule, column.number));
+    if (Has(rule, column.field)) {
+        session.PrintOutput("%-*" PRId64 " ", column.width, IntegerOf(&rule, *column.field));
     } else {
         session.PrintOutput("%-*s ", column.width, "-");
     }
 }
 
 void PrintX3Rule(ZwMgmt_interface& session, const _Filter& rule) {
-    PrintField(session, &rule, kInterfaceName);
+    PrintLine(session, &rule, kInterfaceName);
     session.PrintOutput("%-4d ", rule.id);
-    PrintX3Address(session, rule, rule.source_address, kSourceBit, 18);
-    PrintX3Address(session, rule, rule.destination_address, kDestinationBit, 15);
+    PrintX3Address(session, rule, kSource);
+    PrintX3Address(session, rule, kDestination);
     for (const X3Column& column : kNumbersBeforeProtocol) PrintX3Number(session, rule, column);
     session.PrintOutput("%-5s %-6s ", ProtocolOf(rule.protocol), ActionOf(rule.action));
-    if ((rule.present & kQueueBit) != 0) {
+    if (Has(rule, X3("queue"))) {
         session.PrintOutput("%d\n", rule.queue);
     } else {
         session.PrintOutput("-\n");
     }
 }
 
-std::string_view TextOf(const void* data, const _Message& message) {
+std::string_view DataOf(const void* data, const _Message& message) {
     return {static_cast<const char*>(data), data != nullptr ? message.data_length : 0};
 }
 
@@ -175,7 +173,7 @@ void ZwMgmt_interface::GetListFiltersResponse(const void* rules, _Message* messa
         return;
     }
     PrintOutput("%s%s\n", kX3Header, kX3Rule);
-    const std::string_view run = TextOf(rules, *message);
+    const std::string_view run = DataOf(rules, *message);
     for (size_t i = 0; i + sizeof(_Filter) <= run.size(); i += sizeof(_Filter)) {
         _Filter rule;
         std::memcpy(&rule, run.data() + i, sizeof(rule));
@@ -188,7 +186,7 @@ void ZwMgmt_interface::GetListFiltersResponseX4(const void* blocks, _Message* me
         PrintOutcome(*this, kListX4Outcomes, *message);
         return;
     }
-    std::string_view left = TextOf(blocks, *message);
+    std::string_view left = DataOf(blocks, *message);
     while (!left.empty()) {
         const std::string_view block = left.substr(0, left.find('\0'));
         if (!block.empty()) {
@@ -205,7 +203,7 @@ void ZwMgmt_interface::ShowActiveResp(const void* text, _Message* message) {
         return;
     }
     PrintOutput("\nThe Current Active Combination:\n%s\n", "-----------------------------------");
-    const std::string_view combination = TextOf(text, *message);
+    const std::string_view combination = DataOf(text, *message);
     PrintLines(*this, combination.substr(0, combination.find('\0')));
 }
 

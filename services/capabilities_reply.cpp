@@ -1,5 +1,5 @@
 /// The printer of "system getcapabilities": what the agent says it can do, a line a service.
-#include "cli/fields.h"
+#include "records/capabilities.h"
 #include "session/agent_names.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
@@ -15,24 +15,26 @@ enum class Meaning {
 
 struct ServiceLine {
     const char* service;
-    Field word;
+    const Field* word;
     Meaning meaning = Meaning::kOffered;
 };
 
+consteval const Field* Word(std::string_view name) { return FieldNamed(kCapabilitiesFields, name); }
+
 // clang-format off
 constexpr ServiceLine kServices[] = {
-    {"Network",            ZWMGMT_SILENT(Capabilities, network)},
-    {"Teaming",            ZWMGMT_SILENT(Capabilities, teaming)},
-    {"iSCSI",              ZWMGMT_SILENT(Capabilities, iscsi)},
-    {"Adapter",            ZWMGMT_SILENT(Capabilities, adapter)},
-    {"System",             ZWMGMT_SILENT(Capabilities, system)},
-    {"Filter",             ZWMGMT_SILENT(Capabilities, filter)},
-    {"Traffic Management", ZWMGMT_SILENT(Capabilities, traffic_management)},
-    {"FCoE",               ZWMGMT_SILENT(Capabilities, fcoe)},
-    {"Log",                ZWMGMT_SILENT(Capabilities, log)},
-    {"iWARP",              ZWMGMT_SILENT(Capabilities, iwarp)},
-    {"Bypass",             ZWMGMT_SILENT(Capabilities, bypass), Meaning::kAbsent},
-    {"Bonding",            ZWMGMT_SILENT(Capabilities, bonding), Meaning::kAbsent},
+    {"Network",            Word("network")},
+    {"Teaming",            Word("teaming")},
+    {"iSCSI",              Word("iscsi")},
+    {"Adapter",            Word("adapter")},
+    {"System",             Word("system")},
+    {"Filter",             Word("filter")},
+    {"Traffic Management", Word("traffic_management")},
+    {"FCoE",               Word("fcoe")},
+    {"Log",                Word("log")},
+    {"iWARP",              Word("iwarp")},
+    {"Bypass",             Word("bypass"), Meaning::kAbsent},
+    {"Bonding",            Word("bonding"), Meaning::kAbsent},
 };
 // clang-format on
 
@@ -63,6 +65,6 @@ void ZwMgmt_interface::PrintCapabilitiesResponse(const void* data, _Message* mes
     PrintOutput("%-27s: %d.%d\n", "API Version", agent.api_version >> 4, agent.api_version & 0xF);
     PrintOutput(kLine, "Agent OS", NameOf(agent.os_code));
     for (const ServiceLine& row : kServices) {
-        PrintOutput(kLine, row.service, Availability(IntegerOf(&agent, row.word), row.meaning));
+        PrintOutput(kLine, row.service, Availability(IntegerOf(&agent, *row.word), row.meaning));
     }
 }

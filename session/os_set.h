@@ -16,9 +16,13 @@ class OsSet {
 
     /// Every code an agent can send, also those that this client does not know.
     static constexpr OsSet Any() { return OsSet(kAny); }
+    static constexpr OsSet AllBut(AgentOs os) {
+        return OsSet(static_cast<uint16_t>(kAny ^ 1u << os));
+    }
 
+    /// Bit 0 stands for the codes that have none of their own.
     constexpr bool Has(uint8_t os_code) const {
-        return bits == kAny || (os_code < 16 && (bits >> os_code & 1) != 0);
+        return (bits >> (os_code < 16 ? os_code : 0) & 1) != 0;
     }
 
     bool operator==(const OsSet&) const = default;

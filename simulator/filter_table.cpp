@@ -8,6 +8,8 @@
 #include "adapters/chips.h"
 #include "filters/combinations.h"
 #include "platform/address.h"
+#include "records/x3_rule.h"
+#include "records/x4_rule.h"
 #include "simulator/judge.h"
 #include "simulator/requests.h"
 #include "zwmgmt/fixed_text.h"
@@ -18,72 +20,13 @@ namespace zmsim {
 namespace {
 
 using zwmgmt::Chips;
+using zwmgmt::Field;
 using zwmgmt::FixedText;
+using zwmgmt::kX3RuleFields;
+using zwmgmt::kX4Fields;
+using zwmgmt::X4Field;
 
 constexpr const char* kFirstCombination = "protocol, tos, vlan, port";
-
-/// The members of a rule that a present bit stands for, copied when a rule is modified.
-struct Member {
-    uint32_t bit;
-    size_t offset;
-    size_t width;
-};
-
-#define X3_MEMBER(bit, member) \
-    { bit, offsetof(_Filter, member), sizeof(_Filter::member) }
-#define X4_MEMBER(bit, member) \
-    { bit, offsetof(_FilterX4, member), sizeof(_FilterX4::member) }
-
-constexpr Member kX3Members[] = {
-    X3_MEMBER(0x1, source_address),    X3_MEMBER(0x2, source_prefix),
-    X3_MEMBER(0x4, source_port),       X3_MEMBER(0x8, destination_address),
-    X3_MEMBER(0x10, destination_port), X3_MEMBER(0x20, vlan_id),
-    X3_MEMBER(0x40, vlan_priority),    X3_MEMBER(0x80, mac_index),
-    X3_MEMBER(0x100, protocol),        X3_MEMBER(0x200, queue),
-    X3_MEMBER(0x400, action),
-};
-
-/// An X4 member, and how a listing shows it.
-struct X4Shown {
-    Member member;
-    const char* name;
-    enum { kMasked, kAddress, kNumber, kText } form;
-};
-
-constexpr X4Shown kX4Members[] = {
-    {X4_MEMBER(0x800000, address_family), "ipv6", X4Shown::kNumber},
-    {X4_MEMBER(0x1, fcoe), "fcoe", X4Shown::kMasked},
-    {X4_MEMBER(0x2, port), "port", X4Shown::kMasked},
-    {X4_MEMBER(0x4, vlan), "vlan", X4Shown::kMasked},
-    {X4_MEMBER(0x8, ovlan), "ovlan", X4Shown::kMasked},
-    {X4_MEMBER(0x10, pf), "pf", X4Shown::kMasked},
-    {X4_MEMBER(0x20, vf), "vf", X4Shown::kMasked},
-    {X4_MEMBER(0x40, tos), "tos", X4Shown::kMasked},
-    {X4_MEMBER(0x80, protocol), "protocol", X4Shown::kMasked},
-    {X4_MEMBER(0x100, ethertype), "ethertype", X4Shown::kMasked},
-    {X4_MEMBER(0x200, macmatch), "macmatch", X4Shown::kMasked},
-    {X4_MEMBER(0x400, mpshittype), "mpshittype", X4Shown::kMasked},
-    {X4_MEMBER(0x800, fragmentation), "fragmentation", X4Shown::kMasked},
-    {X4_MEMBER(0x1000, lport), "lport", X4Shown::kMasked},
-    {X4_MEMBER(0x2000, fport), "fport", X4Shown::kMasked},
-    {X4_MEMBER(0x4000, lip), "lip", X4Shown::kAddress},
-    {X4_MEMBER(0x8000, fip), "fip", X4Shown::kAddress},
-    {X4_MEMBER(0x10000, action), "action", X4Shown::kNumber},
-    {X4_MEMBER(0x20000, vlan_action), "vlan action", X4Shown::kNumber},
-    {X4_MEMBER(0x20000, vlan_value), "vlan value", X4Shown::kNumber},
-    {X4_MEMBER(0x40000, hitcnts), "hitcnts", X4Shown::kNumber},
-    {X4_MEMBER(0x80000, prio), "prio", X4Shown::kNumber},
-    {X4_MEMBER(0x100000, queue), "queue", X4Shown::kNumber},
-    {X4_MEMBER(0x200000, tcbhash), "tcbhash", X4Shown::kNumber},
-    {X4_MEMBER(0x400000, eport), "eport", X4Shown::kNumber},
-    {X4_MEMBER(0x1000000, smac), "smac", X4Shown::kText},
-    {X4_MEMBER(0x2000000, dmac), "dmac", X4Shown::kText},
-    {X4_MEMBER(0x4000000, rpttid), "rpttid", X4Shown::kNumber},
-    {X4_MEMBER(0x8000000, vnic_id), "vnic_id", X4Shown::kText},
-};
-
-#undef X3_MEMBER
-#undef X4_MEMBER
 
 constexpr size_t kMostRules = 1024;  // of an adapter or interface: what a client can still list
 
@@ -102,7 +45,8 @@ bool MixesFamilies(const _FilterX4& given, const _FilterX4& rule) {
 
 bool MixesFamilies(const _Filter&, const _Filter&) { return false; }
 
-template <class Rule>
+/// A member that a bit of `present` stands for goes where it was given.
+template <class Rule, class Member>
 void CopyGiven(const Rule& from, Rule* to, const Member& member) {
     if ((from.present & member.bit) == 0) return;
     std::memcpy(reinterpret_cast<char*>(to) + member.offset,
@@ -111,7 +55,7 @@ void CopyGiven(const Rule& from, Rule* to, const Member& member) {
 }
 
 void Modify(const _Filter& given, _Filter* rule) {
-    for (const Member& member : kX3Members) CopyGiven(given, rule, member);
+    for (const Field& field : kX3RuleFields) CopyGiven(given, rule, field);
     constexpr uint32_t kSource = 0x1;
     constexpr uint32_t kPrefix = 0x2;
     if ((given.present & (kSource | kPrefix)) == kSource) {  // a whole address replaces a prefix
@@ -121,7 +65,7 @@ void Modify(const _Filter& given, _Filter* rule) {
 }
 
 void Modify(const _FilterX4& given, _FilterX4* rule) {
-    for (const X4Shown& shown : kX4Members) CopyGiven(given, rule, shown.member);
+    for (const X4Field& field : kX4Fields) CopyGiven(given, rule, field);
     if ((given.present & kHasFamily) != 0) rule->address_family = given.address_family;
 }
 
@@ -206,36 +150,36 @@ std::string AddressText(const FilterAddress& address, bool ipv6) {
     return std::string(text) + "/" + std::to_string(prefix);
 }
 
-std::string Value(const _FilterX4& rule, const X4Shown& shown) {
-    const char* member = reinterpret_cast<const char*>(&rule) + shown.member.offset;
-    switch (shown.form) {
-        case X4Shown::kMasked: {
-            FilterField field;
-            std::memcpy(&field, member, sizeof(field));
+std::string Value(const _FilterX4& rule, const X4Field& field) {
+    const char* member = reinterpret_cast<const char*>(&rule) + field.offset;
+    switch (field.form) {
+        case X4Field::kMasked: {
+            FilterField masked;
+            std::memcpy(&masked, member, sizeof(masked));
             char text[32];
-            std::snprintf(text, sizeof(text), "%#x:%#x", field.value, field.mask);
+            std::snprintf(text, sizeof(text), "%#x:%#x", masked.value, masked.mask);
             return text;
         }
-        case X4Shown::kAddress: {
+        case X4Field::kAddress: {
             FilterAddress address;
             std::memcpy(&address, member, sizeof(address));
             return AddressText(address, rule.address_family != 0);
         }
-        case X4Shown::kNumber: {
+        case X4Field::kNumber: {
             uint32_t number;
             std::memcpy(&number, member, sizeof(number));
             return std::to_string(number);
         }
-        case X4Shown::kText: return std::string(FixedText(member, shown.member.width));
+        case X4Field::kText: return std::string(FixedText(member, field.width));
     }
     return "";
 }
 
 std::string Render(const _FilterX4& rule) {
     std::string text = "Filter id " + std::to_string(rule.id);
-    for (const X4Shown& shown : kX4Members) {
-        if ((rule.present & shown.member.bit) == 0) continue;
-        text.append("\n    ").append(shown.name).append(": ").append(Value(rule, shown));
+    for (const X4Field& field : kX4Fields) {
+        if ((rule.present & field.bit) == 0) continue;
+        text.append("\n    ").append(field.label).append(": ").append(Value(rule, field));
     }
     return text;
 }

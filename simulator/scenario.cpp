@@ -7,11 +7,12 @@
 #include <span>
 #include <stdexcept>
 
-#include "adapters/card_fields.h"
-#include "adapters/counter_and_driver_fields.h"
-#include "adapters/port_fields.h"
+#include "records/capabilities.h"
+#include "records/card.h"
+#include "records/counter.h"
+#include "records/driver.h"
+#include "records/port.h"
 #include "session/os_set.h"
-#include "simulator/capabilities_fields.h"
 #include "zwmgmt/vocabulary.h"
 
 namespace zmsim {
@@ -112,8 +113,7 @@ void ForEach(const json& array, const std::string& where, Add add) {
 std::vector<VqStat> StatisticsFrom(const json& array, const std::string& where) {
     std::vector<VqStat> result;
     ForEach(array, where, [&](const json& value, const std::string& place) {
-        result.push_back(
-            RecordFrom<VqStat>(value, zwmgmt::kStatisticsFields, place, NothingNested));
+        result.push_back(RecordFrom<VqStat>(value, zwmgmt::kCounterFields, place, NothingNested));
     });
     return result;
 }
@@ -218,8 +218,8 @@ Scenario ScenarioFrom(const json& root) {
         } else if (name == "capabilities") {
             scenario.tells_capabilities = !value.is_null();
             if (value.is_null()) continue;
-            scenario.capabilities = RecordFrom<Capabilities>(value, kCapabilitiesFields, name,
-                                                             NothingNested, scenario.capabilities);
+            scenario.capabilities = RecordFrom<Capabilities>(
+                value, zwmgmt::kCapabilitiesFields, name, NothingNested, scenario.capabilities);
         } else if (name == "adapters") {
             ForEach(value, name, [&](const json& adapter, const std::string& place) {
                 scenario.adapters.push_back(AdapterFrom(adapter, place));

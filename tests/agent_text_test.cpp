@@ -1,5 +1,5 @@
 /// Texts of agents on their way to a terminal.
-#include "cli/fields.h"
+#include "output/layout.h"
 #include "tests/support.h"
 
 using namespace testing_support;

@@ -1,6 +1,7 @@
 /// Printers of the offload policies.
-#include "cli/fields.h"
 #include "cli/outcomes.h"
+#include "filters/results.h"
+#include "output/layout.h"
 #include "zwmgmt/policy.h"
 
 using namespace zwmgmt;
@@ -35,14 +36,16 @@ constexpr OutcomeRow kListOutcomes[] = {
     {kAnyOther, kAnyAgent, "Command failed\n"},
 };
 
-constexpr Field kInterfaceName = ZWMGMT_FIELD(_OfldPolicy, interface_name, "%-9s");
-constexpr Field kIndex = ZWMGMT_FIELD(_OfldPolicy, index, "%-5d");
+constexpr Field kNameField = ZWMGMT_FIELD(_OfldPolicy, interface_name);
+constexpr Field kIndexField = ZWMGMT_FIELD(_OfldPolicy, index);
+constexpr Line kInterfaceName = MakeLine(&kNameField, "%-9s");
+constexpr Line kIndex = MakeLine(&kIndexField, "%-5d");
 constexpr size_t kNameColumns = 9;
 
 void PrintPolicy(ZwMgmt_interface& session, const _OfldPolicy& policy) {
-    PrintField(session, &policy, kInterfaceName);
+    PrintLine(session, &policy, kInterfaceName);
     if (FixedText(policy.interface_name).size() > kNameColumns) session.PrintOutput(" ");
-    PrintField(session, &policy, kIndex);
+    PrintLine(session, &policy, kIndex);
     std::string text;
     if (ParsePolicy::ParsePolicyStructure(policy, &text) != 0) text = "out of memory";
     session.PrintOutput("%s\n", text.c_str());

@@ -1,4 +1,4 @@
-#include "cli/fields.h"
+#include "output/layout.h"
 
 #include <algorithm>
 #include <charconv>
@@ -39,36 +39,39 @@ void PrintText(ZwMgmt_interface& session, const char* line, std::string_view age
 }
 
 /// Prints nothing for a flag without a word.
-void PrintFlag(ZwMgmt_interface& session, const Field& field, std::string_view flag) {
-    const auto words = field.wording.flags;
+void PrintFlag(ZwMgmt_interface& session, const Line& line, std::string_view flag) {
+    const auto words = line.wording.flags;
     const size_t digit = flag.empty() ? words.size() : static_cast<size_t>(flag[0]) - '0';
-    if (digit < words.size()) session.PrintOutput(field.line, words[digit]);
+    if (digit < words.size()) session.PrintOutput(line.format, words[digit]);
 }
 
-void PrintTextField(ZwMgmt_interface& session, const void* record, const Field& field) {
-    const std::string_view text = TextOf(record, field);
-    if (!field.wording.flags.empty()) {
-        PrintFlag(session, field, text);
-    } else if (field.as_number) {
-        session.PrintOutput(field.line, NumberIn(text));
-    } else if (text.empty() && field.wording.empty != nullptr) {
-        session.PrintOutput(field.line, field.wording.empty);
+void PrintTextLine(ZwMgmt_interface& session, const void* record, const Line& line) {
+    const std::string_view text = TextOf(record, *line.field);
+    if (!line.wording.flags.empty()) {
+        PrintFlag(session, line, text);
+    } else if (line.as_number) {
+        session.PrintOutput(line.format, NumberIn(text));
+    } else if (text.empty() && line.wording.empty != nullptr) {
+        session.PrintOutput(line.format, line.wording.empty);
     } else {
-        PrintText(session, field.line, text);
+        PrintText(session, line.format, text);
     }
 }
 
 }  // namespace
 
-void PrintField(ZwMgmt_interface& session, const void* record, const Field& field) {
-    if (field.wording.off != nullptr) {
-        session.PrintOutput(field.line, IsOn(record, field) ? field.wording.on : field.wording.off);
+void PrintLine(ZwMgmt_interface& session, const void* record, const Line& line) {
+    const Field& field = *line.field;
+    if (line.format == nullptr) {
+        return;
+    } else if (line.wording.off != nullptr) {
+        session.PrintOutput(line.format, IsOn(record, field) ? line.wording.on : line.wording.off);
     } else if (field.type == FieldType::kText) {
-        PrintTextField(session, record, field);
+        PrintTextLine(session, record, line);
     } else if (field.width == sizeof(long long)) {
-        session.PrintOutput(field.line, static_cast<long long>(IntegerOf(record, field)));
+        session.PrintOutput(line.format, static_cast<long long>(IntegerOf(record, field)));
     } else {
-        session.PrintOutput(field.line, static_cast<int>(IntegerOf(record, field)));
+        session.PrintOutput(line.format, static_cast<int>(IntegerOf(record, field)));
     }
 }
 

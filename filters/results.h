@@ -1,0 +1,17 @@
+/// What the replies about filter rules and offload policies hold.
+#pragma once
+
+#include "output/description.h"
+
+namespace zwmgmt {
+
+extern const Description kX3Rules;
+extern const Description kX4Rules;
+extern const Description kMaxFilterRules;
+extern const Description kCombinationRows;
+extern const Description kActiveCombinations;
+extern const Description kX3Interfaces;
+extern const Description kX4Locations;
+extern const Description kPolicies;
+
+}  // namespace zwmgmt

@@ -1,0 +1,17 @@
+/// One driver of a host.
+#pragma once
+
+#include "records/field.h"
+#include "zwmgmt/records/driver.h"
+
+namespace zwmgmt {
+
+inline constexpr Field kDriverFields[] = {
+    ZWMGMT_FIELD(DriverInfo, name),
+    ZWMGMT_FIELD(DriverInfo, description),
+    ZWMGMT_FIELD(DriverInfo, version),
+    ZWMGMT_FIELD(DriverInfo, date),
+    ZWMGMT_FIELD(DriverInfo, loaded, kFlagSense),
+};
+
+}  // namespace zwmgmt
