@@ -3,10 +3,12 @@
 #include <algorithm>
 
 #include "adapters/install_options.h"
+#include "adapters/results.h"
 #include "cli/handler.h"
 #include "cli/keys.h"
 #include "cli/remarks.h"
 #include "output/layout.h"
+#include "output/lines.h"
 #include "session/file_transfer.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
@@ -27,7 +29,26 @@ bool IsPackage(const Client_Request_Argument& key) {
 constexpr int kNoMemory = 2;  // of PushFile
 constexpr const char* kFailed = "Command Failed\n";
 
+constexpr Field kOutcomeCells[] = {CellField("package", 0), CellField("outcome", 1)};
+
+/// Lines "PACKAGE: OUTCOME".
+void DecodeOutcomes(const void* data, uint32_t length, Cells* rows) {
+    ForEachLine(data, length, [&](std::string_view line) {
+        const auto [package, outcome] = Halves(line);
+        if (outcome.empty()) {
+            rows->push_back({"", std::string(line)});
+        } else {
+            rows->push_back({std::string(package), std::string(outcome)});
+        }
+    });
+}
+
 }  // namespace
+
+const Description zwmgmt::kInstallOutcomes = {.name = "installation",
+                                              .shape = Description::kDecoded,
+                                              .fields = kOutcomeCells,
+                                              .decode = DecodeOutcomes};
 
 int ZwMgmt_interface::CLInstallKorvaneDrivers(Client_Request_Message* request, _Message* message,
                                               char* result_buffer, void** /*out*/) {

@@ -9,5 +9,6 @@ extern const Description kAdapters;
 extern const Description kPorts;
 extern const Description kCounters;
 extern const Description kDrivers;
+extern const Description kInstallOutcomes;
 
 }  // namespace zwmgmt

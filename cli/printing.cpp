@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "cli/routes.h"
+#include "output/talk.h"
 
 using namespace zwmgmt;
 
@@ -15,7 +16,9 @@ int ZwMgmt_interface::PrintOutput(const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
     const int printed =
-        std::vfprintf(output_stream != nullptr ? output_stream : stdout, format, arguments);
+        talk != nullptr
+            ? talk->Take(format, arguments)
+            : std::vfprintf(output_stream != nullptr ? output_stream : stdout, format, arguments);
     va_end(arguments);
     return printed;
 }

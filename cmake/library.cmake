@@ -25,8 +25,8 @@ set(library_sources
     cli/argument_notes.cpp
     cli/command_keys.cpp
     cli/command_words.cpp
+    cli/descriptions.cpp
     cli/dispatcher.cpp
-    output/layout.cpp
     cli/help.cpp
     cli/offer.cpp
     cli/printing.cpp
@@ -37,12 +37,14 @@ set(library_sources
     filters/combinations.cpp
     filters/filter_replies.cpp
     filters/filter_requests.cpp
+    filters/filter_results.cpp
     filters/policy/classifier.cpp
     filters/policy/generate.cpp
     filters/policy/parser.cpp
     filters/policy/policy.cpp
     filters/policy/policy_replies.cpp
     filters/policy/policy_requests.cpp
+    filters/policy/policy_results.cpp
     filters/policy/render.cpp
     filters/policy/simplify.cpp
     filters/policy/words.cpp
@@ -50,6 +52,13 @@ set(library_sources
     filters/x4_rules.cpp
     net/net_replies.cpp
     net/net_requests.cpp
+    net/net_results.cpp
+    output/json.cpp
+    output/layout.cpp
+    output/records.cpp
+    output/render.cpp
+    output/result.cpp
+    output/value.cpp
     platform/socket.cpp
     platform/${platform_folder}/address.cpp
     platform/${platform_folder}/file.cpp

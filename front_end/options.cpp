@@ -2,7 +2,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include "cli/offer.h"
 #include "cli/texts.h"
+#include "cli/vocabulary.h"
 #include "front_end/say.h"
 #include "zwmgmt/version.h"
 
@@ -22,6 +24,30 @@ Example: korvane_zwcli --host node7 korvane listadapterprops
 const CLI::Validator kNotEmpty(
     [](std::string& value) { return value.empty() ? std::string("the value is empty") : ""; }, "");
 
+struct FormatRow {
+    const char* word;
+    Format format;
+};
+
+constexpr FormatRow kFormats[] = {{"text", Format::kText},
+                                  {"json", Format::kJson},
+                                  {"jsonl", Format::kJsonLines},
+                                  {"csv", Format::kCsv},
+                                  {"table", Format::kTable}};
+
+/// What is wrong with the word; "" after filling the format.
+std::string TakeFormat(const std::string& word, Format* format) {
+    std::vector<const char*> known;
+    for (const FormatRow& row : kFormats) {
+        known.push_back(row.word);
+        if (word != row.word) continue;
+        *format = row.format;
+        return "";
+    }
+    return "unknown format \"" + word +
+           "\"; nearest: " + zwmgmt::Joined(zwmgmt::NearestWords(word, known));
+}
+
 class Help : public CLI::Formatter {
   public:
     std::string make_usage(const CLI::App*, std::string) const override {
@@ -32,6 +58,7 @@ class Help : public CLI::Formatter {
 }  // namespace
 
 std::optional<int> ParseOptions(int argc, const char* const* argv, Options* options) {
+    std::string format = kFormats[0].word;
     CLI::App app("Manages the Korvane Ethernet adapters of a host through its agent.",
                  "korvane_zwcli");
     app.allow_windows_style_options(false);  // a word that begins with a slash is a path
@@ -51,6 +78,10 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
                    "File whose first line is the password; - reads standard input");
     app.add_flag("--wait", options->wait,
                  "Wait for the outcome of net ping, net traceroute or system install");
+    app.add_option("--format", format, "How answers are printed: text, json, jsonl, csv or table")
+        ->capture_default_str();
+    app.add_option("--fields", options->fields,
+                   "Fields to print, in order, separated by commas (not of text)");
     for (CLI::Option* option : app.get_options(
              [](const CLI::Option* each) { return each->get_items_expected_max() == 1; })) {
         option->multi_option_policy(CLI::MultiOptionPolicy::TakeLast)->check(kNotEmpty);
@@ -66,6 +97,9 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
         return kOk;
     } catch (const CLI::ParseError& stop) {
         return Fail(kUsage, std::string(stop.what()) + "\nRun with --help for more information.");
+    }
+    if (const std::string wrong = TakeFormat(format, &options->format); !wrong.empty()) {
+        return Fail(kUsage, wrong);
     }
     if (!options->help || !options->words.empty()) return std::nullopt;
     std::fputs(app.help().c_str(), stdout);

@@ -8,6 +8,9 @@
 
 namespace zwcli {
 
+/// How answers are printed.
+enum class Format { kText, kJson, kJsonLines, kCsv, kTable };
+
 struct Options {
     std::string host = "127.0.0.1";
     uint16_t port = 35001;
@@ -15,7 +18,9 @@ struct Options {
     std::optional<std::string> password_file;  // "-": standard input
     bool help = false;                         // of the words
     bool wait = false;                         // until what runs in the background has an outcome
-    std::vector<std::string> words;            // SERVICE COMMAND [SUBCOMMAND] [key=value ...]
+    Format format = Format::kText;
+    std::string fields;              // names, separated by commas; "": those the agent fills
+    std::vector<std::string> words;  // SERVICE COMMAND [SUBCOMMAND] [key=value ...]
 };
 
 /// Fills the options, or returns the exit status with which to stop at once (help, version, usage

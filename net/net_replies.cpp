@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "cli/outcomes.h"
+#include "net/results.h"
 
 using namespace zwmgmt;
 
@@ -41,21 +42,17 @@ void PrintHop(ZwMgmt_interface& session, int number, const _NextHopRouter& hop) 
     session.PrintOutput("\n");
 }
 
-/// Returns whether the host was reached.
-bool PrintHops(ZwMgmt_interface& session, const void* hops, uint32_t length) {
+void PrintHops(ZwMgmt_interface& session, const void* hops, uint32_t length) {
     session.PrintOutput("%-10s%-15s%s\n", "Hops", "AvgRtt (ms)", "Ip");
     const uint32_t count = hops != nullptr ? length / uint32_t{sizeof(_NextHopRouter)} : 0;
     bool any_known = false;
-    bool reached = false;
     for (uint32_t i = 0; i < count; ++i) {
         _NextHopRouter hop;
         std::memcpy(&hop, static_cast<const _NextHopRouter*>(hops) + i, sizeof(hop));
         PrintHop(session, static_cast<int>(i + 1), hop);
         any_known |= kHopReached <= hop.hop_kind && hop.hop_kind <= kHopRouter;
-        reached |= hop.hop_kind == kHopReached;
     }
     if (!any_known) session.PrintOutput("\nHost is not reachable.\n");
-    return reached;
 }
 
 }  // namespace
@@ -94,8 +91,8 @@ void ZwMgmt_interface::TraceRouteResponse(const _NextHopRouter* hops, _Message* 
             "command to get the result\n");
     } else if (message->opcode == kTraceRouteResult) {
         const uint32_t length = message->status == kSuccess ? message->data_length : 0;
-        const bool reached = PrintHops(*this, hops, length);
-        if (message->status == kSuccess && !reached) status = kHostNotReached;
+        PrintHops(*this, hops, length);
+        if (message->status == kSuccess) status = kHops.judge(hops, length);
     }
 }
 

@@ -50,4 +50,7 @@ struct Description {
 /// the command; null where a reply is a status alone.
 const Description* FindDescription(uint16_t opcode);
 
+/// The same by command: what it can answer with.
+const Description* FindDescriptionOf(uint16_t command);
+
 }  // namespace zwmgmt

@@ -1,5 +1,9 @@
 /// The printer of "system getcapabilities": what the agent says it can do, a line a service.
+#include <array>
+#include <cstring>
+
 #include "records/capabilities.h"
+#include "services/results.h"
 #include "session/agent_names.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
@@ -45,15 +49,48 @@ const char* Availability(int64_t word, Meaning meaning) {
 }
 
 const char* NameOf(uint8_t os) {
-    for (const AgentName& row : kAgentNames) {
-        if (row.os == os) return row.name;
-    }
-    return "unknown";
+    const char* name = NameOfAgent(os);
+    return name != nullptr ? name : "unknown";
 }
 
 constexpr const char* kLine = "%-27s: %s\n";
 
+constexpr size_t kServicesBegin = 2;  // cells before those of the services
+
+consteval auto CellsOfServices() {
+    std::array<Field, kServicesBegin + std::size(kServices)> cells = {};
+    cells[0] = CellField("api_version", 0);
+    cells[1] = CellField("agent_os", 1);
+    for (size_t i = kServicesBegin; i < cells.size(); ++i) {
+        cells[i] = CellField(kServices[i - kServicesBegin].word->name, i);
+    }
+    return cells;
+}
+
+constexpr auto kCells = CellsOfServices();
+
+std::string VersionText(uint8_t version) {
+    return std::to_string(version >> 4) + "." + std::to_string(version & 0xF);
+}
+
+void Decode(const void* data, uint32_t length, Cells* rows) {
+    Capabilities agent;
+    if (length < sizeof(agent)) return;
+    std::memcpy(&agent, data, sizeof(agent));
+    std::vector<std::string> row = {VersionText(agent.api_version), NameOf(agent.os_code)};
+    for (const ServiceLine& service : kServices) {
+        row.push_back(Availability(IntegerOf(&agent, *service.word), service.meaning));
+    }
+    rows->push_back(row);
+}
+
 }  // namespace
+
+const Description zwmgmt::kAgentCapabilities = {.name = "capabilities",
+                                                .shape = Description::kDecoded,
+                                                .single = true,
+                                                .fields = kCells,
+                                                .decode = Decode};
 
 void ZwMgmt_interface::PrintCapabilitiesResponse(const void* data, _Message* message) {
     if (message->status != kSuccess || data == nullptr ||
@@ -62,7 +99,7 @@ void ZwMgmt_interface::PrintCapabilitiesResponse(const void* data, _Message* mes
         return;
     }
     const Capabilities& agent = agent_capabilities;
-    PrintOutput("%-27s: %d.%d\n", "API Version", agent.api_version >> 4, agent.api_version & 0xF);
+    PrintOutput(kLine, "API Version", VersionText(agent.api_version).c_str());
     PrintOutput(kLine, "Agent OS", NameOf(agent.os_code));
     for (const ServiceLine& row : kServices) {
         PrintOutput(kLine, row.service, Availability(IntegerOf(&agent, *row.word), row.meaning));

@@ -15,4 +15,12 @@ inline constexpr AgentName kAgentNames[] = {
     {kEsx, "ESX"},         {kMac, "Mac OS"},  {kXen, "Xen"},
 };
 
+/// Null for a code that this client does not know.
+inline const char* NameOfAgent(uint8_t os) {
+    for (const AgentName& row : kAgentNames) {
+        if (row.os == os) return row.name;
+    }
+    return nullptr;
+}
+
 }  // namespace zwmgmt

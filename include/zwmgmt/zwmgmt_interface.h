@@ -47,6 +47,7 @@ struct ssl_st;
 
 namespace zwmgmt {
 struct Remarks;
+class Talk;
 }
 
 class ZWMGMT_API ZwMgmt_interface {
@@ -540,6 +541,7 @@ class ZWMGMT_API ZwMgmt_interface {
     bool ReportStatus(uint32_t reported);
 
     friend struct zwmgmt::Remarks;
+    friend class zwmgmt::Talk;
 
     uint16_t header_size = zwmgmt::kHeaderSize;
     uint8_t os_type = 0;
@@ -570,6 +572,7 @@ class ZWMGMT_API ZwMgmt_interface {
     uint32_t reply_limit = 64u << 20;
     FILE* output_stream = nullptr;
     zwmgmt::Remarks* remarks = nullptr;  // given: requests are built, not sent; nothing is printed
+    zwmgmt::Talk* talk = nullptr;        // given: takes what would be printed
 };
 
 /// Judges a dotted quad by mode as CLstr2ipoctets does, but by the whole value of each octet: 255

@@ -1,6 +1,7 @@
 #include "platform/terminal.h"
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -130,6 +131,14 @@ Typed ReadPassword(const char* prompt, char* line, size_t capacity, size_t* leng
     Show("\n");
     if (own != -1) close(own);
     return typed;
+}
+
+size_t TerminalWidth() {
+    winsize size = {};
+    if (isatty(STDOUT_FILENO) == 0) return 0;
+    constexpr size_t kUsual = 80;
+    const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0;
+    return known ? size.ws_col : kUsual;
 }
 
 }  // namespace zwmgmt::platform

@@ -115,4 +115,10 @@ Typed ReadPassword(const char* prompt, char* bytes, size_t capacity, size_t* len
     return Typed::kLine;
 }
 
+size_t TerminalWidth() {
+    CONSOLE_SCREEN_BUFFER_INFO screen = {};
+    if (GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &screen) == 0) return 0;
+    return static_cast<size_t>(screen.srWindow.Right - screen.srWindow.Left + 1);
+}
+
 }  // namespace zwmgmt::platform

@@ -1,0 +1,128 @@
+#include "front_end/answer.h"
+
+#include <cstdlib>
+
+#include "cli/vocabulary.h"
+#include "front_end/say.h"
+#include "output/render.h"
+#include "platform/terminal.h"
+#include "session/agent_names.h"
+
+namespace zwcli {
+namespace {
+
+using zwmgmt::Description;
+using zwmgmt::FieldList;
+using zwmgmt::JsonWriter;
+using zwmgmt::ResultParts;
+
+const std::string& OutcomeOf(const Answer& answer) {
+    return answer.message.empty() && answer.result ? answer.result->outcome : answer.message;
+}
+
+/// The fields that the options choose, or those of the agent's system.
+FieldList FieldsOf(const Options& options, const ResultParts& result) {
+    FieldList fields = result.fields;
+    std::string error;
+    if (!options.fields.empty()) {
+        zwmgmt::SelectFields(*result.what, options.fields, &fields, &error);
+    } else if (options.format == Format::kTable) {
+        fields = zwmgmt::FieldsOf(*result.what, result.os, true);
+    }
+    return fields;
+}
+
+void AddText(JsonWriter& json, const char* key, const std::string& text) {
+    json.Key(key);
+    json.Text(text);
+}
+
+void AddNumber(JsonWriter& json, const char* key, uint32_t number) {
+    json.Key(key);
+    json.Unsigned(number);
+}
+
+void AddMessages(JsonWriter& json, const Answer& answer) {
+    json.Key("messages");
+    json.BeginArray();
+    for (const std::string& message : answer.messages) json.Text(message);
+    if (answer.result) {
+        for (const std::string& message : answer.result->messages) json.Text(message);
+    }
+    json.EndArray();
+}
+
+void PrintJson(zwmgmt::TextSink& sink, const Options& options,
+               const Client_Request_Message& request, const Answer& answer) {
+    JsonWriter json(sink, options.format == Format::kJson);
+    json.BeginObject();
+    if (!ZwMgmt_interface::NeedsNoAgent(request.service, request.command)) {
+        AddText(json, "host", options.host);
+        AddNumber(json, "port", options.port);
+        if (const char* os = zwmgmt::NameOfAgent(answer.agent_os)) AddText(json, "agent_os", os);
+    }
+    AddText(json, "command",
+            std::string(zwmgmt::ServiceWord(request.service)) + " " +
+                zwmgmt::CommandWord(request.service, request.command));
+    AddNumber(json, "exit_status", answer.exit_status);
+    AddNumber(json, "status", answer.result ? answer.result->status : answer.status);
+    AddText(json, "message", OutcomeOf(answer));
+    AddMessages(json, answer);
+    json.Key("result");
+    if (answer.result && answer.result->records) {
+        WriteJson(json, *answer.result->what, *answer.result->records,
+                  FieldsOf(options, *answer.result));
+    } else {
+        json.Null();
+    }
+    json.EndObject();
+    sink.Add('\n');
+}
+
+/// For programs and for people alike the talk goes to standard error, so that the data stay alone.
+void PrintRecords(zwmgmt::TextSink& sink, const Options& options, const Answer& answer) {
+    if (answer.result) {
+        for (const std::string& message : answer.result->messages) Say(message);
+    }
+    if (!answer.result) return;
+    if (!answer.result->records) {
+        if (!answer.result->outcome.empty()) Say(answer.result->outcome);
+        return;
+    }
+    const FieldList fields = FieldsOf(options, *answer.result);
+    if (options.format == Format::kCsv) {
+        return WriteCsv(sink, *answer.result->records, fields);
+    }
+    const char* no_color = std::getenv("NO_COLOR");
+    const size_t width = zwmgmt::platform::TerminalWidth();
+    const bool bold = width != 0 && (no_color == nullptr || no_color[0] == '\0');
+    WriteTable(sink, *answer.result->what, *answer.result->records, fields, {width, bold});
+}
+
+}  // namespace
+
+std::string WrongFields(const Options& options, uint16_t command) {
+    if (options.fields.empty()) return "";
+    if (options.format == Format::kText)
+        return "--fields is for --format json, jsonl, csv or table";
+    const Description* what = zwmgmt::FindDescriptionOf(command);
+    if (what == nullptr) return "this command answers with a status alone: there are no fields";
+    FieldList fields;
+    std::string error;
+    zwmgmt::SelectFields(*what, options.fields, &fields, &error);
+    return error;
+}
+
+void PrintAnswer(const Options& options, const Client_Request_Message& request,
+                 const Answer& answer) {
+    std::string piece;
+    zwmgmt::TextSink sink(&piece, stdout);
+    if (options.format == Format::kJson || options.format == Format::kJsonLines) {
+        PrintJson(sink, options, request, answer);
+    } else {
+        PrintRecords(sink, options, answer);
+    }
+    sink.Flush();
+}
+
+}  // namespace zwcli

@@ -1,0 +1,51 @@
+/// The records of a reply, one after the other, and which of their fields the agent has filled.
+#pragma once
+
+#include <array>
+#include <optional>
+#include <vector>
+
+#include "output/description.h"
+#include "output/value.h"
+
+namespace zwmgmt {
+
+using FieldList = std::vector<const Field*>;
+
+/// The fields that agents of this system fill, or for people those that matter most.
+FieldList FieldsOf(const Description& description, uint8_t os, bool for_people = false);
+
+class Records {
+  public:
+    /// The data stay the caller's: a list, or a block of `length` bytes.
+    Records(const Description& description, uint8_t agent_os, const void* data, uint32_t length);
+    Records(const Records&) = delete;
+    Records& operator=(const Records&) = delete;
+
+    /// The first record, or the next; null behind the last.
+    const void* First();
+    const void* Next();
+
+    /// A value of a record; absent where the agent does not fill the field.
+    ResultValue ValueOf(const void* record, const Field& field);
+
+  private:
+    const void* Run(size_t begin);
+    const void* Row();
+    bool IsFilled(const void* record, const Field& field);
+    const std::vector<bool>& FilledBy(uint8_t variant);
+
+    const Description& what;
+    const uint8_t os;
+    const void* const data;
+    const uint32_t length;
+    Cells rows;
+    const void* current = nullptr;
+    size_t place = 0;                                        // of a run: bytes; of rows: the row
+    std::array<std::optional<std::vector<bool>>, 8> filled;  // by variant
+    const void* judged = nullptr;                            // the record whose variant is known
+    uint8_t judged_variant = 0;
+    ValueRoom room = {};
+};
+
+}  // namespace zwmgmt

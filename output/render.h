@@ -1,0 +1,25 @@
+/// The records of a reply as JSON, CSV or a table for people.
+#pragma once
+
+#include "output/json.h"
+#include "output/records.h"
+
+namespace zwmgmt {
+
+/// An array of objects; of a single record an object. A field without a value is left out.
+void WriteJson(JsonWriter& json, const Description& what, Records& records,
+               const FieldList& fields);
+
+/// RFC 4180: a header line, a line a record.
+void WriteCsv(TextSink& sink, Records& records, const FieldList& fields);
+
+struct TableStyle {
+    size_t width = 0;  // of a line, in characters; 0: no limit
+    bool bold = false;
+};
+
+/// Aligned columns; of a single record a line a field.
+void WriteTable(TextSink& sink, const Description& what, Records& records, const FieldList& fields,
+                const TableStyle& style);
+
+}  // namespace zwmgmt

@@ -1,0 +1,45 @@
+/// What the library says while it works, kept apart from the data.
+#pragma once
+
+#include <cstdarg>
+#include <string>
+#include <vector>
+
+#include "zwmgmt/zwmgmt_interface.h"
+
+namespace zwmgmt {
+
+/// As long as it lives, it takes what the session would print, and lists are handed out.
+class Talk {
+  public:
+    explicit Talk(ZwMgmt_interface& talking_session)
+        : session(talking_session),
+          former(session.talk),
+          former_list_mode(session.build_list_mode) {
+        session.talk = this;
+        session.build_list_mode = true;
+    }
+    ~Talk() {
+        session.talk = former;
+        session.build_list_mode = former_list_mode;
+    }
+    Talk(const Talk&) = delete;
+    Talk& operator=(const Talk&) = delete;
+
+    int Take(const char* format, va_list arguments) noexcept;
+
+    /// What was said since the last call, a line each; of a line that was written over and over
+    /// (a progress) its last state.
+    std::vector<std::string> Lines();
+
+    /// Prints the reply of a command, which is a text alone, and returns it.
+    std::string OutcomeOf(void* data, const Client_Request_Message& request, _Message* message);
+
+  private:
+    ZwMgmt_interface& session;
+    Talk* const former;
+    const bool former_list_mode;
+    std::string said;
+};
+
+}  // namespace zwmgmt

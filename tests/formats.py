@@ -1,0 +1,129 @@
+"""Usage: formats.py BIN DOCS
+
+Asks simulated agents of every system everything that has data, in every format: JSON is judged by
+its schema, CSV is read by another reader and must say the same, and the documents must be those that
+the descriptions make."""
+
+import csv
+import io
+import json
+import subprocess
+import sys
+
+import jsonschema
+
+BIN, DOCS = sys.argv[1:3]
+
+# Words, then the systems whose agents answer with data ("" is all).
+SYSTEMS = ["windows", "linux", "solaris", "freebsd", "esx", "xen", "mac"]
+QUESTIONS = [
+    ("korvane listadapterprops", SYSTEMS),
+    ("korvane listports pci=%s", SYSTEMS),
+    ("korvane getcardstats pci=%s", SYSTEMS),
+    ("korvane getportstats pci=%s port=0", SYSTEMS),
+    ("system getcapabilities", SYSTEMS),
+    ("system listdrivers", SYSTEMS),
+    ("filter showcomb", ["linux"]),
+    ("filter addx3 ifname=eth2 sip=10.0.0.1/8 dport=80 proto=tcp queue=3 action=pass", []),
+    ("filter listx3", ["linux"]),
+    ("filter maxfilters get ifname=eth2", ["linux"]),
+    ("filter add pci=0000:05:00.4 vlan=5:0xff lip=10.1.2.0/24 x4action=drop", []),
+    ("filter add pci=0000:05:00.4 id=8 fip=2001:db8::/32 x4action=switch eport=1", []),
+    ("filter list pci=0000:05:00.4 show=all", ["linux"]),
+    ("filter showactivecomb", ["linux"]),
+    ("filter listadapters", ["linux"]),
+    ("filter listx3adapters", ["linux"]),
+    ("system loaddriver drvname=x3_tom", []),
+    ("tm add ifname=eth2 policy=port 80 => offload cong reno bind random", []),
+    ("tm list", ["linux"]),
+    ("--wait net ping host=localhost", ["linux"]),
+    ("--wait net traceroute host=localhost", ["linux"]),
+    ("korvane listports pci=none", []),
+    ("korvane setportproperty pci=0000:03:00.0 port=0 mtu=none", []),
+]
+failures = []
+
+
+def check(right, what):
+    if not right:
+        failures.append(what)
+
+
+def run(port, form, question):
+    words = question.split(" ")
+    if "policy=" in question:
+        head, policy = question.split("policy=")
+        words = head.split() + ["policy=" + policy]
+    if form != "text":
+        words = ["--format", form] + words
+    done = subprocess.run([BIN + "/korvane_zwcli", "--port", port] + words, capture_output=True,
+                          timeout=60, stdin=subprocess.DEVNULL)
+    return done.returncode, done.stdout
+
+
+def cell(value):
+    if value is None:
+        return ""
+    if isinstance(value, bool):
+        return str(value).lower()
+    return ", ".join(value) if isinstance(value, list) else str(value)
+
+
+def ask(port, question, has_data, validator):
+    where = question
+    code, out = run(port, "json", question)
+    answer = json.loads(out)
+    for error in validator.iter_errors(answer):
+        check(False, f"{where}: {error.json_path}: {error.message}")
+    check(answer["exit_status"] == code, where + ": exit status")
+    check(bool(answer["result"]) == has_data, f"{where}: {answer['result']} {answer['message']}")
+    if not has_data or "--wait" in question:
+        return answer
+    one_line = run(port, "jsonl", question)[1]
+    check(one_line.count(b"\n") == 1, where + ": jsonl in one line")
+    again = json.loads(one_line)
+    if "stats" not in question:  # counters move on
+        check(again["result"] == answer["result"], where + ": jsonl")
+        text = run(port, "csv", question)[1].decode()
+        check(text.count("\r\n") == text.count("\n"), where + ": line ends of CSV")
+        rows = list(csv.DictReader(io.StringIO(text, newline="")))
+        records = answer["result"] if isinstance(answer["result"], list) else [answer["result"]]
+        check(len(rows) == len(records), where + ": CSV rows")
+        for row, record in zip(rows, records):
+            given = {name: value for name, value in row.items() if value}
+            check(given == {name: cell(value) for name, value in record.items()}, where + ": CSV")
+            check(set(record) <= set(row), where + ": CSV header")
+    code, table = run(port, "table", question)
+    check(code == 0 and table.count(b"\n") > 1, where + ": table")
+    return answer
+
+
+def main():
+    for what, name in [("document", "formats.md"), ("schema", "formats.schema.json")]:
+        made = subprocess.run([BIN + "/zwmgmt_describe_formats", what], capture_output=True)
+        with open(f"{DOCS}/{name}", "rb") as file:
+            check(made.stdout == file.read(), f"docs/{name} is not current: run scripts/formats")
+    with open(DOCS + "/formats.schema.json") as file:
+        schema = json.load(file)
+    jsonschema.Draft202012Validator.check_schema(schema)
+    validator = jsonschema.Draft202012Validator(schema)
+    for system in SYSTEMS:
+        agent = subprocess.Popen([BIN + "/korvane_zmsim", "--os", system], stdout=subprocess.PIPE)
+        try:
+            port = agent.stdout.readline().decode().split()[-1]
+            location = ""
+            for question, systems in QUESTIONS:
+                if systems != SYSTEMS and system != "linux":
+                    continue
+                asked = question % location if "%s" in question else question
+                answer = ask(port, asked, system in systems, validator)
+                if not location:
+                    location = answer["result"][0]["pci_bus_location"]
+        finally:
+            agent.terminate()
+            agent.wait()
+    print("\n".join(failures))
+    return 1 if failures else 0
+
+
+sys.exit(main())

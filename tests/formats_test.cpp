@@ -1,0 +1,172 @@
+/// Replies as values, and what programs get of them when agents are hostile or gone.
+#include <cstring>
+#include <nlohmann/json.hpp>
+
+#include "tests/support.h"
+#include "zwmgmt/result.h"
+
+using namespace testing_support;
+using namespace zwmgmt;
+using nlohmann::json;
+
+namespace {
+
+/// The wire form of drivers, with what follows behind the last.
+Bytes Drivers(const std::vector<std::string>& descriptions, const Bytes& rest = {}) {
+    Bytes run;
+    for (const std::string& description : descriptions) {
+        DriverInfo driver = {};
+        std::memset(driver.name, 'n', sizeof(driver.name));  // without terminator
+        SetFixedText(driver.description, description);
+        driver.loaded = 1;
+        const auto* bytes = reinterpret_cast<const uint8_t*>(&driver);
+        run.insert(run.end(), bytes, bytes + offsetof(DriverInfo, next));
+    }
+    run.insert(run.end(), rest.begin(), rest.end());
+    return run;
+}
+
+zmsim::Reply ReplyOf(Bytes data) { return {.status = kSuccess, .data = std::move(data)}; }
+
+std::string Rendered(const zmsim::Reply& reply, ResultFormat format) {
+    CannedHost host(reply);
+    Linked session(host);
+    const char* words[] = {"system", "listdrivers"};
+    CommandWords command(words, 2);
+    Result result(session, command.Request(), session.result.data());
+    std::string text;
+    EXPECT_TRUE(result.Render(format, &text));
+    EXPECT_EQ(session.Printed(), "");
+    return text;
+}
+
+}  // namespace
+
+TEST(Formats, HostileTextsStayTextsInEveryFormat) {
+    const std::string name(32, 'n');
+    const Table<std::string, std::string, std::string> rows = {
+        {"a\"b\\c", R"(a\"b\\c)", R"("a""b\c")"},
+        {"x\n\t\x1b[2J\x7f", R"(x\n\t\u001b[2J\u007f)",
+         "x??"
+         "?[2J?"},
+        {"\xC2\x9B|\x9B|\xE2\x82", "\\u009b|\\ufffd|\\ufffd\\ufffd",
+         "?|\xEF\xBF\xBD|\xEF\xBF\xBD\xEF\xBF\xBD"},
+        {"caf\xC3\xA9, \xF0\x9F\x98\x80", "caf\xC3\xA9, \xF0\x9F\x98\x80",
+         "\"caf\xC3\xA9, \xF0\x9F\x98\x80\""},
+        {std::string(128, 'd'), std::string(128, 'd'), std::string(128, 'd')},
+    };
+    for (const auto& [bytes, in_json, in_csv] : rows) {
+        const zmsim::Reply reply = ReplyOf(Drivers({bytes}));
+        EXPECT_EQ(
+            Rendered(reply, ResultFormat::kJsonLine),
+            R"([{"name":")" + name + R"(","description":")" + in_json + "\",\"loaded\":true}]\n");
+        EXPECT_EQ(Rendered(reply, ResultFormat::kCsv),
+                  "name,description,version,date,loaded\r\n" + name + "," + in_csv + ",,,true\r\n");
+    }
+}
+
+TEST(Formats, ShowNoPhantomRecords) {
+    const Table<Bytes, size_t> rows = {
+        {Bytes(), 0},
+        {{0xFF}, 0},           // an end mark alone
+        {Bytes(100, 'x'), 0},  // a record that is cut
+        {Drivers({"a"}, {0xFF}), 1},
+        {Drivers({"a", "b"}, Bytes(256, 'x')), 2},  // the third is cut
+    };
+    for (const auto& [data, count] : rows) {
+        const json records = json::parse(Rendered(ReplyOf(data), ResultFormat::kJson));
+        EXPECT_EQ(records.size(), count) << data.size();
+        EXPECT_TRUE(records.is_array());
+        const std::string csv = Rendered(ReplyOf(data), ResultFormat::kCsv);
+        EXPECT_EQ(static_cast<size_t>(std::count(csv.begin(), csv.end(), '\n')), count + 1);
+    }
+}
+
+TEST(Formats, FieldsCanBeWalkedAndChosen) {
+    zmsim::ScenarioHost host(BuiltinScenario("linux"));
+    Linked session(host);
+    const char* words[] = {"korvane", "listadapterprops"};
+    CommandWords command(words, 2);
+    Result result(session, command.Request(), session.result.data());
+    ASSERT_EQ(result.RecordCount(), 3u);
+    EXPECT_TRUE(result.IsList());
+    EXPECT_EQ(result.ValueOf(1, "pci_bus_location").text, "0000:05:00.4");
+    EXPECT_EQ(result.ValueOf(0, "vendor_id").number, 0x4b56u);
+    EXPECT_EQ(result.ValueOf(0, "max_conn").integer, -1);
+    EXPECT_EQ(result.ValueOf(0, "chimney_enabled").type, ValueType::kAbsent) << "of Windows alone";
+    EXPECT_EQ(result.ValueOf(3, "vendor_id").type, ValueType::kAbsent) << "behind the last";
+    std::string error;
+    EXPECT_FALSE(result.Select("port_count,vendorid", &error));
+    EXPECT_EQ(error, "unknown field \"vendorid\"; nearest: vendor_id");
+    EXPECT_FALSE(result.Select("", &error));
+    EXPECT_TRUE(result.Select("port_count,description,mss", &error));
+    EXPECT_EQ(result.FieldCount(), 3u);
+    EXPECT_STREQ(result.FieldAt(2).unit, "bytes");
+    std::string csv;
+    EXPECT_TRUE(result.Render(ResultFormat::kCsv, &csv));
+    EXPECT_EQ(csv, "port_count,description,mss\r\n2,,16384\r\n4,,16384\r\n2,,16384\r\n");
+    std::string table;
+    EXPECT_TRUE(result.Render(ResultFormat::kTable, &table));
+    EXPECT_EQ(table,
+              "PORT_COUNT  DESCRIPTION  MSS\n2           -            16384\n"
+              "4           -            16384\n2           -            16384\n");
+}
+
+TEST(Formats, EveryOutcomeIsAnAnswer) {
+    zmsim::ScenarioHost host(BuiltinScenario("linux"));
+    TestAgent agent(host);
+    const uint16_t port = agent.Port();
+    const Table<std::vector<std::string>, int, uint32_t, std::string> rows = {
+        {{"korvane", "setportproperty", "pci=0000:03:00.0", "port=0", "mtu=9000"},
+         0,
+         0,
+         "Command completed successfully."},
+        {{"korvane", "listports", "pci=none"}, 1, kNoPorts, "Command failed"},
+        {{"net", "vlan"}, 2, 0, ""},
+        {{"net", "ping", "getresult"},
+         1,
+         kNotStarted,
+         "The data available is not for this command. Please initiate the ping command and then "
+         "retry"},
+    };
+    for (auto [words, exit_status, status, message] : rows) {
+        words.insert(words.begin(), {"--format", "json"});
+        const ProcessResult run = Zwcli(port, words);
+        EXPECT_EQ(run.exit_status, exit_status) << words[3];
+        if (exit_status == 2) continue;
+        const json answer = json::parse(run.out);
+        EXPECT_EQ(answer["exit_status"], exit_status);
+        EXPECT_EQ(answer["status"], status);
+        EXPECT_EQ(answer["message"], message);
+        EXPECT_EQ(answer["agent_os"], "Linux");
+        EXPECT_TRUE(answer["result"].is_null());
+    }
+    agent.Stop();
+    const ProcessResult gone = Zwcli(port, {"--format", "json", "system", "listdrivers"});
+    const json answer = json::parse(gone.out);
+    EXPECT_EQ(gone.exit_status, 3);
+    EXPECT_EQ(answer["exit_status"], 3);
+    EXPECT_FALSE(answer.contains("agent_os"));
+    EXPECT_NE(std::string(answer["message"]).find("cannot open a session"), std::string::npos);
+}
+
+TEST(Formats, WrongChoicesAreNamedBeforeConnecting) {
+    const Table<std::vector<std::string>, std::string> rows = {
+        {{"--format", "jsn", "system", "listdrivers"},
+         "unknown format \"jsn\"; nearest: json, jsonl, csv"},
+        {{"--format", "csv", "--fields", "name,lodaed", "system", "listdrivers"},
+         "unknown field \"lodaed\"; nearest: loaded"},
+        {{"--format", "csv", "--fields", "name,name", "system", "listdrivers"},
+         "the field \"name\" is chosen twice"},
+        {{"--fields", "name", "system", "listdrivers"},
+         "--fields is for --format json, jsonl, csv or table"},
+        {{"--format", "csv", "--fields", "name", "system", "loaddriver", "drvname=kxgb3"},
+         "this command answers with a status alone: there are no fields"},
+    };
+    for (const auto& [words, complaint] : rows) {
+        const ProcessResult run = Zwcli(1, words);
+        EXPECT_EQ(run.exit_status, 2) << complaint;
+        EXPECT_EQ(run.out, "");
+        EXPECT_EQ(run.err, "korvane_zwcli: " + complaint + "\n");
+    }
+}
