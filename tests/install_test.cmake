@@ -25,6 +25,8 @@ if(TOOLCHAIN)
     endforeach()
 endif()
 
+set(adapters "0000:03:00.0  eth2  2 ports\r?\n.*0000:82:00.4  eth8  2 ports\r?\n")
+
 function(run expected_output)
     execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE output
                     ERROR_VARIABLE output ECHO_ERROR_VARIABLE)
@@ -36,9 +38,8 @@ function(run expected_output)
     endif()
 endfunction()
 
-function(run_consumer consumer)
-    run("0000:03:00.0  eth2  2 ports\r?\n.*0000:82:00.4  eth8  2 ports\r?\n"
-        ${CMAKE_CURRENT_LIST_DIR}/run_consumer.sh ${root}/prefix/bin/certs/cert.pem
+function(run_consumer expected_output consumer)
+    run(${expected_output} ${CMAKE_CURRENT_LIST_DIR}/run_consumer.sh ${root}/prefix/bin/certs/cert.pem
         ${root}/prefix/bin/korvane_zmsim${suffix} ${consumer} ${EMULATOR})
 endfunction()
 
@@ -47,7 +48,9 @@ function(build_consumers name prefix)
     run("" ${CMAKE_COMMAND} -S ${example} -B ${build} -G Ninja -DCMAKE_PREFIX_PATH=${prefix}
         ${${name}_options})
     run("" ${CMAKE_COMMAND} --build ${build})
-    run_consumer(${build}/consumer${suffix})
+    run_consumer("${adapters}" ${build}/consumer${suffix})
+    run_consumer("0: mss = 16384 bytes\r?\n.*port_count\r?\n0000:03:00.0,2\r?\n"
+                 ${build}/fields${suffix})
 
     file(GLOB_RECURSE pkg_config_file ${prefix}/*/zwmgmt.pc)
     get_filename_component(pkg_config_folder ${pkg_config_file} DIRECTORY)
@@ -65,7 +68,7 @@ function(build_consumers name prefix)
     endif()
     run("" sh -c "${CXX} -std=c++20 ${example}/consumer.cpp -o ${build}/consumer_pc${suffix} \
 $(pkg-config ${form} --cflags --libs zwmgmt) -Wl,-rpath,${library_folder}")
-    run_consumer(${build}/consumer_pc${suffix})
+    run_consumer("${adapters}" ${build}/consumer_pc${suffix})
 endfunction()
 
 run("" ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${root}/prefix)
