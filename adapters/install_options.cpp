@@ -3,11 +3,11 @@
 #include "adapters/install_options.h"
 
 #include <algorithm>
-#include <charconv>
 
 #include "cli/command_keys.h"
 #include "cli/handler.h"
 #include "cli/keys.h"
+#include "cli/numbers.h"
 #include "cli/vocabulary.h"
 #include "session/agent_names.h"
 #include "session/os_set.h"
@@ -204,9 +204,8 @@ bool IsOfedPackage(std::string_view value) {
 
 /// A decimal number below 6, or -1.
 int ConfTypeFrom(std::string_view value) {
-    int type = 6;
-    std::from_chars(value.data(), value.data() + value.size(), type);
-    return IsAllDigits(value) && type < 6 ? type : -1;
+    const auto type = Decimal<uint32_t>(value);
+    return type && *type < 6 ? static_cast<int>(*type) : -1;
 }
 
 /// One request's keys, taken in their order.

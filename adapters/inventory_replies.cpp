@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <span>
 
-#include "adapters/chips.h"
 #include "adapters/results.h"
+#include "cli/chips.h"
 #include "output/layout.h"
 #include "records/card.h"
 #include "records/counter.h"

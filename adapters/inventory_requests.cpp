@@ -1,42 +1,85 @@
 /// Requests of the inventory: adapters, ports, counters, drivers.
-#include <charconv>
-
+#include "cli/arguments.h"
+#include "cli/command_keys.h"
 #include "cli/handler.h"
 #include "cli/keys.h"
-#include "zwmgmt/zwmgmt_interface.h"
 
 using namespace zwmgmt;
 
 namespace {
 
-constexpr int kPciKey = AdapterKey("pci");
-constexpr int kPortKey = AdapterKey("port");
-
 constexpr const char* kNoLocation = "please specify pci bus location\n";
 constexpr const char* kInvalidArgument = "Invalid argument specified\n";
 
-/// The decimal number of an all-digit text; -1 when a 32-bit signed one cannot hold it.
-int PortInstanceFrom(std::string_view digits) {
-    int instance = -1;
-    std::from_chars(digits.data(), digits.data() + digits.size(), instance);
-    return instance;
+constexpr Argument kCardArguments[] = {
+    ZWMGMT_ARGUMENT(_CardInformation, "pci", Adapter, pci_bus_location, kText,
+                    .takes = "a PCI bus location"),
+};
+
+constexpr Required kCardRequired[] = {
+    {AdapterKey("pci"), Required::kGiven, kNoLocation},
+};
+
+constexpr RequestForm AboutCard(Command command) {
+    return {.service = kKorvane,
+            .command = command,
+            .record_size = 0,  // the location is sent bare
+            .arguments = kCardArguments,
+            .required = kCardRequired,
+            .wrong = kInvalidArgument,
+            .unknown = kInvalidArgument};
 }
 
-/// A request whose data is the location of one card.
-int AskAboutCard(ZwMgmt_interface& session, const Client_Request_Message* request, uint16_t command,
-                 _Message* message) {
+constexpr RequestForm kPortsForm = AboutCard(kListPorts);
+constexpr RequestForm kCardStatsForm = AboutCard(kGetCardStats);
+
+int AskAboutCard(ZwMgmt_interface& session, const Client_Request_Message* request,
+                 _Message* message, const RequestForm& form) {
     const auto keys = KeysOf(request);
-    if (keys.empty()) return Refuse(session, kNoLocation);
-    for (const Client_Request_Argument& key : keys) {
-        const bool fits = ValueOf(key).size() <= sizeof(_CardInformation::pci_bus_location);
-        if (key.key != kPciKey || !fits) return Refuse(session, key, kInvalidArgument);
-    }
+    _CardInformation card = {};
+    if (const int refused = ReadArguments(session, keys, form, &card)) return refused;
     if (keys.size() > 1) return Refuse(session, keys[1], kInvalidArgument);
-    const std::string_view location = ValueOf(keys[0]);
-    return Fill(session, message, kKorvane, command, location.data(), location.size());
+    if (const int refused = CheckRequired(session, keys, form, &card)) return refused;
+    const std::string_view location = FixedText(card.pci_bus_location);
+    return Fill(session, message, form.service, form.command, location.data(), location.size());
 }
+
+/// Digits; the agents' instances are 32-bit numbers with sign.
+Verdict SetInstance(ZwMgmt_interface* /*session*/, const Argument& /*row*/,
+                    const Client_Request_Argument& key, void* record) {
+    if (!IsAllDigits(ValueOf(key))) return Wrong("Invalid Port Instance\n");
+    const auto instance = Decimal<int32_t>(ValueOf(key));
+    if (!instance) return {kInvalidValue, ""};
+    static_cast<PortRequest*>(record)->port_instance = static_cast<uint32_t>(*instance);
+    return {};
+}
+
+constexpr Argument kPortArguments[] = {
+    ZWMGMT_ARGUMENT(PortRequest, "pci", Adapter, pci_bus_location, kText,
+                    .takes = "a PCI bus location"),
+    ZWMGMT_ARGUMENT(PortRequest, "port", Adapter, port_instance, kOther, .set = SetInstance,
+                    .takes = "a number from 0"),
+};
+
+constexpr Required kPortRequired[] = {
+    {AdapterKey("port"), Required::kGiven, "please specify portinstance\n"},
+    {AdapterKey("pci"), Required::kGiven, kNoLocation},
+};
+
+constexpr RequestForm kPortStatsForm = {.service = kKorvane,
+                                        .command = kGetPortStats,
+                                        .record_size = sizeof(PortRequest),
+                                        .arguments = kPortArguments,
+                                        .required = kPortRequired,
+                                        .wrong = kInvalidArgument,
+                                        .unknown = kInvalidArgument};
 
 }  // namespace
+
+std::span<const RequestForm* const> zwmgmt::InventoryForms() {
+    static constexpr const RequestForm* kForms[] = {&kPortsForm, &kCardStatsForm, &kPortStatsForm};
+    return kForms;
+}
 
 int ZwMgmt_interface::CLGetKorvaneAdapters(Client_Request_Message* /*request*/, _Message* message) {
     return Fill(*this, message, kKorvane, kListAdapterProps);
@@ -56,37 +99,14 @@ int ZwMgmt_interface::CLListX4Adapters(Client_Request_Message* /*request*/, _Mes
 }
 
 int ZwMgmt_interface::CLGetKorvaneAdapterPorts(Client_Request_Message* request, _Message* message) {
-    return AskAboutCard(*this, request, kListPorts, message);
+    return AskAboutCard(*this, request, message, kPortsForm);
 }
 
 int ZwMgmt_interface::CLGetKorvaneCardStats(Client_Request_Message* request, _Message* message) {
-    return AskAboutCard(*this, request, kGetCardStats, message);
+    return AskAboutCard(*this, request, message, kCardStatsForm);
 }
 
 int ZwMgmt_interface::CLGetKorvanePortStats(Client_Request_Message* request, _Message* message) {
     PortRequest payload = {};
-    bool has_location = false;
-    bool has_instance = false;
-    for (const Client_Request_Argument& key : KeysOf(request)) {
-        if (key.key == kPciKey) {
-            if (!SetWhole(payload.pci_bus_location, ValueOf(key))) {
-                return Refuse(*this, key, kInvalidArgument);
-            }
-            has_location = true;
-        } else if (key.key == kPortKey) {
-            if (!IsAllDigits(ValueOf(key))) return Refuse(*this, key, "Invalid Port Instance\n");
-            const int instance = PortInstanceFrom(ValueOf(key));
-            if (instance < 0) {
-                Remarks::Refuse(*this, key);
-                return kInvalidValue;
-            }
-            payload.port_instance = static_cast<uint32_t>(instance);
-            has_instance = true;
-        } else {
-            return Refuse(*this, key, kInvalidArgument);
-        }
-    }
-    if (!has_instance) return Refuse(*this, "please specify portinstance\n");
-    if (!has_location) return Refuse(*this, kNoLocation);
-    return Fill(*this, message, kKorvane, kGetPortStats, &payload, sizeof(payload));
+    return BuildRequest(*this, request, message, kPortStatsForm, &payload);
 }

@@ -1,9 +1,8 @@
 #include <algorithm>
-#include <limits>
 #include <type_traits>
 
 #include "adapters/properties.h"
-#include "cli/command_keys.h"
+#include "cli/handler.h"
 #include "cli/keys.h"
 #include "zwmgmt/records/adapter.h"
 #include "zwmgmt/records/net.h"
@@ -28,35 +27,97 @@ constexpr Rule kVlanId = {0, kHighestVlan};
 
 /// A row of a member of that type.
 template <class Member>
-constexpr Property Row(OsSet systems, const char* word, int key, size_t offset, Form form,
-                       uint32_t bit, Rule rule = {}, Chips chips = Chips::kAny) {
-    return {systems, systems, word, key,  offset, sizeof(Member), std::is_signed_v<Member>,
-            form,    bit,     rule, chips};
+constexpr Argument Row(NumberReader read, OsSet systems, const char* word, int key, size_t offset,
+                       Form form, uint32_t bit, Rule rule = {}, Chips chips = Chips::kAny) {
+    return {.word = word,
+            .key = key,
+            .offset = offset,
+            .width = sizeof(Member),
+            .is_signed = std::is_signed_v<Member>,
+            .form = form,
+            .bit = bit,
+            .rule = rule,
+            .read = read,
+            .takes = form == Form::kText ? "a number" : nullptr,
+            .systems = systems,
+            .heeded = systems,
+            .chips = chips};
 }
 
 /// A row of a bit that agents read in two ways.
-constexpr Property HeededBy(OsSet agents, Property row) {
+constexpr Argument HeededBy(OsSet agents, Argument row) {
     row.heeded = agents;
     return row;
 }
 
+/// "auto", or a speed in Mb/s, "-" and the duplex.
+Verdict SetSpeedDuplex(ZwMgmt_interface* /*session*/, const Argument& /*row*/,
+                       const Client_Request_Argument& key, void* record) {
+    auto* settings = static_cast<PortSettings*>(record);
+    const std::string_view text = ValueOf(key);
+    settings->speed_mode = SameIgnoringCase(text, "auto");
+    settings->fixed_speed = 0;
+    settings->duplex = 0;
+    if (settings->speed_mode != 0) return {};
+    const size_t dash = text.find('-');
+    if (dash == text.npos) return Wrong();
+    const std::string_view speed_text = text.substr(0, dash);
+    const std::string_view duplex = text.substr(dash + 1);
+    const auto speed = speed_text.empty() ? 0 : Decimal<uint16_t>(speed_text);
+    if (!speed) return Wrong("Invalid speed value\n");
+    if (duplex.empty()) return Wrong("Invalid speedduplex value\n");
+    const bool full = duplex == "full" || duplex == "Full";
+    if (!full && duplex != "half" && duplex != "Half") return Wrong("Invalid duplex value\n");
+    settings->fixed_speed = static_cast<uint16_t>(*speed);
+    settings->duplex = full;
+    return {};
+}
+
+/// Link modes in any case, separated by "|".
+Verdict SetAdvertised(ZwMgmt_interface* /*session*/, const Argument& /*row*/,
+                      const Client_Request_Argument& key, void* record) {
+    auto* settings = static_cast<PortSettings*>(record);
+    std::string_view text = ValueOf(key);
+    settings->advertised_modes = 0;
+    for (bool more = true; more;) {
+        const size_t bar = std::min(text.find('|'), text.size());
+        const std::string_view piece = text.substr(0, bar);
+        const auto* mode = std::ranges::find_if(
+            kLinkModes, [&](const LinkMode& row) { return SameIgnoringCase(row.word, piece); });
+        if (mode == std::end(kLinkModes)) return Wrong("Invalid Advertise value\n");
+        settings->advertised_modes |= mode->bits;
+        more = bar < text.size();
+        text.remove_prefix(more ? bar + 1 : bar);
+    }
+    return {};
+}
+
+constexpr Argument SetBy(Argument::Setter set, Argument row) {
+    row.read = nullptr;
+    row.set = set;
+    return row;
+}
+
 // A row: agents, key, member of the settings, form, bit [, rule [, chips]].
-#define CARD(systems, word, member, form, ...)                           \
-    Row<decltype(CardSettings::member)>(systems, word, AdapterKey(word), \
+#define CARD(systems, word, member, form, ...)                                                  \
+    Row<decltype(CardSettings::member)>(Form::form == Form::kText ? nullptr : Decimal<int64_t>, \
+                                        systems, word, AdapterKey(word),                        \
                                         offsetof(CardSettings, member), Form::form, __VA_ARGS__)
-#define PORT_KEY(systems, word, key, member, form, ...)                                     \
-    Row<decltype(PortSettings::member)>(systems, word, key, offsetof(PortSettings, member), \
-                                        Form::form, __VA_ARGS__)
+#define PORT_KEY(systems, word, key, member, form, ...)               \
+    Row<decltype(PortSettings::member)>(AsCReads, systems, word, key, \
+                                        offsetof(PortSettings, member), Form::form, __VA_ARGS__)
 #define PORT(systems, word, member, form, ...) \
     PORT_KEY(systems, word, AdapterKey(word), member, form, __VA_ARGS__)
 // Speed mode, fixed speed and duplex, in one.
-#define SPEED_DUPLEX(systems)                                                                  \
-    Row<char[offsetof(PortSettings, advertised_modes) - offsetof(PortSettings, speed_mode)]>(  \
-        systems, "speedduplex", AdapterKey("speedduplex"), offsetof(PortSettings, speed_mode), \
-        Form::kSpeedDuplex, 0x2)
+#define SPEED_DUPLEX(systems)                                                                     \
+    SetBy(                                                                                        \
+        SetSpeedDuplex,                                                                           \
+        Row<char[offsetof(PortSettings, advertised_modes) - offsetof(PortSettings, speed_mode)]>( \
+            nullptr, systems, "speedduplex", AdapterKey("speedduplex"),                           \
+            offsetof(PortSettings, speed_mode), Form::kSpeedDuplex, 0x2))
 
 // clang-format off
-constexpr Property kCardProperties[] = {
+constexpr Argument kCardProperties[] = {
     CARD(kWindowsAgents, "jumboqsize", qsfl_jumbo_q_size, kText, 0x1, {}, Chips::kX3),
     CARD(kWindowsAgents, "regqsize", qsfl_reg_q_size, kText, 0x2, {}, Chips::kX3),
     CARD(kWindowsAgents, "toectrlqsize", qs_toe_ctrl_q_size, kText, 0x4, {}, Chips::kX3),
@@ -99,7 +160,7 @@ constexpr Property kCardProperties[] = {
 };
 
 // "mtu" is two keys of one word, and so is "vlan": a command line reaches the networking ones alone.
-constexpr Property kPortProperties[] = {
+constexpr Argument kPortProperties[] = {
     HeededBy(kNotSolarisAgents, SPEED_DUPLEX(kEthtoolAgents)),
     PORT(kEthtoolAgents, "txcksum", tx_checksum, kFlag, 0x800),
     PORT(kEthtoolAgents, "rxcksum", rx_checksum, kFlag, 0x1000),
@@ -112,7 +173,7 @@ constexpr Property kPortProperties[] = {
     PORT(kEthtoolAgents, "gso", gso, kNumber, 0x200000, kSwitch),
     PORT(kEthtoolAgents, "msglevel", message_level, kNumber, 0x400000),
     PORT(kEthtoolAgents, "rxusecs", coalesce_rx_usecs, kNumber, 0x800000),
-    PORT(kEthtoolAgents, "advertise", advertised_modes, kAdvertise, 0x2000000),
+    SetBy(SetAdvertised, PORT(kEthtoolAgents, "advertise", advertised_modes, kAdvertise, 0x2000000)),
     PORT(kEthtoolAgents, "ringrx", ring_rx, kLow16, 0x4000000),
     PORT(kEthtoolAgents, "ringrxmini", ring_rx_mini, kLow16, 0x8000000),
     PORT(kEthtoolAgents, "ringrxjumbo", ring_rx_jumbo, kLow16, 0x10000000),
@@ -189,54 +250,7 @@ constexpr Property kPortProperties[] = {
 
 }  // namespace
 
-std::span<const Property> CardProperties() { return kCardProperties; }
-std::span<const Property> PortProperties() { return kPortProperties; }
-
-const Property* FindProperty(std::span<const Property> table, uint8_t os_type, int key) {
-    const auto row = std::ranges::find_if(table, [&](const Property& property) {
-        return property.systems.Has(os_type) && property.key == key;
-    });
-    return row != table.end() ? &*row : nullptr;
-}
-
-namespace {
-
-/// What the field can hold and the request builders read: those of ports no negative number.
-std::string RangeOfField(const Property& property) {
-    constexpr int64_t kHighestOfPorts = std::numeric_limits<int32_t>::max();
-    const bool of_a_port = std::ranges::any_of(
-        kPortProperties, [&](const Property& row) { return &row == &property; });
-    if (property.width == sizeof(int64_t)) return "a number";
-    const int64_t end = int64_t{1} << (8 * property.width);
-    if (of_a_port) return RangeText(0, std::min(end - 1, kHighestOfPorts));
-    return property.is_signed ? RangeText(-end / 2, end / 2 - 1) : RangeText(0, end - 1);
-}
-
-}  // namespace
-
-std::string TakenBy(const Property& property) {
-    const Rule& rule = property.rule;
-    const bool ranged = rule.least != rule.most || rule.message != nullptr;
-    const std::string range = ranged ? RangeText(rule.least, rule.most) : "";
-    switch (property.form) {
-        case Form::kFlag: return "one digit, " + (ranged ? range : RangeText(0, 1));
-        case Form::kText:
-            if (ranged) return range;
-            return "a number of at most " + std::to_string(property.width) + " characters";
-        case Form::kLow16: return RangeText(0, 0xFFFF);
-        case Form::kNumber:
-        case Form::kLowByte:
-        case Form::kNumberText:
-        case Form::kNothing: return ranged ? range : RangeOfField(property);
-        case Form::kSpeedDuplex: return "auto, or Mb/s and duplex: 1000-Full";
-        case Form::kAdvertise: return "link modes: 100baseT/Full|1000baseT/Full, or auto";
-    }
-    return "";
-}
-
-bool Knows(std::span<const Property> table, uint8_t os_type) {
-    return std::ranges::any_of(
-        table, [&](const Property& property) { return property.systems.Has(os_type); });
-}
+std::span<const Argument> CardProperties() { return kCardProperties; }
+std::span<const Argument> PortProperties() { return kPortProperties; }
 
 }  // namespace zwmgmt

@@ -1,14 +1,12 @@
 /// The keys of each command, with what they take: for help, for suggestions, and for what is said
-/// of a refused value. The families that have tables of keys derive their rows from them.
+/// of a refused value. They come from the rows by which requests are built.
 #pragma once
 
 #include <cstdint>
-#include <span>
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "session/os_set.h"
+#include "cli/arguments.h"
 
 namespace zwmgmt {
 
@@ -27,15 +25,15 @@ using CommandKeys = std::vector<CommandKey>;
 /// different agents.
 CommandKeys KeysOfCommand(uint16_t command);
 
-/// The rows of families.
+/// The requests of the families.
+std::span<const RequestForm* const> InventoryForms();
+std::span<const RequestForm* const> PropertyForms();
+std::span<const RequestForm* const> DriverForms();
+std::span<const RequestForm* const> FilterForms();
+std::span<const RequestForm* const> PolicyForms();
+std::span<const RequestForm* const> NetForms();
+
+/// The keys of an installation, whose packages differ from agent to agent.
 void AddInstallKeys(CommandKeys* keys);
-void AddX3Keys(CommandKeys* keys);
-void AddX4Keys(CommandKeys* keys);
-
-/// "pass, drop"
-std::string WordList(std::span<const std::string_view> words);
-
-/// "0 or 1", "1 to 250".
-std::string RangeText(int64_t least, int64_t most);
 
 }  // namespace zwmgmt

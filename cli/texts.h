@@ -2,7 +2,6 @@
 #pragma once
 
 #include <algorithm>
-#include <charconv>
 #include <cstdint>
 #include <string_view>
 
@@ -12,12 +11,6 @@ inline char ToLower(char c) { return 'A' <= c && c <= 'Z' ? static_cast<char>(c 
 
 inline bool IsAllDigits(std::string_view text) {
     return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
-}
-
-/// One whole decimal number in 32 bits with sign.
-inline bool ParseDecimal(std::string_view text, int32_t* number) {
-    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), *number);
-    return parsed.ec == std::errc() && parsed.ptr == text.data() + text.size();
 }
 
 inline bool SameIgnoringCase(std::string_view a, std::string_view b) {

@@ -23,6 +23,7 @@ set(library_sources
     adapters/property_tables.cpp
     adapters/status_replies.cpp
     cli/argument_notes.cpp
+    cli/arguments.cpp
     cli/command_keys.cpp
     cli/command_words.cpp
     cli/descriptions.cpp

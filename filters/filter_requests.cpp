@@ -1,7 +1,9 @@
 /// Requests of the filter service.
+#include <algorithm>
+
+#include "cli/command_keys.h"
 #include "cli/handler.h"
 #include "cli/keys.h"
-#include "cli/vocabulary.h"
 #include "filters/combinations.h"
 #include "filters/x3_rules.h"
 #include "filters/x4_rules.h"
@@ -13,102 +15,179 @@ namespace {
 
 constexpr int kPciKey = FilterKey("pci");
 constexpr int kNameKey = FilterKey("ifname");
+constexpr int kIdKey = FilterKey("id");
 constexpr int kMaxKey = FilterKey("max");
 constexpr int kShowKey = FilterKey("show");
 constexpr int kCombinationKey = FilterKey("comb");
 
+constexpr const char* kInvalidX3 = "Invalid %s\n";
+constexpr const char* kInvalidX4 = "Invalid X4 filter argument/value \n";
 constexpr const char* kNoInterface = "please specify IfName on which filter needs to be applied \n";
+constexpr const char* kNoX3Rule = "please specify FilterId and IfName\n";
+constexpr const char* kNoX4Rule = "please specify FilterId and PCIBusLocation\n";
 
-/// What a command asks of a rule.
-struct RuleCommand {
-    Command command;
-    const char* no_id;     // said without an id; null: needs none
-    const char* no_place;  // said without interface or location
+constexpr Required kX3Added[] = {{kNameKey, Required::kFilled, kNoInterface}};
+constexpr Required kX3Deleted[] = {{kIdKey, Required::kFilled, kNoX3Rule},
+                                   {kNameKey, Required::kFilled, kNoX3Rule}};
+constexpr Required kX3Modified[] = {{kIdKey, Required::kFilled, "please specify FilterId\n"},
+                                    {kNameKey, Required::kFilled, kNoInterface}};
+constexpr Required kTableSize[] = {
+    {kMaxKey, Required::kGiven, "Please specify the max filters value to be set\n"},
+    {kNameKey, Required::kFilled, kNoInterface},
 };
 
-constexpr RuleCommand kAddX3 = {kAddFilterX3, nullptr, kNoInterface};
-constexpr RuleCommand kDeleteX3 = {kDeleteFilterX3, "please specify FilterId and IfName\n",
-                                   "please specify FilterId and IfName\n"};
-constexpr RuleCommand kModifyX3 = {kModifyFilterX3, "please specify FilterId\n", kNoInterface};
+constexpr Required kX4Added[] = {
+    {kPciKey, Required::kFilled,
+     "Please specify PCIBusLocation  on which filter needs to be applied \n"},
+};
+constexpr Required kX4Deleted[] = {{kIdKey, Required::kFilled, kNoX4Rule},
+                                   {kPciKey, Required::kFilled, kNoX4Rule}};
+constexpr Required kX4Modified[] = {
+    {kIdKey, Required::kFilled, "Please specify FilterId\n"},
+    {kPciKey, Required::kFilled,
+     "Please specify PCI Bus location on which filter needs to be applied \n"},
+};
 
-constexpr RuleCommand kAddX4 = {
-    kAddFilterX4, nullptr, "Please specify PCIBusLocation  on which filter needs to be applied \n"};
-constexpr RuleCommand kDeleteX4 = {kDeleteFilterX4, "please specify FilterId and PCIBusLocation\n",
-                                   "please specify FilterId and PCIBusLocation\n"};
-constexpr RuleCommand kModifyX4 = {
-    kModifyFilterX4, "Please specify FilterId\n",
-    "Please specify PCI Bus location on which filter needs to be applied \n"};
+constexpr const char* kNoList = "Please specify a valid PCIBusLocation and Show type!\n";
+constexpr const char* kNoCombination =
+    "Please specify a valid PCIBusLocation and Filter Combination!\n";
 
-std::string InvalidText(const Client_Request_Argument& key) {
-    const char* word = KeyWord(kFilter, key.key);
-    return std::string("Invalid ") + (word != nullptr ? word : "argument") + "\n";
+constexpr Required kListed[] = {{kPciKey, Required::kFilled, kNoList},
+                                {kShowKey, Required::kFilled, kNoList}};
+constexpr Required kCombined[] = {{kPciKey, Required::kFilled, kNoCombination},
+                                  {kCombinationKey, Required::kFilled, kNoCombination}};
+
+bool HasValue(const Client_Request_Argument& key, uint8_t /*os_type*/) {
+    return key.value != nullptr;
 }
 
-bool SetX3(ZwMgmt_interface& session, const Client_Request_Argument& key, _Filter* rule) {
-    if (session.CLSetFilterArg(key.key, key.value, rule) == 0) {
-        NoteX3Value(session, key, *rule);
-        return true;
-    }
-    Refuse(session, key, InvalidText(key).c_str());
-    return false;
+/// Deleting reads all of a rule's keys as well.
+RequestForm X3Form(Command command, std::span<const Argument> arguments,
+                   std::span<const Required> required, std::span<const Argument> ignored) {
+    return {.service = kFilter,
+            .command = command,
+            .record_size = sizeof(_Filter),
+            .arguments = arguments,
+            .required = required,
+            .wrong = kInvalidX3,
+            .unknown = kInvalidX3,
+            .mask_offset = offsetof(_Filter, present),
+            .ignored = ignored,
+            .is_value = HasValue};
 }
 
-bool SetX4(ZwMgmt_interface& session, const Client_Request_Argument& key, _FilterX4* rule) {
-    if (session.CLSetFilterX4Arg(key.key, key.value, rule) == 0) {
-        NoteX4Value(session, key, *rule);
-        return true;
-    }
-    Refuse(session, key, "Invalid X4 filter argument/value \n");
-    return false;
+RequestForm X4Form(Command command, std::span<const Argument> arguments,
+                   std::span<const Required> required) {
+    return {.service = kFilter,
+            .command = command,
+            .record_size = sizeof(_FilterX4),
+            .arguments = arguments,
+            .required = required,
+            .wrong = kInvalidX4,
+            .unknown = kInvalidX4,
+            .mask_offset = offsetof(_FilterX4, present),
+            .ignored = X4Arguments(),
+            .is_value = HasValue};
 }
 
-bool HasPlace(const _Filter& rule) { return rule.interface_name[0] != '\0'; }
-bool HasPlace(const _FilterX4& rule) { return rule.pci_bus_location[0] != '\0'; }
+const RequestForm kAddX3 = X3Form(kAddFilterX3, X3Arguments(), kX3Added, X3AllArguments());
+const RequestForm kDeleteX3 =
+    X3Form(kDeleteFilterX3, X3Arguments().first(2), kX3Deleted, X3AllArguments());
+const RequestForm kModifyX3 = X3Form(kModifyFilterX3, X3Arguments(), kX3Modified, X3AllArguments());
+const RequestForm kSizeForm = X3Form(kMaxFilters, X3TableArguments(), kTableSize, {});
+const RequestForm kAddX4 = X4Form(kAddFilterX4, X4Arguments(), kX4Added);
+const RequestForm kDeleteX4 = X4Form(kDeleteFilterX4, X4Arguments().first(2), kX4Deleted);
+const RequestForm kModifyX4 = X4Form(kModifyFilterX4, X4Arguments(), kX4Modified);
 
-uint32_t Criteria(const _Filter&) { return kX3Criteria; }
-uint32_t Criteria(const _FilterX4&) { return kX4Criteria; }
+constexpr Word kShown[] = {{"all", 1}, {"active", 2}};
+constexpr const char* kWrongList = "Invalid Parameter specified\n";
+constexpr const char* kWrongCombination = "Invalid Parameter Specified\n";
+
+constexpr Argument kListArguments[] = {
+    ZWMGMT_ARGUMENT(FilterListRequest, "pci", Filter, pci_bus_location, kText,
+                    .takes = "a PCI bus location"),
+    ZWMGMT_ARGUMENT(FilterListRequest, "show", Filter, show, kWord, .words = kShown,
+                    .wrong = "Show type should be \"all\" or \"active\".\n"),
+};
+
+Verdict SetCombination(ZwMgmt_interface* /*session*/, const Argument& /*row*/,
+                       const Client_Request_Argument& key, void* record) {
+    if (!IsFilterCombination(ValueOf(key))) return Wrong("Filter combination string is invalid\n");
+    SetFixedText(static_cast<_FilterX4*>(record)->combination, ValueOf(key));
+    return {};
+}
+
+constexpr Argument kCombinationArguments[] = {
+    ZWMGMT_ARGUMENT(_FilterX4, "pci", Filter, pci_bus_location, kText,
+                    .takes = "a PCI bus location"),
+    ZWMGMT_ARGUMENT(_FilterX4, "comb", Filter, combination, kOther, .set = SetCombination,
+                    .takes = "a line of \"filter showcomb\""),
+};
+
+constexpr RequestForm kListX4 = {.service = kFilter,
+                                 .command = kListFiltersX4,
+                                 .record_size = sizeof(FilterListRequest),
+                                 .arguments = kListArguments,
+                                 .required = kListed,
+                                 .wrong = kWrongList,
+                                 .unknown = kWrongList};
+
+constexpr RequestForm kSetModeX4 = {.service = kFilter,
+                                    .command = kSetCombination,
+                                    .record_size = sizeof(_FilterX4),
+                                    .arguments = kCombinationArguments,
+                                    .required = kCombined,
+                                    .wrong = kWrongCombination,
+                                    .unknown = kWrongCombination};
 
 constexpr const char* kNoCriteria = "a rule without criteria matches every packet";
 
-/// Fills a rule from the keys and checks that it has what the command needs.
-template <class Rule, class Set>
-int SendRule(ZwMgmt_interface& session, const Client_Request_Message* request, _Message* message,
-             const RuleCommand& row, Set set) {
-    const bool adds = row.command == kAddFilterX3 || row.command == kAddFilterX4;
+template <class Rule>
+int AddRule(ZwMgmt_interface& session, const Client_Request_Message* request, _Message* message,
+            const RequestForm& form, uint32_t criteria) {
     Rule rule = {};
-    for (const Client_Request_Argument& key : KeysOf(request)) {
-        if (!set(session, key, &rule)) return kRequestRefused;
+    const int refused = BuildRequest(session, request, message, form, &rule);
+    if (refused == 0 && (rule.present & criteria) == 0) {
+        Remarks::WarnOfRequest(session, kNoCriteria);
     }
-    if (row.no_id != nullptr && rule.id == 0) return Refuse(session, row.no_id);
-    if (!HasPlace(rule)) return Refuse(session, row.no_place);
-    if (adds && (rule.present & Criteria(rule)) == 0) Remarks::WarnOfRequest(session, kNoCriteria);
-    return Fill(session, message, kFilter, row.command, &rule, sizeof(rule));
+    return refused;
 }
 
 }  // namespace
 
+std::span<const RequestForm* const> zwmgmt::FilterForms() {
+    static const RequestForm* const kForms[] = {&kAddX3,    &kDeleteX3, &kModifyX3,
+                                                &kSizeForm, &kAddX4,    &kDeleteX4,
+                                                &kModifyX4, &kListX4,   &kSetModeX4};
+    return kForms;
+}
+
 int ZwMgmt_interface::CLAddFilter(Client_Request_Message* request, _Message* message) {
-    return SendRule<_Filter>(*this, request, message, kAddX3, SetX3);
+    return AddRule<_Filter>(*this, request, message, kAddX3, kX3Criteria);
 }
 
 int ZwMgmt_interface::CLDeleteFilter(Client_Request_Message* request, _Message* message) {
-    return SendRule<_Filter>(*this, request, message, kDeleteX3, SetX3);
+    _Filter rule = {};
+    return BuildRequest(*this, request, message, kDeleteX3, &rule);
 }
 
 int ZwMgmt_interface::CLModifyFilter(Client_Request_Message* request, _Message* message) {
-    return SendRule<_Filter>(*this, request, message, kModifyX3, SetX3);
+    _Filter rule = {};
+    return BuildRequest(*this, request, message, kModifyX3, &rule);
 }
 
 int ZwMgmt_interface::CLAddFilterX4(Client_Request_Message* request, _Message* message) {
-    return SendRule<_FilterX4>(*this, request, message, kAddX4, SetX4);
+    return AddRule<_FilterX4>(*this, request, message, kAddX4, kX4Criteria);
 }
 
 int ZwMgmt_interface::CLDeleteFilterX4(Client_Request_Message* request, _Message* message) {
-    return SendRule<_FilterX4>(*this, request, message, kDeleteX4, SetX4);
+    _FilterX4 rule = {};
+    return BuildRequest(*this, request, message, kDeleteX4, &rule);
 }
 
 int ZwMgmt_interface::CLModifyFilterX4(Client_Request_Message* request, _Message* message) {
-    return SendRule<_FilterX4>(*this, request, message, kModifyX4, SetX4);
+    _FilterX4 rule = {};
+    return BuildRequest(*this, request, message, kModifyX4, &rule);
 }
 
 int ZwMgmt_interface::CLListFilters(Client_Request_Message* /*request*/, _Message* message) {
@@ -117,46 +196,12 @@ int ZwMgmt_interface::CLListFilters(Client_Request_Message* /*request*/, _Messag
 
 int ZwMgmt_interface::CLListFiltersX4(Client_Request_Message* request, _Message* message) {
     FilterListRequest payload = {};
-    for (const Client_Request_Argument& key : KeysOf(request)) {
-        const std::string_view value = ValueOf(key);
-        if (key.key == kPciKey) {
-            if (!SetWhole(payload.pci_bus_location, value)) {
-                return Refuse(*this, key, "Invalid Parameter specified\n");
-            }
-        } else if (key.key != kShowKey) {
-            return Refuse(*this, key, "Invalid Parameter specified\n");
-        } else if (value == "all" || value == "active") {
-            payload.show = value == "all" ? 1 : 2;
-        } else {
-            return Refuse(*this, key, "Show type should be \"all\" or \"active\".\n");
-        }
-    }
-    if (payload.pci_bus_location[0] == '\0' || payload.show == 0) {
-        return Refuse(*this, "Please specify a valid PCIBusLocation and Show type!\n");
-    }
-    return Fill(*this, message, kFilter, kListFiltersX4, &payload, sizeof(payload));
+    return BuildRequest(*this, request, message, kListX4, &payload);
 }
 
 int ZwMgmt_interface::CLSetCombX4(Client_Request_Message* request, _Message* message) {
     _FilterX4 payload = {};
-    for (const Client_Request_Argument& key : KeysOf(request)) {
-        const std::string_view value = ValueOf(key);
-        if (key.key == kPciKey) {
-            if (!SetWhole(payload.pci_bus_location, value)) {
-                return Refuse(*this, key, "Invalid Parameter Specified\n");
-            }
-        } else if (key.key != kCombinationKey) {
-            return Refuse(*this, key, "Invalid Parameter Specified\n");
-        } else if (!IsFilterCombination(value)) {
-            return Refuse(*this, key, "Filter combination string is invalid\n");
-        } else {
-            SetFixedText(payload.combination, value);
-        }
-    }
-    if (payload.pci_bus_location[0] == '\0' || payload.combination[0] == '\0') {
-        return Refuse(*this, "Please specify a valid PCIBusLocation and Filter Combination!\n");
-    }
-    return Fill(*this, message, kFilter, kSetCombination, &payload, sizeof(payload));
+    return BuildRequest(*this, request, message, kSetModeX4, &payload);
 }
 
 int ZwMgmt_interface::CLShowActiveComb(Client_Request_Message* /*request*/, _Message* message) {
@@ -169,21 +214,15 @@ int ZwMgmt_interface::CLGetOrSetMaxFiltersValue(Client_Request_Message* request,
     if (!get && !BeginsWith(request, "set"))
         return Refuse(*this, "Please specify a valid subcommand\n");
     _Filter rule = {};
-    bool max_given = false;
-    for (const Client_Request_Argument& key : KeysOf(request)) {
-        if (key.key != kNameKey && key.key != kMaxKey) {
-            return Refuse(*this, key, InvalidText(key).c_str());
-        }
-        if (!SetX3(*this, key, &rule)) return kRequestRefused;
-        max_given |= key.key == kMaxKey;
-    }
-    if (get && max_given) {
+    const auto keys = KeysOf(request);
+    if (const int refused = ReadArguments(*this, keys, kSizeForm, &rule)) return refused;
+    const auto is_size = [](const Client_Request_Argument& key) { return key.key == kMaxKey; };
+    if (get && std::ranges::any_of(keys, is_size)) {
         return Refuse(*this, "Subcommand GET doesn't take max filters value as an argument\n");
     }
-    if (!get && !max_given) {
-        return Refuse(*this, "Please specify the max filters value to be set\n");
-    }
-    if (!HasPlace(rule)) return Refuse(*this, kNoInterface);
+    RequestForm form = kSizeForm;
+    if (get) form.required = form.required.last(1);
+    if (const int refused = CheckRequired(*this, keys, form, &rule)) return refused;
     return Fill(*this, message, kFilter, get ? kGetMaxFilters : kSetMaxFilters, &rule,
                 sizeof(rule));
 }

@@ -1,17 +1,24 @@
-/// What there is to say of the keys of X3 rules.
+/// The keys of X3 rules.
 #pragma once
 
 #include <cstdint>
 
-#include "zwmgmt/zwmgmt_interface.h"
+#include "cli/arguments.h"
 
 namespace zwmgmt {
 
 /// The present bits that say which packets a rule is for, not what becomes of them.
 inline constexpr uint32_t kX3Criteria = 0x1FF;
+inline constexpr uint32_t kX3PrefixBit = 0x2;  // beside the address's own
+inline constexpr Rule kX3PrefixLengths = {0, 32};
 
-/// Notes a value that the rule holds otherwise than written, or that agents refuse.
-void NoteX3Value(ZwMgmt_interface& session, const Client_Request_Argument& key,
-                 const _Filter& rule);
+/// Interface name and id first, which are all that deleting takes.
+std::span<const Argument> X3Arguments();
+
+/// Beside them, what only the rule table has.
+std::span<const Argument> X3AllArguments();
+
+/// Interface name and size of its rule table.
+std::span<const Argument> X3TableArguments();
 
 }  // namespace zwmgmt

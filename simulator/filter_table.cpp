@@ -5,7 +5,7 @@
 #include <iterator>
 #include <utility>
 
-#include "adapters/chips.h"
+#include "cli/chips.h"
 #include "filters/combinations.h"
 #include "platform/address.h"
 #include "records/x3_rule.h"

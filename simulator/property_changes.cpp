@@ -14,7 +14,7 @@
 namespace zmsim {
 namespace {
 
-using zwmgmt::Property;
+using Property = zwmgmt::Argument;
 
 /// Solaris agents take some settings in bytes of their own, and report them in others.
 struct SolarisByte {
@@ -97,14 +97,6 @@ int64_t NumberIn(const char* bytes, const Property& property) {
 
 constexpr zwmgmt::Rule kOffOrOn = {0, 1};
 
-bool HasRange(const zwmgmt::Rule& rule) {
-    return rule.message != nullptr || rule.least != rule.most;
-}
-
-bool Keeps(const zwmgmt::Rule& rule, int64_t number) {
-    return !HasRange(rule) || (rule.least <= number && number <= rule.most);
-}
-
 /// Whether the bytes are a value that the property can have.
 bool IsValue(const Property& property, const char* bytes, std::span<const TextRow> bounds) {
     using zwmgmt::Form;
@@ -112,7 +104,7 @@ bool IsValue(const Property& property, const char* bytes, std::span<const TextRo
     switch (property.form) {
         case Form::kFlag:
             return AreZero(bytes + 1, property.width - 1) &&
-                   Keeps(HasRange(property.rule) ? property.rule : kOffOrOn, bytes[0] - '0');
+                   (property.rule.HasRange() ? property.rule : kOffOrOn).Allows(bytes[0] - '0');
         case Form::kText:
         case Form::kNumberText: {
             int64_t text = 0;
@@ -121,8 +113,8 @@ bool IsValue(const Property& property, const char* bytes, std::span<const TextRo
             return row == bounds.end() ||
                    (bytes[property.width - 1] == '\0' && row->least <= text && text <= row->most);
         }
-        case Form::kNumber: return Keeps(property.rule, number);
-        case Form::kLowByte: return Keeps(property.rule, number & 0xFF);
+        case Form::kNumber: return property.rule.Allows(number);
+        case Form::kLowByte: return property.rule.Allows(number & 0xFF);
         case Form::kLow16: return number <= 0xFFFF;
         case Form::kNothing: return true;
         case Form::kSpeedDuplex: {
@@ -132,8 +124,8 @@ bool IsValue(const Property& property, const char* bytes, std::span<const TextRo
                    (settings.speed_mode == 1) == (settings.fixed_speed == 0);
         }
         case Form::kAdvertise: return number != 0 && (number & ~int64_t{AllLinkModes()}) == 0;
+        default: return false;  // no form of a property
     }
-    return false;
 }
 
 std::string LinkModesText(uint32_t bits) {

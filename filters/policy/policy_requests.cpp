@@ -1,12 +1,11 @@
 /// Requests of the offload policies.
-#include <charconv>
-
+#include "cli/arguments.h"
+#include "cli/command_keys.h"
 #include "cli/handler.h"
 #include "cli/keys.h"
 #include "cli/remarks.h"
 #include "platform/file.h"
 #include "zwmgmt/policy.h"
-#include "zwmgmt/zwmgmt_interface.h"
 
 using namespace zwmgmt;
 
@@ -14,63 +13,65 @@ namespace {
 
 enum Operation : uint8_t { kAdd = 2, kModify = 3, kDelete = 4 };
 
-/// What a command asks of a request: a text is said where the key is missing, null where it need
-/// not be there.
-struct PolicyCommand {
-    Command command;
-    Operation operation;
-    const char* no_interface;
-    const char* no_id;
-    const char* no_policy;
-    bool takes_policy;
-};
-
-constexpr PolicyCommand kAddCommand = {
-    kAddPolicy,
-    kAdd,
-    "please specify IfName on which filter needs to be applied \n",
-    nullptr,
-    "please specify Policy\n",
-    true};
-constexpr PolicyCommand kModifyCommand = {
-    kModifyPolicy,
-    kModify,
-    "please specify ifname for which offload policy needs to be applied\n",
-    "please specify policy id\n",
-    "please specify offload policy\n",
-    true};
-constexpr PolicyCommand kDeleteCommand = {kDeletePolicy,
-                                          kDelete,
-                                          "please specify policy id and ifName\n",
-                                          "please specify policy id and ifName\n",
-                                          nullptr,
-                                          false};
-
-/// What the keys say.
+/// What the keys say; a policy is compiled when all of them are known.
 struct Given {
-    const char* interface_name = nullptr;
-    const Client_Request_Argument* policy = nullptr;
-    uint8_t id = 0;  // 0: not given
+    const char* interface_name;
+    const Client_Request_Argument* policy;
+    uint8_t id;  // 0: not given
 };
 
-/// Null, or what is wrong.
-const char* Take(const Client_Request_Argument& key, const PolicyCommand& row, Given* given) {
-    const std::string_view value = ValueOf(key);
-    if (key.key == TmKey("ifname")) {
-        given->interface_name = key.value;
-        if (value.size() < sizeof(_OfldPolicy::interface_name)) return nullptr;
-        return "the interface name is longer than 63 characters\n";
-    }
-    if (key.key == TmKey("policy") && row.takes_policy) {
-        given->policy = key.value != nullptr ? &key : nullptr;
-        return nullptr;
-    }
-    if (key.key != TmKey("id")) return "Invalid argument specified\n";
-    const char* end = value.data() + value.size();
-    const auto parsed = std::from_chars(value.data(), end, given->id);
-    const bool sound = parsed.ec == std::errc() && parsed.ptr == end && given->id != 0;
-    return sound ? nullptr : "Invalid Policy Index\n";
+Verdict SetInterface(ZwMgmt_interface* /*session*/, const Argument& /*row*/,
+                     const Client_Request_Argument& key, void* record) {
+    static_cast<Given*>(record)->interface_name = key.value;
+    const bool fits = ValueOf(key).size() < sizeof(_OfldPolicy::interface_name);
+    return fits ? Verdict{} : Wrong("the interface name is longer than 63 characters\n");
 }
+
+Verdict SetPolicy(ZwMgmt_interface* /*session*/, const Argument& /*row*/,
+                  const Client_Request_Argument& key, void* record) {
+    static_cast<Given*>(record)->policy = key.value != nullptr ? &key : nullptr;
+    return {};
+}
+
+constexpr const char* kInvalidId = "Invalid Policy Index\n";
+
+constexpr Argument kArguments[] = {
+    ZWMGMT_ARGUMENT(Given, "ifname", Tm, interface_name, kOther, .set = SetInterface,
+                    .takes = "a name of at most 63 characters"),
+    ZWMGMT_ARGUMENT(Given, "id", Tm, id, kNumber, .rule = {1, 255, kInvalidId},
+                    .read = Decimal<uint8_t>, .wrong = kInvalidId),
+    ZWMGMT_ARGUMENT(Given, "policy", Tm, policy, kOther, .set = SetPolicy,
+                    .takes = "a rule, or @FILE"),
+};
+
+constexpr Required kAdded[] = {
+    {TmKey("ifname"), Required::kFilled,
+     "please specify IfName on which filter needs to be applied \n"},
+    {TmKey("policy"), Required::kFilled, "please specify Policy\n"},
+};
+constexpr Required kModified[] = {
+    {TmKey("ifname"), Required::kFilled,
+     "please specify ifname for which offload policy needs to be applied\n"},
+    {TmKey("id"), Required::kFilled, "please specify policy id\n"},
+    {TmKey("policy"), Required::kFilled, "please specify offload policy\n"},
+};
+constexpr const char* kNoPolicy = "please specify policy id and ifName\n";
+constexpr Required kDeleted[] = {{TmKey("ifname"), Required::kFilled, kNoPolicy},
+                                 {TmKey("id"), Required::kFilled, kNoPolicy}};
+
+constexpr RequestForm Form(Command command, std::span<const Argument> arguments,
+                           std::span<const Required> required) {
+    return {.service = kTm,
+            .command = command,
+            .record_size = sizeof(_OfldPolicy),
+            .arguments = arguments,
+            .required = required,
+            .unknown = "Invalid argument specified\n"};
+}
+
+constexpr RequestForm kAddForm = Form(kAddPolicy, kArguments, kAdded);
+constexpr RequestForm kModifyForm = Form(kModifyPolicy, kArguments, kModified);
+constexpr RequestForm kDeleteForm = Form(kDeletePolicy, std::span(kArguments).first(2), kDeleted);
 
 /// Why a file of policies was not read, or is none.
 std::string WhyNotRead(const char* name) {
@@ -113,36 +114,38 @@ bool Compile(ZwMgmt_interface& session, FILE* stream, const Given& given, _OfldP
 }
 
 int BuildPolicy(ZwMgmt_interface& session, FILE* stream, const Client_Request_Message* request,
-                _Message* message, const PolicyCommand& row) {
-    Given given;
-    for (const Client_Request_Argument& key : KeysOf(request)) {
-        if (const char* wrong = Take(key, row, &given)) return Refuse(session, key, wrong);
-    }
-    if (given.interface_name == nullptr) return Refuse(session, row.no_interface);
-    if (row.no_id != nullptr && given.id == 0) return Refuse(session, row.no_id);
-    if (row.takes_policy && given.policy == nullptr) return Refuse(session, row.no_policy);
+                _Message* message, const RequestForm& form, Operation operation) {
+    Given given = {};
+    const auto keys = KeysOf(request);
+    if (const int refused = ReadArguments(session, keys, form, &given)) return refused;
+    if (const int refused = CheckRequired(session, keys, form, &given)) return refused;
     _OfldPolicy payload = {};
-    if (row.takes_policy && !Compile(session, stream, given, &payload)) {
+    if (given.policy != nullptr && !Compile(session, stream, given, &payload)) {
         return Refuse(session, "Invalid policy\n");
     }
     SetFixedText(payload.interface_name, given.interface_name);
-    payload.operation = row.operation;
+    payload.operation = operation;
     payload.index = given.id;
-    return Fill(session, message, kTm, row.command, &payload, sizeof(payload));
+    return Fill(session, message, form.service, form.command, &payload, sizeof(payload));
 }
 
 }  // namespace
 
+std::span<const RequestForm* const> zwmgmt::PolicyForms() {
+    static constexpr const RequestForm* kForms[] = {&kAddForm, &kModifyForm, &kDeleteForm};
+    return kForms;
+}
+
 int ZwMgmt_interface::CLAddPolicy(Client_Request_Message* request, _Message* message) {
-    return BuildPolicy(*this, output_stream, request, message, kAddCommand);
+    return BuildPolicy(*this, output_stream, request, message, kAddForm, kAdd);
 }
 
 int ZwMgmt_interface::CLModifyPolicy(Client_Request_Message* request, _Message* message) {
-    return BuildPolicy(*this, output_stream, request, message, kModifyCommand);
+    return BuildPolicy(*this, output_stream, request, message, kModifyForm, kModify);
 }
 
 int ZwMgmt_interface::CLDeletePolicy(Client_Request_Message* request, _Message* message) {
-    return BuildPolicy(*this, output_stream, request, message, kDeleteCommand);
+    return BuildPolicy(*this, output_stream, request, message, kDeleteForm, kDelete);
 }
 
 int ZwMgmt_interface::CLListPolicies(Client_Request_Message* /*request*/, _Message* message) {
