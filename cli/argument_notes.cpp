@@ -5,12 +5,14 @@
 #include <new>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cli/command_keys.h"
 #include "cli/remarks.h"
 #include "cli/routes.h"
 #include "cli/vocabulary.h"
+#include "session/agent_names.h"
 
 namespace zwmgmt {
 
@@ -23,7 +25,10 @@ struct ArgumentNotes::Parts {
 
     std::vector<Note> notes;
     bool refused = false;
+    std::string refusal;  // as the library prints it
 
+    /// Takes what building for agents of the OS gives.
+    void Build(const ZwMgmt_interface& session, Client_Request_Message* request, uint8_t os_type);
     void Take(const Client_Request_Message& request, uint8_t os_type, const Remarks& remarks);
     void NoteWarnings(const Client_Request_Message& request, const Remarks& remarks);
     void NoteUnheeded(const Client_Request_Message& request, const CommandKeys& keys,
@@ -86,6 +91,50 @@ std::string Expected(const Client_Request_Message& request, const Client_Request
     return (others_take_it ? "not for agents of this OS, which take "
                            : "not a key of this command, which takes ") +
            known;
+}
+
+/// Neither sends nor prints.
+int BuildFor(const ZwMgmt_interface& session, Client_Request_Message* request, uint8_t os_type,
+             Remarks* remarks) {
+    ZwMgmt_interface builder(session);
+    Remarks::Attach(builder, os_type, remarks);
+    _Message message = {};
+    char unused_buffer[1];
+    const int result = builder.Client_ProcessRequest(&message, request, unused_buffer, nullptr);
+    std::free(message.data);
+    return result;
+}
+
+bool IsRefusal(int result) {
+    return result == kRequestRefused || result == kInvalidCommand || result == kInvalidValue;
+}
+
+/// Whether the arguments are refused, whatever the agent's OS. (A command without a handler may be
+/// one that the agent does not support either, which it says first.)
+bool AllAreRefused(const ZwMgmt_interface& session, Client_Request_Message* request) {
+    return std::ranges::all_of(kAgentNames, [&](const AgentName& agent) {
+        Remarks remarks;
+        const int result = BuildFor(session, request, agent.os, &remarks);
+        return result == kNotForThisAgent || (IsRefusal(result) && result != kInvalidCommand);
+    });
+}
+
+bool TakesAllKeys(const Client_Request_Message& request, uint8_t os_type) {
+    if (request.arguments == nullptr) return true;
+    const CommandKeys keys = KeysOfCommand(request.command);
+    const std::span entries(request.arguments, request.argument_count);
+    return std::ranges::all_of(entries, [&](const Client_Request_Argument& entry) {
+        return entry.key == -1 || Find(keys, entry.key, os_type) != nullptr;
+    });
+}
+
+/// The OS whose agents take all the keys of the request; Linux, where it may be.
+uint8_t MostConcerned(const Client_Request_Message& request) {
+    if (TakesAllKeys(request, kLinux)) return kLinux;
+    const auto* agent = std::ranges::find_if(kAgentNames, [&](const AgentName& candidate) {
+        return TakesAllKeys(request, candidate.os);
+    });
+    return agent != std::end(kAgentNames) ? agent->os : kLinux;
 }
 
 int32_t IndexOf(const Client_Request_Message& request, const Client_Request_Argument* entry) {
@@ -152,26 +201,31 @@ void ArgumentNotes::Parts::Take(const Client_Request_Message& request, uint8_t o
     NoteUnheeded(request, keys, os_type);
 }
 
+void ArgumentNotes::Parts::Build(const ZwMgmt_interface& session, Client_Request_Message* request,
+                                 uint8_t os_type) {
+    Remarks remarks;
+    const int result = BuildFor(session, request, os_type, &remarks);
+    refused = IsRefusal(result);
+    if (result == 0 || refused) Take(*request, os_type, remarks);
+    if (refused) refusal = std::move(remarks.printed);
+}
+
 ArgumentNotes::ArgumentNotes(const ZwMgmt_interface& session,
                              Client_Request_Message* request) noexcept
     : parts(nullptr) {
     if (request == nullptr) return;
-    _Message message = {};
     try {
         parts = new Parts;
-        Remarks remarks;
-        ZwMgmt_interface builder(session);
-        Remarks::Attach(builder, &remarks);
-        char unused_buffer[1];
-        const int result = builder.Client_ProcessRequest(&message, request, unused_buffer, nullptr);
-        parts->refused =
-            result == kRequestRefused || result == kInvalidCommand || result == kInvalidValue;
-        if (result == 0 || parts->refused) parts->Take(*request, session.OsType(), remarks);
+        const bool knows_agent = session.Connected() || session.OsType() != 0;
+        if (knows_agent) {
+            parts->Build(session, request, session.OsType());
+        } else if (AllAreRefused(session, request)) {
+            parts->Build(session, request, MostConcerned(*request));
+        }
     } catch (const std::bad_alloc&) {
         delete parts;
         parts = nullptr;
     }
-    std::free(message.data);
 }
 
 ArgumentNotes::~ArgumentNotes() { delete parts; }
@@ -184,5 +238,9 @@ ArgumentNote ArgumentNotes::operator[](size_t index) const noexcept {
 }
 
 bool ArgumentNotes::Refused() const noexcept { return parts != nullptr && parts->refused; }
+
+const char* ArgumentNotes::RefusalText() const noexcept {
+    return parts != nullptr ? parts->refusal.c_str() : "";
+}
 
 }  // namespace zwmgmt

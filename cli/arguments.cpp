@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "cli/fields.h"
 #include "cli/handler.h"
 #include "cli/vocabulary.h"
+#include "records/field.h"
 
 namespace zwmgmt {
 namespace {
@@ -72,7 +72,7 @@ void Note(ZwMgmt_interface& session, const Argument& row, const Client_Request_A
     int64_t stored = *number;
     if (in_binary) {
         const FieldType type = row.is_signed ? FieldType::kSigned : FieldType::kUnsigned;
-        stored = IntegerOf(member, {row.word, 0, row.width, type, nullptr, {}, false});
+        stored = IntegerOf(member, {row.word, 0, row.width, type, {}});
     }
     const Rule& rule = row.rule;
     if (stored != *number) {

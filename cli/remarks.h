@@ -20,10 +20,15 @@ struct Remarks {
     const Client_Request_Argument* refused = nullptr;
     std::string reason;       // why, where the entry's form does not tell
     bool lacks_keys = false;  // and what was printed names none
+    std::string printed;      // what a session that sends would have printed
 
     /// Null for a session that sends.
     static Remarks* Of(ZwMgmt_interface& session) { return session.remarks; }
-    static void Attach(ZwMgmt_interface& session, Remarks* remarks) { session.remarks = remarks; }
+    /// From now on the session builds requests as for agents of this OS.
+    static void Attach(ZwMgmt_interface& session, uint8_t os_type, Remarks* remarks) {
+        session.os_type = os_type;
+        session.remarks = remarks;
+    }
 
     // What is noted is put into words only where somebody asks: a session that sends allocates
     // nothing here.

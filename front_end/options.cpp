@@ -14,9 +14,9 @@ namespace {
 constexpr char kFooter[] = R"(
 "help" lists the commands with their keys, "help SERVICE COMMAND" all that one takes.
 
-Exit status: 0 success; 1 the command failed on the agent; 2 the command line is wrong; 3 no session
-with the agent; 4 login failed; 5 the agent does not support the command; 6 not finished yet; 130
-interrupted.
+Exit status: 0 success; 1 the command failed on the agent; 2 the command line is wrong (told before
+connecting, unless the agent's OS decides); 3 no session with the agent; 4 login failed; 5 the agent
+does not support the command; 6 not finished yet; 130 interrupted.
 
 Example: korvane_zwcli --host node7 korvane listadapterprops
 )";

@@ -65,6 +65,10 @@ class Run {
 
   private:
     ExitStatus Converse(Client_Request_Message* request) {
+        // What no agent would get is told without asking one.
+        if (const zwmgmt::ArgumentNotes notes(session, request); notes.Refused()) {
+            return Refused(notes);
+        }
         ExitStatus done = Connect();
         if (done == kOk && session.LoginRequired()) done = LogIn();
         if (done == kOk) done = CheckCompatibility(*request);
@@ -179,9 +183,14 @@ class Run {
 
     ExitStatus Send(Client_Request_Message* request) {
         const zwmgmt::ArgumentNotes notes(session, request);
-        if (!notes.Refused()) SayNotes(notes);
-        const uint32_t result = Ask(request);
-        if (!notes.Refused()) return Explain(*request, result);
+        if (notes.Refused()) return Refused(notes);
+        SayNotes(notes);
+        return Explain(*request, Ask(request));
+    }
+
+    ExitStatus Refused(const zwmgmt::ArgumentNotes& notes) {
+        answer.status = zwmgmt::kRequestRefused;
+        session.PrintOutput("%s", notes.RefusalText());
         SayNotes(notes);
         return kUsage;
     }

@@ -190,3 +190,11 @@ TEST(ArgumentNotes, GoToStandardError) {
         EXPECT_EQ(run.err, err.empty() ? "" : "korvane_zwcli: " + err);
     }
 }
+
+TEST(ArgumentNotes, OfWhatNoAgentWouldGetNeedNone) {
+    for (const auto& row : Cases("unconnected")) {
+        const ProcessResult run = Zwcli(1, Words(row[0]));
+        EXPECT_EQ(run.exit_status, Number(row[1])) << row[0];
+        EXPECT_EQ(run.out, row[2]) << row[0];
+    }
+}

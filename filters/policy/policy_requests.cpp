@@ -85,9 +85,9 @@ std::string WhyNotRead(const char* name) {
 }
 
 /// The first record of a policy, which may be a file's: "@FILE".
-bool Compile(ZwMgmt_interface& session, FILE* stream, const Given& given, _OfldPolicy* policy) {
-    ParsePolicy parser(stream);
-    if (Remarks::Of(session) != nullptr) parser.PrintNothing();
+bool Compile(ZwMgmt_interface& session, const Given& given, _OfldPolicy* policy) {
+    ParsePolicy parser;
+    parser.PrintNothing();  // the session does
     std::vector<_OfldPolicy> policies;
     std::string error;
     const char* text = given.policy->value;
@@ -95,6 +95,7 @@ bool Compile(ZwMgmt_interface& session, FILE* stream, const Given& given, _OfldP
     const int failed =
         file ? parser.ParsePolicyFile(text + 1, given.interface_name, &policies, &error)
              : parser.ParsePolicyString(text, given.interface_name, &policies, &error);
+    if (failed != 0 && !error.empty()) session.PrintOutput("%s\n", error.c_str());
     if (Remarks::Of(session) != nullptr) {
         const int others = static_cast<int>(policies.size()) - 1;
         if (failed != 0) {
@@ -113,14 +114,14 @@ bool Compile(ZwMgmt_interface& session, FILE* stream, const Given& given, _OfldP
     return true;
 }
 
-int BuildPolicy(ZwMgmt_interface& session, FILE* stream, const Client_Request_Message* request,
-                _Message* message, const RequestForm& form, Operation operation) {
+int BuildPolicy(ZwMgmt_interface& session, const Client_Request_Message* request, _Message* message,
+                const RequestForm& form, Operation operation) {
     Given given = {};
     const auto keys = KeysOf(request);
     if (const int refused = ReadArguments(session, keys, form, &given)) return refused;
     if (const int refused = CheckRequired(session, keys, form, &given)) return refused;
     _OfldPolicy payload = {};
-    if (given.policy != nullptr && !Compile(session, stream, given, &payload)) {
+    if (given.policy != nullptr && !Compile(session, given, &payload)) {
         return Refuse(session, "Invalid policy\n");
     }
     SetFixedText(payload.interface_name, given.interface_name);
@@ -137,15 +138,15 @@ std::span<const RequestForm* const> zwmgmt::PolicyForms() {
 }
 
 int ZwMgmt_interface::CLAddPolicy(Client_Request_Message* request, _Message* message) {
-    return BuildPolicy(*this, output_stream, request, message, kAddForm, kAdd);
+    return BuildPolicy(*this, request, message, kAddForm, kAdd);
 }
 
 int ZwMgmt_interface::CLModifyPolicy(Client_Request_Message* request, _Message* message) {
-    return BuildPolicy(*this, output_stream, request, message, kModifyForm, kModify);
+    return BuildPolicy(*this, request, message, kModifyForm, kModify);
 }
 
 int ZwMgmt_interface::CLDeletePolicy(Client_Request_Message* request, _Message* message) {
-    return BuildPolicy(*this, output_stream, request, message, kDeleteForm, kDelete);
+    return BuildPolicy(*this, request, message, kDeleteForm, kDelete);
 }
 
 int ZwMgmt_interface::CLListPolicies(Client_Request_Message* /*request*/, _Message* message) {

@@ -31,7 +31,9 @@ struct ArgumentNote {
 /// Owns its texts, and is not copied. Without memory there are no notes.
 class ZWMGMT_API ArgumentNotes {
   public:
-    /// The session's agent OS counts; it need not be connected still. The session is left as it is.
+    /// The session's agent OS counts; it need not be connected still. Before it was, agents of
+    /// every OS count: only what all of them would be refused is, and nothing else is noted. The
+    /// session is left as it is.
     ArgumentNotes(const ZwMgmt_interface& session, Client_Request_Message* request) noexcept;
     ~ArgumentNotes();
     ArgumentNotes(const ArgumentNotes&) = delete;
@@ -44,6 +46,9 @@ class ZWMGMT_API ArgumentNotes {
 
     /// Whether Client_ProcessRequest will refuse the request by itself, without asking the agent.
     [[nodiscard]] bool Refused() const noexcept;
+
+    /// What Client_ProcessRequest prints when it refuses the request. Owned by this object.
+    [[nodiscard]] const char* RefusalText() const noexcept;
 
   private:
     struct ZWMGMT_LOCAL Parts;
