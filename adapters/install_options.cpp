@@ -395,6 +395,7 @@ void AddInstallKeys(CommandKeys* keys) {
             const uint32_t type = TypeFor(key);
             if (takes.empty() || (TypesOf(agent.os) & type) != type) return;
             keys->push_back({KeyWord(kSystem, key), key, {agent.os}, std::move(takes)});
+            if (key == kTypeKey) keys->back().need = " (required)";
         };
         // The X3 driver is not for type=all, which is the one type that some agents take.
         const bool only_all = TypesOf(agent.os) == kTypeAll;

@@ -1,5 +1,9 @@
 #include "cli/command_keys.h"
 
+#include <algorithm>
+
+#include "session/agent_names.h"
+
 namespace zwmgmt {
 namespace {
 
@@ -22,12 +26,19 @@ const char* AdaptersOf(Chips chips) {
     return "";
 }
 
+std::string NeedOf(const RequestForm& form, const Argument& row) {
+    const auto required = std::ranges::find(form.required, row.key, &Required::key);
+    if (required == form.required.end()) return "";
+    if (required->systems == OsSet::Any()) return " (required)";
+    return " (required by " + NamesOf(required->systems) + " agents)";
+}
+
 void AddKeys(const RequestForm& form, std::span<const Argument> arguments, CommandKeys* keys) {
     for (const Argument& row : arguments) {
         // A word of two keys stands for the first of them in the search.
         if (ZwMgmt_interface::CLGetKeyNo(row.word, form.service) != row.key) continue;
-        keys->push_back(
-            {row.word, row.key, row.heeded, TakenBy(row), AdaptersOf(row.chips), row.bit});
+        keys->push_back({row.word, row.key, row.heeded, TakenBy(row), AdaptersOf(row.chips),
+                         NeedOf(form, row), row.bit});
     }
 }
 
@@ -40,6 +51,7 @@ CommandKeys KeysOfCommand(uint16_t command) {
         AddKeys(*form, form->settings, &keys);
     }
     if (command == kInstall) AddInstallKeys(&keys);
+    std::ranges::stable_partition(keys, [](const CommandKey& key) { return !key.need.empty(); });
     return keys;
 }
 

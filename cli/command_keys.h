@@ -16,13 +16,14 @@ struct CommandKey {
     OsSet agents;               // that heed it
     std::string takes;          // "0 or 1"
     const char* adapters = "";  // that have it: " (X3)"
+    std::string need = {};      // " (required)"
     uint32_t bit = 0;           // of the request's mask, which other keys may share
 };
 
 using CommandKeys = std::vector<CommandKey>;
 
 /// Empty for a command that takes none, or that has no handler. One key may have several rows, for
-/// different agents.
+/// different agents; those that the command cannot do without come first.
 CommandKeys KeysOfCommand(uint16_t command);
 
 /// The requests of the families.

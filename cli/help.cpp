@@ -34,13 +34,7 @@ constexpr NoteRow kNotes[] = {
 void PrintAgents(FILE* stream, OsSet systems) {
     std::fputs("\n", stream);
     if (systems == OsSet::Any()) return;
-    const char* separator = "";
-    for (const AgentName& agent : kAgentNames) {
-        if (!systems.Has(agent.os)) continue;
-        std::fprintf(stream, "%s%s", separator, agent.name);
-        separator = ", ";
-    }
-    std::fputs(" agents:\n", stream);
+    std::fprintf(stream, "%s agents:\n", NamesOf(systems).c_str());
 }
 
 /// The keys that the same agents take stand together.
@@ -52,7 +46,8 @@ void PrintKeys(FILE* stream, const CommandKeys& keys) {
         PrintAgents(stream, agents);
         for (const CommandKey& key : keys) {
             if (!same(key)) continue;
-            std::fprintf(stream, "    %-22s %s%s\n", key.word, key.takes.c_str(), key.adapters);
+            std::fprintf(stream, "    %-22s %s%s%s\n", key.word, key.takes.c_str(), key.adapters,
+                         key.need.c_str());
         }
     }
 }
@@ -82,6 +77,7 @@ bool Print(FILE* stream, const char* const* words, size_t count) {
         for (const NoteRow& row : kNotes) {
             if (row.command == route->command) std::fputs(row.text, stream);
         }
+        std::fprintf(stream, "\nExample: %s\n", route->example);
         return true;
     }
     bool any = false;

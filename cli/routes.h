@@ -32,6 +32,7 @@ struct Route {
     void (*print)(ZwMgmt_interface& session, const void* output, _Message* message);
     const char* keys;     // as a line of help shows them
     const char* purpose;  // "lists the ports of an adapter"
+    const char* example;  // a command line that a host can be asked with
 };
 
 std::span<const Route> Routes();

@@ -1,7 +1,9 @@
 /// The agents' operating systems by name.
 #pragma once
 
-#include "zwmgmt/vocabulary.h"
+#include <string>
+
+#include "session/os_set.h"
 
 namespace zwmgmt {
 
@@ -21,6 +23,15 @@ inline const char* NameOfAgent(uint8_t os) {
         if (row.os == os) return row.name;
     }
     return nullptr;
+}
+
+/// "Windows, Linux"
+inline std::string NamesOf(OsSet systems) {
+    std::string names;
+    for (const AgentName& agent : kAgentNames) {
+        if (systems.Has(agent.os)) names += std::string(names.empty() ? "" : ", ") + agent.name;
+    }
+    return names;
 }
 
 }  // namespace zwmgmt

@@ -155,6 +155,54 @@ TEST(Help, ShowsTheKeysThatTheBuildersTakeAndNoOthers) {
     EXPECT_GT(compared, 500u);
 }
 
+TEST(Help, HasAnExampleOfEachCommandThatWorks) {
+    const std::string package_name = "KorvaneZwire-4.3.0.tar.gz";
+    const TemporaryFile package("x", "-" + package_name);
+    // The examples that come before another's, which needs what they leave behind.
+    const std::map<std::string, std::vector<std::string>> before = {
+        {"system reloaddriver", {"system loaddriver"}},
+        {"system unloaddriver", {"system loaddriver"}},
+        {"system getinstallresult", {"system install"}},
+        {"filter deletex3", {"filter addx3"}},
+        {"filter modifyx3", {"filter addx3"}},
+        {"filter listx3", {"filter addx3"}},
+        {"filter delete", {"filter add"}},
+        {"filter modify", {"filter add"}},
+        {"filter list", {"filter add"}},
+        {"tm add", {"system loaddriver"}},
+        {"tm modify", {"system loaddriver", "tm add"}},
+        {"tm delete", {"system loaddriver", "tm add"}},
+        {"tm list", {"system loaddriver", "tm add"}}};
+    const auto example_of = [&](const std::string& name) {
+        const std::string help = Zwcli(1, Words("help " + name)).out;
+        const auto pieces = Split(help, "\nExample: ");
+        EXPECT_EQ(pieces.size(), 2u) << help;
+        EXPECT_TRUE(pieces.back().starts_with(name)) << help;
+        return Words(Replaced(pieces.back(), package_name, package.Path()));
+    };
+    size_t tried = 0;
+    for (const std::string& line : Split(Zwcli(1, {"help"}).out, "\n")) {
+        const auto head = Words(line);
+        if (line.starts_with(" ") || head.size() < 2 || head[0] == "help" || head[0] == "policy" ||
+            head[0] == "not") {
+            continue;
+        }
+        const std::string name = head[0] + " " + head[1];
+        std::vector<std::string> names;
+        if (before.contains(name)) names = before.at(name);
+        names.push_back(name);
+        zmsim::ScenarioHost host(BuiltinScenario("linux"));
+        TestAgent agent(host);
+        for (const std::string& each : names) {
+            const ProcessResult run = Zwcli(agent.Port(), example_of(each));
+            EXPECT_EQ(run.exit_status, 0) << name << ": " << each << '\n' << run.out << run.err;
+            EXPECT_EQ(run.err, "") << name;
+        }
+        ++tried;
+    }
+    EXPECT_GT(tried, 30u);
+}
+
 TEST(ArgumentNotes, SayWhatIsSentOtherwiseAndWhatARefusedEntryMayBe) {
     const TemporaryFile package("x", "-KorvaneZwire");
     const TemporaryFile rule("dst port 1 => offload\n");
