@@ -6,6 +6,8 @@
 #include <span>
 
 #include "filters/combinations.h"
+#include "filters/x3_rules.h"
+#include "filters/x4_rules.h"
 #include "zwmgmt/fixed_text.h"
 #include "zwmgmt/records/driver.h"
 
@@ -31,67 +33,41 @@ bool AreZero(std::span<const uint8_t> bytes) {
 
 // --- Filter rules
 
-/// A number of a rule, judged where its present bit is set.
-struct NumberRow {
-    uint32_t bit;
-    size_t offset;
-    int64_t least;
-    int64_t most;
-};
+// What the client's rows say that agents take.
 
-constexpr NumberRow kX3Numbers[] = {
-    {0x2, offsetof(_Filter, source_prefix), 0, 32},
-    {0x4, offsetof(_Filter, source_port), 0, 65'535},
-    {0x10, offsetof(_Filter, destination_port), 0, 65'535},
-    {0x20, offsetof(_Filter, vlan_id), 1, kHighestVlan},
-    {0x40, offsetof(_Filter, vlan_priority), 0, 7},
-    {0x80, offsetof(_Filter, mac_index), 0, 15},
-    {0x100, offsetof(_Filter, protocol), 1, 4},
-    {0x200, offsetof(_Filter, queue), 0, 7},
-    {0x400, offsetof(_Filter, action), 1, 2},
-};
-constexpr uint32_t kX3Bits = 0x7FF;
-constexpr uint32_t kX3Source = 0x1;
-constexpr uint32_t kX3Prefix = 0x2;
-
-constexpr NumberRow kX4Numbers[] = {
-    {0x10000, offsetof(_FilterX4, action), 1, 4}, {0x20000, offsetof(_FilterX4, vlan_action), 1, 3},
-    {0x80000, offsetof(_FilterX4, prio), 0, 7},   {0x100000, offsetof(_FilterX4, queue), 0, 1023},
-    {0x400000, offsetof(_FilterX4, eport), 0, 7},
-};
-constexpr uint32_t kX4Bits = 0xFFF'FFFF;
-
-/// A value and mask of a rule.
-struct FieldRow {
-    uint32_t bit;
-    size_t offset;
-    int bits;
-};
-
-constexpr FieldRow kX4Fields[] = {
-    {0x1, offsetof(_FilterX4, fcoe), 1},         {0x2, offsetof(_FilterX4, port), 3},
-    {0x4, offsetof(_FilterX4, vlan), 16},        {0x8, offsetof(_FilterX4, ovlan), 16},
-    {0x10, offsetof(_FilterX4, pf), 8},          {0x20, offsetof(_FilterX4, vf), 8},
-    {0x40, offsetof(_FilterX4, tos), 8},         {0x80, offsetof(_FilterX4, protocol), 8},
-    {0x100, offsetof(_FilterX4, ethertype), 16}, {0x200, offsetof(_FilterX4, macmatch), 9},
-    {0x400, offsetof(_FilterX4, mpshittype), 3}, {0x800, offsetof(_FilterX4, fragmentation), 1},
-    {0x1000, offsetof(_FilterX4, lport), 16},    {0x2000, offsetof(_FilterX4, fport), 16},
-};
+using zwmgmt::Argument;
+using zwmgmt::Form;
 
 /// What is not given is not judged.
-template <class Number, class Rule>
-bool InRange(const Rule& rule, const NumberRow& row) {
-    const int64_t number = MemberOf<Number>(rule, row.offset);
-    return (rule.present & row.bit) == 0 || (row.least <= number && number <= row.most);
+template <class Rule>
+bool IsTaken(const Rule& rule, const Argument& row) {
+    if ((rule.present & row.bit) == 0) return true;
+    switch (row.form) {
+        case Form::kNumber:
+            return row.rule.Allows(row.is_signed ? int64_t{MemberOf<int32_t>(rule, row.offset)}
+                                                 : int64_t{MemberOf<uint32_t>(rule, row.offset)});
+        case Form::kWord:
+            return std::ranges::any_of(row.words, [&](const zwmgmt::Word& word) {
+                return word.number == MemberOf<uint32_t>(rule, row.offset);
+            });
+        case Form::kMasked: {
+            const auto field = MemberOf<FilterField>(rule, row.offset);
+            return zwmgmt::IsHeeded(row, field.value, field.mask);
+        }
+        default: return true;
+    }
 }
 
-/// A mask of all ones is what a rule without one has.
-bool Fits(const _FilterX4& rule, const FieldRow& row) {
-    if ((rule.present & row.bit) == 0) return true;
-    const auto field = MemberOf<FilterField>(rule, row.offset);
-    return field.value >> row.bits == 0 &&
-           (field.mask >> row.bits == 0 || field.mask == UINT32_MAX);
+/// Whether what was given is what the rows know, and as they say.
+template <class Rule>
+bool AreTaken(const Rule& rule, std::span<const Argument> rows, uint32_t further_bits) {
+    uint32_t bits = further_bits;
+    for (const Argument& row : rows) bits |= row.bit;
+    return (rule.present & ~bits) == 0 &&
+           std::ranges::all_of(rows, [&](const Argument& row) { return IsTaken(rule, row); });
 }
+
+constexpr uint32_t kX3Source = 0x1;
 
 /// The mask of a prefix length that the family can have, and nothing behind the address.
 bool IsPrefix(const FilterAddress& address, bool ipv6) {
@@ -173,23 +149,19 @@ bool IsHostName(std::string_view name) {
 }  // namespace
 
 bool IsSound(const _Filter& rule) {
-    const bool bare_prefix = (rule.present & (kX3Source | kX3Prefix)) == kX3Prefix;
-    return (rule.present & ~kX3Bits) == 0 && !bare_prefix &&
-           std::ranges::all_of(kX3Numbers,
-                               [&](const NumberRow& row) { return InRange<int32_t>(rule, row); });
+    const bool has_prefix = (rule.present & zwmgmt::kX3PrefixBit) != 0;
+    if (has_prefix &&
+        ((rule.present & kX3Source) == 0 || !zwmgmt::kX3PrefixLengths.Allows(rule.source_prefix))) {
+        return false;
+    }
+    return AreTaken(rule, zwmgmt::X3Arguments(), zwmgmt::kX3PrefixBit);
 }
 
 bool IsSound(const _FilterX4& rule) {
     const auto given = [&](uint32_t bit) { return (rule.present & bit) != 0; };
     const bool ipv6 = rule.address_family == 1;
-    if ((rule.present & ~kX4Bits) != 0 || rule.address_family > (given(kHasFamily) ? 1u : 0u)) {
-        return false;
-    }
-    const bool in_range =
-        std::ranges::all_of(kX4Numbers,
-                            [&](const NumberRow& row) { return InRange<uint32_t>(rule, row); }) &&
-        std::ranges::all_of(kX4Fields, [&](const FieldRow& row) { return Fits(rule, row); });
-    if (!in_range || (given(0x10000) && rule.action == 3)) return false;
+    if (rule.address_family > (given(kHasFamily) ? 1u : 0u)) return false;
+    if (!AreTaken(rule, zwmgmt::X4Arguments(), 0)) return false;
     const bool tags = given(0x20000) && rule.vlan_action != 1;
     if (tags && (rule.vlan_value < 1 || rule.vlan_value > kHighestVlan)) return false;
     const std::string_view combination = FixedText(rule.combination);
