@@ -9,24 +9,6 @@
 
 using namespace zwmgmt;
 
-namespace {
-
-/// Appends to the text what would have been printed.
-int Keep(const char* format, va_list arguments, std::string* text) {
-    va_list again;
-    va_copy(again, arguments);
-    const int length = std::vsnprintf(nullptr, 0, format, again);
-    va_end(again);
-    if (length <= 0) return length;
-    const size_t before = text->size();
-    text->resize(before + static_cast<size_t>(length) + 1);
-    std::vsnprintf(text->data() + before, static_cast<size_t>(length) + 1, format, arguments);
-    text->pop_back();
-    return length;
-}
-
-}  // namespace
-
 void ZwMgmt_interface::SetBuildListMode() { build_list_mode = true; }
 void ZwMgmt_interface::ResetBuildListMode() { build_list_mode = false; }
 
@@ -34,7 +16,7 @@ int ZwMgmt_interface::PrintOutput(const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
     const int printed =
-        remarks != nullptr ? Keep(format, arguments, &remarks->printed)
+        remarks != nullptr ? AppendPrinted(&remarks->printed, format, arguments)
         : talk != nullptr
             ? talk->Take(format, arguments)
             : std::vfprintf(output_stream != nullptr ? output_stream : stdout, format, arguments);

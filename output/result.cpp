@@ -15,17 +15,20 @@
 
 namespace zwmgmt {
 
-int Talk::Take(const char* format, va_list arguments) noexcept {
+int AppendPrinted(std::string* text, const char* format, va_list arguments) noexcept {
     va_list again;
     va_copy(again, arguments);
-    const int length = std::vsnprintf(nullptr, 0, format, arguments);
-    try {
-        std::string text(length > 0 ? static_cast<size_t>(length) + 1 : 0, '\0');
-        if (length > 0) std::vsnprintf(text.data(), text.size(), format, again);
-        if (length > 0) said.append(text, 0, static_cast<size_t>(length));
-    } catch (const std::bad_alloc&) {  // what is said is lost; the data are not
-    }
+    const int length = std::vsnprintf(nullptr, 0, format, again);
     va_end(again);
+    if (length <= 0) return length;
+    const size_t before = text->size();
+    try {
+        text->resize(before + static_cast<size_t>(length) + 1);
+    } catch (const std::bad_alloc&) {  // what is said is lost; the data are not
+        return -1;
+    }
+    std::vsnprintf(text->data() + before, static_cast<size_t>(length) + 1, format, arguments);
+    text->pop_back();
     return length;
 }
 

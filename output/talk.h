@@ -9,6 +9,9 @@
 
 namespace zwmgmt {
 
+/// Appends what printf would print; nothing without memory. Returns printf's count.
+int AppendPrinted(std::string* text, const char* format, va_list arguments) noexcept;
+
 /// As long as it lives, it takes what the session would print, and lists are handed out.
 class Talk {
   public:
@@ -26,7 +29,9 @@ class Talk {
     Talk(const Talk&) = delete;
     Talk& operator=(const Talk&) = delete;
 
-    int Take(const char* format, va_list arguments) noexcept;
+    int Take(const char* format, va_list arguments) noexcept {
+        return AppendPrinted(&said, format, arguments);
+    }
 
     /// What was said since the last call, a line each; of a line that was written over and over
     /// (a progress) its last state.
