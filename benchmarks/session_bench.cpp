@@ -20,8 +20,8 @@
 #include <memory>
 #include <vector>
 
+#include "agent/server.h"
 #include "benchmarks/table_reporter.h"
-#include "simulator/agent.h"
 #include "zwmgmt/policy.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
@@ -35,10 +35,10 @@ constexpr uint32_t kReplyLength = 100'000;
 constexpr uint32_t kRecords = 100'000;
 constexpr uint64_t kFileSize = 256u << 20;
 
-struct BenchHost : zmsim::HostModel {
+struct BenchHost : agent::HostModel {
     uint8_t OsType() const override { return kLinux; }
     uint8_t WordSize() const override { return 8; }
-    zmsim::Reply Answer(uint8_t, uint16_t opcode, std::span<const uint8_t>) override {
+    agent::Reply Answer(uint8_t, uint16_t opcode, std::span<const uint8_t>) override {
         if (opcode != kReplyOpcode) return {};
         return {.status = 0, .data = std::vector<uint8_t>(kReplyLength, 7)};
     }
@@ -52,7 +52,7 @@ struct BenchHost : zmsim::HostModel {
 /// The agent that both sides talk to.
 uint16_t AgentPort() {
     static BenchHost host;
-    static zmsim::Agent agent(host, {});
+    static agent::Server agent(host, {});
     static const bool started = [] {
         std::string error;
         return agent.Start(&error);
@@ -382,13 +382,13 @@ void Growth(const std::string& what, Body body, size_t size) {
 
 void ReplyOfSize(State& state, size_t kilobytes) {
     struct SizedHost : BenchHost {
-        zmsim::Reply Answer(uint8_t, uint16_t, std::span<const uint8_t>) override {
+        agent::Reply Answer(uint8_t, uint16_t, std::span<const uint8_t>) override {
             return {.status = 0, .data = std::vector<uint8_t>(size, 7)};
         }
         size_t size = 0;
     } host;
     host.size = kilobytes * 1000;
-    zmsim::Agent agent(host, {});
+    agent::Server agent(host, {});
     std::string error;
     std::vector<char> result(kResultBufferSize);
     ZwMgmt_interface session;

@@ -1,4 +1,4 @@
-# The front end and the simulated agent.
+# The front end, the side that answers, and the simulated agent.
 find_package(Threads REQUIRED)
 find_package(CLI11 REQUIRED)
 find_package(nlohmann_json 3.9 REQUIRED)
@@ -41,21 +41,28 @@ foreach(name ${scenario_names})
 endforeach()
 configure_file(simulator/builtin_scenarios.cpp.in ${PROJECT_BINARY_DIR}/builtin_scenarios.cpp @ONLY)
 
+add_library(zwmgmt_agent STATIC
+    agent/certificate.cpp
+    agent/client_session.cpp
+    agent/file_receiver.cpp
+    agent/local_file.cpp
+    agent/requests.cpp
+    agent/server.cpp
+    agent/wire.cpp)
+target_link_libraries(zwmgmt_agent PUBLIC zwmgmt_internal Threads::Threads)
+
 add_library(zmsim STATIC
     ${PROJECT_BINARY_DIR}/builtin_scenarios.cpp
-    simulator/agent.cpp
-    simulator/certificate.cpp
-    simulator/file_receiver.cpp
+    simulator/faulty_wire.cpp
     simulator/filter_table.cpp
     simulator/judge.cpp
-    simulator/local_file.cpp
     simulator/policy_table.cpp
     simulator/probes.cpp
     simulator/property_changes.cpp
+    simulator/refusing_host.cpp
     simulator/scenario.cpp
     simulator/scenario_host.cpp)
-target_link_libraries(zmsim PUBLIC zwmgmt_internal nlohmann_json::nlohmann_json
-                      Threads::Threads)
+target_link_libraries(zmsim PUBLIC zwmgmt_agent nlohmann_json::nlohmann_json)
 
 add_executable(korvane_zmsim simulator/main.cpp ${program_resources})
 target_link_libraries(korvane_zmsim PRIVATE zmsim zwmgmt_platform_programs CLI11::CLI11)

@@ -1,8 +1,9 @@
-/// The simulated agent's file receiver: a run of transfer records, eight bytes of input each.
+/// The agent's file receiver: a run of transfer records, eight bytes of input each.
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 
-#include "simulator/file_receiver.h"
+#include "agent/file_receiver.h"
 
 namespace {
 
@@ -33,16 +34,40 @@ FileTransferRecord RecordOf(const Seed& seed) {
     return record;
 }
 
+/// Never gets more than was announced, and all of it before the end.
+struct FileHost : zwmgmt::agent::HostModel {
+    struct Sink : zwmgmt::agent::FileSink {
+        explicit Sink(uint64_t size) : left(size) {}
+        uint32_t Take(std::span<const uint8_t> piece) override {
+            if (piece.size() > left || piece.size() > zwmgmt::kChunkSize) std::abort();
+            left -= piece.size();
+            return 0;
+        }
+        uint32_t Finish() override {
+            if (left != 0) std::abort();
+            return 0;
+        }
+        uint64_t left;
+    };
+
+    uint8_t OsType() const override { return 0; }
+    uint8_t WordSize() const override { return 8; }
+    zwmgmt::agent::Reply Answer(uint8_t, uint16_t, std::span<const uint8_t>) override { return {}; }
+    zwmgmt::agent::FileOpening OpenFile(const zwmgmt::agent::FileAnnouncement& file) override {
+        return {.status = 0, .sink = std::make_unique<Sink>(file.size)};
+    }
+};
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* input, size_t size) {
-    zmsim::FileReceiver receiver({});
+    FileHost host;
+    zwmgmt::agent::FileReceiver receiver(host);
     for (Seed seed; size >= sizeof(seed); input += sizeof(seed), size -= sizeof(seed)) {
         std::memcpy(&seed, input, sizeof(seed));
         const FileTransferRecord record = RecordOf(seed);
         const auto* bytes = reinterpret_cast<const uint8_t*>(&record);
         (void)receiver.Take({bytes, sizeof(record)});
-        (void)receiver.TakeFinished();
     }
     (void)receiver.Take({input, size});
     return 0;

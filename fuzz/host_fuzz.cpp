@@ -48,7 +48,7 @@ zmsim::Scenario BuiltinScenario(const char* os) {
 void CheckPorts(zmsim::ScenarioHost& host, std::string_view location) {
     constexpr size_t kStride = offsetof(_PortInformation, next);
     const auto* bytes = reinterpret_cast<const uint8_t*>(location.data());
-    const zmsim::Reply ports = host.Answer(kKorvane, kListPorts, {bytes, location.size()});
+    const agent::Reply ports = host.Answer(kKorvane, kListPorts, {bytes, location.size()});
     for (size_t at = 0; at + kStride <= ports.data.size(); at += kStride) {
         const auto mtu = FixedText(&ports.data[at + offsetof(_PortInformation, settings)],
                                    sizeof(PortSettings::mtu));

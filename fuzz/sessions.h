@@ -8,14 +8,14 @@
 #include <string>
 #include <vector>
 
-#include "simulator/agent.h"
+#include "agent/server.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
-struct NamelessHost : zmsim::HostModel {
+struct NamelessHost : zwmgmt::agent::HostModel {
     explicit NamelessHost(uint8_t os_code) : os(os_code) {}
     uint8_t OsType() const override { return os; }
     uint8_t WordSize() const override { return 8; }
-    zmsim::Reply Answer(uint8_t, uint16_t, std::span<const uint8_t>) override { return {}; }
+    zwmgmt::agent::Reply Answer(uint8_t, uint16_t, std::span<const uint8_t>) override { return {}; }
     uint8_t os;
 };
 
@@ -26,7 +26,7 @@ inline std::vector<std::unique_ptr<ZwMgmt_interface>> Sessions() {
     FILE* nowhere = std::fopen("/dev/null", "w");
     for (uint8_t os = 0; os <= 9; ++os) {
         NamelessHost host(os);
-        zmsim::Agent agent(host, {});
+        zwmgmt::agent::Server agent(host, {});
         std::string error;
         auto session = std::make_unique<ZwMgmt_interface>();
         if (!agent.Start(&error) || session->CLConnectToServer("127.0.0.1", "fuzz", agent.Port(),

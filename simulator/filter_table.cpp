@@ -5,18 +5,26 @@
 #include <iterator>
 #include <utility>
 
+#include "agent/replies.h"
+#include "agent/requests.h"
 #include "cli/chips.h"
 #include "filters/combinations.h"
 #include "platform/address.h"
 #include "records/x3_rule.h"
 #include "records/x4_rule.h"
 #include "simulator/judge.h"
-#include "simulator/requests.h"
 #include "zwmgmt/fixed_text.h"
 #include "zwmgmt/status.h"
 #include "zwmgmt/vocabulary.h"
 
 namespace zmsim {
+
+using agent::Failed;
+using agent::RecordReply;
+using agent::Reply;
+using agent::TextReply;
+using agent::Unpack;
+
 namespace {
 
 using zwmgmt::Chips;

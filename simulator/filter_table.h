@@ -7,11 +7,13 @@
 #include <span>
 #include <string>
 
-#include "simulator/host_model.h"
+#include "agent/host_model.h"
 #include "simulator/scenario.h"
 #include "zwmgmt/records/filter.h"
 
 namespace zmsim {
+
+namespace agent = zwmgmt::agent;
 
 class FilterTable {
   public:
@@ -19,7 +21,7 @@ class FilterTable {
     explicit FilterTable(const Scenario& host_scenario) : scenario(host_scenario) {}
 
     /// The answer to an opcode of the filter service; nothing for one that it does not know.
-    std::optional<Reply> Answer(uint16_t opcode, std::span<const uint8_t> data);
+    std::optional<agent::Reply> Answer(uint16_t opcode, std::span<const uint8_t> data);
 
   private:
     struct X3Table {
@@ -31,15 +33,15 @@ class FilterTable {
         std::string combination;
     };
 
-    Reply ChangeX3(uint16_t opcode, std::span<const uint8_t> data);
-    Reply ChangeX4(uint16_t opcode, std::span<const uint8_t> data);
-    Reply ListX3();
-    Reply ListX4(std::span<const uint8_t> data);
-    Reply MaxFilters(uint16_t opcode, std::span<const uint8_t> data);
-    Reply SetCombination(std::span<const uint8_t> data);
-    Reply ActiveCombinations();
-    Reply ListX3Adapters();
-    Reply ListX4Adapters();
+    agent::Reply ChangeX3(uint16_t opcode, std::span<const uint8_t> data);
+    agent::Reply ChangeX4(uint16_t opcode, std::span<const uint8_t> data);
+    agent::Reply ListX3();
+    agent::Reply ListX4(std::span<const uint8_t> data);
+    agent::Reply MaxFilters(uint16_t opcode, std::span<const uint8_t> data);
+    agent::Reply SetCombination(std::span<const uint8_t> data);
+    agent::Reply ActiveCombinations();
+    agent::Reply ListX3Adapters();
+    agent::Reply ListX4Adapters();
     X3Table* FindX3(std::string_view interface_name);
     X4Table* FindX4(std::string_view pci_bus_location);
 

@@ -9,7 +9,6 @@
 #include "filters/x3_rules.h"
 #include "filters/x4_rules.h"
 #include "zwmgmt/fixed_text.h"
-#include "zwmgmt/records/driver.h"
 
 namespace zmsim {
 namespace {
@@ -195,18 +194,6 @@ bool IsSound(const PingRequest& request, bool ping) {
         case zwmgmt::kPingDomain: return dotted && IsHostName(name);
         default: return false;
     }
-}
-
-std::string_view DriverNameOf(std::string_view package) {
-    return package.substr(0, package.find_first_of("-."));
-}
-
-bool IsPackageName(std::string_view name) {
-    const std::string_view driver = DriverNameOf(name);
-    const bool plain = std::ranges::all_of(name, [](char c) {
-        return static_cast<unsigned char>(c) >= ' ' && c != 0x7F && c != '/' && c != '\\';
-    });
-    return plain && !driver.empty() && driver.size() <= sizeof(DriverInfo::name);
 }
 
 }  // namespace zmsim

@@ -25,10 +25,4 @@ bool IsSound(const PingRequest& request, bool ping);
 using zwmgmt::kHighestMtu;
 using zwmgmt::kHighestVlan;
 
-/// The name of the driver that a package brings: what stands before the first "-" or ".".
-std::string_view DriverNameOf(std::string_view package);
-
-/// Whether the name stays in the folder that it is put into and gives its driver a name.
-bool IsPackageName(std::string_view name);
-
 }  // namespace zmsim

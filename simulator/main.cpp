@@ -3,11 +3,13 @@
 #include <cstdio>
 #include <map>
 
+#include "agent/local_file.h"
+#include "agent/server.h"
 #include "cli/texts.h"
 #include "platform/stop_signal.h"
 #include "platform/terminal.h"
-#include "simulator/agent.h"
-#include "simulator/local_file.h"
+#include "simulator/faulty_wire.h"
+#include "simulator/refusing_host.h"
 #include "simulator/scenario_host.h"
 #include "zwmgmt/version.h"
 
@@ -18,7 +20,9 @@ constexpr int kUsage = 2;
 constexpr size_t kLargestScenario = 4u << 20;
 
 struct Options {
-    AgentOptions agent;
+    agent::Options agent;
+    FileRefusals refusals;
+    WireFaults faults;
     std::string os = "linux";
     std::string scenario_file;
     int word_size = 0;  // 0: the scenario's
@@ -62,17 +66,16 @@ void Describe(CLI::App* app, Options* options) {
         ->check(given);
     app->add_option("--tls", options->agent.tls_version, "Speak this TLS version alone")
         ->transform(CLI::CheckedTransformer(versions));
-    app->add_option("--refuse-files", options->agent.files.refuse_announcement,
+    app->add_option("--refuse-files", options->refusals.announcement,
                     "Status to refuse every announced file with (75, 314, 315, ...)");
-    app->add_option("--refuse-chunk", options->agent.files.refuse_chunk,
-                    "Refuse the chunk of this number");
-    app->add_option("--stall-chunk", options->agent.files.stall_at_chunk,
+    app->add_option("--refuse-chunk", options->refusals.chunk, "Refuse the chunk of this number");
+    app->add_option("--stall-chunk", options->faults.stall_at_chunk,
                     "Never answer the chunk of this number");
     app->add_flag("!--no-token", options->agent.grant_token, "Grant no read-write token");
 }
 
 bool ReadPassword(const std::string& file, std::string* password, std::string* error) {
-    if (!ReadFirstLine(file, sizeof(LoginRecord::password), password, error)) return false;
+    if (!agent::ReadFirstLine(file, sizeof(LoginRecord::password), password, error)) return false;
     if (!password->empty() && password->find('\0') == password->npos) return true;
     *error = file + ": its first line is no password: " +
              (password->empty() ? "it is empty" : "it holds a NUL byte");
@@ -83,7 +86,7 @@ bool ReadPassword(const std::string& file, std::string* password, std::string* e
 bool Complete(Options* options, Scenario* scenario, std::string* error) {
     std::string json(BuiltinScenarioJson(options->os));
     if (!options->scenario_file.empty() &&
-        !ReadLocalFile(options->scenario_file, kLargestScenario, &json, error)) {
+        !agent::ReadLocalFile(options->scenario_file, kLargestScenario, &json, error)) {
         return false;
     }
     if (!ParseScenario(json, scenario, error)) {
@@ -92,7 +95,7 @@ bool Complete(Options* options, Scenario* scenario, std::string* error) {
     }
     if (options->word_size != 0) scenario->word_size = static_cast<uint8_t>(options->word_size);
     if (options->user.empty()) return true;
-    Login login{options->user, ""};
+    agent::OneUser login{options->user, ""};
     if (!ReadPassword(options->password_file, &login.password, error)) return false;
     options->agent.login = login;
     return true;
@@ -117,12 +120,14 @@ int Main(int argc, char** argv) {
 
     zwmgmt::platform::HoldStopSignals();
     ScenarioHost host(std::move(scenario));
-    Agent agent(host, options.agent);
-    if (!agent.Start(&error)) return Fail(error, 1);
-    std::printf("%d\n", agent.Port());
+    RefusingHost refusing(host, options.refusals);
+    if (options.faults.stall_at_chunk != 0) options.agent.wrap = WithFaults(options.faults);
+    agent::Server server(refusing, options.agent);
+    if (!server.Start(&error)) return Fail(error, 1);
+    std::printf("%d\n", server.Port());
     std::fflush(stdout);
     zwmgmt::platform::WaitForStop();
-    agent.Stop();
+    server.Stop();
     return 0;
 }
 

@@ -2,12 +2,17 @@
 
 #include <algorithm>
 
+#include "agent/replies.h"
+#include "agent/requests.h"
 #include "simulator/judge.h"
-#include "simulator/requests.h"
 #include "zwmgmt/vocabulary.h"
 
 namespace zmsim {
 
+using agent::Failed;
+using agent::Reply;
+
+using agent::Unpack;
 using zwmgmt::FixedText;
 
 namespace {

@@ -8,11 +8,13 @@
 #include <string>
 #include <vector>
 
-#include "simulator/host_model.h"
+#include "agent/host_model.h"
 #include "simulator/scenario.h"
 #include "zwmgmt/records/policy.h"
 
 namespace zmsim {
+
+namespace agent = zwmgmt::agent;
 
 class PolicyTable {
   public:
@@ -20,11 +22,11 @@ class PolicyTable {
     explicit PolicyTable(const Scenario& host_scenario) : scenario(host_scenario) {}
 
     /// The answer to an opcode of the tm service; nothing for one that it does not know.
-    std::optional<Reply> Answer(uint16_t opcode, std::span<const uint8_t> data);
+    std::optional<agent::Reply> Answer(uint16_t opcode, std::span<const uint8_t> data);
 
   private:
-    Reply Change(uint16_t opcode, std::span<const uint8_t> data);
-    Reply List() const;
+    agent::Reply Change(uint16_t opcode, std::span<const uint8_t> data);
+    agent::Reply List() const;
 
     const Scenario& scenario;
     std::map<std::string, std::vector<_OfldPolicy>> policies;  // by interface name

@@ -2,11 +2,18 @@
 
 #include <cstring>
 
+#include "agent/replies.h"
+#include "agent/requests.h"
 #include "simulator/judge.h"
-#include "simulator/requests.h"
 #include "zwmgmt/vocabulary.h"
 
 namespace zmsim {
+
+using agent::Failed;
+using agent::RecordReply;
+using agent::Reply;
+using agent::Unpack;
+
 namespace {
 
 constexpr uint64_t kRoundTripMs = 2;

@@ -5,20 +5,22 @@
 #include <optional>
 #include <span>
 
-#include "simulator/host_model.h"
+#include "agent/host_model.h"
 #include "zwmgmt/records/net.h"
 
 namespace zmsim {
 
+namespace agent = zwmgmt::agent;
+
 class Probes {
   public:
     /// The answer to an opcode of the net service; nothing for one that it does not know.
-    std::optional<Reply> Answer(uint16_t opcode, std::span<const uint8_t> data);
+    std::optional<agent::Reply> Answer(uint16_t opcode, std::span<const uint8_t> data);
 
   private:
-    Reply Start(uint16_t opcode, std::span<const uint8_t> data);
-    Reply PingResult() const;
-    Reply TraceRouteResult() const;
+    agent::Reply Start(uint16_t opcode, std::span<const uint8_t> data);
+    agent::Reply PingResult() const;
+    agent::Reply TraceRouteResult() const;
 
     uint16_t started = 0;  // the opcode; 0: nothing was
     bool running = false;  // until the result is asked for once

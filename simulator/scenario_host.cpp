@@ -1,17 +1,27 @@
 #include "simulator/scenario_host.h"
 
 #include <algorithm>
-#include <cstring>
+#include <memory>
 #include <utility>
 
+#include "agent/replies.h"
+#include "agent/requests.h"
 #include "simulator/judge.h"
 #include "simulator/property_changes.h"
-#include "simulator/requests.h"
 #include "zwmgmt/fixed_text.h"
 #include "zwmgmt/status.h"
 #include "zwmgmt/vocabulary.h"
 
 namespace zmsim {
+
+using agent::DriverNameIn;
+using agent::Failed;
+using agent::RecordRun;
+using agent::Reply;
+using agent::TextIn;
+using agent::TextReply;
+using agent::Unpack;
+
 namespace {
 
 using Data = std::span<const uint8_t>;
@@ -38,56 +48,8 @@ constexpr Operation kOperations[] = {
     {zwmgmt::kNet, zwmgmt::kSetMtu, &ScenarioHost::SetMtu},
 };
 
-struct Question {
-    uint8_t service;
-    uint16_t opcode;
-    bool operator==(const Question&) const = default;
-};
-
-/// What leaves the host as it is. Everything else needs the read-write token.
-constexpr Question kQuestions[] = {
-    {zwmgmt::kSystem, zwmgmt::kGetCapabilities},
-    {zwmgmt::kSystem, zwmgmt::kListDrivers},
-    {zwmgmt::kSystem, zwmgmt::kGetInstallResult},
-    {zwmgmt::kKorvane, zwmgmt::kListPorts},
-    {zwmgmt::kKorvane, zwmgmt::kGetCardStats},
-    {zwmgmt::kKorvane, zwmgmt::kGetPortStats},
-    {zwmgmt::kKorvane, zwmgmt::kListAdapterProps},
-    {zwmgmt::kFilter, zwmgmt::kListFiltersX3},
-    {zwmgmt::kFilter, zwmgmt::kListFiltersX4},
-    {zwmgmt::kFilter, zwmgmt::kGetMaxFilters},
-    {zwmgmt::kFilter, zwmgmt::kShowActiveCombination},
-    {zwmgmt::kFilter, zwmgmt::kListX3Adapters},
-    {zwmgmt::kFilter, zwmgmt::kListX4Adapters},
-    {zwmgmt::kTm, zwmgmt::kListPolicies},
-    {zwmgmt::kNet, zwmgmt::kPingResult},
-    {zwmgmt::kNet, zwmgmt::kTraceRouteResult},
-};
-
 constexpr size_t kMostDrivers = 512;
 constexpr size_t kLongestReport = 64 * 1024;  // bytes
-
-/// Ends a run of records.
-constexpr uint8_t kEndMark = 0xFF;
-
-/// A run of records as it travels. Their one pointer, the link, stays behind: so the records of
-/// agents of every word size are alike.
-class RecordRun {
-  public:
-    template <class Record>
-    void Add(const Record& record) {
-        const auto* bytes = reinterpret_cast<const uint8_t*>(&record);
-        data.insert(data.end(), bytes, bytes + offsetof(Record, next));
-    }
-
-    Reply Finish() {
-        if (!data.empty()) data.push_back(kEndMark);
-        return {.status = zwmgmt::kSuccess, .data = std::move(data)};
-    }
-
-  private:
-    std::vector<uint8_t> data;
-};
 
 /// The counters as they are; then they move on.
 Reply Read(std::vector<VqStat>* counters) {
@@ -99,18 +61,22 @@ Reply Read(std::vector<VqStat>* counters) {
     return run.Finish();
 }
 
-/// The name in a request that loads a driver, in either of its forms. False when the record says in
-/// other words than a number or "NONE" how many virtual functions there shall be.
-bool DriverNameIn(Data data, uint8_t os_type, std::string_view* name) {
-    *name = TextIn(data);
-    DriverLoadRequest request = {};
-    if (os_type != zwmgmt::kXen || !Unpack(data, &request)) return true;
-    *name = TextIn(data.first(sizeof(request.name)));
-    const std::string_view count = zwmgmt::FixedText(request.virtual_functions);
-    const bool number =
-        !count.empty() && count.find_first_not_of("0123456789") == std::string_view::npos;
-    return number || count == "NONE";
-}
+/// Keeps nothing but that a file has arrived.
+class ArrivalSink : public agent::FileSink {
+  public:
+    ArrivalSink(ScenarioHost& scenario_host, const agent::FileAnnouncement& announcement)
+        : host(scenario_host), file(announcement) {}
+
+    uint32_t Take(Data) override { return zwmgmt::kSuccess; }
+    uint32_t Finish() override {
+        host.FileArrived(file);
+        return zwmgmt::kSuccess;
+    }
+
+  private:
+    ScenarioHost& host;
+    const agent::FileAnnouncement file;
+};
 
 }  // namespace
 
@@ -129,7 +95,7 @@ Reply ScenarioHost::Answer(uint8_t service, uint16_t opcode, Data data) {
 }
 
 bool ScenarioHost::Changes(uint8_t service, uint16_t opcode) const {
-    return std::ranges::find(kQuestions, Question{service, opcode}) == std::end(kQuestions);
+    return !agent::IsQuestion(service, opcode);
 }
 
 Reply ScenarioHost::GetCapabilities(Data) {
@@ -273,9 +239,13 @@ Reply ScenarioHost::UnloadDriver(Data data) {
     return {};
 }
 
-void ScenarioHost::FileArrived(const ReceivedFile& file) {
+agent::FileOpening ScenarioHost::OpenFile(const agent::FileAnnouncement& file) {
+    return {.status = zwmgmt::kSuccess, .sink = std::make_unique<ArrivalSink>(*this, file)};
+}
+
+void ScenarioHost::FileArrived(const agent::FileAnnouncement& file) {
     const std::lock_guard guard(lock);
-    const std::string_view name = DriverNameOf(file.name);
+    const std::string_view name = agent::DriverNameOf(file.name);
     const bool known = FindDriver(name) != nullptr;
     const bool fits = known || scenario.drivers.size() < kMostDrivers;
     if (installed.size() < kLongestReport) {

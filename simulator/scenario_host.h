@@ -4,38 +4,41 @@
 #include <mutex>
 #include <string>
 
+#include "agent/host_model.h"
 #include "simulator/filter_table.h"
-#include "simulator/host_model.h"
 #include "simulator/policy_table.h"
 #include "simulator/probes.h"
 #include "simulator/scenario.h"
 
 namespace zmsim {
 
-class ScenarioHost : public HostModel {
+class ScenarioHost : public agent::HostModel {
   public:
     explicit ScenarioHost(Scenario host_scenario) : scenario(std::move(host_scenario)) {}
 
     uint8_t OsType() const override { return scenario.os_type; }
     uint8_t WordSize() const override { return scenario.word_size; }
-    Reply Answer(uint8_t service, uint16_t opcode, std::span<const uint8_t> data) override;
+    agent::Reply Answer(uint8_t service, uint16_t opcode, std::span<const uint8_t> data) override;
     bool Changes(uint8_t service, uint16_t opcode) const override;
-    void FileArrived(const ReceivedFile& file) override;
+    agent::FileOpening OpenFile(const agent::FileAnnouncement& file) override;
+
+    /// A file has been pushed, whole.
+    void FileArrived(const agent::FileAnnouncement& file);
 
     // The operations; each is called with the state locked.
-    Reply GetCapabilities(std::span<const uint8_t> data);
-    Reply ListAdapters(std::span<const uint8_t> data);
-    Reply ListPorts(std::span<const uint8_t> data);
-    Reply GetCardStatistics(std::span<const uint8_t> data);
-    Reply GetPortStatistics(std::span<const uint8_t> data);
-    Reply SetCardProperties(std::span<const uint8_t> data);
-    Reply SetPortProperties(std::span<const uint8_t> data);
-    Reply ListDrivers(std::span<const uint8_t> data);
-    Reply LoadDriver(std::span<const uint8_t> data);
-    Reply ReloadDriver(std::span<const uint8_t> data);
-    Reply UnloadDriver(std::span<const uint8_t> data);
-    Reply GetInstallResult(std::span<const uint8_t> data);
-    Reply SetMtu(std::span<const uint8_t> data);
+    agent::Reply GetCapabilities(std::span<const uint8_t> data);
+    agent::Reply ListAdapters(std::span<const uint8_t> data);
+    agent::Reply ListPorts(std::span<const uint8_t> data);
+    agent::Reply GetCardStatistics(std::span<const uint8_t> data);
+    agent::Reply GetPortStatistics(std::span<const uint8_t> data);
+    agent::Reply SetCardProperties(std::span<const uint8_t> data);
+    agent::Reply SetPortProperties(std::span<const uint8_t> data);
+    agent::Reply ListDrivers(std::span<const uint8_t> data);
+    agent::Reply LoadDriver(std::span<const uint8_t> data);
+    agent::Reply ReloadDriver(std::span<const uint8_t> data);
+    agent::Reply UnloadDriver(std::span<const uint8_t> data);
+    agent::Reply GetInstallResult(std::span<const uint8_t> data);
+    agent::Reply SetMtu(std::span<const uint8_t> data);
 
   private:
     Adapter* FindAdapter(std::string_view pci_bus_location);

@@ -5,8 +5,8 @@ using namespace testing_support;
 
 TEST(Credentials, AreUsedBeforeAsking) {
     zmsim::ScenarioHost host(BuiltinScenario("linux"));
-    zmsim::AgentOptions options;
-    options.login = {"keeper", "secret"};
+    agent::Options options;
+    options.login = agent::OneUser{"keeper", "secret"};
     TestAgent agent(host, options);
     const CredentialsHome home;
     const std::string warning =

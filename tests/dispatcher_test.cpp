@@ -11,7 +11,7 @@ TEST(Dispatcher, AllFiveEntriesAreOneRoad) {
         EXPECT_EQ(opcode, 142);
         EXPECT_TRUE(data.empty());
         ++asked;
-        return zmsim::Reply{.status = 50, .data = {}};
+        return agent::Reply{.status = 50, .data = {}};
     });
     Linked session(host);
     char* result = session.result.data();
@@ -34,7 +34,7 @@ TEST(Dispatcher, AllFiveEntriesAreOneRoad) {
 }
 
 TEST(Dispatcher, WhatIsRefusedIsNotSent) {
-    CannedHost host([](auto...) -> zmsim::Reply {
+    CannedHost host([](auto...) -> agent::Reply {
         ADD_FAILURE() << "sent";
         return {};
     });
@@ -101,7 +101,7 @@ TEST(Dispatcher, ByNumbersATimeoutComesBackAsSuccess) {
 }
 
 TEST(Dispatcher, ACommandThatTheAgentLacksIsSaidOnStandardError) {
-    CannedHost host(zmsim::Reply{.status = 412, .data = {}});
+    CannedHost host(agent::Reply{.status = 412, .data = {}});
     Linked session(host);
     testing::internal::CaptureStderr();
     EXPECT_EQ(session.Run({"korvane", "listadapterprops"}), 412);

@@ -67,10 +67,6 @@ TEST(Install, TypesFollowOsAndGeneration) {
 }
 
 TEST(Install, PushesThePackagesInOrder) {
-    struct Host : CannedHost {
-        void FileArrived(const zmsim::ReceivedFile& file) override { files.push_back(file); }
-        std::vector<zmsim::ReceivedFile> files;
-    };
     const std::string folder =
         ::testing::TempDir() + "zwmgmt-install-" + std::to_string(OwnProcessId());
     std::filesystem::create_directory(folder);
@@ -80,11 +76,10 @@ TEST(Install, PushesThePackagesInOrder) {
     for (const auto& row : Cases("pushes")) {
         const auto orders = Words(row[0]), words = Words("system install " + within(row[1])),
                    expected = Words(row[2]);
-        Host host;
-        zmsim::AgentOptions options;
-        options.files.refuse_announcement = static_cast<uint32_t>(Number(orders[0]));
-        options.files.refuse_chunk = static_cast<uint32_t>(Number(orders[1]));
-        Linked session(host, options);
+        FileHost host;
+        zmsim::RefusingHost refusing(host, {static_cast<uint32_t>(Number(orders[0])),
+                                            static_cast<uint32_t>(Number(orders[1]))});
+        Linked session(refusing);
         EXPECT_EQ(session.Run(Pointers(words)), Number(expected[0])) << row[1];
         EXPECT_EQ(+session.message.status, static_cast<uint32_t>(Number(expected[1]))) << row[1];
         EXPECT_EQ(session.Printed(), within(row[3]));
@@ -92,12 +87,12 @@ TEST(Install, PushesThePackagesInOrder) {
         session.agent.Stop();
         ASSERT_EQ(host.files.size(), std::stoul(expected[2]));
         if (host.files.size() == 2) {
-            EXPECT_EQ(host.files[0].flags, 0x205u);
-            EXPECT_EQ(host.files[0].extra, "HPC");
-            EXPECT_EQ(host.files[1].name, "OFED-2");
+            EXPECT_EQ(host.files[0].announced.flags, 0x205u);
+            EXPECT_EQ(host.files[0].announced.extra, "HPC");
+            EXPECT_EQ(host.files[1].announced.name, "OFED-2");
         } else if (host.files.size() == 1) {
-            EXPECT_EQ(host.files[0].flags, 0x1u);
-            EXPECT_EQ(host.files[0].extra, row[1].ends_with("conftype=5") ? "\x05" : "");
+            EXPECT_EQ(host.files[0].announced.flags, 0x1u);
+            EXPECT_EQ(host.files[0].announced.extra, row[1].ends_with("conftype=5") ? "\x05" : "");
         }
     }
     std::filesystem::remove_all(folder);

@@ -58,16 +58,18 @@ class FaultyAgent {
     int again = 0;  // the result of the same request once more
 
   private:
-    static zmsim::Reply Listing() {
+    static agent::Reply Listing() {
         Bytes data(kListData, 0);
         data.back() = 0xFF;
         return {.status = 0, .data = data};
     }
-    zmsim::AgentOptions Options(int tls_version) {
-        zmsim::AgentOptions options;
-        options.login = {"operator", "secret"};
+    agent::Options Options(int tls_version) {
+        agent::Options options;
+        options.login = agent::OneUser{"operator", "secret"};
         options.tls_version = tls_version;
-        options.faults = [this] { return faults; };
+        options.wrap = [this](auto wire) {
+            return std::make_unique<zmsim::FaultyWire>(std::move(wire), faults);
+        };
         return options;
     }
 

@@ -11,12 +11,6 @@ using namespace zwmgmt;
 
 namespace {
 
-/// Takes files and remembers those that arrived.
-struct FileHost : CannedHost {
-    void FileArrived(const zmsim::ReceivedFile& file) override { files.push_back(file); }
-    std::vector<zmsim::ReceivedFile> files;
-};
-
 std::string Content(size_t size) {
     std::string text(size, '\0');
     for (size_t i = 0; i < size; ++i) text[i] = static_cast<char>(i * 31 + i / 251);
@@ -45,16 +39,10 @@ std::string Progress(const TemporaryFile& file, size_t size) {
 
 TEST(FileTransfer, PushesEveryByteInChunks) {
     for (size_t size : {0u, 1u, 16383u, 16384u, 16385u, 100'000u}) {
-        Bytes received;
         std::vector<Bytes> headers;
-        zmsim::AgentOptions options;
-        options.tap = [&](auto header, auto data) {
+        agent::Options options;
+        options.tap = [&](auto header, auto) {
             headers.emplace_back(header.begin(), header.end());
-            FileTransferRecord record;
-            if (data.size() != sizeof(record)) return;
-            std::memcpy(&record, data.data(), sizeof(record));
-            received.insert(received.end(), record.chunk_data,
-                            record.chunk_data + record.chunk_length);
         };
         FileHost host;
         const std::string content = Content(size);
@@ -65,7 +53,6 @@ TEST(FileTransfer, PushesEveryByteInChunks) {
         EXPECT_TRUE(session.Connected());
         session.CLDisconnectFromServer();
         session.agent.Stop();
-        EXPECT_EQ(Bytes(content.begin(), content.end()), received) << size;
         Bytes header(26, 0);  // of every record: service 5, opcode 143, 16,695 bytes
         header[4] = 5;
         header[6] = 143;
@@ -73,8 +60,9 @@ TEST(FileTransfer, PushesEveryByteInChunks) {
         header[10] = 0x41;
         for (size_t i = 1; i + 1 < headers.size(); ++i) EXPECT_EQ(headers[i], header);
         ASSERT_EQ(host.files.size(), 1u);
-        EXPECT_EQ(host.files[0].name, BaseName(file.Path()));
-        EXPECT_EQ(host.files[0].size, size);
+        EXPECT_EQ(host.files[0].content, content);
+        EXPECT_EQ(host.files[0].announced.name, BaseName(file.Path()));
+        EXPECT_EQ(host.files[0].announced.size, size);
     }
 }
 
@@ -96,9 +84,9 @@ TEST(FileTransfer, AnnouncesWhatTheCallerGives) {
         EXPECT_EQ(session.SendFile(transfer, session.result.data()), 0);
         session.agent.Stop();
         ASSERT_EQ(host.files.size(), 1u);
-        EXPECT_EQ(host.files[0].flags, sent_flags);
-        EXPECT_EQ(host.files[0].extra, sent_extra);
-        EXPECT_EQ(host.files[0].args[0] + host.files[0].args[2], tool ? 0 : 4);
+        EXPECT_EQ(host.files[0].announced.flags, sent_flags);
+        EXPECT_EQ(host.files[0].announced.extra, sent_extra);
+        EXPECT_EQ(host.files[0].announced.args[0] + host.files[0].announced.args[2], tool ? 0 : 4);
     }
 }
 
@@ -119,11 +107,11 @@ TEST(FileTransfer, RefusesWhatCannotBeSentBeforeAnnouncingIt) {
         rows.push_back({path, "cannot send " + path + ": it is not a regular file\n"});
     }
     int announced = 0;
-    zmsim::AgentOptions options;
+    agent::Options options;
     options.tap = [&](auto, auto data) { announced += data.size() == sizeof(FileTransferRecord); };
-    options.files.refuse_announcement = 99;
     FileHost host;
-    TestAgent agent(host, options);
+    zmsim::RefusingHost refusing(host, {.announcement = 99});
+    TestAgent agent(refusing, options);
     TestSession session;
     EXPECT_EQ(session.SendFile({.path = "/etc/hostname"}, session.result.data()), 1);
     EXPECT_EQ(session.Printed(), "ERROR: no connection to the managed system!\n");
@@ -141,35 +129,35 @@ TEST(FileTransfer, RefusesWhatCannotBeSentBeforeAnnouncingIt) {
 
 TEST(FileTransfer, TheAgentsRefusalsHaveTheirWords) {
     const TemporaryFile file(Content(50'000));
-    const Table<zmsim::FileOrders, uint32_t, std::string> rows = {
-        {{.refuse_announcement = 75}, 75, "Pre-Requisites for installating driver failed\n"},
-        {{.refuse_announcement = 314}, 314, "ZM Update failed as  architecture is different\n"},
-        {{.refuse_announcement = 315},
+    const Table<zmsim::FileRefusals, uint32_t, std::string> rows = {
+        {{.announcement = 75}, 75, "Pre-Requisites for installating driver failed\n"},
+        {{.announcement = 314}, 314, "ZM Update failed as  architecture is different\n"},
+        {{.announcement = 315},
          315,
          "ZM Update failed as higher/equal  version is already installed\n"},
-        {{.refuse_announcement = 9}, 9, ""},
-        {{.refuse_chunk = 2},
+        {{.announcement = 9}, 9, ""},
+        {{.chunk = 2},
          70,
          "Completion Progress % (25%) .... \rCompletion Progress % (50%) .... \r"},
     };
-    for (const auto& [orders, status, said] : rows) {
-        zmsim::AgentOptions options;
-        options.files = orders;
+    for (const auto& [refusals, status, said] : rows) {
         FileHost host;
-        Linked session(host, options);
+        zmsim::RefusingHost refusing(host, refusals);
+        Linked session(refusing);
         EXPECT_EQ(session.SendFile({.path = file.Path().c_str()}, session.result.data()), 1);
         const std::string printed = session.Printed();
         EXPECT_EQ(printed.substr(printed.find('\n') + 1), said);
         EXPECT_EQ(session.LastStatus(), status);
         EXPECT_TRUE(session.Connected()) << "a refusal leaves the stream in step";
         EXPECT_TRUE(host.files.empty());
+        EXPECT_EQ(host.broken_off, refusals.chunk != 0);
     }
 }
 
 TEST(FileTransfer, AStallEndsTheTransferAndTheSession) {
     const TemporaryFile file(Content(50'000));
-    zmsim::AgentOptions options;
-    options.files.stall_at_chunk = 3;
+    agent::Options options;
+    options.wrap = zmsim::WithFaults({.stall_at_chunk = 3});
     FileHost host;
     Linked session(host, options);
     session.SetReceiveTimeout(3);
@@ -204,7 +192,7 @@ TEST(FileTransfer, AFileThatChangesMeanwhileIsNoSuccess) {
         {50'000, 32'768}, {50'000, 49'500}, {16'384, 16'385}, {16'380, 16'384}};
     for (const auto& [size, changed] : rows) {
         const TemporaryFile file(Content(size));
-        zmsim::AgentOptions options;
+        agent::Options options;
         options.tap = [&, to = changed](auto, auto data) {
             if (data.size() == sizeof(FileTransferRecord)) {
                 std::filesystem::resize_file(file.Path(), to);
@@ -216,11 +204,14 @@ TEST(FileTransfer, AFileThatChangesMeanwhileIsNoSuccess) {
         EXPECT_EQ(session.LastStatus(), kRequestRefused) << size;
         EXPECT_TRUE(session.Printed().ends_with("it changed or became unreadable\n"));
         EXPECT_FALSE(session.Connected());
+        session.agent.Stop();
+        EXPECT_EQ(static_cast<int>(host.files.size()) + host.broken_off, 1) << "its end is told";
     }
 }
 
 TEST(FileTransfer, TheReceiverTakesTheLargestFile) {
-    zmsim::FileReceiver receiver({});
+    CannedHost host;
+    agent::FileReceiver receiver(host);
     FileTransferRecord record = {};
     const auto take = [&] {
         return receiver.Take({reinterpret_cast<const uint8_t*>(&record), sizeof(record)});
@@ -232,9 +223,8 @@ TEST(FileTransfer, TheReceiverTakesTheLargestFile) {
     record = {};
     record.chunk_length = 16384;
     for (uint32_t number = 1; number <= 65535; ++number) {
-        EXPECT_FALSE(receiver.TakeFinished());
         record.chunk_number = static_cast<uint16_t>(number);
         ASSERT_EQ(take(), 0u) << number;
     }
-    EXPECT_TRUE(receiver.TakeFinished());
+    EXPECT_EQ(take(), 6u) << "it is whole";
 }

@@ -5,9 +5,9 @@ using namespace testing_support;
 
 namespace {
 
-zmsim::AgentOptions WithLogin() {
-    zmsim::AgentOptions options;
-    options.login = {"operator", "secret\x1aword"};
+agent::Options WithLogin() {
+    agent::Options options;
+    options.login = agent::OneUser{"operator", "secret\x1aword"};
     return options;
 }
 
@@ -69,7 +69,7 @@ TEST(FrontEnd, SaysWhatFailedWhenThereIsNoSession) {
               std::string::npos);
 
     zmsim::ScenarioHost host(BuiltinScenario("linux"));
-    zmsim::AgentOptions options;
+    agent::Options options;
     options.grant_token = false;
     TestAgent agent(host, options);
     run = Zwcli(agent.Port(), kList);
@@ -140,8 +140,8 @@ TEST(FrontEnd, LogsInWithAPasswordFromAFileOrStandardInput) {
 
 TEST(FrontEnd, AsksForThePasswordOnATerminalOnly) {
     zmsim::ScenarioHost host(BuiltinScenario("mac"));
-    zmsim::AgentOptions options;
-    options.login = {"operator", std::string(64, 'x')};
+    agent::Options options;
+    options.login = agent::OneUser{"operator", std::string(64, 'x')};
     TestAgent agent(host, options);
     ProcessResult run = Zwcli(agent.Port(), With({"--user", "operator"}));
     EXPECT_EQ(run.exit_status, 4);
@@ -262,8 +262,8 @@ TEST(FrontEnd, AFailureOnTheAgentIsAFailure) {
         CannedHost host([&](uint8_t service, uint16_t, auto) {
             Capabilities capabilities = BuiltinScenario("linux").capabilities;
             const auto* bytes = reinterpret_cast<const uint8_t*>(&capabilities);
-            return service == 5 ? zmsim::Reply{.status = 0, .data = {bytes, bytes + 33}}
-                                : zmsim::Reply{.status = status, .data = {}};
+            return service == 5 ? agent::Reply{.status = 0, .data = {bytes, bytes + 33}}
+                                : agent::Reply{.status = status, .data = {}};
         });
         TestAgent agent(host);
         const ProcessResult run = Zwcli(agent.Port(), kList);

@@ -51,7 +51,7 @@ zmsim::Scenario Ports() {
 }
 
 /// What is printed for a command by a session with this host.
-std::string Printed(zmsim::HostModel& host, const std::vector<const char*>& words, int result = 0) {
+std::string Printed(agent::HostModel& host, const std::vector<const char*>& words, int result = 0) {
     Linked session(host);
     EXPECT_EQ(session.Run(words), result);
     return session.Printed();
@@ -176,7 +176,7 @@ TEST(ListCards, NamesAreBoundedAndPrintable) {
         {"listadapters", std::string(1, '\0'), "Error: No X4/X5 Korvane Cards\n"},
     };
     for (const auto& [command, names, printed] : rows) {
-        CannedHost host(zmsim::Reply{.status = 0, .data = {names.begin(), names.end()}});
+        CannedHost host(agent::Reply{.status = 0, .data = {names.begin(), names.end()}});
         EXPECT_EQ(Printed(host, {"filter", command}), printed);
     }
 }

@@ -141,7 +141,7 @@ TEST(Net, OperationsGoOnInTheBackground) {
     EXPECT_EQ(session.Run({"korvane", "listports", pci.c_str()}), 0);
     EXPECT_NE(session.Printed().find("MTU                        : 4000\n"), std::string::npos);
 
-    CannedHost xen([](auto...) { return zmsim::Reply{}; }, kXen);
+    CannedHost xen([](auto...) { return agent::Reply{}; }, kXen);
     TestAgent xen_agent(xen);
     const ProcessResult run = Zwcli(xen_agent.Port(), {"net", "traceroute", "host=a"});
     EXPECT_EQ(run.out, "");

@@ -20,7 +20,7 @@ struct Wire {
     std::vector<Bytes> headers;
     std::vector<Bytes> bodies;
 
-    void Tap(zmsim::AgentOptions* options) {
+    void Tap(agent::Options* options) {
         options->tap = [this](auto header, auto body) {
             const std::lock_guard lock(mutex);
             headers.emplace_back(header.begin(), header.end());
@@ -53,8 +53,8 @@ template struct Opened<&ZwMgmt_interface::ReceiveTimeoutSeconds>;
 
 TEST(Session, SendsTheDocumentedBytes) {
     Wire wire;
-    zmsim::AgentOptions options;
-    options.login = {"operator", "secret"};
+    agent::Options options;
+    options.login = agent::OneUser{"operator", "secret"};
     wire.Tap(&options);
     CannedHost host;
     host.os = kWindows;
@@ -111,9 +111,8 @@ TEST(Session, LoginOutcomes) {
     };
     for (const auto& [password, rejection, status] : rows) {
         CannedHost host;
-        zmsim::AgentOptions options;
-        options.login = {"operator", "secret"};
-        options.rejection = rejection;
+        agent::Options options;
+        options.login = agent::OneUser{"operator", "secret", rejection};
         Linked session(host, options);
         session.SetPassword(password);
         EXPECT_EQ(session.CLAuthenticateUser(session.result.data()), status);
@@ -126,8 +125,8 @@ TEST(Session, LoginOutcomes) {
 }
 
 TEST(Session, SecretsAreWipedInPlace) {
-    zmsim::AgentOptions options;
-    options.login = {"the-user-of-it", "the-secret-of-it"};
+    agent::Options options;
+    options.login = agent::OneUser{"the-user-of-it", "the-secret-of-it"};
     CannedHost host;
     TestAgent agent(host, options);
     std::vector<char> result(kResultBufferSize);
@@ -165,8 +164,8 @@ TEST(Session, SecretsAreWipedInPlace) {
 TEST(Session, TextsMayFillTheirFields) {
     const std::string user(256, 'u'), password(64, 'p');
     Wire wire;
-    zmsim::AgentOptions options;
-    options.login = {user, password};
+    agent::Options options;
+    options.login = agent::OneUser{user, password};
     wire.Tap(&options);
     CannedHost host;
     TestAgent agent(host, options);
@@ -197,7 +196,7 @@ TEST(Session, WaitsAsLongAsTheRequestMayTake) {
 
 TEST(Session, NeedsTheReadWriteToken) {
     CannedHost host;
-    zmsim::AgentOptions options;
+    agent::Options options;
     options.grant_token = false;
     TestAgent agent(host, options);
     TestSession session;
@@ -212,9 +211,9 @@ TEST(Session, NeedsTheReadWriteToken) {
 TEST(Session, SpeaksBothTlsVersionsAndTakesRepliesInAnyFraming) {
     for (int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
         for (bool split : {false, true}) {
-            zmsim::AgentOptions options;
+            agent::Options options;
             options.tls_version = version;
-            options.split_replies = split;
+            options.wrap = zmsim::WithFaults({.split_replies = split});
             zmsim::ScenarioHost host(BuiltinScenario("linux"));
             Linked session(host, options);
             EXPECT_EQ(session.Run({"korvane", "listadapterprops"}), 0) << version << split;
@@ -374,7 +373,7 @@ TEST(Session, TheReceiveTimeoutHoldsWhateverTlsIsBusyWith) {
 
 TEST(Session, AReplyLargerThanTheResultBufferGoesWholeToOut) {
     const uint32_t length = kResultBufferSize + 1000;
-    CannedHost host(zmsim::Reply{.status = 0, .data = Bytes(length, 0x5A)});
+    CannedHost host(agent::Reply{.status = 0, .data = Bytes(length, 0x5A)});
     Linked session(host);
     session.result.resize(kResultBufferSize + 8, 'x');
     _Message message = {};
@@ -439,7 +438,7 @@ TEST(Session, FetchesAndKeepsTheCapabilities) {
     EXPECT_EQ(session.FetchCapabilities(session.result.data()), kSuccess);
     EXPECT_EQ(std::memcmp(&session.AgentCapabilities(), &scenario.capabilities, 33), 0);
 
-    CannedHost cut(zmsim::Reply{.status = 0, .data = Bytes(32)});
+    CannedHost cut(agent::Reply{.status = 0, .data = Bytes(32)});
     Linked other(cut);
     EXPECT_EQ(other.FetchCapabilities(other.result.data()), kReadError);
     EXPECT_TRUE(other.Connected()) << "a record that is too short leaves the stream in step";

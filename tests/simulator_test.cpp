@@ -19,7 +19,7 @@ namespace {
 /// The PEM texts of a throw-away pair.
 std::string CertificateAndKey() {
     std::string error;
-    const zmsim::TlsContext context = zmsim::MakeServerContext("", &error);
+    const agent::TlsContext context = agent::MakeServerContext("", &error);
     BIO* texts = BIO_new(BIO_s_mem());
     PEM_write_bio_X509(texts, SSL_CTX_get0_certificate(context.get()));
     PEM_write_bio_PrivateKey(texts, SSL_CTX_get0_privatekey(context.get()), nullptr, nullptr, 0,
@@ -248,7 +248,7 @@ TEST(ScenarioHost, AnswersInventoryRequests) {
         {5, 137, {}, 0, 2 * 257},        {4, 999, {}, 412, 0},
     };
     for (const auto& [service, opcode, data, status, length] : rows) {
-        const zmsim::Reply reply = host.Answer(service, opcode, data);
+        const agent::Reply reply = host.Answer(service, opcode, data);
         EXPECT_EQ(reply.status, status) << opcode;
         ASSERT_EQ(reply.data.size(), length + (length > 0)) << opcode;
         EXPECT_TRUE(length == 0 || reply.data.back() == 0xFF);
@@ -257,7 +257,7 @@ TEST(ScenarioHost, AnswersInventoryRequests) {
 
 TEST(Agent, EndsASessionThatNeverOpens) {
     CannedHost host;
-    zmsim::AgentOptions options;
+    agent::Options options;
     options.opening_limit = platform::Milliseconds(1);
     TestAgent impatient(host, options);
     AwaitEnd(RawClient(impatient.Port()).Tls());
@@ -268,8 +268,8 @@ TEST(Agent, EndsASessionThatNeverOpens) {
 
 TEST(Agent, AnswersAWrongPasswordLater) {
     CannedHost host;
-    zmsim::AgentOptions options;
-    options.login = {"operator", "secret"};
+    agent::Options options;
+    options.login = agent::OneUser{"operator", "secret"};
     options.rejection_delay = std::chrono::hours(1);
     std::promise<void> tried;
     int messages = 0;
@@ -289,7 +289,7 @@ TEST(Agent, AnswersAWrongPasswordLater) {
 
 TEST(Agent, ChangesNothingWithoutTheToken) {
     zmsim::ScenarioHost host(BuiltinScenario("linux"));
-    zmsim::AgentOptions options;
+    agent::Options options;
     options.grant_token = false;
     TestAgent agent(host, options);
     RawClient client(agent.Port());
@@ -310,7 +310,7 @@ TEST(Agent, ChangesNothingWithoutTheToken) {
 }
 
 TEST(Agent, RepliesToFilesEchoServiceOpcodeAndOs) {
-    CannedHost host([](auto...) { return zmsim::Reply{}; }, kFreeBsd);
+    CannedHost host([](auto...) { return agent::Reply{}; }, kFreeBsd);
     TestAgent agent(host);
     RawClient client(agent.Port());
     client.Open();
@@ -325,7 +325,8 @@ TEST(FileReceiver, TakesNamesThatStayInTheirFolder) {
         for (const std::string& name : names) {
             FileTransferRecord record = {};
             SetFixedText(record.file_name, name);
-            EXPECT_EQ(zmsim::FileReceiver({}).Take(BytesOf(record)), status) << name;
+            CannedHost host;
+            EXPECT_EQ(agent::FileReceiver(host).Take(BytesOf(record)), status) << name;
         }
     };
     expect({"kxgb4-1.0.tar.gz", std::string(32, 'k') + "-1", "a b\xc3\xa4"}, 0);

@@ -98,6 +98,28 @@ std::string Unhex(const std::string& digits) {
     return bytes;
 }
 
+agent::FileOpening FileHost::OpenFile(const agent::FileAnnouncement& file) {
+    struct Sink : agent::FileSink {
+        Sink(FileHost& file_host, const agent::FileAnnouncement& announced)
+            : host(file_host), file{announced, ""} {}
+        ~Sink() override { host.broken_off += !whole; }
+        uint32_t Take(std::span<const uint8_t> piece) override {
+            file.content.append(piece.begin(), piece.end());
+            return 0;
+        }
+        uint32_t Finish() override {
+            whole = true;
+            host.files.push_back(file);
+            return 0;
+        }
+
+        FileHost& host;
+        File file;
+        bool whole = false;
+    };
+    return {.status = 0, .sink = std::make_unique<Sink>(*this, file)};
+}
+
 zmsim::Scenario BuiltinScenario(const std::string& os) {
     zmsim::Scenario scenario;
     std::string error;
@@ -105,15 +127,15 @@ zmsim::Scenario BuiltinScenario(const std::string& os) {
     return scenario;
 }
 
-TestAgent::TestAgent(zmsim::HostModel& model, zmsim::AgentOptions options)
-    : agent(model, std::move(options)) {
+TestAgent::TestAgent(agent::HostModel& model, agent::Options options)
+    : server(model, std::move(options)) {
     std::string error;
-    EXPECT_TRUE(agent.Start(&error)) << error;
+    EXPECT_TRUE(server.Start(&error)) << error;
 }
 
 RawAgent::RawAgent(std::function<void(SSL*)> talk, std::function<void(SSL_CTX*)> adjust) {
     std::string error;
-    context = zmsim::MakeServerContext("", &error);
+    context = agent::MakeServerContext("", &error);
     EXPECT_TRUE(context) << error;
     adjust(context.get());
     Accept([this, talk](platform::SocketHandle socket) {
@@ -237,7 +259,7 @@ TestSession& SessionOf(int os_type) {
     static std::map<int, std::unique_ptr<TestSession>> sessions;
     auto& session = sessions[os_type];
     if (!session) {
-        CannedHost host(zmsim::Reply{}, static_cast<uint8_t>(os_type));
+        CannedHost host(agent::Reply{}, static_cast<uint8_t>(os_type));
         TestAgent agent(host);
         session = std::make_unique<TestSession>();
         EXPECT_EQ(session->Connect(agent.Port()), zwmgmt::kSuccess);
@@ -245,7 +267,7 @@ TestSession& SessionOf(int os_type) {
     return *session;
 }
 
-Told Tell(zmsim::HostModel& host, const std::vector<const char*>& words) {
+Told Tell(agent::HostModel& host, const std::vector<const char*>& words) {
     Linked session(host);
     const int result = session.Run(words);
     return {result, session.LastStatus(), session.Printed()};
@@ -258,7 +280,7 @@ Told Tell(int os_type, uint32_t status, const std::vector<const char*>& words) {
         [&](uint8_t, uint16_t opcode, auto data) {
             asked = opcode;
             sent.assign(data.begin(), data.end());
-            return zmsim::Reply{.status = status, .data = {}};
+            return agent::Reply{.status = status, .data = {}};
         },
         static_cast<uint8_t>(os_type));
     Told told = Tell(host, words);

@@ -11,12 +11,17 @@
 #include <tuple>
 #include <vector>
 
-#include "simulator/agent.h"
+#include "agent/file_receiver.h"
+#include "agent/server.h"
+#include "simulator/faulty_wire.h"
+#include "simulator/refusing_host.h"
 #include "simulator/scenario_host.h"
 #include "tests/process.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
 namespace testing_support {
+
+namespace agent = zwmgmt::agent;
 
 using Bytes = std::vector<uint8_t>;
 
@@ -39,20 +44,20 @@ std::string Replaced(std::string text, const std::string& from, const std::strin
 inline int Number(const std::string& text) { return static_cast<int>(std::stol(text, nullptr, 0)); }
 
 /// A host model whose answers the test writes.
-class CannedHost : public zmsim::HostModel {
+class CannedHost : public agent::HostModel {
   public:
-    using Answerer = std::function<zmsim::Reply(uint8_t, uint16_t, std::span<const uint8_t>)>;
+    using Answerer = std::function<agent::Reply(uint8_t, uint16_t, std::span<const uint8_t>)>;
 
     explicit CannedHost(
-        Answerer canned_answer = [](auto...) { return zmsim::Reply{}; },
+        Answerer canned_answer = [](auto...) { return agent::Reply{}; },
         uint8_t canned_os = zwmgmt::kLinux, uint8_t canned_word_size = 8)
         : answer(std::move(canned_answer)), os(canned_os), word_size(canned_word_size) {}
-    explicit CannedHost(zmsim::Reply reply, uint8_t canned_os = zwmgmt::kLinux)
+    explicit CannedHost(agent::Reply reply, uint8_t canned_os = zwmgmt::kLinux)
         : CannedHost([reply](auto...) { return reply; }, canned_os) {}
 
     uint8_t OsType() const override { return os; }
     uint8_t WordSize() const override { return word_size; }
-    zmsim::Reply Answer(uint8_t service, uint16_t opcode, std::span<const uint8_t> data) override {
+    agent::Reply Answer(uint8_t service, uint16_t opcode, std::span<const uint8_t> data) override {
         return answer(service, opcode, data);
     }
 
@@ -61,17 +66,32 @@ class CannedHost : public zmsim::HostModel {
     uint8_t word_size;
 };
 
+/// Takes files and keeps those that came whole.
+class FileHost : public CannedHost {
+  public:
+    struct File {
+        agent::FileAnnouncement announced;
+        std::string content;
+    };
+
+    using CannedHost::CannedHost;
+    agent::FileOpening OpenFile(const agent::FileAnnouncement& file) override;
+
+    std::vector<File> files;
+    int broken_off = 0;
+};
+
 zmsim::Scenario BuiltinScenario(const std::string& os);
 
 /// The simulated agent on a free port, started.
 class TestAgent {
   public:
-    explicit TestAgent(zmsim::HostModel& model, zmsim::AgentOptions options = {});
-    uint16_t Port() const { return agent.Port(); }
-    void Stop() { agent.Stop(); }
+    explicit TestAgent(agent::HostModel& model, agent::Options options = {});
+    uint16_t Port() const { return server.Port(); }
+    void Stop() { server.Stop(); }
 
   private:
-    zmsim::Agent agent;
+    agent::Server server;
 };
 
 /// Accepts one TLS client after the other on a free port and lets the test speak to each, message
@@ -88,7 +108,7 @@ class RawAgent {
   private:
     void Accept(std::function<void(zwmgmt::platform::SocketHandle)> serve);
 
-    zmsim::TlsContext context;
+    agent::TlsContext context;
     zwmgmt::platform::SocketHandle listener;
     uint16_t port = 0;
     std::atomic<bool> stopping = false;
@@ -135,7 +155,7 @@ struct WithAgent {
 };
 class Linked : public WithAgent, public TestSession {
   public:
-    explicit Linked(zmsim::HostModel& host, zmsim::AgentOptions options = {})
+    explicit Linked(agent::HostModel& host, agent::Options options = {})
         : WithAgent{TestAgent(host, std::move(options))}, TestSession(agent.Port()) {}
 };
 
@@ -151,7 +171,7 @@ struct Told {
     int opcode = 0;
     std::string sent = {};
 };
-Told Tell(zmsim::HostModel& host, const std::vector<const char*>& words);
+Told Tell(agent::HostModel& host, const std::vector<const char*>& words);
 /// The same with a canned host of this OS that answers with the status.
 Told Tell(int os_type, uint32_t status, const std::vector<const char*>& words);
 

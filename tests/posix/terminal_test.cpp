@@ -87,9 +87,9 @@ class Job {
 
 class AtATerminal : public testing::Test {
   protected:
-    static zmsim::AgentOptions WithLogin() {
-        zmsim::AgentOptions options;
-        options.login = {"operator", "secret"};
+    static agent::Options WithLogin() {
+        agent::Options options;
+        options.login = agent::OneUser{"operator", "secret"};
         return options;
     }
     std::string Command(const std::string& redirections = "") const {

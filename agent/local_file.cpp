@@ -1,4 +1,4 @@
-#include "simulator/local_file.h"
+#include "agent/local_file.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -7,10 +7,10 @@
 
 #include "platform/file.h"
 
-namespace zmsim {
+namespace zwmgmt::agent {
 namespace {
 
-using zwmgmt::platform::OpenResult;
+using platform::OpenResult;
 
 struct Closer {
     void operator()(FILE* file) const { std::fclose(file); }
@@ -19,14 +19,14 @@ using OpenFile = std::unique_ptr<FILE, Closer>;
 
 const char* ReasonOf(OpenResult result) {
     return result == OpenResult::kNotRegular ? "it is neither a file nor a pipe"
-                                             : zwmgmt::platform::WhyNot(result);
+                                             : platform::WhyNot(result);
 }
 
 /// A pipe is a file to a shell that writes <(COMMAND).
 OpenFile Open(const std::string& path, std::string* error) {
     FILE* file = nullptr;
     uint64_t size = 0;
-    OpenResult result = zwmgmt::platform::OpenRegularFile(path.c_str(), &file, &size);
+    OpenResult result = platform::OpenRegularFile(path.c_str(), &file, &size);
     std::error_code ignored;
     if (result == OpenResult::kNotRegular && std::filesystem::is_fifo(path, ignored)) {
         file = std::fopen(path.c_str(), "rb");
@@ -74,4 +74,4 @@ bool ReadFirstLine(const std::string& path, size_t most, std::string* line, std:
     return ReadBounded(path, most, true, line, error);
 }
 
-}  // namespace zmsim
+}  // namespace zwmgmt::agent

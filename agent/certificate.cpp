@@ -1,4 +1,4 @@
-#include "simulator/certificate.h"
+#include "agent/certificate.h"
 
 #include <openssl/err.h>
 #include <openssl/evp.h>
@@ -9,9 +9,9 @@
 #include <string_view>
 #include <utility>
 
-#include "simulator/local_file.h"
+#include "agent/local_file.h"
 
-namespace zmsim {
+namespace zwmgmt::agent {
 namespace {
 
 using Key = std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)>;
@@ -42,7 +42,7 @@ bool UseThrowAwayPair(SSL_CTX* context) {
     X509_gmtime_adj(X509_getm_notAfter(certificate.get()), kValidSeconds);
     X509_NAME* name = X509_get_subject_name(certificate.get());
     X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC,
-                               reinterpret_cast<const unsigned char*>("simulated agent"), -1, -1,
+                               reinterpret_cast<const unsigned char*>("management agent"), -1, -1,
                                0);
     return X509_set_issuer_name(certificate.get(), name) == 1 &&
            X509_set_pubkey(certificate.get(), key.get()) == 1 &&
@@ -114,4 +114,4 @@ TlsContext MakeServerContext(const std::string& certificate_file, std::string* e
     return context;
 }
 
-}  // namespace zmsim
+}  // namespace zwmgmt::agent

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-namespace zmsim {
+namespace zwmgmt::agent {
 
 struct FreeContext {
     void operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
@@ -18,4 +18,4 @@ using TlsContext = std::unique_ptr<SSL_CTX, FreeContext>;
 /// *error, when that fails.
 TlsContext MakeServerContext(const std::string& certificate_file, std::string* error);
 
-}  // namespace zmsim
+}  // namespace zwmgmt::agent

@@ -1,0 +1,96 @@
+#include "agent/client_session.h"
+
+#include <cstring>
+#include <vector>
+
+#include "zwmgmt/fixed_text.h"
+#include "zwmgmt/status.h"
+#include "zwmgmt/vocabulary.h"
+
+namespace zwmgmt::agent {
+namespace {
+
+constexpr uint32_t kLongestRequest = 1u << 20;
+
+}  // namespace
+
+uint32_t OneUser::operator()(const LoginRecord& login) const {
+    const bool right = FixedText(login.user_name) == user && FixedText(login.password) == password;
+    return right ? uint32_t{kSuccess} : rejection;
+}
+
+bool ClientSession::ServeOne() {
+    const uint32_t longest = opened ? kLongestRequest : uint32_t{sizeof(LoginRecord)};
+    const auto deadline = Clock::now() + (opened ? kIdleLimit : options.opening_limit);
+    _Message header = {};
+    const std::span header_bytes(reinterpret_cast<uint8_t*>(&header), kHeaderSize);
+    if (!wire.Read(header_bytes, deadline) || header.data_length > longest) return false;
+    std::vector<uint8_t> data(header.data_length);
+    if (!wire.Read(data, deadline)) return false;
+    if (options.tap) options.tap(header_bytes, data);
+    if (header.service == kSession) return ServeControl(header, data);
+    if (!opened) return false;
+    if (login_pending) return Send(AnswerTo(header, kLoginRejected));
+    if (!options.grant_token && model.Changes(header.service, header.opcode)) {
+        return Send(AnswerTo(header, kNoReadWriteToken));
+    }
+    if (header.service == kSystem && header.opcode == kInstall) {
+        return Send(AnswerTo(header, files.Take(data)));
+    }
+    return ServeRequest(header, data);
+}
+
+bool ClientSession::ServeControl(const _Message& header, Data data) {
+    LoginRecord record = {};
+    if (header.opcode == kLogoutOpcode || data.size() != sizeof(record)) return false;
+    std::memcpy(&record, data.data(), sizeof(record));
+    return opened ? ServeLogin(record) : ServeOpening();
+}
+
+bool ClientSession::ServeOpening() {
+    opened = true;
+    login_pending = options.login != nullptr;
+    _Message reply = {};
+    reply.os_type = model.OsType();
+    reply.word_size = model.WordSize();
+    reply.rw_token = options.grant_token;
+    reply.opcode = login_pending;
+    return Send(reply);
+}
+
+bool ClientSession::ServeLogin(const LoginRecord& record) {
+    _Message reply = {};
+    reply.status = options.login ? options.login(record) : uint32_t{kLoginRejected};
+    if (reply.status == kSuccess) {
+        login_pending = false;
+    } else if (!wire.Pause(options.rejection_delay)) {
+        return false;
+    }
+    return Send(reply);
+}
+
+bool ClientSession::ServeRequest(const _Message& request, Data data) {
+    const Reply reply = model.Answer(request.service, request.opcode, data);
+    _Message answer = AnswerTo(request, reply.status);
+    if (reply.status != kSuccess) return Send(answer);
+    answer.data_length = static_cast<uint32_t>(reply.data.size());
+    return Send(answer, reply.data);
+}
+
+_Message ClientSession::AnswerTo(const _Message& request, uint32_t status) const {
+    _Message answer = {};
+    answer.os_type = model.OsType();
+    answer.service = request.service;
+    answer.opcode = request.opcode;
+    answer.status = status;
+    return answer;
+}
+
+bool ClientSession::Send(const _Message& header, Data data) {
+    const auto* bytes = reinterpret_cast<const uint8_t*>(&header);
+    std::vector<uint8_t> message(bytes, bytes + kHeaderSize);
+    message.insert(message.end(), data.begin(), data.end());
+    return wire.Write(message);
+}
+
+}  // namespace zwmgmt::agent

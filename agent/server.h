@@ -1,0 +1,58 @@
+/// The wire half of an agent: accepts TLS, frames messages, answers opening, login and logout,
+/// takes files, and hands every other request to the host model. It knows no command.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <list>
+#include <stop_token>
+#include <string>
+#include <thread>
+
+#include "agent/certificate.h"
+#include "agent/host_model.h"
+#include "agent/options.h"
+#include "platform/socket.h"
+
+namespace zwmgmt::agent {
+
+class Server {
+  public:
+    /// The model outlives the server.
+    Server(HostModel& host_model, Options agent_options);
+    ~Server();
+    Server(const Server&) = delete;
+    Server& operator=(const Server&) = delete;
+
+    /// Begins to serve in threads of its own; false with the reason in *error.
+    bool Start(std::string* error);
+
+    /// The port that is listened on, once started.
+    uint16_t Port() const { return options.port; }
+
+    /// Ends every client and returns when no thread is left.
+    void Stop();
+
+  private:
+    struct Client {
+        platform::SocketHandle socket = platform::kNoSocket;
+        std::atomic<bool> done = false;
+        std::thread thread;
+    };
+
+    void AcceptClients();
+    void Serve(Client* client);
+    void Converse(platform::SocketHandle socket);
+    void ReapClients(bool all);
+
+    HostModel& model;
+    Options options;
+    TlsContext context;
+    bool sockets_started = false;
+    platform::SocketHandle listener = platform::kNoSocket;
+    std::stop_source stopping;
+    std::thread acceptor;
+    std::list<Client> clients;  // touched by the acceptor alone while it runs
+};
+
+}  // namespace zwmgmt::agent
