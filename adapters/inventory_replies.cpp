@@ -1,6 +1,5 @@
 /// Printers of adapters, counters and drivers. Which lines an agent's OS and an adapter's chip call
 /// for is in the block tables; the lines themselves are in the field tables.
-#include <algorithm>
 #include <span>
 
 #include "adapters/results.h"
@@ -224,41 +223,4 @@ void ZwMgmt_interface::GetKorvaneDriverDetailsResponse(const DriverInfo* drivers
     for (const DriverInfo* driver = drivers; driver != nullptr; driver = driver->next) {
         for (const Line& line : kDriverLines) PrintLine(*this, driver, line);
     }
-}
-
-namespace {
-
-/// The cards of one chip generation: one text, a name a line.
-struct CardNames {
-    const char* heading;
-    const char* none;
-};
-
-constexpr CardNames kX3Names = {"\nX3 Interface names:\n------------------------\n",
-                                "Error: No X3 Korvane Cards\n"};
-constexpr CardNames kX4Names = {"\nCard PCI Bus Locations\n--------------------------------\n",
-                                "Error: No X4/X5 Korvane Cards\n"};
-
-constexpr size_t kLongestNames = 63;
-
-void PrintNames(ZwMgmt_interface& session, const CardNames& cards, const void* data,
-                const _Message& message) {
-    if (message.status != kSuccess) {
-        session.PrintOutput("Command failed\n");
-        return;
-    }
-    const size_t length = data != nullptr ? message.data_length : 0;
-    const std::string_view names = FixedText(data, std::min(length, kLongestNames));
-    session.PrintOutput("%s", names.empty() ? cards.none : cards.heading);
-    PrintLines(session, names);
-}
-
-}  // namespace
-
-void ZwMgmt_interface::GetListX3Interfaces(const void* data, _Message* message) {
-    PrintNames(*this, kX3Names, data, *message);
-}
-
-void ZwMgmt_interface::GetListX4Interfaces(const void* data, _Message* message) {
-    PrintNames(*this, kX4Names, data, *message);
 }

@@ -90,14 +90,6 @@ int ZwMgmt_interface::CLGetKorvaneDriverDetails(Client_Request_Message* /*reques
     return Fill(*this, message, kSystem, kListDrivers);
 }
 
-int ZwMgmt_interface::CLListX3Adapters(Client_Request_Message* /*request*/, _Message* message) {
-    return Fill(*this, message, kFilter, kListX3Adapters);
-}
-
-int ZwMgmt_interface::CLListX4Adapters(Client_Request_Message* /*request*/, _Message* message) {
-    return Fill(*this, message, kFilter, kListX4Adapters);
-}
-
 int ZwMgmt_interface::CLGetKorvaneAdapterPorts(Client_Request_Message* request, _Message* message) {
     return AskAboutCard(*this, request, message, kPortsForm);
 }

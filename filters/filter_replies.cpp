@@ -1,4 +1,5 @@
 /// Printers of the filter service.
+#include <algorithm>
 #include <cinttypes>
 
 #include "cli/outcomes.h"
@@ -149,6 +150,31 @@ std::string_view DataOf(const void* data, const _Message& message) {
     return {static_cast<const char*>(data), data != nullptr ? message.data_length : 0};
 }
 
+/// The cards of one chip generation: one text, a name a line.
+struct CardNames {
+    const char* heading;
+    const char* none;
+};
+
+constexpr CardNames kX3Names = {"\nX3 Interface names:\n------------------------\n",
+                                "Error: No X3 Korvane Cards\n"};
+constexpr CardNames kX4Names = {"\nCard PCI Bus Locations\n--------------------------------\n",
+                                "Error: No X4/X5 Korvane Cards\n"};
+
+constexpr size_t kLongestNames = 63;
+
+void PrintNames(ZwMgmt_interface& session, const CardNames& cards, const void* data,
+                const _Message& message) {
+    if (message.status != kSuccess) {
+        session.PrintOutput(kFailed);
+        return;
+    }
+    const size_t length = data != nullptr ? message.data_length : 0;
+    const std::string_view names = FixedText(data, std::min(length, kLongestNames));
+    session.PrintOutput("%s", names.empty() ? cards.none : cards.heading);
+    PrintLines(session, names);
+}
+
 }  // namespace
 
 void ZwMgmt_interface::GetAddFilterResponse(_Message* message) {
@@ -221,4 +247,12 @@ void ZwMgmt_interface::GetMaxFiltersResponse(const void* value, _Message* messag
         }
         PrintOutput("Max no of filters : %d\n", max);
     }
+}
+
+void ZwMgmt_interface::GetListX3Interfaces(const void* data, _Message* message) {
+    PrintNames(*this, kX3Names, data, *message);
+}
+
+void ZwMgmt_interface::GetListX4Interfaces(const void* data, _Message* message) {
+    PrintNames(*this, kX4Names, data, *message);
 }

@@ -235,3 +235,11 @@ int ZwMgmt_interface::CLPrintX4Comb(Client_Request_Message* /*request*/, _Messag
     }
     return 0;
 }
+
+int ZwMgmt_interface::CLListX3Adapters(Client_Request_Message* /*request*/, _Message* message) {
+    return Fill(*this, message, kFilter, kListX3Adapters);
+}
+
+int ZwMgmt_interface::CLListX4Adapters(Client_Request_Message* /*request*/, _Message* message) {
+    return Fill(*this, message, kFilter, kListX4Adapters);
+}
