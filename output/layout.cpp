@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
-#include "cli/texts.h"
+#include "output/characters.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
 namespace zwmgmt {
