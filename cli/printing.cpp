@@ -2,12 +2,52 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <new>
 
 #include "cli/remarks.h"
 #include "cli/routes.h"
-#include "output/talk.h"
+#include "cli/talk.h"
+#include "output/lines.h"
 
 using namespace zwmgmt;
+
+int zwmgmt::AppendPrinted(std::string* text, const char* format, va_list arguments) noexcept {
+    va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(nullptr, 0, format, again);
+    va_end(again);
+    if (length <= 0) return length;
+    const size_t before = text->size();
+    try {
+        text->resize(before + static_cast<size_t>(length) + 1);
+    } catch (const std::bad_alloc&) {  // what is said is lost; the data are not
+        return -1;
+    }
+    std::vsnprintf(text->data() + before, static_cast<size_t>(length) + 1, format, arguments);
+    text->pop_back();
+    return length;
+}
+
+std::vector<std::string> Talk::Lines() {
+    std::vector<std::string> lines;
+    ForEachPiece(said, '\n', [&](std::string_view line) {
+        while (line.ends_with('\r')) line.remove_suffix(1);
+        line.remove_prefix(line.rfind('\r') + 1);
+        while (line.ends_with(' ')) line.remove_suffix(1);
+        if (!line.empty()) lines.emplace_back(line);
+    });
+    said.clear();
+    return lines;
+}
+
+std::string Talk::OutcomeOf(void* data, const Client_Request_Message& request, _Message* message) {
+    session.build_list_mode = false;
+    session.CLPrint(data, request.command, message);
+    session.build_list_mode = true;
+    std::string text;
+    for (const std::string& line : Lines()) text.append(text.empty() ? "" : "\n").append(line);
+    return text;
+}
 
 void ZwMgmt_interface::SetBuildListMode() { build_list_mode = true; }
 void ZwMgmt_interface::ResetBuildListMode() { build_list_mode = false; }

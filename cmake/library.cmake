@@ -22,11 +22,12 @@ set(library_sources
     adapters/property_requests.cpp
     adapters/property_tables.cpp
     adapters/status_replies.cpp
+    api/descriptions.cpp
+    api/result.cpp
     cli/argument_notes.cpp
     cli/arguments.cpp
     cli/command_keys.cpp
     cli/command_words.cpp
-    cli/descriptions.cpp
     cli/dispatcher.cpp
     cli/help.cpp
     cli/offer.cpp
@@ -58,7 +59,6 @@ set(library_sources
     output/layout.cpp
     output/records.cpp
     output/render.cpp
-    output/result.cpp
     output/value.cpp
     platform/socket.cpp
     platform/${platform_folder}/address.cpp

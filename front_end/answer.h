@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "api/result_parts.h"
 #include "front_end/exit_status.h"
 #include "front_end/options.h"
-#include "output/result_parts.h"
 
 namespace zwcli {
 

@@ -8,9 +8,9 @@
 #include <utility>
 #include <vector>
 
+#include "cli/talk.h"
 #include "front_end/exit_status.h"
 #include "front_end/say.h"
-#include "output/talk.h"
 #include "zwmgmt/argument_notes.h"
 #include "zwmgmt/zwmgmt_interface.h"
 

@@ -2,7 +2,7 @@
 
 #include <charconv>
 
-#include "cli/texts.h"
+#include "output/characters.h"
 
 namespace zwmgmt {
 namespace {

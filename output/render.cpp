@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
-#include "cli/texts.h"
+#include "output/characters.h"
 
 namespace zwmgmt {
 namespace {

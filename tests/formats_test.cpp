@@ -26,9 +26,9 @@ Bytes Drivers(const std::vector<std::string>& descriptions, const Bytes& rest = 
     return run;
 }
 
-zmsim::Reply ReplyOf(Bytes data) { return {.status = kSuccess, .data = std::move(data)}; }
+agent::Reply ReplyOf(Bytes data) { return {.status = kSuccess, .data = std::move(data)}; }
 
-std::string Rendered(const zmsim::Reply& reply, ResultFormat format) {
+std::string Rendered(const agent::Reply& reply, ResultFormat format) {
     CannedHost host(reply);
     Linked session(host);
     const char* words[] = {"system", "listdrivers"};
@@ -56,7 +56,7 @@ TEST(Formats, HostileTextsStayTextsInEveryFormat) {
         {std::string(128, 'd'), std::string(128, 'd'), std::string(128, 'd')},
     };
     for (const auto& [bytes, in_json, in_csv] : rows) {
-        const zmsim::Reply reply = ReplyOf(Drivers({bytes}));
+        const agent::Reply reply = ReplyOf(Drivers({bytes}));
         EXPECT_EQ(
             Rendered(reply, ResultFormat::kJsonLine),
             R"([{"name":")" + name + R"(","description":")" + in_json + "\",\"loaded\":true}]\n");
