@@ -151,7 +151,7 @@ TEST(CommandWords, ComplainAboutTheWordAndNameTheNearest) {
     for (const auto& [words, error] : rows) {
         CommandWords command(words.data(), words.size());
         EXPECT_EQ(command.Request(), nullptr);
-        EXPECT_TRUE(std::string(command.Error()).starts_with(error)) << command.Error();
+        EXPECT_STREQ(command.Error(), error);
     }
     CommandWords nothing(nullptr, 0);
     EXPECT_TRUE(std::string(nothing.Error()).starts_with("missing service; known: net, korvane, "));
