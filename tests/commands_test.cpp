@@ -44,6 +44,17 @@ TEST(Commands, StatusesHaveTheirTexts) {
     }
 }
 
+TEST(Commands, AreCarriedOutByTheAgent) {
+    std::unique_ptr<zmsim::ScenarioHost> host;
+    for (const auto& row : Cases("conversations")) {
+        if (row[0] != "+") host = std::make_unique<zmsim::ScenarioHost>(BuiltinScenario(row[0]));
+        const auto words = Words(row[1]);
+        const Told told = Tell(*host, Pointers(words));
+        EXPECT_EQ(told.status, static_cast<uint32_t>(Number(row[2]))) << row[1];
+        EXPECT_EQ(told.printed, row[3]) << row[1];
+    }
+}
+
 TEST(Statuses, HaveTheirTexts) {
     for (const auto& row : Cases("statuses")) {
         EXPECT_EQ(zwmgmt::StatusText(static_cast<uint32_t>(Number(row[0]))), row[1]) << row[0];

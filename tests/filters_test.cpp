@@ -1,5 +1,5 @@
-/// Filter rules: what keys become, what is refused, what is printed, and rules on the simulated
-/// agent. The tables of keys were written down apart from those of the code.
+/// Filter rules: what keys become, what is refused, what is printed. The tables of keys were
+/// written down apart from those of the code.
 #include <cstring>
 
 #include "filters/combinations.h"
@@ -148,47 +148,4 @@ TEST(FilterReplies, ListingsAreBoundedByTheReply) {
     reply.data_length = 4;
     session.GetMaxFiltersResponse(&max, &reply);
     EXPECT_EQ(session.Printed(), "Max no of filters : -7\n");
-}
-
-TEST(Filters, RulesAreKeptByTheAgent) {
-    zmsim::ScenarioHost host(BuiltinScenario("linux"));
-    Linked session(host);
-    const auto say = [&](std::vector<const char*> words) {
-        words.insert(words.begin(), "filter");
-        EXPECT_EQ(session.Run(words), 0) << words[1];
-        return session.Printed();
-    };
-    const auto lists = [&](const std::string& listing, const char* line) {
-        EXPECT_NE(listing.find(line), std::string::npos) << listing;
-    };
-    const char* done = "Successful\n";
-    EXPECT_EQ(say({"addx3", "ifname=eth2", "id=2", "sip=10.1.0.0/16", "proto=udp"}), done);
-    EXPECT_EQ(say({"addx3", "ifname=eth2", "id=2"}), "Invalid FilterId\n");
-    EXPECT_EQ(say({"addx3", "ifname=eth3", "queue=1"}), done);
-    EXPECT_EQ(say({"modifyx3", "ifname=eth2", "id=2", "action=drop"}), done);
-    lists(say({"listx3"}),
-          "eth2       2    10.1.0.0/16        -               -     -     -      -    -   UDP   "
-          "DROP   -\n");
-    lists(say({"listx3"}), "eth3       1    ");
-    EXPECT_EQ(say({"deletex3", "ifname=eth3", "id=1"}), done);
-    EXPECT_EQ(say({"deletex3", "ifname=eth2", "id=2"}), done);
-    EXPECT_EQ(say({"listx3"}), "There are no filters to list...!\n");
-    EXPECT_EQ(say({"addx3", "ifname=eth4"}), "Command failed\n") << "of an X4 adapter";
-
-    const char* pci = "pci=0000:05:00.4";
-    EXPECT_EQ(say({"add", pci, "id=8", "type=ipv6", "lip=fe80::1/64", "tos=4:0xf"}), done);
-    EXPECT_EQ(say({"add", pci, "fip=10.0.0.0/9", "smac=001122334455"}), done);
-    EXPECT_EQ(say({"add", pci, "id=1"}), "Invalid FilterId\n");
-    EXPECT_EQ(say({"modify", pci, "id=1", "x4queue=3"}), done);
-    EXPECT_EQ(say({"list", pci, "show=all"}),
-              "Filter id 1\n    fip: 10.0.0.0/9\n    queue: 3\n    smac: 001122334455\n\n"
-              "Filter id 8\n    ipv6: 1\n    tos: 0x4:0xf\n    lip: fe80::1/64\n\n");
-    EXPECT_EQ(say({"delete", pci, "id=8"}), done);
-    EXPECT_EQ(say({"delete", pci, "id=8"}),
-              "Invalid FilterId -- Filter rule can deleted for existing id.\n");
-    EXPECT_EQ(say({"setcomb", pci, "comb=ethertype, vlan, port"}), done);
-    lists(say({"showactivecomb"}), "0000:05:00.4: ethertype, vlan, port\n");
-    EXPECT_EQ(session.Run({"system", "loaddriver", "drvname=x4_tom"}), 0);
-    EXPECT_EQ(session.Printed(), done);
-    EXPECT_EQ(say({"list", pci, "show=all"}), "Error: x4_tom loaded. Cannot list filter...!\n");
 }
