@@ -42,12 +42,16 @@ std::string TextAt(const Bytes& bytes, size_t offset, size_t width) {
 const Capabilities kNoCapabilities = {};
 
 uint32_t TimeoutOf(const ZwMgmt_interface& session);
+uint32_t Read(ZwMgmt_interface& session, uint8_t* bytes, uint32_t length);
 /// Lets this test ask what is private.
-template <auto Member>
+template <auto Timeout, auto GetData>
 struct Opened {
-    friend uint32_t TimeoutOf(const ZwMgmt_interface& session) { return (session.*Member)(); }
+    friend uint32_t TimeoutOf(const ZwMgmt_interface& session) { return (session.*Timeout)(); }
+    friend uint32_t Read(ZwMgmt_interface& session, uint8_t* bytes, uint32_t length) {
+        return (session.*GetData)(bytes, length);
+    }
 };
-template struct Opened<&ZwMgmt_interface::ReceiveTimeoutSeconds>;
+template struct Opened<&ZwMgmt_interface::ReceiveTimeoutSeconds, &ZwMgmt_interface::CLGetData>;
 
 }  // namespace
 
@@ -413,6 +417,17 @@ TEST(Session, AFailedReplyHasNoDataWhateverItsLength) {
     EXPECT_EQ(+session.LastReplyHeader().data_length, 50u);
     EXPECT_EQ(session.Run({"korvane", "listadapterprops"}), 0) << "the exchange is complete";
     EXPECT_EQ(session.result, std::vector<char>(kResultBufferSize, 0));
+}
+
+TEST(Session, WhatDoesNotArriveReadsAsEndMarks) {
+    RawAgent agent([](SSL* ssl) {
+        AcceptOpening(ssl);
+        WriteTo(ssl, {1, 2});
+    });
+    TestSession session(agent.Port());
+    Bytes bytes(5, 7);
+    EXPECT_EQ(Read(session, bytes.data(), 4), 2u);
+    EXPECT_EQ(bytes, Bytes({1, 2, 0xFF, 0xFF, 7}));
 }
 
 TEST(Session, APeerThatGoesWhileWeWriteIsAStatus) {

@@ -1,0 +1,70 @@
+/// What the machine tells of itself, and what stays behind on it.
+#include "platform/host.h"
+
+#include <pthread.h>
+#include <stdlib.h>
+
+#include <algorithm>
+
+#include "tests/support.h"
+
+using namespace testing_support;
+using namespace zwmgmt;
+
+TEST(Host, PathsAreWholeOrNone) {
+    char path[4096];
+    for (const auto path_of : {platform::CredentialsPath, platform::CertificatePath}) {
+        ASSERT_TRUE(path_of(path, sizeof(path)));
+        const std::string whole = path;
+        EXPECT_TRUE(path_of(path, whole.size() + 1));
+        EXPECT_EQ(path, whole);
+        EXPECT_FALSE(path_of(path, whole.size()));
+    }
+}
+
+TEST(Host, AnEmptyHomeIsNone) {
+    const char* usual = getenv("HOME");
+    const std::string home = usual != nullptr ? usual : "";
+    char without[4096], empty[4096];
+    unsetenv("HOME");
+    ASSERT_TRUE(platform::CredentialsPath(without, sizeof(without)));
+    setenv("HOME", "", 1);
+    ASSERT_TRUE(platform::CredentialsPath(empty, sizeof(empty)));
+    EXPECT_STREQ(empty, without);
+    setenv("HOME", home.c_str(), 1);
+}
+
+TEST(Host, BothStreamsReachOnePlaceInOrder) {
+    CannedHost host(zmsim::Reply{.status = 33, .data = {}});
+    TestAgent agent(host);
+    const std::string command = ZWCLI_PATH " 2>&1 korvane listadapterprops --port ";
+    const ProcessResult run = RunProcess({"/bin/sh", "-c", command + std::to_string(agent.Port())});
+    EXPECT_TRUE(
+        run.out.ends_with("Command failed\nkorvane_zwcli: the agent answered: a status of "
+                          "the agent's own (status 33)\n"))
+        << run.out;
+}
+
+TEST(Host, NoPasswordStaysOnTheStack) {
+    const std::string password = "the-secret-of-it";
+    zmsim::AgentOptions options;
+    options.login = {"operator", password};
+    CannedHost host;
+    Linked session(host, options);
+    session.SetPassword(password.c_str());
+    const auto log_in = [](void* given) -> void* {
+        auto* to = static_cast<TestSession*>(given);
+        return to->CLAuthenticateUser(to->result.data()) == kSuccess ? given : nullptr;
+    };
+    Bytes stack(4u << 20);
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstack(&attributes, stack.data(), stack.size());
+    pthread_t thread;
+    ASSERT_EQ(pthread_create(&thread, &attributes, log_in, static_cast<TestSession*>(&session)), 0);
+    void* logged_in = nullptr;
+    pthread_join(thread, &logged_in);
+    pthread_attr_destroy(&attributes);
+    EXPECT_NE(logged_in, nullptr);
+    EXPECT_TRUE(std::ranges::search(stack, password).empty());
+}
