@@ -1,4 +1,5 @@
 /// korvane_zmsim: the program, its scenarios, and the wire half's own manners.
+#include <openssl/err.h>
 #include <openssl/pem.h>
 
 #include <cstring>
@@ -82,6 +83,9 @@ class RawClient {
     }
     Bytes Open() { return Ask(0, 0, Bytes(sizeof(LoginRecord))); }
     SSL* Tls() { return ssl; }
+    void AwaitMore() {
+        platform::WaitFor(socket, platform::Direction::kRead, platform::Milliseconds(60'000));
+    }
 
   private:
     SSL_CTX* context = SSL_CTX_new(TLS_client_method());
@@ -318,6 +322,39 @@ TEST(Agent, RepliesToFilesEchoServiceOpcodeAndOs) {
     EXPECT_EQ(client.Ask(5, 143, BytesOf(record)), Header(kFreeBsd, 5, 143, 6)) << "no name";
     record.file_name[0] = 'a';
     EXPECT_EQ(client.Ask(5, 143, BytesOf(record)), Header(kFreeBsd, 5, 143, 0));
+    EXPECT_EQ(client.Ask(4, 142, Bytes(1u << 20)), Header(kFreeBsd, 4, 142, 0));
+    EXPECT_TRUE(client.Ask(4, 142, Bytes((1u << 20) + 1)).empty()) << "no request is that long";
+}
+
+TEST(Agent, SendsAllCertificatesAndAGoodbyeUnlessItIsCut) {
+    const TemporaryFile chain(CertificateAndKey() + CertificateAndKey());
+    CannedHost host;
+    for (const bool goodbye : {false, true}) {
+        zmsim::AgentOptions options;
+        options.certificate_file = chain.Path();
+        options.faults = [=] { return zmsim::WireFaults{.cut_after = 26, .goodbye = goodbye}; };
+        TestAgent agent(host, options);
+        EXPECT_EQ(ERR_peek_error(), 0u) << "the end of the texts is none";
+        RawClient client(agent.Port());
+        EXPECT_EQ(sk_X509_num(SSL_get_peer_cert_chain(client.Tls())), 2);
+        client.Open();
+        client.Open();
+        EXPECT_EQ(SSL_get_shutdown(client.Tls()), goodbye ? SSL_RECEIVED_SHUTDOWN : 0);
+    }
+}
+
+TEST(Tls, WhatIsUnreadIsSeenHoweverShortTheLastOperation) {
+    RawAgent agent(
+        [](SSL* ssl) {
+            WriteTo(ssl, ReadFrom(ssl, 1));
+            AwaitEnd(ssl);
+        },
+        [](SSL_CTX* context) { SSL_CTX_set_max_proto_version(context, TLS1_2_VERSION); });
+    RawClient client(agent.Port());
+    EXPECT_FALSE(tls::HasUnreadData(client.Tls()));
+    EXPECT_EQ(tls::WriteSome(client.Tls(), "a", 1, platform::Milliseconds(0), false).bytes, 1u);
+    client.AwaitMore();
+    EXPECT_TRUE(tls::HasUnreadData(client.Tls()));
 }
 
 TEST(FileReceiver, TakesNamesThatStayInTheirFolder) {
