@@ -54,9 +54,9 @@ TEST(Dispatcher, WhatIsRefusedIsNotSent) {
         EXPECT_EQ(session.Printed(), "Invalid command for the service\n");
     }
     // Arguments to a command that takes none, and entries that are not there.
-    Client_Request_Argument entries[] = {{"all", -1}, {"0:1", 25}};
+    Client_Request_Argument entries[] = {{"all", -1}, {"", -1}, {"0:1", 25}};
     for (uint32_t count : {1u, 2u}) {
-        Client_Request_Message request = {4, 142, 0, entries, count};
+        Client_Request_Message request = {4, 142, 0, entries + count - 1, count};
         EXPECT_EQ(session.Client_ProcessRequest(&request, result, nullptr), 1);
     }
     EXPECT_EQ(session.Client_ProcessRequest(nullptr, result, nullptr), 1);

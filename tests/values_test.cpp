@@ -184,6 +184,5 @@ TEST(ConfigurationFiles, TypesAndTags) {
     EXPECT_EQ(Zw::IsValidConfigFile(1, "/no/such.txt"), -1);
     EXPECT_EQ(Zw::IsValidConfigFile(1, nullptr), -1);
     char path[8];
-    EXPECT_EQ(Zw::GetZMFileName(3, path, sizeof(path)), -1);
     EXPECT_EQ(Zw::GetZMFileName(2, path, sizeof(path)), -1);
 }
