@@ -84,9 +84,10 @@ TEST(FileTransfer, AnnouncesWhatTheCallerGives) {
         EXPECT_EQ(session.SendFile(transfer, session.result.data()), 0);
         session.agent.Stop();
         ASSERT_EQ(host.files.size(), 1u);
-        EXPECT_EQ(host.files[0].announced.flags, sent_flags);
-        EXPECT_EQ(host.files[0].announced.extra, sent_extra);
-        EXPECT_EQ(host.files[0].announced.args[0] + host.files[0].announced.args[2], tool ? 0 : 4);
+        EXPECT_EQ(host.files[0].flags, sent_flags);
+        EXPECT_EQ(host.files[0].extra, sent_extra);
+        EXPECT_EQ(Bytes(std::begin(host.files[0].args), std::end(host.files[0].args)),
+                  tool ? Bytes(3) : Bytes({1, 2, 3}));
     }
 }
 

@@ -163,7 +163,8 @@ TEST(FrontEnd, OptionsAreTakenAsTheyAreWritten) {
         {{"--host", "", "korvane", "listadapterprops"}, "--host: the value is empty"},
         {{"--port", "65536", "a"}, "--port: Value 65536 not in range 1 to 65535"},
         {{"--", "korvane", "listadapterprops", "--x="}, "the command takes no arguments"},
-        {{"--wait", "korvane", "listadapterprops"}, "--wait is for net ping"},
+        {{"--wait", "korvane", "listadapterprops"},
+         "--wait is for net ping, net traceroute and system install\n"},
     };
     for (const auto& [words, said] : rows) {
         const ProcessResult run = Zwcli(1, words);
@@ -188,6 +189,7 @@ TEST(FrontEnd, TheOutcomeOfABackgroundCommandIsToldAndWaitedFor) {
     const std::string nobody = "ip=192.0.2.1", somebody = "ip=10.0.0.7", ipv4 = "ipversion=ipv4";
     for (const std::string probe : {"ping", "traceroute"}) {
         EXPECT_EQ(run({"net", probe, nobody, ipv4}).exit_status, 0);
+        EXPECT_EQ(run({"net", probe, nobody, ipv4}).exit_status, 1) << "busy with the first";
         EXPECT_EQ(run({"net", probe, "getresult"}).exit_status, 6) << "not finished yet";
         EXPECT_EQ(run({"net", probe, "getresult"}).exit_status, 1) << "not reached";
         EXPECT_EQ(run({"--wait", "net", probe, nobody, ipv4}).exit_status, 1);

@@ -86,6 +86,7 @@ TEST(TraceRoute, RepliesArePrintedByStatusAndOpcode) {
         {2, 107, {{3, {}, 1}}, ""},
         {0, 105, {{3, {}, 1}}, ""},
         {0, 107, {}, head + nobody},
+        {0, 107, {{3, {10, 0, 0, 1}, 7}}, head + router},
         // One hop is a whole route.
         {0, 107, {{1, {10, 0, 0, 1}, 7}}, head + router + "Trace success\n\n"},
         {0,
