@@ -218,6 +218,10 @@ TEST(Scenario, WrongOnesAreRefusedWithPlaceAndReason) {
         EXPECT_EQ(ErrorOf(json), error);
     }
     EXPECT_NE(ErrorOf("{"), "");
+    zmsim::Scenario scenario;
+    std::string error;
+    const char* bounds = R"({"os": "mac", "adapters": [{"max_wrs": -32768}, {"max_wrs": 32767}]})";
+    EXPECT_TRUE(zmsim::ParseScenario(bounds, &scenario, &error)) << error;
 }
 
 TEST(Scenario, BuiltinOnesAreWholeHosts) {
@@ -256,6 +260,16 @@ TEST(ScenarioHost, AnswersInventoryRequests) {
         EXPECT_EQ(reply.status, status) << opcode;
         ASSERT_EQ(reply.data.size(), length + (length > 0)) << opcode;
         EXPECT_TRUE(length == 0 || reply.data.back() == 0xFF);
+    }
+}
+
+TEST(ScenarioHost, SaysWhyAnAdapterHasNoPorts) {
+    for (const auto& [os, status] : {std::pair{"solaris", 72u}, {"linux", 97u}}) {
+        zmsim::Scenario scenario = BuiltinScenario(os);
+        scenario.adapters[0].ports.clear();
+        const std::string_view pci = FixedText(scenario.adapters[0].card.pci_bus_location);
+        const Bytes place(pci.begin(), pci.end());
+        EXPECT_EQ(zmsim::ScenarioHost(scenario).Answer(4, 136, place).status, status) << os;
     }
 }
 
@@ -369,6 +383,13 @@ TEST(FileReceiver, TakesNamesThatStayInTheirFolder) {
     expect({"kxgb4-1.0.tar.gz", std::string(32, 'k') + "-1", "a b\xc3\xa4"}, 0);
     expect({"", ".", "..", ".hidden", "-1.0", "a/b", "a\\b", "a\nb: installed", "a\x7f"}, 6);
     expect({std::string(33, 'k')}, 6);
+    // Chunk count, both ends of the data, size, chunk length: nothing of a chunk belongs here.
+    FileTransferRecord bare = {};
+    bare.file_name[0] = 'a';
+    for (const size_t offset : {4, 13, 16396, 16397, 16405}) {
+        const Bytes stray = BytesOf(With(bare, offset, '\1'));
+        EXPECT_EQ(zmsim::FileReceiver({}).Take(stray), zwmgmt::kInvalidValue) << offset;
+    }
 }
 
 TEST(ScenarioHost, OffersWhatItsOsCanHave) {
@@ -567,7 +588,12 @@ TEST(ScenarioHost, JudgesProperties) {
         {"linux", x4, 0x800, 8, {"0", "1"}, {"2", "", "/", ":", "12"}},
         {"linux", x4, 0x2000000, 130, {"\x3f\x10"}, {"\x40", ""}},
         {"linux", x4, 0x4000000, 134, {"\xff\xff"}, {std::string("\0\0\1", 3)}},
-        {"linux", x4, 0x2, 126, {"\1", std::string("\0\x64\0\1", 4)}, {"", "\2", "\1\1"}},
+        {"linux",
+         x4,
+         0x2,
+         126,
+         {"\1", std::string("\0\x64\0\1", 4)},
+         {"", "\2", "\1\1", std::string("\0\x64\0\2", 4)}},
         {"linux", x4, 0x200, 109, {}, {"\1", ""}},
         {"solaris", "pci/3,0", 0x80, 108, {"\1", "\xfa"}, {"", "\xfb"}},
         {"solaris", "pci/3,0", 0x20, 110, {"", "\1"}, {"\2"}},
@@ -607,6 +633,9 @@ TEST(ScenarioHost, JudgesPolicies) {
     char endless[64];
     std::memset(endless, 'e', sizeof(endless));
     EXPECT_EQ(status_of(With(sound, 1, endless)), 6u);
+    for (int i = 0; i <= 255; ++i) {
+        EXPECT_EQ(status_of(With(sound, 4, '3')), i < 255 ? 0u : 259u) << i << " of eth3";
+    }
 }
 
 TEST(ScenarioHost, JudgesVirtualFunctions) {
