@@ -84,9 +84,10 @@ TEST(FileTransfer, AnnouncesWhatTheCallerGives) {
         EXPECT_EQ(session.SendFile(transfer, session.result.data()), 0);
         session.agent.Stop();
         ASSERT_EQ(host.files.size(), 1u);
-        EXPECT_EQ(host.files[0].flags, sent_flags);
-        EXPECT_EQ(host.files[0].extra, sent_extra);
-        EXPECT_EQ(Bytes(std::begin(host.files[0].args), std::end(host.files[0].args)),
+        const auto& announced = host.files[0].announced;
+        EXPECT_EQ(announced.flags, sent_flags);
+        EXPECT_EQ(announced.extra, sent_extra);
+        EXPECT_EQ(Bytes(std::begin(announced.args), std::end(announced.args)),
                   tool ? Bytes(3) : Bytes({1, 2, 3}));
     }
 }

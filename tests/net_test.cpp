@@ -124,7 +124,7 @@ TEST(Net, AnMtuIsListed) {
 }
 
 TEST(Net, XenHasNoTraceRoute) {
-    CannedHost xen([](auto...) { return zmsim::Reply{}; }, kXen);
+    CannedHost xen([](auto...) { return agent::Reply{}; }, kXen);
     TestAgent agent(xen);
     const ProcessResult run = Zwcli(agent.Port(), {"net", "traceroute", "host=a"});
     EXPECT_EQ(run.out, "");

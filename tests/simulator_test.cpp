@@ -344,9 +344,9 @@ TEST(Agent, SendsAllCertificatesAndAGoodbyeUnlessItIsCut) {
     const TemporaryFile chain(CertificateAndKey() + CertificateAndKey());
     CannedHost host;
     for (const bool goodbye : {false, true}) {
-        zmsim::AgentOptions options;
+        agent::Options options;
         options.certificate_file = chain.Path();
-        options.faults = [=] { return zmsim::WireFaults{.cut_after = 26, .goodbye = goodbye}; };
+        options.wrap = zmsim::WithFaults({.cut_after = 26, .goodbye = goodbye});
         TestAgent agent(host, options);
         EXPECT_EQ(ERR_peek_error(), 0u) << "the end of the texts is none";
         RawClient client(agent.Port());
@@ -388,7 +388,8 @@ TEST(FileReceiver, TakesNamesThatStayInTheirFolder) {
     bare.file_name[0] = 'a';
     for (const size_t offset : {4, 13, 16396, 16397, 16405}) {
         const Bytes stray = BytesOf(With(bare, offset, '\1'));
-        EXPECT_EQ(zmsim::FileReceiver({}).Take(stray), zwmgmt::kInvalidValue) << offset;
+        CannedHost host;
+        EXPECT_EQ(agent::FileReceiver(host).Take(stray), zwmgmt::kInvalidValue) << offset;
     }
 }
 

@@ -35,7 +35,7 @@ TEST(Host, AnEmptyHomeIsNone) {
 }
 
 TEST(Host, BothStreamsReachOnePlaceInOrder) {
-    CannedHost host(zmsim::Reply{.status = 33, .data = {}});
+    CannedHost host(agent::Reply{.status = 33, .data = {}});
     TestAgent agent(host);
     const std::string command = ZWCLI_PATH " 2>&1 korvane listadapterprops --port ";
     const ProcessResult run = RunProcess({"/bin/sh", "-c", command + std::to_string(agent.Port())});
@@ -47,8 +47,8 @@ TEST(Host, BothStreamsReachOnePlaceInOrder) {
 
 TEST(Host, NoPasswordStaysOnTheStack) {
     const std::string password = "the-secret-of-it";
-    zmsim::AgentOptions options;
-    options.login = {"operator", password};
+    agent::Options options;
+    options.login = agent::OneUser{"operator", password};
     CannedHost host;
     Linked session(host, options);
     session.SetPassword(password.c_str());
