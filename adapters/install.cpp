@@ -1,11 +1,8 @@
 /// Installing: the packages of a checked request are pushed one after the other; the agent installs
 /// them on its own time and tells the outcome when asked.
-#include <algorithm>
-
 #include "adapters/install_options.h"
 #include "adapters/results.h"
 #include "cli/handler.h"
-#include "cli/keys.h"
 #include "cli/remarks.h"
 #include "output/layout.h"
 #include "output/lines.h"
@@ -15,16 +12,6 @@
 using namespace zwmgmt;
 
 namespace {
-
-constexpr int kPackageKeys[] = {
-    SystemKey("kxgb3path"), SystemKey("kxgb4path"),         SystemKey("iscsipath"),
-    SystemKey("ofedpath"),  SystemKey("installshieldpath"), SystemKey("zwirepath"),
-    SystemKey("zmpath"),
-};
-
-bool IsPackage(const Client_Request_Argument& key) {
-    return std::ranges::find(kPackageKeys, +key.key) != std::end(kPackageKeys);
-}
 
 constexpr int kNoMemory = 2;  // of PushFile
 constexpr const char* kFailed = "Command Failed\n";
@@ -57,7 +44,7 @@ int ZwMgmt_interface::CLInstallKorvaneDrivers(Client_Request_Message* request, _
     if (validity == Validity::kRefusedQuietly) return Refuse(*this, kFailed);
     if (validity == Validity::kRefused) return kRequestRefused;
     for (const Client_Request_Argument& key : KeysOf(request)) {
-        if (!IsPackage(key) || key.value == nullptr || CanBeSent(*this, key.value)) continue;
+        if (!IsPackage(key.key) || key.value == nullptr || CanBeSent(*this, key.value)) continue;
         Remarks::Refuse(*this, key, "this file cannot be sent");
         return kRequestRefused;
     }
@@ -71,7 +58,7 @@ int ZwMgmt_interface::CLInstallKorvaneDrivers(Client_Request_Message* request, _
         transfer.extra = &conf_type;
     }
     for (const Client_Request_Argument& key : KeysOf(request)) {
-        if (!IsPackage(key)) continue;
+        if (!IsPackage(key.key)) continue;
         transfer.path = key.value;
         bool announced = false;
         const int outcome = PushFile(transfer, result_buffer, &announced);

@@ -7,10 +7,6 @@
 #include "cli/command_keys.h"
 #include "cli/handler.h"
 #include "cli/keys.h"
-#include "cli/numbers.h"
-#include "cli/vocabulary.h"
-#include "session/agent_names.h"
-#include "session/os_set.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
 namespace zwmgmt {
@@ -208,55 +204,92 @@ int ConfTypeFrom(std::string_view value) {
     return type && *type < 6 ? static_cast<int>(*type) : -1;
 }
 
-/// One request's keys, taken in their order.
+constexpr const char* kNoType = "Driver type is not specified \n";
+
+/// One request's keys, taken in their order: each is null, or what is wrong.
 class Validation {
   public:
     Validation(ZwMgmt_interface& validating_session, InstallOptions* validated)
         : session(validating_session), options(*validated) {}
 
-    bool Take(const Client_Request_Argument& key) {
-        const std::string_view value = ValueOf(key);
-        switch (key.key) {
-            case kTypeKey: return TakeTypes(key);
-            case kOfedPackageKey: return TakeOfedPackage(key);
-            case kConfTypeKey:
-                options.conf_type = ConfTypeFrom(value);
-                return options.conf_type != -1 ||
-                       Wrong("Please provide the correct conf type value\n");
-            case kX3PathKey: return TakeDriver(0) && NotOfAllTypes() && Judged(key.key, value);
-            case kX4PathKey: return TakeDriver(1) && Judged(key.key, value);
-            case kIscsiPathKey:
-                options.generation = 0;
-                iscsi_given = true;
-                return Counted() && Judged(key.key, value);
-            case kOfedPathKey:
-                ofed_given = true;
-                ofed_package_missing = true;
-                return Counted() && Judged(key.key, value);
-            case kInstallShieldPathKey:
-                if (!IsForAgent(key.key)) return false;
-                // The word is looked for in capitals in a path in lower case, and never found.
-                if (options.type_mask & kTypeNd) return Wrong(kWrongNdPath);
-                installer_given = true;
-                return Judged(key.key, value) && Counted();
-            case kZwirePathKey:
-                if (!IsForAgent(key.key)) return false;
-                options.generation = 1;
-                return Counted() && Judged(key.key, value);
-            case kAgentPathKey:
-                agent_given = true;
-                return IsForAgent(key.key) && Counted() && Judged(key.key, value);
-            default: return true;
+    const char* TakeTypes(const Client_Request_Argument& key) {
+        std::string_view unknown;
+        options.type_mask = TypesFrom(ValueOf(key), &unknown);
+        if (!unknown.empty()) {
+            Remarks::Warn(session, key, ": %.*s is no type, and left out",
+                          static_cast<int>(unknown.size()), unknown.data());
         }
+        return nullptr;
+    }
+
+    const char* TakeX3Driver(const Client_Request_Argument& key) {
+        TakeDriver(0);
+        const bool all = options.type_mask >> 24 == kTypeAll >> 24;
+        return all ? "X3 driver cannot have type=all\n" : WrongPath(key);
+    }
+
+    const char* TakeX4Driver(const Client_Request_Argument& key) {
+        TakeDriver(1);
+        return WrongPath(key);
+    }
+
+    const char* TakeIscsi(const Client_Request_Argument& key) {
+        options.generation = 0;
+        iscsi_given = true;
+        ++options.path_count;
+        return WrongPath(key);
+    }
+
+    const char* TakeOfed(const Client_Request_Argument& key) {
+        ofed_given = true;
+        ofed_package_missing = true;
+        ++options.path_count;
+        return WrongPath(key);
+    }
+
+    const char* TakeOfedPackage(const Client_Request_Argument& key) {
+        if (!ofed_given) return nullptr;
+        ofed_package_missing = false;
+        options.ofed_package = key.value;
+        return IsOfedPackage(ValueOf(key)) ? nullptr : "Please specify the correct ofedpkg\n\n";
+    }
+
+    const char* TakeInstaller(const Client_Request_Argument& key) {
+        if (const char* wrong = WrongAgent(key.key)) return wrong;
+        // The word is looked for in capitals in a path in lower case, and never found.
+        if (options.type_mask & kTypeNd) return kWrongNdPath;
+        installer_given = true;
+        const char* wrong = WrongPath(key);
+        if (wrong == nullptr) ++options.path_count;
+        return wrong;
+    }
+
+    const char* TakeZwire(const Client_Request_Argument& key) {
+        if (const char* wrong = WrongAgent(key.key)) return wrong;
+        options.generation = 1;
+        ++options.path_count;
+        return WrongPath(key);
+    }
+
+    const char* TakeAgent(const Client_Request_Argument& key) {
+        agent_given = true;
+        if (const char* wrong = WrongAgent(key.key)) return wrong;
+        ++options.path_count;
+        return WrongPath(key);
+    }
+
+    const char* TakeConfType(const Client_Request_Argument& key) {
+        options.conf_type = ConfTypeFrom(ValueOf(key));
+        return options.conf_type != -1 ? nullptr : "Please provide the correct conf type value\n";
     }
 
     Validity Finish() {
         const auto refused = [&](const char* text) {
-            Wrong(text);
+            session.PrintOutput("%s", text);
             return Validity::kRefused;
         };
         const uint32_t types = options.type_mask;
-        if (types == 0) return refused("Driver type is not specified \n");
+        if (types == 0) return refused(kNoType);
         if (session.CLIsValidOSDrvType(types, options.generation) != 0) {
             return refused("The specified driver type(s) does not apply for this driver \n");
         }
@@ -273,55 +306,22 @@ class Validation {
     }
 
   private:
-    bool Wrong(const char* text) {
-        session.PrintOutput("%s", text);
-        return false;
-    }
-
-    bool Counted() {
-        ++options.path_count;
-        return true;
-    }
-
-    bool TakeTypes(const Client_Request_Argument& key) {
-        std::string_view unknown;
-        options.type_mask = TypesFrom(ValueOf(key), &unknown);
-        if (!unknown.empty()) {
-            Remarks::Warn(session, key, ": %.*s is no type, and left out",
-                          static_cast<int>(unknown.size()), unknown.data());
-        }
-        return true;
-    }
-
     /// An X3 or X4 driver. iSCSI and OFED sit on top of its TOE.
-    bool TakeDriver(int generation) {
+    void TakeDriver(int generation) {
         options.generation = generation;
         if (options.type_mask & (kTypeIscsi | kTypeOfed)) options.type_mask |= kTypeToe;
-        return Counted();
+        ++options.path_count;
     }
 
-    bool NotOfAllTypes() {
-        return options.type_mask >> 24 != kTypeAll >> 24 ||
-               Wrong("X3 driver cannot have type=all\n");
-    }
-
-    bool IsForAgent(int key) {
+    const char* WrongAgent(int key) const {
         for (const OnlyRow& row : kOnly) {
-            if (row.key == key && !row.systems.Has(session.OsType())) return Wrong(row.otherwise);
+            if (row.key == key && !row.systems.Has(session.OsType())) return row.otherwise;
         }
-        return true;
+        return nullptr;
     }
 
-    bool Judged(int key, std::string_view path) {
-        const char* wrong = Judge(key, path, session.OsType());
-        return wrong == nullptr || Wrong(wrong);
-    }
-
-    bool TakeOfedPackage(const Client_Request_Argument& key) {
-        if (!ofed_given) return true;
-        ofed_package_missing = false;
-        options.ofed_package = key.value;
-        return IsOfedPackage(ValueOf(key)) || Wrong("Please specify the correct ofedpkg\n\n");
+    const char* WrongPath(const Client_Request_Argument& key) const {
+        return Judge(key.key, ValueOf(key), session.OsType());
     }
 
     ZwMgmt_interface& session;
@@ -332,10 +332,6 @@ class Validation {
     bool installer_given = false;
     bool agent_given = false;
 };
-
-}  // namespace
-
-namespace {
 
 /// The types that agents of an OS take, whatever the driver.
 uint32_t TypesOf(uint8_t os_type) {
@@ -384,40 +380,80 @@ std::string PathFor(int key, uint8_t os_type) {
     return text;
 }
 
+/// What a key may be for agents of an OS; empty where they do not take it.
+std::string TakenByAgents(const Argument& row, uint8_t os_type) {
+    const uint32_t type = TypeFor(row.key);
+    // The X3 driver is not for type=all, which is the one type that some agents take.
+    const bool only_all = TypesOf(os_type) == kTypeAll;
+    if ((TypesOf(os_type) & type) != type || (row.key == kX3PathKey && only_all)) return "";
+    if (row.key == kTypeKey) return TypeWords(os_type);
+    return row.takes != nullptr ? row.takes : PathFor(row.key, os_type);
+}
+
+template <auto Take>
+Verdict Set(ZwMgmt_interface* /*session*/, const Argument& /*row*/,
+            const Client_Request_Argument& key, void* record) {
+    const char* wrong = (static_cast<Validation*>(record)->*Take)(key);
+    return wrong == nullptr ? Verdict{} : Wrong(wrong);
+}
+
+/// A row of no member: what is asked for is worked out as the keys come.
+constexpr Argument Row(const char* word, int key, Form form, Argument::Setter set,
+                       const char* takes = nullptr) {
+    return {.word = word,
+            .key = key,
+            .offset = 0,
+            .width = 0,
+            .is_signed = false,
+            .form = form,
+            .set = set,
+            .takes = takes};
+}
+
+constexpr Argument kArguments[] = {
+    Row("type", kTypeKey, Form::kOther, Set<&Validation::TakeTypes>),
+    Row("kxgb3path", kX3PathKey, Form::kFile, Set<&Validation::TakeX3Driver>),
+    Row("kxgb4path", kX4PathKey, Form::kFile, Set<&Validation::TakeX4Driver>),
+    Row("iscsipath", kIscsiPathKey, Form::kFile, Set<&Validation::TakeIscsi>),
+    Row("ofedpath", kOfedPathKey, Form::kFile, Set<&Validation::TakeOfed>),
+    Row("installshieldpath", kInstallShieldPathKey, Form::kFile, Set<&Validation::TakeInstaller>),
+    Row("zwirepath", kZwirePathKey, Form::kFile, Set<&Validation::TakeZwire>),
+    Row("zmpath", kAgentPathKey, Form::kFile, Set<&Validation::TakeAgent>),
+    Row("ofedpkg", kOfedPackageKey, Form::kOther, Set<&Validation::TakeOfedPackage>,
+        "basic, hpc, all or a FILE.conf; after ofedpath"),
+    Row("conftype", kConfTypeKey, Form::kOther, Set<&Validation::TakeConfType>, "0 to 5"),
+};
+
+constexpr Required kRequired[] = {{kTypeKey, Required::kGiven, kNoType}};
+
+constexpr RequestForm kForm = {.service = kSystem,
+                               .command = kInstall,
+                               .record_size = 0,
+                               .arguments = kArguments,
+                               .required = kRequired,
+                               .unknown = nullptr,
+                               .taken_by_agents = TakenByAgents};
+
 }  // namespace
 
-void AddInstallKeys(CommandKeys* keys) {
-    constexpr int kPackages[] = {
-        kX3PathKey,    kX4PathKey,   kIscsiPathKey, kOfedPathKey, kInstallShieldPathKey,
-        kZwirePathKey, kAgentPathKey};
-    for (const AgentName& agent : kAgentNames) {
-        const auto add = [&](int key, std::string takes) {
-            const uint32_t type = TypeFor(key);
-            if (takes.empty() || (TypesOf(agent.os) & type) != type) return;
-            keys->push_back({KeyWord(kSystem, key), key, {agent.os}, std::move(takes)});
-            if (key == kTypeKey) keys->back().need = " (required)";
-        };
-        // The X3 driver is not for type=all, which is the one type that some agents take.
-        const bool only_all = TypesOf(agent.os) == kTypeAll;
-        add(kTypeKey, TypeWords(agent.os));
-        for (const int key : kPackages) {
-            if (key != kX3PathKey || !only_all) add(key, PathFor(key, agent.os));
-        }
-        add(kOfedPackageKey, "basic, hpc, all or a FILE.conf; after ofedpath");
-        add(kConfTypeKey, "0 to 5");
-    }
+std::span<const RequestForm* const> InstallForms() {
+    static constexpr const RequestForm* kForms[] = {&kForm};
+    return kForms;
+}
+
+bool IsPackage(int key) {
+    const Argument* row = FindArgument(kArguments, 0, key);
+    return row != nullptr && row->form == Form::kFile;
 }
 
 Validity Validate(ZwMgmt_interface& session, const Client_Request_Message* request,
                   InstallOptions* options) {
     if (KeysOf(request).empty()) {
-        session.PrintOutput("Driver type is not specified \n");
+        session.PrintOutput("%s", kNoType);
         return Validity::kRefused;
     }
     Validation validation(session, options);
-    for (const Client_Request_Argument& key : KeysOf(request)) {
-        if (validation.Take(key)) continue;
-        Remarks::Refuse(session, key);
+    if (ReadArguments(session, KeysOf(request), kForm, &validation) != 0) {
         return Validity::kRefused;
     }
     options->all_taken = true;

@@ -35,6 +35,9 @@ enum class Validity {
     kRefusedQuietly,  // a package for the types is missing
 };
 
+/// Whether a key's value is a file to push.
+bool IsPackage(int key);
+
 /// Checks the keys in their order; what has been found out by then is in *options also when they
 /// are refused.
 Validity Validate(ZwMgmt_interface& session, const Client_Request_Message* request,

@@ -219,6 +219,7 @@ std::string TakenBy(const Argument& row) {
         case Form::kMac: return "12 hexadecimal digits, pairs separated by : or - or not at all";
         case Form::kSpeedDuplex: return "auto, or Mb/s and duplex: 1000-Full";
         case Form::kAdvertise: return "link modes: 100baseT/Full|1000baseT/Full, or auto";
+        case Form::kFile:
         case Form::kOther: break;
     }
     return "";

@@ -32,6 +32,7 @@ enum class Form {
     kMac,
     kSpeedDuplex,  // "auto" or SPEED-half, SPEED-full
     kAdvertise,    // link modes, separated by "|"
+    kFile,         // of no member: it is pushed
     kOther,
 };
 
@@ -121,8 +122,10 @@ struct RequestForm {
     std::span<const Argument> settings = {};  // rows of a part of the record
     size_t settings_offset = 0;
     std::span<const Argument> ignored = {};  // read and judged, but of no effect
-    /// A key without a row is refused with this text by agents' OS, instead of `unknown`.
+    /// Instead of `unknown`, where that depends on the agent.
     const char* (*unknown_by_os)(uint8_t os_type) = nullptr;
+    /// What a key takes, where that depends on the agent: in words, empty where it is not taken.
+    std::string (*taken_by_agents)(const Argument& row, uint8_t os_type) = nullptr;
     /// Judges a value before its row is looked for.
     bool (*is_value)(const Client_Request_Argument& key, uint8_t os_type) = nullptr;
 };

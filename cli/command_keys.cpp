@@ -1,6 +1,7 @@
 #include "cli/command_keys.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "session/agent_names.h"
 
@@ -8,8 +9,8 @@ namespace zwmgmt {
 namespace {
 
 const RequestForm* FindForm(uint16_t command) {
-    for (const auto family :
-         {InventoryForms, PropertyForms, DriverForms, FilterForms, PolicyForms, NetForms}) {
+    for (const auto family : {InventoryForms, PropertyForms, DriverForms, InstallForms, FilterForms,
+                              PolicyForms, NetForms}) {
         for (const RequestForm* form : family()) {
             if (form->command == command) return form;
         }
@@ -42,15 +43,29 @@ void AddKeys(const RequestForm& form, std::span<const Argument> arguments, Comma
     }
 }
 
+void AddKeysByAgent(const RequestForm& form, CommandKeys* keys) {
+    for (const AgentName& agent : kAgentNames) {
+        for (const Argument& row : form.arguments) {
+            std::string takes = form.taken_by_agents(row, agent.os);
+            if (takes.empty()) continue;
+            keys->push_back(
+                {row.word, row.key, {agent.os}, std::move(takes), "", NeedOf(form, row)});
+        }
+    }
+}
+
 }  // namespace
 
 CommandKeys KeysOfCommand(uint16_t command) {
     CommandKeys keys;
     if (const RequestForm* form = FindForm(command)) {
-        AddKeys(*form, form->arguments, &keys);
-        AddKeys(*form, form->settings, &keys);
+        if (form->taken_by_agents != nullptr) {
+            AddKeysByAgent(*form, &keys);
+        } else {
+            AddKeys(*form, form->arguments, &keys);
+            AddKeys(*form, form->settings, &keys);
+        }
     }
-    if (command == kInstall) AddInstallKeys(&keys);
     std::ranges::stable_partition(keys, [](const CommandKey& key) { return !key.need.empty(); });
     return keys;
 }

@@ -30,11 +30,9 @@ CommandKeys KeysOfCommand(uint16_t command);
 std::span<const RequestForm* const> InventoryForms();
 std::span<const RequestForm* const> PropertyForms();
 std::span<const RequestForm* const> DriverForms();
+std::span<const RequestForm* const> InstallForms();
 std::span<const RequestForm* const> FilterForms();
 std::span<const RequestForm* const> PolicyForms();
 std::span<const RequestForm* const> NetForms();
-
-/// The keys of an installation, whose packages differ from agent to agent.
-void AddInstallKeys(CommandKeys* keys);
 
 }  // namespace zwmgmt

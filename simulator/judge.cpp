@@ -30,9 +30,7 @@ bool AreZero(std::span<const uint8_t> bytes) {
     return std::ranges::all_of(bytes, [](uint8_t byte) { return byte == 0; });
 }
 
-// --- Filter rules
-
-// What the client's rows say that agents take.
+// --- Filter rules: what the rows of their keys say that agents take
 
 using zwmgmt::Argument;
 using zwmgmt::Form;
