@@ -66,7 +66,8 @@ CommandKeys KeysOfCommand(uint16_t command) {
             AddKeys(*form, form->settings, &keys);
         }
     }
-    std::ranges::stable_partition(keys, [](const CommandKey& key) { return !key.need.empty(); });
+    const auto needed = [](const CommandKey& key) { return !key.need.empty(); };
+    std::stable_partition(keys.begin(), keys.end(), needed);
     return keys;
 }
 
