@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "cli/routes.h"
 #include "session/agent_names.h"
 
 namespace zwmgmt {
@@ -15,7 +16,8 @@ const RequestForm* FindForm(uint16_t command) {
             if (form->command == command) return form;
         }
     }
-    return nullptr;
+    const Route* route = FindRoute(command);
+    return route != nullptr ? route->form : nullptr;
 }
 
 const char* AdaptersOf(Chips chips) {

@@ -1,6 +1,9 @@
 /// A parsed request becomes an exchange: handler, round trip, printer or list.
 #include <ctime>
+#include <memory>
+#include <new>
 
+#include "cli/handler.h"
 #include "cli/list_kinds.h"
 #include "cli/routes.h"
 
@@ -32,6 +35,16 @@ bool HasTooMany(const Client_Request_Message& request, Arguments takes) {
     const char* sub_command = request.arguments[0].value;
     return (sub_command != nullptr && sub_command[0] != '\0') ||
            (takes == Arguments::kNone && request.argument_count > 1);
+}
+
+/// Fills the message; the handler's result.
+int Build(ZwMgmt_interface& session, const Route& route, Client_Request_Message* request,
+          _Message* message, char* result_buffer, void** out) {
+    if (route.build != nullptr) return route.build(session, request, message, result_buffer, out);
+    if (route.form == nullptr) return Fill(session, message, route.service, route.command);
+    const std::unique_ptr<char[]> record(new (std::nothrow) char[route.form->record_size]());
+    if (record == nullptr) return Refuse(session, "out of memory\n");
+    return BuildRequest(session, request, message, *route.form, record.get());
 }
 
 }  // namespace
@@ -78,7 +91,7 @@ uint32_t ZwMgmt_interface::Dispatch(_Message* message, Client_Request_Message* r
         return kRequestRefused;
     }
     message->os_type = os_type;
-    const int refused = route->build(*this, request, message, result_buffer, out);
+    const int refused = Build(*this, *route, request, message, result_buffer, out);
     if (refused != 0) return static_cast<uint32_t>(refused);
     if (local || dry) return status = kSuccess;
     if (route->reply == ReplyShape::kOwn) {

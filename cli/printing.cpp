@@ -8,6 +8,7 @@
 #include "cli/routes.h"
 #include "cli/talk.h"
 #include "output/lines.h"
+#include "output/records.h"
 
 using namespace zwmgmt;
 
@@ -27,6 +28,22 @@ int zwmgmt::AppendPrinted(std::string* text, const char* format, va_list argumen
     text->pop_back();
     return length;
 }
+
+namespace {
+
+/// The reply of a command that has no printer of its own.
+void PrintAsDescribed(ZwMgmt_interface& session, const Route& route, const void* output,
+                      const _Message& message) {
+    if (message.status != kSuccess) {
+        session.PrintOutput("Command failed\n");
+    } else if (route.records != nullptr) {
+        PrintRecords(session, *route.records, output, message.data_length);
+    } else {
+        session.PrintOutput("Successful\n");
+    }
+}
+
+}  // namespace
 
 std::vector<std::string> Talk::Lines() {
     std::vector<std::string> lines;
@@ -104,6 +121,11 @@ int ZwMgmt_interface::CLPrint(void* output, int command, _Message* message) {
         PrintOutput("Response received for invalid command!\n");
         return 1;
     }
-    if (!build_list_mode && route->print != nullptr) route->print(*this, output, message);
+    if (build_list_mode) return 0;
+    if (route->print != nullptr) {
+        route->print(*this, output, message);
+    } else if (route->reply != ReplyShape::kNone && route->reply != ReplyShape::kOwn) {
+        PrintAsDescribed(*this, *route, output, *message);
+    }
     return 0;
 }

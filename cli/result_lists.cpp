@@ -1,26 +1,52 @@
 /// Result lists: building, and freeing with everything that hangs from them.
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <cstring>
 
 #include "cli/list_kinds.h"
+#include "cli/routes.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
 namespace zwmgmt {
 namespace {
 
+/// Of commands that this version does not send, but programs may. Those of the others follow from
+/// the descriptions of their records.
 constexpr ListKind kListKinds[] = {
     {2, 32},           {4, 9268},        {6, 1032},   {9, 7502},          {17, 1810},
     {31, 9684, 1, 37}, {34, 562, 1, 82}, {35, 717},   {47, 10173, 1, 62}, {48, 9684, 1, 37},
     {66, 9684},        {69, 562, 1, 82}, {72, 9684},  {94, 729, 3, 62},   {116, 3256, 1, 3280},
-    {130, 996},        {136, 1393},      {137, 265},  {138, 47},          {141, 47},
-    {142, 556},        {153, 7502},      {154, 7502}, {156, 7502},        {157, 7502},
+    {130, 996},        {153, 7502},      {154, 7502}, {156, 7502},        {157, 7502},
     {158, 7502},       {159, 7502},      {162, 1810}, {163, 1810},        {199, 729},
     {200, 62},         {201, 62},        {202, 62},   {213, 3256},        {214, 3280},
     {244, 7502},       {328, 729},       {330, 90},   {334, 75},
 };
 
 static_assert(std::ranges::is_sorted(kListKinds, {}, &ListKind::command));
+
+/// The kinds of the commands whose records are described.
+class DescribedKinds {
+  public:
+    DescribedKinds() {
+        for (const Route& route : Routes()) {
+            if (route.reply != ReplyShape::kList || count == kinds.size()) continue;
+            kinds[count++] = {route.command,
+                              static_cast<uint32_t>(route.records->size + sizeof(void*))};
+        }
+    }
+
+    const ListKind* Find(uint16_t command) const {
+        const auto* end = kinds.data() + count;
+        const auto* row = std::find_if(
+            kinds.data(), end, [&](const ListKind& kind) { return kind.command == command; });
+        return row != end ? row : nullptr;
+    }
+
+  private:
+    std::array<ListKind, 64> kinds = {};
+    size_t count = 0;
+};
 
 /// Link of a node, at any alignment: nodes are packed records.
 void* LinkOf(const void* node, size_t offset) {
@@ -52,6 +78,8 @@ WireRecord Layout(int64_t record_size, int64_t pointer_count, uint32_t word_size
 }  // namespace
 
 const ListKind* FindListKind(uint16_t command) {
+    static const DescribedKinds described;
+    if (const ListKind* kind = described.Find(command)) return kind;
     const auto* row = std::ranges::lower_bound(kListKinds, command, {}, &ListKind::command);
     return row != std::end(kListKinds) && row->command == command ? row : nullptr;
 }

@@ -4,13 +4,15 @@
 #include <cstdint>
 #include <span>
 
+#include "cli/arguments.h"
+#include "output/description.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
 namespace zwmgmt {
 
 enum class ReplyShape {
     kNothing,  // a status alone
-    kList,     // records; sizes are those of the command's ListKind
+    kList,     // linked records; sizes are those of the command's ListKind
     kBlock,    // data of any other form, message.data_length bytes
     kNone,     // nothing is sent: the handler prints what there is to print
     kOwn,      // the handler has exchanged and printed all there is; its message is the last reply
@@ -26,13 +28,20 @@ struct Route {
     uint8_t service;
     uint16_t command;
     Arguments arguments;
+    /// Null: the form alone tells.
     int (*build)(ZwMgmt_interface& session, Client_Request_Message* request, _Message* message,
-                 char* result_buffer, void** out);
+                 char* result_buffer, void** out) = nullptr;
     ReplyShape reply;
-    void (*print)(ZwMgmt_interface& session, const void* output, _Message* message);
-    const char* keys;     // as a line of help shows them
-    const char* purpose;  // "lists the ports of an adapter"
-    const char* example;  // a command line that a host can be asked with
+    /// Null: the description of the records alone tells.
+    void (*print)(ZwMgmt_interface& session, const void* output, _Message* message) = nullptr;
+    const char* keys;                      // as a line of help shows them
+    const char* purpose;                   // "lists the ports of an adapter"
+    const char* example;                   // a command line that a host can be asked with
+    const Description* records = nullptr;  // what a successful reply holds; null: nothing
+    uint16_t answer = 0;                   // opcode of that reply, where it is not the command
+    const RequestForm* form = nullptr;     // where there is no builder: the request; null: no data
+
+    constexpr uint16_t AnswerOpcode() const { return answer != 0 ? answer : command; }
 };
 
 std::span<const Route> Routes();

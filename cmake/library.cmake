@@ -22,8 +22,8 @@ set(library_sources
     adapters/property_requests.cpp
     adapters/property_tables.cpp
     adapters/status_replies.cpp
-    api/descriptions.cpp
     api/result.cpp
+    api/routes.cpp
     cli/argument_notes.cpp
     cli/arguments.cpp
     cli/command_keys.cpp
@@ -33,7 +33,6 @@ set(library_sources
     cli/offer.cpp
     cli/printing.cpp
     cli/result_lists.cpp
-    cli/routes.cpp
     cli/values.cpp
     cli/vocabulary.cpp
     filters/combinations.cpp

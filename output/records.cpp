@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "zwmgmt/zwmgmt_interface.h"
+
 namespace zwmgmt {
 namespace {
 
@@ -112,6 +114,19 @@ const std::vector<bool>& Records::FilledBy(uint8_t variant) {
         for (const Line& line : block.lines) (*fields)[PlaceOf(what, *line.field)] = true;
     }
     return *fields;
+}
+
+void PrintRecords(ZwMgmt_interface& session, const Description& what, const void* data,
+                  uint32_t length) {
+    const uint8_t os = session.OsType();
+    Records records(what, os, data, length);
+    for (const void* record = records.First(); record != nullptr; record = records.Next()) {
+        const uint8_t variant = what.variant_of != nullptr ? what.variant_of(record, os) : 0;
+        for (const Block& block : what.blocks) {
+            if (!block.IsFor(os, variant)) continue;
+            for (const Line& line : block.lines) PrintLine(session, record, line);
+        }
+    }
 }
 
 }  // namespace zwmgmt

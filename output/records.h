@@ -48,4 +48,8 @@ class Records {
     ValueRoom room = {};
 };
 
+/// Prints the lines of every record, as its blocks have them.
+void PrintRecords(ZwMgmt_interface& session, const Description& description, const void* data,
+                  uint32_t length);
+
 }  // namespace zwmgmt

@@ -23,9 +23,9 @@ ROOMS = {
     "simulator": "include platform records session cli adapters filters agent",
     "benchmarks": "include agent",
     "examples": "include",
-    "fuzz": "include cli agent simulator",
+    "fuzz": "include cli api agent simulator",
     "scripts": "include records session output cli",
-    "tests": "include platform records session output cli filters front_end agent simulator",
+    "tests": "include platform records session output cli filters net front_end agent simulator",
 }
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*"([^"]+)"', re.MULTILINE)

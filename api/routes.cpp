@@ -1,6 +1,12 @@
+/// Every command: its request, its reply, and what help says of it.
 #include "cli/routes.h"
 
 #include <type_traits>
+
+#include "adapters/results.h"
+#include "filters/results.h"
+#include "net/results.h"
+#include "services/results.h"
 
 namespace zwmgmt {
 namespace {
@@ -40,19 +46,23 @@ constexpr Route kRoutes[] = {
     {kKorvane, kListAdapterProps, Arguments::kNone,
      Build<&Zw::CLGetKorvaneAdapters>, ReplyShape::kList, Print<&Zw::GetKorvaneAdaptersResponse>,
      "", "lists the adapters of a host with their properties",
-     "korvane listadapterprops"},
+     "korvane listadapterprops",
+     &kAdapters},
     {kKorvane, kListPorts, Arguments::kKeys,
      Build<&Zw::CLGetKorvaneAdapterPorts>, ReplyShape::kList, Print<&Zw::GetKorvaneAdapterPortsResponse>,
      "pci=LOCATION", "lists the ports of an adapter",
-     "korvane listports pci=0000:05:00.4"},
+     "korvane listports pci=0000:05:00.4",
+     &kPorts},
     {kKorvane, kGetCardStats, Arguments::kKeys,
      Build<&Zw::CLGetKorvaneCardStats>, ReplyShape::kList, Print<&Zw::GetCardStatsResponse>,
      "pci=LOCATION", "shows the counters of an adapter",
-     "korvane getcardstats pci=0000:05:00.4"},
+     "korvane getcardstats pci=0000:05:00.4",
+     &kCounters},
     {kKorvane, kGetPortStats, Arguments::kKeys,
      Build<&Zw::CLGetKorvanePortStats>, ReplyShape::kList, Print<&Zw::GetPortStatsResponse>,
      "pci=LOCATION port=INSTANCE", "shows the counters of a port",
-     "korvane getportstats pci=0000:05:00.4 port=0"},
+     "korvane getportstats pci=0000:05:00.4 port=0",
+     &kCounters},
     {kKorvane, kSetCardProperty, Arguments::kKeys,
      Build<&Zw::CLSetKorvaneCardProp>, ReplyShape::kNothing, Print<&Zw::GetKorvaneCardSetResponse>,
      "pci=LOCATION KEY=VALUE ...", "sets properties of an adapter",
@@ -64,11 +74,13 @@ constexpr Route kRoutes[] = {
     {kSystem, kGetCapabilities, Arguments::kNone,
      Build<&Zw::CLGetCapabilities>, ReplyShape::kBlock, Print<&Zw::PrintCapabilitiesResponse>,
      "", "shows which services the agent offers",
-     "system getcapabilities"},
+     "system getcapabilities",
+     &kAgentCapabilities},
     {kSystem, kListDrivers, Arguments::kNone,
      Build<&Zw::CLGetKorvaneDriverDetails>, ReplyShape::kList, Print<&Zw::GetKorvaneDriverDetailsResponse>,
      "", "lists the drivers of a host",
-     "system listdrivers"},
+     "system listdrivers",
+     &kDrivers},
     {kSystem, kLoadDriver, Arguments::kKeys,
      Build<&Zw::CLLoadDriver>, ReplyShape::kNothing, Print<&Zw::GetKorvaneLoadDrvResponse>,
      "drvname=NAME [num_vf=COUNT]", "loads a driver; num_vf on Xen alone",
@@ -85,11 +97,13 @@ constexpr Route kRoutes[] = {
      Build<&Zw::CLInstallKorvaneDrivers>, ReplyShape::kOwn, nullptr,
      "type=TYPE[,TYPE ...] PACKAGE=FILE ... [ofedpkg=SET] [conftype=0-5]",
      "pushes driver packages to the host, which installs them",
-     "system install type=nic,toe zwirepath=KorvaneZwire-4.3.0.tar.gz"},
+     "system install type=nic,toe zwirepath=KorvaneZwire-4.3.0.tar.gz",
+     &kInstallOutcomes, kGetInstallResult},
     {kSystem, kGetInstallResult, Arguments::kNone,
      Build<&Zw::CLGetInstallDrvRes>, ReplyShape::kBlock, Print<&Zw::GetInstallDrvResResponse>,
      "", "shows what became of the last installation",
-     "system getinstallresult"},
+     "system getinstallresult",
+     &kInstallOutcomes},
     {kFilter, kAddFilterX3, Arguments::kKeys,
      Build<&Zw::CLAddFilter>, ReplyShape::kNothing, Print<&Zw::GetAddFilterResponse>,
      "ifname=NAME [id=N] [sip=ADDRESS[/LENGTH]] [dip=ADDRESS] [sport=N] [dport=N] [vlanid=1-4094] [prio=N] [mac=N] "
@@ -106,11 +120,13 @@ constexpr Route kRoutes[] = {
     {kFilter, kListFiltersX3, Arguments::kNone,
      Build<&Zw::CLListFilters>, ReplyShape::kBlock, Print<&Zw::GetListFiltersResponse>,
      "", "lists the filter rules of the X3 adapters",
-     "filter listx3"},
+     "filter listx3",
+     &kX3Rules},
     {kFilter, kMaxFilters, Arguments::kSome,
      Build<&Zw::CLGetOrSetMaxFiltersValue>, ReplyShape::kBlock, Print<&Zw::GetMaxFiltersResponse>,
      "get|set ifname=NAME [max=N]", "shows or sets the size of an X3 adapter's rule table",
-     "filter maxfilters set ifname=eth2 max=512"},
+     "filter maxfilters set ifname=eth2 max=512",
+     &kMaxFilterRules, kGetMaxFilters},
     {kFilter, kAddFilterX4, Arguments::kKeys,
      Build<&Zw::CLAddFilterX4>, ReplyShape::kNothing, Print<&Zw::GetAddFilterResponse>,
      "pci=LOCATION [id=N] [type=ipv4|ipv6] [lip=ADDRESS[/LENGTH]] [fip=ADDRESS[/LENGTH]] [FIELD=VALUE[:MASK]] ... "
@@ -127,7 +143,8 @@ constexpr Route kRoutes[] = {
     {kFilter, kListFiltersX4, Arguments::kKeys,
      Build<&Zw::CLListFiltersX4>, ReplyShape::kBlock, Print<&Zw::GetListFiltersResponseX4>,
      "pci=LOCATION show=all|active", "lists the filter rules of an X4 or X5 adapter",
-     "filter list pci=0000:05:00.4 show=all"},
+     "filter list pci=0000:05:00.4 show=all",
+     &kX4Rules},
     {kFilter, kSetCombination, Arguments::kKeys,
      Build<&Zw::CLSetCombX4>, ReplyShape::kNothing, Print<&Zw::GetSetCombResponse>,
      "pci=LOCATION comb=COMBINATION", "sets the filter mode of an X4 or X5 adapter",
@@ -135,19 +152,23 @@ constexpr Route kRoutes[] = {
     {kFilter, kShowCombinations, Arguments::kNone,
      Build<&Zw::CLPrintX4Comb>, ReplyShape::kNone, nullptr,
      "", "shows the permitted filter modes, without an agent",
-     "filter showcomb"},
+     "filter showcomb",
+     &kCombinationRows},
     {kFilter, kShowActiveCombination, Arguments::kNone,
      Build<&Zw::CLShowActiveComb>, ReplyShape::kBlock, Print<&Zw::ShowActiveResp>,
      "", "shows the filter modes in use",
-     "filter showactivecomb"},
+     "filter showactivecomb",
+     &kActiveCombinations},
     {kFilter, kListX3Adapters, Arguments::kNone,
      Build<&Zw::CLListX3Adapters>, ReplyShape::kBlock, Print<&Zw::GetListX3Interfaces>,
      "", "lists the interfaces of X3 adapters",
-     "filter listx3adapters"},
+     "filter listx3adapters",
+     &kX3Interfaces},
     {kFilter, kListX4Adapters, Arguments::kNone,
      Build<&Zw::CLListX4Adapters>, ReplyShape::kBlock, Print<&Zw::GetListX4Interfaces>,
      "", "lists the PCI bus locations of X4 and X5 adapters",
-     "filter listadapters"},
+     "filter listadapters",
+     &kX4Locations},
     {kTm, kAddPolicy, Arguments::kKeys,
      Build<&Zw::CLAddPolicy>, ReplyShape::kNothing, Print<&Zw::GetAddPolicyResponse>,
      "ifname=NAME policy=RULE|@FILE [id=N]", "adds an offload policy",
@@ -163,17 +184,20 @@ constexpr Route kRoutes[] = {
     {kTm, kListPolicies, Arguments::kNone,
      Build<&Zw::CLListPolicies>, ReplyShape::kBlock, Print<&Zw::GetListPolicyResponse>,
      "", "lists the offload policies",
-     "tm list"},
+     "tm list",
+     &kPolicies},
     {kNet, kPing, Arguments::kSome,
      Build<&Zw::CLPing>, ReplyShape::kBlock, Print<&Zw::GetPingResponse>,
      "ip=ADDRESS ipversion=ipv4|ipv6 | host=NAME | domain=NAME [numpkts=N] [timeout=SECONDS]; or getresult",
      "makes the host ping another, in the background",
-     "net ping ip=10.0.0.7 ipversion=ipv4 numpkts=4"},
+     "net ping ip=10.0.0.7 ipversion=ipv4 numpkts=4",
+     &kPingOutcome, kPingResult},
     {kNet, kTraceRoute, Arguments::kSome,
      Build<&Zw::CLTraceRoute>, ReplyShape::kBlock, Print<&Zw::TraceRouteResponse>,
      "ip=ADDRESS ipversion=ipv4|ipv6 | host=NAME | domain=NAME; or getresult",
      "makes the host trace a route, in the background; not on Xen",
-     "net traceroute host=beta"},
+     "net traceroute host=beta",
+     &kHops, kTraceRouteResult},
     {kNet, kSetMtu, Arguments::kSome,
      Build<&Zw::CLSetMTU>, ReplyShape::kNothing, Print<&Zw::GetSetMTUResponse>,
      "set ifname=NAME mtu=BYTES", "sets the MTU of an interface",
@@ -195,6 +219,18 @@ const Route* FindRoute(int command) {
         if (route.command == command) return &route;
     }
     return nullptr;
+}
+
+const Description* FindDescription(uint16_t opcode) {
+    for (const Route& route : kRoutes) {
+        if (route.records != nullptr && opcode == route.AnswerOpcode()) return route.records;
+    }
+    return nullptr;
+}
+
+const Description* FindDescriptionOf(uint16_t command) {
+    const Route* route = FindRoute(command);
+    return route != nullptr ? route->records : nullptr;
 }
 
 }  // namespace zwmgmt
