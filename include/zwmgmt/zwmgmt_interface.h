@@ -48,7 +48,7 @@ struct ssl_st;
 namespace zwmgmt {
 struct Remarks;
 class Talk;
-}
+}  // namespace zwmgmt
 
 class ZWMGMT_API ZwMgmt_interface {
   public:
