@@ -25,7 +25,7 @@ function(read_exports library names)
 endfunction()
 
 read_exports(${LIBRARY} exported)
-set(member "(ZwMgmt_interface|Classifier|ParsePolicy|zwmgmt::(CommandWords|ArgumentNotes))::~?[A-Za-z0-9_]+")
+set(member "(ZwMgmt_interface|Classifier|ParsePolicy|zwmgmt::(CommandWords|ArgumentNotes|Result))::~?[A-Za-z0-9_]+")
 foreach(name IN LISTS exported)
     if(NOT name MATCHES "^(vtable|typeinfo) for ZwMgmt_interface$" AND
        NOT name MATCHES "^${member}[[(]" AND
