@@ -22,6 +22,7 @@
 
 #include "agent/server.h"
 #include "benchmarks/table_reporter.h"
+#include "output/render.h"
 #include "zwmgmt/policy.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
@@ -305,6 +306,62 @@ void PrintOurs(State& state, size_t count) {
     ZwMgmt_interface::CLFreeMem(kListAdapterProps, head);
 }
 
+/// As many ports, as text and as JSON.
+std::vector<uint8_t> Ports(size_t count) {
+    _PortInformation port = {};
+    SetFixedText(port.name, "eth2");
+    SetFixedText(port.media_type, "FIBRE");
+    SetFixedText(port.supported_link_modes, "10000baseT/Full");
+    SetFixedText(port.settings.mtu, "1500");
+    for (char* flag : {port.settings.tx_checksum, port.settings.rx_checksum,
+                       port.settings.tx_pause_frames, port.settings.rx_pause_frames}) {
+        *flag = '1';
+    }
+    std::vector<uint8_t> run;
+    run.reserve(count * offsetof(_PortInformation, next));
+    const auto* bytes = reinterpret_cast<const uint8_t*>(&port);
+    for (size_t i = 0; i < count; ++i) {
+        run.insert(run.end(), bytes, bytes + offsetof(_PortInformation, next));
+    }
+    return run;
+}
+
+void* PortList(size_t count) {
+    const std::vector<uint8_t> run = Ports(count);
+    const uint32_t size = offsetof(_PortInformation, next);
+    void* head = nullptr;
+    ZwMgmt_interface::CLBuildList(&head, run.data(), size, sizeof(_PortInformation), 1, 8,
+                                  static_cast<uint32_t>(run.size()));
+    return head;
+}
+
+void JsonOurs(State& state, size_t count) {
+    void* head = PortList(count);
+    FILE* nowhere = std::fopen("/dev/null", "w");
+    const Description& ports = *FindDescriptionOf(kListPorts);
+    for (auto _ : state) {
+        std::string piece;
+        TextSink sink(&piece, nowhere);
+        JsonWriter json(sink, true);
+        zwmgmt::Records records(ports, kLinux, head, 0);
+        WriteJson(json, ports, records, FieldsOf(ports, kLinux));
+        sink.Flush();
+    }
+    std::fclose(nowhere);
+    ZwMgmt_interface::CLFreeMem(kListPorts, head);
+}
+
+/// The text of agents of the same system.
+void JsonFloor(State& state, size_t count) {
+    Ours ours;
+    void* head = PortList(count);
+    for (auto _ : state) {
+        _Message message = {};
+        ours.session.CLPrint(head, kListPorts, &message);
+    }
+    ZwMgmt_interface::CLFreeMem(kListPorts, head);
+}
+
 /// The same text, each line with an fprintf of its own.
 void PrintFloor(State& state, size_t count) {
     FILE* nowhere = std::fopen("/dev/null", "w");
@@ -473,6 +530,7 @@ int main(int argc, char** argv) {
     Pair("file push, 256 MB", FileOurs, FileFloor, size_t{kFileSize});
     Pair("list of 100,000 records / copy", ListOurs, ListFloor, size_t{kRecords});
     Pair("printing 100,000 records / fprintf", PrintOurs, PrintFloor, size_t{kRecords});
+    Pair("100,000 ports as JSON / as text", JsonOurs, JsonFloor, size_t{kRecords});
     Growth("growth: list, 1,000,000 / 100,000 records", ListOurs, 100'000);
     Growth("growth: printing, 100,000 / 10,000 records", PrintOurs, 10'000);
     Growth("growth: reply, 1 MB / 100 kB", ReplyOfSize, 100);

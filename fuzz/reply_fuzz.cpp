@@ -1,15 +1,33 @@
-/// An agent's reply, header and data, through list builder and printer of every routed command, as
-/// every agent OS. Input: one byte that picks the OS, one the word size, a header, the data.
+/// An agent's reply, header and data, through list builder, printer and formats of every routed
+/// command, as every agent OS. Input: one byte that picks the OS, one the word size, a header, the
+/// data.
 #include <cstdlib>
 #include <cstring>
+#include <nlohmann/json.hpp>
 
 #include "cli/list_kinds.h"
 #include "cli/routes.h"
 #include "fuzz/sessions.h"
+#include "output/render.h"
 
 namespace {
 
 using namespace zwmgmt;
+
+/// In every format; what is no JSON ends the run.
+void Render(const Description& what, uint8_t os, const void* data, uint32_t length) {
+    std::string text;
+    TextSink sink(&text);
+    Records records(what, os, data, length);
+    const FieldList fields = FieldsOf(what, os);
+    WriteCsv(sink, records, fields);
+    WriteTable(sink, what, records, fields, {.width = 80});
+    if (what.judge != nullptr) what.judge(data, length);
+    text.clear();
+    JsonWriter json(sink, false);
+    WriteJson(json, what, records, fields);
+    if (!nlohmann::json::accept(text)) std::abort();
+}
 
 void PrintReply(ZwMgmt_interface& session, const Route& route, _Message* message,
                 uint32_t word_size, const uint8_t* data, uint32_t length) {
@@ -24,6 +42,9 @@ void PrintReply(ZwMgmt_interface& session, const Route& route, _Message* message
             output = std::malloc(length);
             std::memcpy(output, data, length);
         }
+    }
+    if (route.records != nullptr && message->status == kSuccess) {
+        Render(*route.records, session.OsType(), output, length);
     }
     session.CLPrint(output, route.command, message);
     ZwMgmt_interface::CLFreeMem(route.command, output);

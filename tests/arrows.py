@@ -21,9 +21,9 @@ ROOMS = {
     "front_end": "include platform records session output cli api",
     "agent": "include platform records session",
     "simulator": "include platform records session cli adapters filters agent",
-    "benchmarks": "include agent",
+    "benchmarks": "include output agent",
     "examples": "include",
-    "fuzz": "include cli api agent simulator",
+    "fuzz": "include output cli api agent simulator",
     "scripts": "include records session output cli",
     "tests": "include platform records session output cli filters net front_end agent simulator",
 }
