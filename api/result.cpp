@@ -19,9 +19,10 @@ ResultParts::ResultParts(ZwMgmt_interface& session, Client_Request_Message* requ
     : command(request != nullptr ? request->command : uint16_t{0}), os(session.OsType()) {
     Talk talk(session);
     _Message message = {};
-    returned = session.Client_ProcessRequest(&message, request, result_buffer, &data);
+    returned = static_cast<uint32_t>(
+        session.Client_ProcessRequest(&message, request, result_buffer, &data));
     messages = talk.Lines();
-    status = returned != 0 ? static_cast<uint32_t>(returned) : message.status;
+    status = returned != 0 ? returned : message.status;
     if (returned != 0) {
         if (status != kRequestRefused) outcome = StatusText(status);
         return;

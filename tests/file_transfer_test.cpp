@@ -224,6 +224,12 @@ TEST(FileTransfer, TheReceiverTakesTheLargestFile) {
     EXPECT_EQ(take(), 0u);
     record = {};
     record.chunk_length = 16384;
+    record.chunk_number = 1;
+    for (uint8_t* stray : {&record.transfer_arg1, reinterpret_cast<uint8_t*>(&record.extra)}) {
+        *stray = 1;
+        EXPECT_EQ(take(), 6u) << "nothing of an announcement belongs to a chunk";
+        *stray = 0;
+    }
     for (uint32_t number = 1; number <= 65535; ++number) {
         record.chunk_number = static_cast<uint16_t>(number);
         ASSERT_EQ(take(), 0u) << number;

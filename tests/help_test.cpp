@@ -81,7 +81,12 @@ std::string NotesOn(uint8_t os_type, const std::vector<std::string>& words) {
     if (command.Request() == nullptr) return command.Error();
     const ArgumentNotes notes(SessionOf(os_type), command.Request());
     std::string text = notes.Refused() ? "refused\n" : "";
-    for (size_t i = 0; i < notes.Count(); ++i) text += notes[i].text + std::string("\n");
+    for (size_t i = 0; i < notes.Count(); ++i) {
+        text += notes[i].text + std::string("\n");
+        if (notes[i].argument < 0) continue;
+        const char* value = command.Request()->arguments[notes[i].argument].value;
+        EXPECT_NE(text.find(value), std::string::npos) << "the entry that is meant";
+    }
     EXPECT_EQ(SessionOf(os_type).Printed(), "");
     return text;
 }

@@ -386,7 +386,9 @@ TEST(Session, TheReceiveTimeoutHoldsWhateverTlsIsBusyWith) {
 TEST(Session, AReplyLargerThanTheResultBufferGoesWholeToOut) {
     const uint32_t length = kResultBufferSize + 1000;
     CannedHost host(agent::Reply{.status = 0, .data = Bytes(length, 0x5A)});
-    Linked session(host);
+    agent::Options options;
+    options.tap = [](auto header, auto) { EXPECT_EQ(header[14], 0) << "no status is sent"; };
+    Linked session(host, options);
     session.result.resize(kResultBufferSize + 8, 'x');
     _Message message = {};
     message.service = kSystem;
@@ -402,6 +404,7 @@ TEST(Session, AReplyLargerThanTheResultBufferGoesWholeToOut) {
         session.SetReplyLimit(limit);
         message = {};
         message.service = kSystem;
+        message.status = 77;
         return session.Client_TalkToServer(&message, session.result.data(), 0, 0, 0, 8, nullptr);
     };
     EXPECT_EQ(status_with(length), kSuccess);

@@ -282,6 +282,7 @@ TEST(Agent, EndsASessionThatNeverOpens) {
     TestAgent agent(host);
     RawClient other(agent.Port());
     EXPECT_TRUE(other.Ask(0, 0, Bytes(sizeof(LoginRecord) + 1)).empty()) << "no opening message";
+    EXPECT_TRUE(RawClient(agent.Port()).Ask(5, 8, {}).empty()) << "a request before it";
 }
 
 TEST(Agent, AnswersAWrongPasswordLater) {
