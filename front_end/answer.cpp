@@ -64,7 +64,7 @@ void PrintJson(zwmgmt::TextSink& sink, const Options& options,
     AddText(json, "command",
             std::string(zwmgmt::ServiceWord(request.service)) + " " +
                 zwmgmt::CommandWord(request.service, request.command));
-    AddNumber(json, "exit_status", answer.exit_status);
+    AddNumber(json, "exit_status", static_cast<uint32_t>(answer.exit_status));
     AddNumber(json, "status", answer.result ? answer.result->status : answer.status);
     AddText(json, "message", OutcomeOf(answer));
     AddMessages(json, answer);
