@@ -16,11 +16,13 @@ namespace zwmgmt {
 
 ResultParts::ResultParts(ZwMgmt_interface& session, Client_Request_Message* request,
                          char* result_buffer)
-    : command(request != nullptr ? request->command : uint16_t{0}), os(session.OsType()) {
+    : command(request != nullptr ? request->command : uint16_t{0}),
+      os(session.OsType()),
+      reply(command) {
     Talk talk(session);
     _Message message = {};
     returned = static_cast<uint32_t>(
-        session.Client_ProcessRequest(&message, request, result_buffer, &data));
+        session.Client_ProcessRequest(&message, request, result_buffer, &reply.data));
     messages = talk.Lines();
     status = returned != 0 ? returned : message.status;
     if (returned != 0) {
@@ -37,18 +39,16 @@ ResultParts::ResultParts(ZwMgmt_interface& session, Client_Request_Message* requ
     length = message.data_length;
     if (status == kSuccess) what = FindDescription(local ? command : message.opcode);
     if (what == nullptr) {
-        outcome = talk.OutcomeOf(data, *request, &message);
+        outcome = talk.OutcomeOf(reply.data, *request, &message);
         if (outcome.empty() && status != kSuccess) outcome = StatusText(status);
         return;
     }
     if (local) messages.clear();  // the data, for people
-    if (what->judge != nullptr) status = what->judge(data, length);
+    if (what->judge != nullptr) status = what->judge(reply.data, length);
     if (status != kSuccess) outcome = StatusText(status);
-    records.emplace(*what, os, data, length);
+    records.emplace(*what, os, reply.data, length);
     fields = FieldsOf(*what, os);
 }
-
-ResultParts::~ResultParts() { ZwMgmt_interface::CLFreeMem(command, data); }
 
 namespace {
 

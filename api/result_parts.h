@@ -10,21 +10,31 @@
 
 namespace zwmgmt {
 
+/// What a reply handed out: a list or a block.
+class ReplyData {
+  public:
+    explicit ReplyData(uint16_t list_command) : command(list_command) {}
+    ~ReplyData() { ZwMgmt_interface::CLFreeMem(command, data); }
+    ReplyData(const ReplyData&) = delete;
+    ReplyData& operator=(const ReplyData&) = delete;
+
+    void* data = nullptr;
+
+  private:
+    const uint16_t command;
+};
+
 /// One request's answer: outcome, data and talk, apart from each other.
 struct ResultParts {
     /// Sends the request.
     ResultParts(ZwMgmt_interface& session, Client_Request_Message* request, char* result_buffer);
-    ~ResultParts();
-    ResultParts(const ResultParts&) = delete;
-    ResultParts& operator=(const ResultParts&) = delete;
-
     const uint16_t command;
     const uint8_t os;
     uint32_t returned = 0;
     uint32_t status = 0;
     std::string outcome;
     std::vector<std::string> messages;
-    void* data = nullptr;
+    ReplyData reply;
     uint32_t length = 0;
     const Description* what = nullptr;  // null: there are no data
     FieldList fields;

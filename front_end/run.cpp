@@ -80,7 +80,11 @@ class Run {
     void Report(const Client_Request_Message& request) {
         answer.agent_os = session.OsType();
         if (answer.result) answer.status = answer.result->status;
-        for (std::string& line : talk->Lines()) answer.messages.push_back(std::move(line));
+        const bool json = options.format == Format::kJson || options.format == Format::kJsonLines;
+        for (std::string& line : talk->Lines()) {
+            if (!json) Say(line);
+            answer.messages.push_back(std::move(line));
+        }
         PrintAnswer(options, request, answer);
     }
 
@@ -162,10 +166,13 @@ class Run {
                                                             request.command) == 0) {
             return kOk;
         }
-        std::string refusal = session.ErrorText();
-        while (refusal.ends_with('\n')) refusal.pop_back();
         answer.status = zwmgmt::kIncompatible;
-        return Fail(kUnsupported, refusal);
+        return Fail(kUnsupported, WithoutEnd(session.ErrorText()));
+    }
+
+    static std::string WithoutEnd(std::string text) {
+        while (text.ends_with('\n')) text.pop_back();
+        return text;
     }
 
     void Note(const std::string& text) {
@@ -190,7 +197,12 @@ class Run {
 
     ExitStatus Refused(const zwmgmt::ArgumentNotes& notes) {
         answer.status = zwmgmt::kRequestRefused;
-        session.PrintOutput("%s", notes.RefusalText());
+        if (options.format == Format::kText) {
+            session.PrintOutput("%s", notes.RefusalText());
+        } else {
+            answer.message = WithoutEnd(notes.RefusalText());
+            Say(answer.message);
+        }
         SayNotes(notes);
         return kUsage;
     }

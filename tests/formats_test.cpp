@@ -148,6 +148,10 @@ TEST(Formats, EveryOutcomeIsAnAnswer) {
     EXPECT_EQ(answer["exit_status"], 3);
     EXPECT_FALSE(answer.contains("agent_os"));
     EXPECT_NE(std::string(answer["message"]).find("cannot open a session"), std::string::npos);
+    const ProcessResult refused =
+        Zwcli(port, {"--format", "json", "korvane", "getportstats", "pci=1", "port=x"});
+    EXPECT_EQ(refused.exit_status, 2);
+    EXPECT_EQ(json::parse(refused.out)["message"], "Invalid Port Instance");
 }
 
 TEST(Formats, WrongChoicesAreNamedBeforeConnecting) {
