@@ -3,17 +3,16 @@
 #include "adapters/install_options.h"
 #include "adapters/results.h"
 #include "cli/handler.h"
+#include "cli/push.h"
 #include "cli/remarks.h"
 #include "output/layout.h"
 #include "output/lines.h"
-#include "session/file_transfer.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
 using namespace zwmgmt;
 
 namespace {
 
-constexpr int kNoMemory = 2;  // of PushFile
 constexpr const char* kFailed = "Command Failed\n";
 
 constexpr Field kOutcomeCells[] = {CellField("package", 0), CellField("outcome", 1)};
@@ -61,14 +60,15 @@ int ZwMgmt_interface::CLInstallKorvaneDrivers(Client_Request_Message* request, _
         if (!IsPackage(key.key)) continue;
         transfer.path = key.value;
         bool announced = false;
-        const int outcome = PushFile(transfer, result_buffer, &announced);
-        if (!connected) return static_cast<int>(status);
-        if (outcome == kNoMemory) return Refuse(*this, "out of memory\n");
-        if (outcome != 0 && status == kSuccess) return kRequestRefused;  // not sent, and said why
-        *message = last_reply_header;
-        if (outcome == 0) continue;
+        const PushOutcome outcome = PushFile(*this, transfer, result_buffer, &announced);
+        if (!Connected()) return static_cast<int>(LastStatus());
+        if (outcome == PushOutcome::kNoMemory) return Refuse(*this, "out of memory\n");
+        const bool done = outcome == PushOutcome::kDone;
+        if (!done && LastStatus() == kSuccess) return kRequestRefused;  // not sent, and said why
+        *message = LastReplyHeader();
+        if (done) continue;
         if (announced) PrintOutput("\n");  // the progress line has none
-        if (FileRefusalText(status) == nullptr) PrintOutput("%s", kFailed);
+        if (FileRefusalText(LastStatus()) == nullptr) PrintOutput("%s", kFailed);
         return 0;
     }
     PrintOutput("Command completed successfully.\n");

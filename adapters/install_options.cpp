@@ -466,7 +466,7 @@ using namespace zwmgmt;
 
 int ZwMgmt_interface::CLIsValidOSDrvType(uint32_t type_mask, int generation) const {
     for (const AllowedRow& row : kAllowed) {
-        if (row.os == os_type && row.first <= generation && generation <= row.last) {
+        if (row.os == OsType() && row.first <= generation && generation <= row.last) {
             return (type_mask & ~row.types) != 0;
         }
     }

@@ -189,9 +189,9 @@ void ZwMgmt_interface::GetKorvaneAdaptersResponse(const _CardInformation* cards,
     int number = 0;
     for (const _CardInformation* card = cards; card != nullptr; card = card->next) {
         PrintOutput("Adapter #                     : %d\n", number++);
-        const uint8_t variant = VariantOf(card, os_type);
+        const uint8_t variant = VariantOf(card, OsType());
         for (const Block& block : kCardBlocks) {
-            if (!block.IsFor(os_type, variant)) continue;
+            if (!block.IsFor(OsType(), variant)) continue;
             for (const Line& line : block.lines) PrintLine(*this, card, line);
         }
         PrintOutput("\n\n");

@@ -346,6 +346,6 @@ void ZwMgmt_interface::GetKorvaneAdapterPortsResponse(const _PortInformation* po
         PrintOutput("Command failed\n");
         return;
     }
-    PortListing listing(*this, os_type);
+    PortListing listing(*this, OsType());
     for (; ports != nullptr; ports = ports->next) listing.Print(*ports);
 }

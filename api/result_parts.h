@@ -11,12 +11,12 @@
 namespace zwmgmt {
 
 /// What a reply handed out: a list or a block.
-class ReplyData {
+class HeldReply {
   public:
-    explicit ReplyData(uint16_t list_command) : command(list_command) {}
-    ~ReplyData() { ZwMgmt_interface::CLFreeMem(command, data); }
-    ReplyData(const ReplyData&) = delete;
-    ReplyData& operator=(const ReplyData&) = delete;
+    explicit HeldReply(uint16_t list_command) : command(list_command) {}
+    ~HeldReply() { ZwMgmt_interface::CLFreeMem(command, data); }
+    HeldReply(const HeldReply&) = delete;
+    HeldReply& operator=(const HeldReply&) = delete;
 
     void* data = nullptr;
 
@@ -34,7 +34,7 @@ struct ResultParts {
     uint32_t status = 0;
     std::string outcome;
     std::vector<std::string> messages;
-    ReplyData reply;
+    HeldReply reply;
     uint32_t length = 0;
     const Description* what = nullptr;  // null: there are no data
     FieldList fields;

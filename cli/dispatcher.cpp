@@ -5,7 +5,10 @@
 
 #include "cli/handler.h"
 #include "cli/list_kinds.h"
+#include "cli/reports.h"
 #include "cli/routes.h"
+#include "session/state.h"
+#include "zwmgmt/zwmgmt_interface.h"
 
 using namespace zwmgmt;
 
@@ -15,7 +18,7 @@ namespace {
 struct ReportRow {
     uint32_t status;
     const char* text;
-    enum { kNothing, kTokenGone, kDisconnected } means = kNothing;
+    bool disconnected = false;
 };
 
 constexpr ReportRow kReports[] = {
@@ -23,8 +26,8 @@ constexpr ReportRow kReports[] = {
     {kInvalidValue, "\nInvalid value specified\n"},
     {kReadError, "\nError reading from socket\n"},
     {kWriteError, "\nError writing to socket\n"},
-    {kNoReadWriteToken, "No read write token available\n", ReportRow::kTokenGone},
-    {kNotConnected, "ERROR: no connection to the managed system!\n", ReportRow::kDisconnected},
+    {kNoReadWriteToken, "No read write token available\n"},
+    {kNotConnected, "ERROR: no connection to the managed system!\n", true},
 };
 
 /// Whether the request has arguments that its command does not take.
@@ -47,55 +50,36 @@ int Build(ZwMgmt_interface& session, const Route& route, Client_Request_Message*
     return BuildRequest(session, request, message, *route.form, record.get());
 }
 
-}  // namespace
-
-bool ZwMgmt_interface::ReportStatus(uint32_t reported) {
-    for (const ReportRow& row : kReports) {
-        if (row.status != reported) continue;
-        PrintOutput("%s", row.text);
-        if (row.means == ReportRow::kTokenGone) rw_token = 0;
-        if (row.means == ReportRow::kDisconnected) connected = 0;
-        return true;
-    }
-    return false;
-}
-
-bool ZwMgmt_interface::NeedsNoAgent(uint8_t service, uint16_t command) {
-    const Route* route = FindRoute(service, command);
-    return route != nullptr && route->reply == ReplyShape::kNone;
-}
-
-uint32_t ZwMgmt_interface::Dispatch(_Message* message, Client_Request_Message* request,
-                                    char* result_buffer, void** out) {
+uint32_t Dispatch(ZwMgmt_interface& session, _Message* message, Client_Request_Message* request,
+                  char* result_buffer, void** out) {
     if (out != nullptr) *out = nullptr;
     if (message == nullptr || result_buffer == nullptr) return kMissingArgument;
     *message = {};
-    if (request != nullptr) {
-        current_service = request->service;
-        current_command = request->command;
-    }
-    const bool local = request != nullptr && NeedsNoAgent(request->service, request->command);
-    const bool dry = remarks != nullptr;
-    if (!connected && !local && !dry) return kNotConnected;
+    SessionState& own = SessionState::Of(session);
+    if (request != nullptr) own.exchange.SetCommand(request->service, request->command);
+    const bool local =
+        request != nullptr && ZwMgmt_interface::NeedsNoAgent(request->service, request->command);
+    const bool dry = own.voice.remarks != nullptr;
+    if (!session.Connected() && !local && !dry) return kNotConnected;
     if (request == nullptr) {
-        PrintOutput("Invalid argument specified\n");
+        session.PrintOutput("Invalid argument specified\n");
         return kRequestRefused;
     }
     const Route* route = FindRoute(request->service, request->command);
     if (route == nullptr) {
-        PrintOutput("Invalid command for the service\n");
+        session.PrintOutput("Invalid command for the service\n");
         return kInvalidCommand;
     }
     if (HasTooMany(*request, route->arguments)) {
-        PrintOutput("Invalid argument specified\n");
+        session.PrintOutput("Invalid argument specified\n");
         return kRequestRefused;
     }
-    message->os_type = os_type;
-    const int refused = Build(*this, *route, request, message, result_buffer, out);
+    message->os_type = session.OsType();
+    const int refused = Build(session, *route, request, message, result_buffer, out);
     if (refused != 0) return static_cast<uint32_t>(refused);
-    if (local || dry) return status = kSuccess;
+    if (local || dry) return own.status = kSuccess;
     if (route->reply == ReplyShape::kOwn) {
-        if (message->status == kSuccess) last_success_time = std::time(nullptr);
+        if (message->status == kSuccess) own.last_success_time = std::time(nullptr);
         return kSuccess;
     }
 
@@ -104,21 +88,43 @@ uint32_t ZwMgmt_interface::Dispatch(_Message* message, Client_Request_Message* r
         route->reply == ReplyShape::kList ? FindListKind(request->command) : nullptr;
     const uint32_t failed =
         kind != nullptr
-            ? Client_TalkToServer(message, result_buffer, kind->record_size(), kind->node_size,
-                                  kind->pointer_count(), agent_word_size, &output)
-            : Client_TalkToServer(message, result_buffer, 0, 0, 0, agent_word_size,
-                                  route->reply == ReplyShape::kBlock ? &output : nullptr);
-    if (failed == kListNotBuilt) PrintOutput("out of memory\n");
+            ? session.Client_TalkToServer(message, result_buffer, kind->record_size(),
+                                          kind->node_size, kind->pointer_count(),
+                                          session.AgentWordSize(), &output)
+            : session.Client_TalkToServer(message, result_buffer, 0, 0, 0, session.AgentWordSize(),
+                                          route->reply == ReplyShape::kBlock ? &output : nullptr);
+    if (failed == kListNotBuilt) session.PrintOutput("out of memory\n");
     if (failed != kSuccess) return failed;
-    if (message->status == kSuccess) last_success_time = std::time(nullptr);
+    if (message->status == kSuccess) own.last_success_time = std::time(nullptr);
 
-    const int printed = CLPrint(output, request->command, message);
-    if (build_list_mode && out != nullptr) {
+    const int printed = session.CLPrint(output, request->command, message);
+    if (own.voice.build_list_mode && out != nullptr) {
         *out = output;
     } else {
-        CLFreeMem(request->command, output);
+        ZwMgmt_interface::CLFreeMem(request->command, output);
     }
     return static_cast<uint32_t>(printed);
+}
+
+}  // namespace
+
+void zwmgmt::SetLastStatus(ZwMgmt_interface& session, uint32_t status) {
+    SessionState::Of(session).status = status;
+}
+
+bool zwmgmt::ReportStatus(ZwMgmt_interface& session, uint32_t status) {
+    for (const ReportRow& row : kReports) {
+        if (row.status != status) continue;
+        session.PrintOutput("%s", row.text);
+        if (row.disconnected) SessionState::Of(session).exchange.SetConnected(false);
+        return true;
+    }
+    return false;
+}
+
+bool ZwMgmt_interface::NeedsNoAgent(uint8_t service, uint16_t command) {
+    const Route* route = FindRoute(service, command);
+    return route != nullptr && route->reply == ReplyShape::kNone;
 }
 
 int ZwMgmt_interface::Client_ProcessRequest(Client_Request_Message* request, char* result_buffer,
@@ -137,9 +143,9 @@ int ZwMgmt_interface::Client_ProcessRequest(_Message* message, char* result_buff
                                             uint8_t* /*scratch_bytes*/,
                                             Client_Request_Message* request, char* /*scratch_text*/,
                                             void** out) {
-    const uint32_t result = Dispatch(message, request, result_buffer, out);
-    if (result != kSuccess) status = result;
-    ReportStatus(result);
+    const uint32_t result = Dispatch(*this, message, request, result_buffer, out);
+    if (result != kSuccess) SetLastStatus(*this, result);
+    ReportStatus(*this, result);
     return static_cast<int>(result);
 }
 
@@ -156,7 +162,7 @@ int ZwMgmt_interface::Client_ProcessRequest(_Message* message, uint8_t service, 
                                             int count, char* result_buffer, void** out) {
     CommandWords words(service, command, qualifier, argument_words,
                        count > 0 ? static_cast<size_t>(count) : 0);
-    const uint32_t result = Dispatch(message, words.Request(), result_buffer, out);
-    if (result != kSuccess) status = result;
-    return ReportStatus(result) ? static_cast<int>(result) : 0;
+    const uint32_t result = Dispatch(*this, message, words.Request(), result_buffer, out);
+    if (result != kSuccess) SetLastStatus(*this, result);
+    return ReportStatus(*this, result) ? static_cast<int>(result) : 0;
 }

@@ -9,6 +9,7 @@
 #include "cli/talk.h"
 #include "output/lines.h"
 #include "output/records.h"
+#include "session/state.h"
 
 using namespace zwmgmt;
 
@@ -27,6 +28,28 @@ int zwmgmt::AppendPrinted(std::string* text, const char* format, va_list argumen
     std::vsnprintf(text->data() + before, static_cast<size_t>(length) + 1, format, arguments);
     text->pop_back();
     return length;
+}
+
+Remarks* Remarks::Of(ZwMgmt_interface& session) { return SessionState::Of(session).voice.remarks; }
+
+void Remarks::Attach(ZwMgmt_interface& session, uint8_t os_type, Remarks* remarks) {
+    SessionState& state = SessionState::Of(session);
+    state.exchange.SetAgentOs(os_type);
+    state.voice.remarks = remarks;
+}
+
+Talk::Talk(ZwMgmt_interface& talking_session)
+    : session(talking_session),
+      former(SessionState::Of(session).voice.talk),
+      former_list_mode(SessionState::Of(session).voice.build_list_mode) {
+    SessionState::Of(session).voice.talk = this;
+    session.SetBuildListMode();
+}
+
+Talk::~Talk() {
+    Voice& voice = SessionState::Of(session).voice;
+    voice.talk = former;
+    voice.build_list_mode = former_list_mode;
 }
 
 namespace {
@@ -58,25 +81,22 @@ std::vector<std::string> Talk::Lines() {
 }
 
 std::string Talk::OutcomeOf(void* data, const Client_Request_Message& request, _Message* message) {
-    session.build_list_mode = false;
+    session.ResetBuildListMode();
     session.CLPrint(data, request.command, message);
-    session.build_list_mode = true;
+    session.SetBuildListMode();
     std::string text;
     for (const std::string& line : Lines()) text.append(text.empty() ? "" : "\n").append(line);
     return text;
 }
 
-void ZwMgmt_interface::SetBuildListMode() { build_list_mode = true; }
-void ZwMgmt_interface::ResetBuildListMode() { build_list_mode = false; }
-
 int ZwMgmt_interface::PrintOutput(const char* format, ...) {
+    const Voice& voice = SessionState::Of(*this).voice;
     va_list arguments;
     va_start(arguments, format);
-    const int printed =
-        remarks != nullptr ? AppendPrinted(&remarks->printed, format, arguments)
-        : talk != nullptr
-            ? talk->Take(format, arguments)
-            : std::vfprintf(output_stream != nullptr ? output_stream : stdout, format, arguments);
+    const int printed = voice.remarks != nullptr
+                            ? AppendPrinted(&voice.remarks->printed, format, arguments)
+                        : voice.talk != nullptr ? voice.talk->Take(format, arguments)
+                                                : std::vfprintf(voice.Stream(), format, arguments);
     va_end(arguments);
     return printed;
 }
@@ -102,10 +122,6 @@ int ZwMgmt_interface::CLPrintMsg(const char* format, ...) {
     return 0;
 }
 
-void ZwMgmt_interface::FlushOutput() {
-    std::fflush(output_stream != nullptr ? output_stream : stdout);
-}
-
 int ZwMgmt_interface::CLPrint(void* output, int command, _Message* message) {
     if (message == nullptr) return 1;
     if (message->status == kNotSupported) {
@@ -121,7 +137,7 @@ int ZwMgmt_interface::CLPrint(void* output, int command, _Message* message) {
         PrintOutput("Response received for invalid command!\n");
         return 1;
     }
-    if (build_list_mode) return 0;
+    if (SessionState::Of(*this).voice.build_list_mode) return 0;
     if (route->print != nullptr) {
         route->print(*this, output, message);
     } else if (route->reply != ReplyShape::kNone && route->reply != ReplyShape::kOwn) {

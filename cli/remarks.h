@@ -23,12 +23,9 @@ struct Remarks {
     std::string printed;      // what a session that sends would have printed
 
     /// Null for a session that sends.
-    static Remarks* Of(ZwMgmt_interface& session) { return session.remarks; }
+    static Remarks* Of(ZwMgmt_interface& session);
     /// From now on the session builds requests as for agents of this OS.
-    static void Attach(ZwMgmt_interface& session, uint8_t os_type, Remarks* remarks) {
-        session.os_type = os_type;
-        session.remarks = remarks;
-    }
+    static void Attach(ZwMgmt_interface& session, uint8_t os_type, Remarks* remarks);
 
     // What is noted is put into words only where somebody asks: a session that sends allocates
     // nothing here.
@@ -36,28 +33,30 @@ struct Remarks {
     static void Refuse(ZwMgmt_interface& session, const Client_Request_Argument& entry,
                        const char* reason = "") {
         // Who knows most says it first.
-        if (session.remarks == nullptr || session.remarks->refused != nullptr) return;
-        session.remarks->refused = &entry;
-        session.remarks->reason = reason;
+        Remarks* remarks = Of(session);
+        if (remarks == nullptr || remarks->refused != nullptr) return;
+        remarks->refused = &entry;
+        remarks->reason = reason;
     }
 
     static void RefuseForLackOfKeys(ZwMgmt_interface& session) {
-        if (session.remarks != nullptr) session.remarks->lacks_keys = true;
+        if (Remarks* remarks = Of(session)) remarks->lacks_keys = true;
     }
 
     static void WarnOfRequest(ZwMgmt_interface& session, const char* text) {
-        if (session.remarks != nullptr) session.remarks->warnings.push_back({nullptr, text});
+        if (Remarks* remarks = Of(session)) remarks->warnings.push_back({nullptr, text});
     }
 
     static void Warn(ZwMgmt_interface& session, const Client_Request_Argument& entry,
                      const char* format, ...) ZWMGMT_PRINTF_LIKE(3, 4) {
-        if (session.remarks == nullptr) return;
+        Remarks* remarks = Of(session);
+        if (remarks == nullptr) return;
         char text[512];
         va_list arguments;
         va_start(arguments, format);
         std::vsnprintf(text, sizeof(text), format, arguments);
         va_end(arguments);
-        session.remarks->warnings.push_back({&entry, text});
+        remarks->warnings.push_back({&entry, text});
     }
 };
 

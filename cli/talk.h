@@ -15,17 +15,8 @@ int AppendPrinted(std::string* text, const char* format, va_list arguments) noex
 /// As long as it lives, it takes what the session would print, and lists are handed out.
 class Talk {
   public:
-    explicit Talk(ZwMgmt_interface& talking_session)
-        : session(talking_session),
-          former(session.talk),
-          former_list_mode(session.build_list_mode) {
-        session.talk = this;
-        session.build_list_mode = true;
-    }
-    ~Talk() {
-        session.talk = former;
-        session.build_list_mode = former_list_mode;
-    }
+    explicit Talk(ZwMgmt_interface& talking_session);
+    ~Talk();
     Talk(const Talk&) = delete;
     Talk& operator=(const Talk&) = delete;
 

@@ -32,6 +32,7 @@ set(library_sources
     cli/help.cpp
     cli/offer.cpp
     cli/printing.cpp
+    cli/push.cpp
     cli/result_lists.cpp
     cli/values.cpp
     cli/vocabulary.cpp
@@ -66,14 +67,15 @@ set(library_sources
     platform/${platform_folder}/socket.cpp
     platform/${platform_folder}/thread_end.cpp
     services/capabilities_reply.cpp
-    session/capabilities.cpp
     session/compatibility.cpp
-    session/file_transfer.cpp
-    session/round_trip.cpp
+    session/connection.cpp
+    session/exchange.cpp
+    session/file_push.cpp
+    session/login.cpp
     session/session.cpp
     session/status.cpp
     session/tls.cpp
-    session/transfer.cpp
+    session/tls_context.cpp
     session/version.cpp)
 
 function(add_library_objects name export_definition)

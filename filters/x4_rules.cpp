@@ -290,7 +290,7 @@ uint8_t ZwMgmt_interface::CLFilterCheckIPAddress(const char* name, const char* t
 }
 
 uint8_t ZwMgmt_interface::CLSetFilterX4Arg(int key, const char* value, _FilterX4* rule) {
-    const Argument* row = FindArgument(kArguments, os_type, key);
+    const Argument* row = FindArgument(kArguments, OsType(), key);
     if (row == nullptr || value == nullptr) return 1;
     if (SetArgument(this, *row, {value, key}, rule).result != 0) return 1;
     rule->present |= row->bit;

@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "cli/outcomes.h"
+#include "cli/reports.h"
 #include "net/results.h"
 
 using namespace zwmgmt;
@@ -70,7 +71,7 @@ void ZwMgmt_interface::GetPingResponse(const _PingResponse* result, _Message* me
             std::memcpy(&ping, result, sizeof(ping));
         }
         if (ping.received == 0) {
-            status = kHostNotReached;
+            SetLastStatus(*this, kHostNotReached);
             PrintOutput("%s", kNotReached);
         } else {
             PrintOutput("Packets: sent = %d received = %d avgRtt = %llu ms\n", ping.sent,
@@ -92,7 +93,7 @@ void ZwMgmt_interface::TraceRouteResponse(const _NextHopRouter* hops, _Message* 
     } else if (message->opcode == kTraceRouteResult) {
         const uint32_t length = message->status == kSuccess ? message->data_length : 0;
         PrintHops(*this, hops, length);
-        if (message->status == kSuccess) status = kHops.judge(hops, length);
+        if (message->status == kSuccess) SetLastStatus(*this, kHops.judge(hops, length));
     }
 }
 

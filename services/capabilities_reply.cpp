@@ -98,7 +98,7 @@ void ZwMgmt_interface::PrintCapabilitiesResponse(const void* data, _Message* mes
         PrintOutput("Command failed\n");
         return;
     }
-    const Capabilities& agent = agent_capabilities;
+    const Capabilities& agent = AgentCapabilities();
     PrintOutput(kLine, "API Version", VersionText(agent.api_version).c_str());
     PrintOutput(kLine, "Agent OS", NameOf(agent.os_code));
     for (const ServiceLine& row : kServices) {

@@ -1,17 +1,14 @@
-/// Whether an agent can serve a command: by its OS when it speaks this client's interface version,
-/// by the newest capabilities known for its OS otherwise.
 #include "session/compatibility.h"
 
-#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
 #include "session/os_set.h"
-#include "zwmgmt/zwmgmt_interface.h"
+#include "zwmgmt/status.h"
+#include "zwmgmt/vocabulary.h"
 
+namespace zwmgmt {
 namespace {
-
-using namespace zwmgmt;
 
 constexpr OsSet kEveryOs = {kWindows, kLinux, kSolaris, kFreeBsd, kEsx, kMac, kXen};
 constexpr OsSet kAnyOs = OsSet::Any();
@@ -122,16 +119,6 @@ void SetWord(Capabilities* capabilities, const WordRow& row, uint16_t word) {
     std::memcpy(reinterpret_cast<char*>(capabilities) + row.word, &word, sizeof(word));
 }
 
-/// The newest agents offer, on each OS, what passes for it in the table of the same version.
-void FillNewest(Capabilities* capabilities, AgentOs os) {
-    for (const WordRow& row : kServiceWords) {
-        SetWord(capabilities, row, FindOsRow(row.service)->os_codes.Has(os) ? kAvailable : 0);
-    }
-    if (capabilities->iscsi != 0) capabilities->iscsi |= kFullOffloadInitiator;
-    capabilities->bypass = 0;
-    capabilities->bonding = 0;
-}
-
 const char* RefusalOf(const Capabilities& newest, const WordRow& row) {
     const uint16_t word = WordOf(newest, row);
     if (word == 0 && row.not_available != nullptr) return row.not_available;
@@ -140,8 +127,7 @@ const char* RefusalOf(const Capabilities& newest, const WordRow& row) {
 
 }  // namespace
 
-void zwmgmt::NewestRefusal(const Capabilities& newest, uint8_t service, char* text,
-                           size_t capacity) {
+void NewestRefusal(const Capabilities& newest, uint8_t service, char* text, size_t capacity) {
     for (const WordRow& row : kServiceWords) {
         if (row.service != service) continue;
         std::snprintf(text, capacity, "%s", RefusalOf(newest, row));
@@ -161,99 +147,77 @@ void zwmgmt::NewestRefusal(const Capabilities& newest, uint8_t service, char* te
     std::snprintf(text, capacity, "%s", refusal);
 }
 
-void ZwMgmt_interface::GetLatestWindowsCapabilities(Capabilities* capabilities) {
-    FillNewest(capabilities, kWindows);
-}
-void ZwMgmt_interface::GetLatestLinuxCapabilities(Capabilities* capabilities) {
-    FillNewest(capabilities, kLinux);
-}
-void ZwMgmt_interface::GetLatestXENCapabilities(Capabilities* capabilities) {
-    FillNewest(capabilities, kXen);
-}
-/// Xen and Solaris agents are one family and have one table, Xen's.
-void ZwMgmt_interface::GetLatestSolarisCapabilities(Capabilities* capabilities) {
-    GetLatestXENCapabilities(capabilities);
-}
-void ZwMgmt_interface::GetLatestFBSDCapabilities(Capabilities* capabilities) {
-    FillNewest(capabilities, kFreeBsd);
-}
-void ZwMgmt_interface::GetLatestESXCapabilities(Capabilities* capabilities) {
-    FillNewest(capabilities, kEsx);
-}
-void ZwMgmt_interface::GetLatestMacCapabilities(Capabilities* capabilities) {
-    FillNewest(capabilities, kMac);
-}
-
-int ZwMgmt_interface::GetLatestServerCapabilities(Capabilities* capabilities) {
-    switch (capabilities->os_code) {
-        case kWindows: GetLatestWindowsCapabilities(capabilities); return 0;
-        case kLinux: GetLatestLinuxCapabilities(capabilities); return 0;
-        case kSolaris: GetLatestSolarisCapabilities(capabilities); return 0;
-        case kXen: GetLatestXENCapabilities(capabilities); return 0;
-        case kFreeBsd: GetLatestFBSDCapabilities(capabilities); return 0;
-        case kEsx: GetLatestESXCapabilities(capabilities); return 0;
-        case kMac: GetLatestMacCapabilities(capabilities); return 0;
-        default: return -1;
+/// The newest agents offer, on each OS, what passes for it in the table of the same version.
+void FillNewest(Capabilities* capabilities, AgentOs os) {
+    // Xen and Solaris agents are one family and have one table, Xen's.
+    if (os == kSolaris) os = kXen;
+    for (const WordRow& row : kServiceWords) {
+        SetWord(capabilities, row, FindOsRow(row.service)->os_codes.Has(os) ? kAvailable : 0);
     }
+    if (capabilities->iscsi != 0) capabilities->iscsi |= kFullOffloadInitiator;
+    capabilities->bypass = 0;
+    capabilities->bonding = 0;
 }
 
-void ZwMgmt_interface::CLGetMinServerVer() {
-    for (size_t service = 1; service < std::size(minimum_server_version); ++service) {
-        minimum_server_version[service] = kMinimumServerVersion;
-    }
+bool FillNewest(Capabilities* capabilities) {
+    const uint8_t os = capabilities->os_code;
+    if (!kEveryOs.Has(os)) return false;
+    FillNewest(capabilities, static_cast<AgentOs>(os));
+    return true;
 }
 
-uint8_t ZwMgmt_interface::MinimumServerVersion(uint8_t service) const {
-    return service < sizeof(minimum_server_version) ? minimum_server_version[service] : 0;
+uint8_t MinimumVersionOf(uint8_t service) {
+    return service != 0 && service <= kGeneric ? kMinimumServerVersion : 0;
 }
 
-const Capabilities& ZwMgmt_interface::AgentCapabilities() const { return agent_capabilities; }
-const char* ZwMgmt_interface::ErrorText() const { return error_text; }
-
-int ZwMgmt_interface::RefuseService(const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    std::vsnprintf(error_text, sizeof(error_text), format, arguments);
-    va_end(arguments);
-    return kIncompatible;
+bool Compatibility::Keep(const void* record, size_t length) {
+    if (length < sizeof(agent)) return false;
+    std::memcpy(&agent, record, sizeof(agent));
+    return true;
 }
 
-int ZwMgmt_interface::Validate_Server_APIVersion_Capabilities(const Capabilities* capabilities,
-                                                              uint8_t service, uint16_t command) {
+Compatibility::Verdict Compatibility::Judge(const Capabilities& capabilities, uint8_t service,
+                                            uint16_t command) {
     error_text[0] = '\0';
-    const uint8_t agent = capabilities->api_version;
-    if (agent == kClientApiVersion) return CheckSameVersion(*capabilities, service, command);
-
-    PrintOutput(
-        "Warning: Server API version %d.%d doesn't match with Client API version %d.%d. Checking "
-        "for service availability and backward compatibility ...\n",
-        agent >> 4, agent & 0xF, kClientApiVersion >> 4, kClientApiVersion & 0xF);
+    if (capabilities.api_version == kClientApiVersion) {
+        return {.refused = RefusesSameVersion(capabilities, service, command),
+                .other_version = false};
+    }
     Capabilities newest = {};
-    newest.os_code = capabilities->os_code;
-    if (GetLatestServerCapabilities(&newest) != 0) return RefuseService("Error: Unsupported OS\n");
-    if (service == kBonding) PrintOutput("nix teaming service\n");
+    newest.os_code = capabilities.os_code;
+    if (!FillNewest(&newest)) {
+        return {.refused = Refuse("Error: Unsupported OS\n"), .other_version = true};
+    }
     NewestRefusal(newest, service, error_text, sizeof(error_text));
-    return error_text[0] != '\0' ? int{kIncompatible} : 0;
+    return {
+        .refused = error_text[0] != '\0', .other_version = true, .no_teaming = service == kBonding};
 }
 
-int ZwMgmt_interface::CheckSameVersion(const Capabilities& agent, uint8_t service,
+bool Compatibility::Refuse(const char* text) {
+    std::snprintf(error_text, sizeof(error_text), "%s", text);
+    return true;
+}
+
+bool Compatibility::RefusesSameVersion(const Capabilities& capabilities, uint8_t service,
                                        uint16_t command) {
     const OsRow* row = FindOsRow(service);
-    if (row == nullptr) return RefuseService("Error: Unsupported Service\n");
-    if (!row->os_codes.Has(agent.os_code)) return RefuseService("%s", row->refusal);
-    if (service != kNet) return 0;
+    if (row == nullptr) return Refuse("Error: Unsupported Service\n");
+    if (!row->os_codes.Has(capabilities.os_code)) return Refuse(row->refusal);
+    if (service != kNet) return false;
 
-    if (agent.network == 0) {
-        return RefuseService("Error: Network service is not available on Server\n");
+    if (capabilities.network == 0) {
+        return Refuse("Error: Network service is not available on Server\n");
     }
-    if (agent.os_code == kEsx) return 0;
+    if (capabilities.os_code == kEsx) return false;
     if (command == kVswitch) {
-        return RefuseService(
+        return Refuse(
             "Error: Vswitch command in Network service is not available in specified Server\n");
     }
     if (command == kVswif) {
-        return RefuseService(
+        return Refuse(
             "Error: Vswif command in Network service is not available in specified Server\n");
     }
-    return 0;
+    return false;
 }
+
+}  // namespace zwmgmt

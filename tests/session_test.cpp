@@ -6,6 +6,7 @@
 #include <mutex>
 #include <new>
 
+#include "session/state.h"
 #include "session/tls.h"
 #include "tests/support.h"
 
@@ -40,18 +41,6 @@ std::string TextAt(const Bytes& bytes, size_t offset, size_t width) {
 }
 
 const Capabilities kNoCapabilities = {};
-
-uint32_t TimeoutOf(const ZwMgmt_interface& session);
-uint32_t Read(ZwMgmt_interface& session, uint8_t* bytes, uint32_t length);
-/// Lets this test ask what is private.
-template <auto Timeout, auto GetData>
-struct Opened {
-    friend uint32_t TimeoutOf(const ZwMgmt_interface& session) { return (session.*Timeout)(); }
-    friend uint32_t Read(ZwMgmt_interface& session, uint8_t* bytes, uint32_t length) {
-        return (session.*GetData)(bytes, length);
-    }
-};
-template struct Opened<&ZwMgmt_interface::ReceiveTimeoutSeconds, &ZwMgmt_interface::CLGetData>;
 
 }  // namespace
 
@@ -194,7 +183,8 @@ TEST(Session, WaitsAsLongAsTheRequestMayTake) {
         session.Client_ProcessRequest(service, command, 0, nullptr, 0, session.result.data(),
                                       nullptr);
         session.Printed();
-        EXPECT_EQ(TimeoutOf(session), seconds) << os_type << ' ' << +service << ' ' << command;
+        EXPECT_EQ(SessionState::Of(session).exchange.ReceiveTimeoutSeconds(), seconds)
+            << os_type << ' ' << +service << ' ' << command;
     }
 }
 
@@ -431,13 +421,16 @@ TEST(Session, AFailedReplyHasNoDataWhateverItsLength) {
 }
 
 TEST(Session, WhatDoesNotArriveReadsAsEndMarks) {
-    RawAgent agent([](SSL* ssl) {
-        AcceptOpening(ssl);
-        WriteTo(ssl, {1, 2});
-    });
-    TestSession session(agent.Port());
+    RawAgent agent([](SSL* ssl) { WriteTo(ssl, {1, 2}); });
+    TestSession session;
+    Connection connection;
+    char address[16];
+    FailureDetail detail;
+    ASSERT_EQ(connection.Open(SessionState::Of(session).tls_context, "127.0.0.1", agent.Port(),
+                              address, &detail),
+              kSuccess);
     Bytes bytes(5, 7);
-    EXPECT_EQ(Read(session, bytes.data(), 4), 2u);
+    EXPECT_EQ(connection.Receive(bytes.data(), 4, std::chrono::minutes(1)).bytes, 2u);
     EXPECT_EQ(bytes, Bytes({1, 2, 0xFF, 0xFF, 7}));
 }
 

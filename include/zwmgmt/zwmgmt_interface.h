@@ -17,10 +17,11 @@
 ///     }
 ///     session.CLDisconnectFromServer();
 ///
-/// Every operation is synchronous. A session is one thread's at a time; sessions share nothing, so
-/// a program may run one per thread. No operation throws, ends the process or raises a signal;
-/// results are the codes of zwmgmt/status.h unless stated otherwise. Texts of the library go to the
-/// session's output stream. Pointers are not null unless an operation says that they may be.
+/// Every operation is synchronous. A session is one thread's at a time; sessions share nothing but
+/// their TLS context, so a program may run one per thread. No operation throws, ends the process or
+/// raises a signal; results are the codes of zwmgmt/status.h unless stated otherwise. Texts of the
+/// library go to the session's output stream. Pointers are not null unless an operation says that
+/// they may be.
 #pragma once
 
 #include <cstdint>
@@ -42,20 +43,17 @@
 #include "zwmgmt/version.h"
 #include "zwmgmt/vocabulary.h"
 
-struct ssl_ctx_st;
-struct ssl_st;
-
 namespace zwmgmt {
-struct Remarks;
-class Talk;
-}  // namespace zwmgmt
+struct SessionState;
+}
 
 class ZWMGMT_API ZwMgmt_interface {
   public:
     // ---- Construction -------------------------------------------------------------------------
 
-    /// Makes the TLS context with the trust store certs/cert.pem beside the running executable.
-    /// When that fails it says so on standard output, and connecting gives kNoTlsSession.
+    /// Takes its share in the process's TLS context with the trust store certs/cert.pem beside the
+    /// running executable. When there is none and none can be made, it says so on standard output,
+    /// and connecting gives kNoTlsSession.
     ZwMgmt_interface();
 
     /// The same with a PEM file of the program's choice as trust store.
@@ -93,8 +91,8 @@ class ZWMGMT_API ZwMgmt_interface {
     /// says nothing.
     void CLLogOut();
 
-    /// Logs out where needed and releases connection and TLS context. The object cannot connect
-    /// again.
+    /// Logs out where needed and releases the connection and the share in the TLS context. The
+    /// object cannot connect again.
     void CLDisconnectFromServer();
 
     // ---- Connection: settings -----------------------------------------------------------------
@@ -503,76 +501,10 @@ class ZWMGMT_API ZwMgmt_interface {
     void PrintCapabilitiesResponse(const void* data, _Message* message);
 
   private:
-    struct ZWMGMT_LOCAL OutgoingFile;
-    int PushFile(const zwmgmt::FileTransfer& transfer, char* result_buffer, bool* announced);
-    int CLsendInitialMsg(const char* path, _Message* message, uint8_t arg1, uint32_t flags,
-                         char* result_buffer, uint8_t arg2, uint8_t arg3, const char* extra,
-                         const OutgoingFile& file);
-    int CLsendDrvFile(const char* path, _Message* message, const OutgoingFile& file,
-                      char* result_buffer);
-    int CLsend_Kxgbtool_InitialMsg(const char* path, _Message* message, const OutgoingFile& file,
-                                   char* result_buffer);
-    int CLsendKxgbtoolFile(const char* path, _Message* message, const OutgoingFile& file,
-                           char* result_buffer);
-    uint32_t CLTalkToServerForDrv(const void* transfer_message, char* result_buffer,
-                                  _Message* reply, bool* sent);
-    uint32_t SendTransfer(const void* transfer_message, bool* header_sent);
-    ssl_ctx_st* CLInitializeContext(const char* certificate_file);
-    void CLGetMinServerVer();
-    uint32_t CLSendData(const uint8_t* bytes, uint32_t length, bool more_follows);
-    uint32_t CLGetData(uint8_t* bytes, uint32_t length);
-    uint32_t Open(const char* host, const char* user_name, char* result_buffer);
-    uint32_t ConnectTls(const char* host);
-    void ReleaseConnection();
-    uint32_t SendMessage(const _Message& message);
-    uint32_t ReceiveHeader(char* result_buffer, _Message* message);
-    uint32_t ReceiveReply(_Message* message);
-    void FlushOutput();
-    uint32_t ReceiveBlock(uint32_t length, uint8_t** block);
-    uint32_t ReceiveTimeoutSeconds() const;
-    uint32_t LoseConnection(uint32_t reason);
-    bool CanAsk();
-    bool HeardUnasked();
-    void Explain(const char* format, ...) ZWMGMT_PRINTF_LIKE(2, 3);
-    int RefuseService(const char* format, ...) ZWMGMT_PRINTF_LIKE(2, 3);
-    int CheckSameVersion(const Capabilities& agent, uint8_t service, uint16_t command);
-    uint32_t Dispatch(_Message* message, Client_Request_Message* request, char* result_buffer,
-                      void** out);
-    bool ReportStatus(uint32_t reported);
+    friend struct zwmgmt::SessionState;
 
-    friend struct zwmgmt::Remarks;
-    friend class zwmgmt::Talk;
-
-    uint16_t header_size = zwmgmt::kHeaderSize;
-    uint8_t os_type = 0;
-    uint8_t current_service = 0;
-    uint16_t current_command = 0;
-    uint32_t agent_word_size = 0;
-    uint8_t connected = 0;
-    uint8_t rw_token = 1;
-    uint8_t winsock_ready = 0;
-    uint8_t login_required = 0;
-    uint32_t status = 0;
-    char server_address[256] = {};
-    uint16_t port = 0;
-    int64_t last_success_time = 0;
-    LoginRecord login_record = {};
-    _Message last_reply_header = {};
-    ssl_ctx_st* tls_context = nullptr;
-    ssl_st* tls_session = nullptr;
-    intptr_t socket = -1;
-
-    Capabilities agent_capabilities = {};
-    uint8_t minimum_server_version[21] = {};
-    char error_text[1024] = {};
-    char failure_detail[512] = {};
-    bool out_of_step = false;  // a broken exchange is on the wire: it takes no other
-    bool build_list_mode = false;
-    uint32_t receive_timeout_seconds = 0;
-    uint32_t reply_limit = 64u << 20;
-    FILE* output_stream = nullptr;
-    zwmgmt::Remarks* remarks = nullptr;  // given: requests are built, not sent; nothing is printed
-    zwmgmt::Talk* talk = nullptr;        // given: takes what would be printed
+    // What a session knows and holds, for those parts of the library alone that work on it.
+    alignas(8) unsigned char state[3072];
 };
 
 /// Judges a dotted quad by mode as CLstr2ipoctets does, but by the whole value of each octet: 255

@@ -1,7 +1,9 @@
-/// What there is to say of a file before it is sent, and when an agent refuses it.
+/// Files that a session pushes, and what people are told of it.
 #pragma once
 
 #include <cstdint>
+
+#include "session/file_push.h"
 
 class ZwMgmt_interface;
 
@@ -9,6 +11,10 @@ namespace zwmgmt {
 
 /// Whether a file can be sent: it is there, regular, readable and not too large. Says why not.
 bool CanBeSent(ZwMgmt_interface& session, const char* path);
+
+/// SendFile, which also tells whether the agent has agreed to the file.
+PushOutcome PushFile(ZwMgmt_interface& session, const FileTransfer& transfer, char* result_buffer,
+                     bool* announced);
 
 /// Null for a status without a text of its own.
 const char* FileRefusalText(uint32_t status);

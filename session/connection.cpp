@@ -1,0 +1,101 @@
+#include "session/connection.h"
+
+#include <openssl/err.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+namespace zwmgmt {
+namespace {
+
+constexpr char kCipherList[] = "AES256-SHA:DES-CBC3-MD5:DES-CBC-MD5";
+constexpr platform::Milliseconds kConnectLimit{15'000};
+constexpr platform::Milliseconds kHandshakeLimit{31 * 500};
+constexpr platform::Milliseconds kSendLimit{15'000};
+constexpr platform::Milliseconds kPassingLimit{250};
+
+}  // namespace
+
+void FailureDetail::Set(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text, sizeof(text), format, arguments);
+    va_end(arguments);
+}
+
+Connection::Socket::~Socket() {
+    if (handle == platform::kNoSocket) return;
+    platform::HalfCloseForSending(handle);
+    platform::CloseSocket(handle);
+}
+
+void Connection::EndTls::operator()(SSL* session) const {
+    tls::Shutdown(session);
+    SSL_free(session);
+}
+
+uint32_t Connection::Open(SSL_CTX* context, const char* host, uint16_t port,
+                          std::span<char> address, FailureDetail* detail) {
+    socket.handle = platform::CreateSocket();
+    if (socket.handle == platform::kNoSocket) return kNoSocket;
+
+    platform::Reason reason;
+    auto found = platform::ParseIpv4(host);
+    if (!found) found = platform::ResolveIpv4(host, &reason);
+    if (!found) {
+        detail->Set("%s", reason.text);
+        return kHostNotResolved;
+    }
+    platform::FormatIpv4(*found, address.data(), address.size());
+
+    if (!platform::Connect(socket.handle, *found, port, kConnectLimit, &reason)) {
+        detail->Set("%s", reason.text);
+        return kConnectFailed;
+    }
+
+    if (context == nullptr) return kNoTlsSession;
+    ERR_clear_error();
+    tls_session.reset(SSL_new(context));
+    if (!tls_session) return kNoTlsSession;
+    SSL* session = tls_session.get();
+    if (SSL_set_cipher_list(session, kCipherList) != 1) return kCiphersRefused;
+    if (!tls::Attach(session, socket.handle)) return kHandshakeFailed;
+    SSL_set_connect_state(session);
+    switch (tls::Handshake(session, kHandshakeLimit)) {
+        case tls::Outcome::kDone: return kSuccess;
+        case tls::Outcome::kTimeout: return kHandshakeTimeout;
+        default: tls::DescribeFailure(detail->text, sizeof(detail->text)); return kHandshakeFailed;
+    }
+}
+
+Moved Connection::Send(const uint8_t* bytes, uint32_t length, bool more_follows) {
+    Moved sent = {0, tls_session ? tls::Outcome::kDone : tls::Outcome::kFailed};
+    while (sent.bytes < length && sent.outcome == tls::Outcome::kDone) {
+        const auto moved = tls::WriteSome(tls_session.get(), bytes + sent.bytes,
+                                          length - sent.bytes, kSendLimit, more_follows);
+        sent.bytes += static_cast<uint32_t>(moved.bytes);
+        sent.outcome = moved.outcome;
+    }
+    return sent;
+}
+
+Moved Connection::Receive(uint8_t* bytes, uint32_t length, std::chrono::seconds limit) {
+    Moved received = {0, tls_session ? tls::Outcome::kDone : tls::Outcome::kFailed};
+    while (received.bytes < length && received.outcome == tls::Outcome::kDone) {
+        const auto moved = tls::ReadSome(tls_session.get(), bytes + received.bytes,
+                                         length - received.bytes, limit);
+        received.bytes += static_cast<uint32_t>(moved.bytes);
+        received.outcome = moved.outcome;
+    }
+    std::memset(bytes + received.bytes, 0xFF, length - received.bytes);
+    return received;
+}
+
+void Connection::SendInPassing(const void* bytes, size_t length) {
+    if (tls_session) tls::WriteSome(tls_session.get(), bytes, length, kPassingLimit);
+}
+
+bool Connection::HasUnreadData() { return tls_session && tls::HasUnreadData(tls_session.get()); }
+
+}  // namespace zwmgmt

@@ -1,0 +1,59 @@
+/// One connection: a TCP socket with TLS on it, and the two transfers on which all else rests.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <span>
+
+#include "session/session_result.h"
+#include "session/tls.h"
+
+namespace zwmgmt {
+
+/// What a transfer moved, and why it ended there.
+struct Moved {
+    uint32_t bytes;
+    tls::Outcome outcome;
+};
+
+/// Closes itself: first TLS says goodbye, then the socket goes.
+class Connection {
+  public:
+    /// Opens TCP, then TLS. Returns kSuccess or the status of the step that failed; what is open by
+    /// then stays so. address gets the host's dotted quad as soon as it is known.
+    uint32_t Open(SSL_CTX* context, const char* host, uint16_t port, std::span<char> address,
+                  FailureDetail* detail);
+
+    /// Whether there is TLS to speak over.
+    bool Speaks() const { return tls_session != nullptr; }
+
+    Moved Send(const uint8_t* bytes, uint32_t length, bool more_follows = false);
+    /// What has not arrived reads as an end mark (0xFF).
+    Moved Receive(uint8_t* bytes, uint32_t length, std::chrono::seconds limit);
+
+    /// Sends what is not worth waiting for, nor a word when it cannot be sent.
+    void SendInPassing(const void* bytes, size_t length);
+
+    /// Whether data has arrived that nobody has read.
+    bool HasUnreadData();
+
+  private:
+    class Socket {
+      public:
+        Socket() = default;
+        ~Socket();
+        Socket(const Socket&) = delete;
+        Socket& operator=(const Socket&) = delete;
+
+        platform::SocketHandle handle = platform::kNoSocket;
+    };
+    struct EndTls {
+        void operator()(SSL* session) const;
+    };
+
+    Socket socket;
+    std::unique_ptr<SSL, EndTls> tls_session;
+};
+
+}  // namespace zwmgmt

@@ -1,0 +1,205 @@
+#include "session/exchange.h"
+
+#include <openssl/crypto.h>
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+#include "zwmgmt/vocabulary.h"
+
+namespace zwmgmt {
+namespace {
+
+/// Memory is taken for at most this many bytes that have not arrived yet, or for as many again as
+/// have.
+constexpr uint32_t kFirstGrowth = 256 * 1024;
+
+/// One row of the receive timeouts: the first that matches wins. Zero matches everything.
+struct TimeoutRow {
+    uint8_t os_type;
+    uint8_t service;
+    uint16_t command;
+    uint32_t seconds;
+};
+
+constexpr TimeoutRow kReceiveTimeouts[] = {
+    {kSolaris, 0, 0, 180},
+    {kLinux, kSystem, kLoadDriver, 300},
+    {kXen, kSystem, kLoadDriver, 300},
+    {kWindows, kSystem, kLoadDriver, 300},
+    {0, kFcoe, 0, 300},
+    {0, kKorvane, kFlashRom, 900},
+    {kWindows, kKorvane, kSetCardProperty, 300},
+};
+
+constexpr uint32_t kUsualReceiveTimeout = 120;
+
+bool Matches(uint32_t wanted, uint32_t actual) { return wanted == 0 || wanted == actual; }
+
+SessionResult ReadFailure(tls::Outcome outcome) {
+    switch (outcome) {
+        case tls::Outcome::kTimeout: return {kReceiveTimeout, "Socket timed out\n"};
+        case tls::Outcome::kWaitFailed:
+            return {kReadError, "Socket error on sClient while reading. Cannot proceed.\n"};
+        default: return {kReadError};
+    }
+}
+
+SessionResult WriteFailure(tls::Outcome outcome, bool header_sent) {
+    switch (outcome) {
+        case tls::Outcome::kTimeout:
+            return {header_sent ? kSendTimeout : kWriteError, "Socket timed out\n"};
+        case tls::Outcome::kWaitFailed:
+            return {kWriteError, "Socket error on sClient while writing. Cannot proceed\n"};
+        default: return {kWriteError};
+    }
+}
+
+}  // namespace
+
+void DropData(_Message* message) {
+    if (message->data != nullptr) OPENSSL_cleanse(message->data, message->data_length);
+    std::free(message->data);
+    message->data = nullptr;
+}
+
+uint32_t Exchange::Connect(SSL_CTX* context, const char* host, uint16_t port,
+                           std::span<char> address) {
+    Release();
+    connection = new (std::nothrow) Connection;
+    if (connection == nullptr) return kOutOfMemory;
+    return connection->Open(context, host, port, address, &detail);
+}
+
+void Exchange::Release() {
+    connected = false;
+    out_of_step = false;
+    delete connection;
+    connection = nullptr;
+}
+
+void Exchange::LogOut() {
+    if (connected && connection != nullptr) {
+        _Message message = {};
+        message.opcode = kLogoutOpcode;
+        connection->SendInPassing(&message, kHeaderSize);
+    }
+    connected = false;
+}
+
+void Exchange::SetCommand(uint8_t service, uint16_t command) {
+    current_service = service;
+    current_command = command;
+}
+
+uint32_t Exchange::ReceiveTimeoutSeconds() const {
+    if (receive_timeout_seconds != 0) return receive_timeout_seconds;
+    for (const TimeoutRow& row : kReceiveTimeouts) {
+        if (Matches(row.os_type, agent_os) && Matches(row.service, current_service) &&
+            Matches(row.command, current_command)) {
+            return row.seconds;
+        }
+    }
+    return kUsualReceiveTimeout;
+}
+
+SessionResult Exchange::RoundTrip(_Message* message, char* result_buffer, ReplyData* data) {
+    const bool can_ask = CanAsk();
+    const SessionResult sent = can_ask ? Send(*message) : SessionResult{kNotConnected};
+    DropData(message);
+    if (!can_ask) return sent;
+    if (!sent.Succeeded()) return Lose(sent);
+
+    const SessionResult answered = ReceiveAnswer(result_buffer, message);
+    if (!answered.Succeeded()) return Lose(answered);
+    if (message->status != kSuccess || message->data_length == 0) return {};
+    const SessionResult received = ReceiveBlock(message->data_length, data);
+    return received.Succeeded() ? received : Lose(received);
+}
+
+bool Exchange::CanAsk() {
+    return connection != nullptr && connection->Speaks() && !out_of_step && !HeardUnasked();
+}
+
+bool Exchange::HeardUnasked() {
+    if (connection == nullptr || !connection->HasUnreadData()) return false;
+    detail.Set("the agent sent data that it was not asked for");
+    Lose({kNotConnected});
+    return true;
+}
+
+SessionResult Exchange::Send(const _Message& message) {
+    uint8_t first[SSL3_RT_MAX_PLAIN_LENGTH];
+    const uint32_t length = message.data_length;
+    const uint32_t gathered = std::min<uint32_t>(length, sizeof(first) - kHeaderSize);
+    const auto* data = static_cast<const uint8_t*>(message.data);
+    std::memcpy(first, &message, kHeaderSize);
+    if (gathered != 0) std::memcpy(first + kHeaderSize, data, gathered);
+
+    Moved moved = connection->Send(first, kHeaderSize + gathered, gathered < length);
+    OPENSSL_cleanse(first, kHeaderSize + gathered);
+    const bool header_sent = moved.bytes >= kHeaderSize;
+    if (moved.outcome == tls::Outcome::kDone && gathered < length) {
+        moved = connection->Send(data + gathered, length - gathered);
+    }
+    return moved.outcome == tls::Outcome::kDone ? SessionResult{}
+                                                : WriteFailure(moved.outcome, header_sent);
+}
+
+SessionResult Exchange::Send(const uint8_t* bytes, uint32_t length, bool* header_sent) {
+    const Moved moved = connection->Send(bytes, length);
+    *header_sent = moved.bytes >= kHeaderSize;
+    return moved.bytes == length ? SessionResult{} : WriteFailure(moved.outcome, *header_sent);
+}
+
+SessionResult Exchange::Receive(_Message* message) {
+    _Message reply = {};
+    const Moved moved = ReceiveBytes(reinterpret_cast<uint8_t*>(&reply), kHeaderSize);
+    const bool received = moved.bytes == kHeaderSize;
+    if (received) *message = reply;
+    last_reply_header = *message;
+    return received ? SessionResult{} : ReadFailure(moved.outcome);
+}
+
+SessionResult Exchange::ReceiveAnswer(char* result_buffer, _Message* message) {
+    *message = {};
+    std::memset(result_buffer, 0, kResultBufferSize);
+    return Receive(message);
+}
+
+Moved Exchange::ReceiveBytes(uint8_t* bytes, uint32_t length) {
+    return connection->Receive(bytes, length, std::chrono::seconds(ReceiveTimeoutSeconds()));
+}
+
+SessionResult Exchange::ReceiveBlock(uint32_t length, ReplyData* block) {
+    if (length > reply_limit) {
+        detail.Set("the agent's reply of %u bytes is above the limit of %u bytes", length,
+                   reply_limit);
+        return {kReadError};
+    }
+    ReplyData arrived;
+    for (uint32_t received = 0; received < length;) {
+        const uint32_t wanted = std::min(length - received, std::max(received, kFirstGrowth));
+        void* grown = std::realloc(arrived.get(), received + wanted);
+        if (grown == nullptr) {
+            detail.Set("out of memory for the agent's reply of %u bytes", length);
+            return {kReadError};
+        }
+        static_cast<void>(arrived.release());
+        arrived.reset(static_cast<uint8_t*>(grown));
+        const Moved moved = ReceiveBytes(arrived.get() + received, wanted);
+        if (moved.bytes != wanted) return ReadFailure(moved.outcome);
+        received += wanted;
+    }
+    *block = std::move(arrived);
+    return {};
+}
+
+SessionResult Exchange::Lose(SessionResult reason) {
+    out_of_step = true;
+    connected = false;
+    return reason;
+}
+
+}  // namespace zwmgmt
