@@ -194,6 +194,12 @@ void ConnectOurs(State& state) {
     for (auto _ : state) Ours();
 }
 
+/// While another session is there, whose TLS context it shares.
+void ConnectBesideOurs(State& state) {
+    const Ours other;
+    for (auto _ : state) Ours();
+}
+
 /// The same steps with nothing around them: context with trust store, handshake, opening, logout.
 void ConnectFloor(State& state) {
     const std::string certificate =
@@ -527,6 +533,7 @@ int main(int argc, char** argv) {
     Pair("round trip, 580 bytes", RoundTripOurs, RoundTripFloor, uint16_t{1}, 580u);
     Pair("round trip, reply of 100 kB", RoundTripOurs, RoundTripFloor, kReplyOpcode, 0u);
     Pair("connect to opened session, and close", ConnectOurs, ConnectFloor);
+    Pair("the same beside another session", ConnectBesideOurs, ConnectFloor);
     Pair("file push, 256 MB", FileOurs, FileFloor, size_t{kFileSize});
     Pair("list of 100,000 records / copy", ListOurs, ListFloor, size_t{kRecords});
     Pair("printing 100,000 records / fprintf", PrintOurs, PrintFloor, size_t{kRecords});

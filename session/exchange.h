@@ -49,14 +49,14 @@ class Exchange {
     uint32_t ReceiveTimeoutSeconds() const;
 
     // ---- Exchange -----------------------------------------------------------------------------
-    // Whoever gets a failure of a transfer ends the session with Lose, as what is left of a broken
-    // exchange on the wire would be taken for the next reply.
+    // What is left of a broken exchange on the wire would be taken for the next reply: RoundTrip
+    // ends the session itself then, and whoever uses its steps does so with Lose.
 
     /// Sends the message and receives its answer, with its data where there are any. The message's
     /// data are wiped and freed, sent or not.
     SessionResult RoundTrip(_Message* message, char* result_buffer, ReplyData* data);
 
-    /// Whether something can be sent whose answer would be known for one.
+    /// Whether there is a connection to send over, in step and without unasked data.
     bool CanAsk();
     /// Data that nobody asked for would be taken for the answer to what is sent next; with them the
     /// session ends.

@@ -9,6 +9,7 @@
 #include <new>
 #include <thread>
 
+#include "platform/host.h"
 #include "tests/support.h"
 
 using namespace testing_support;
@@ -167,6 +168,11 @@ class RefusedMemory : public testing::Test {
 
 TEST_F(RefusedMemory, WhileConnecting) {
     std::vector<char> result(kResultBufferSize);
+    // By a name of its own, or the fixture's session would share its TLS context.
+    char path[4096];
+    ASSERT_TRUE(platform::CertificatePath(path, sizeof(path)));
+    std::string trust_store = path;
+    trust_store.insert(trust_store.find_last_of("/\\"), "/.");
     ZwMgmt_interface* session = nullptr;
     alignas(ZwMgmt_interface) char place[sizeof(ZwMgmt_interface)];
     long succeeded = 0;  // OpenSSL does without some of its memory
@@ -176,7 +182,7 @@ TEST_F(RefusedMemory, WhileConnecting) {
     const long count =
         RefuseEach([] {},
                    [&] {
-                       session = new (place) ZwMgmt_interface;
+                       session = new (place) ZwMgmt_interface(trust_store.c_str());
                        steps.status = session->CLConnectToServer("127.0.0.1", "operator",
                                                                  agent.Port(), result.data());
                        session->CLDisconnectFromServer();

@@ -311,6 +311,15 @@ TEST(Session, WithoutContextConnectingFails) {
     session.CLDisconnectFromServer();
 }
 
+TEST(Session, SessionsShareTheContextOfTheirTrustStore) {
+    CannedHost host;
+    TestAgent agent(host);
+    TestSession first, second;
+    EXPECT_EQ(SessionState::Of(first).tls_context, SessionState::Of(second).tls_context);
+    first.CLDisconnectFromServer();
+    EXPECT_EQ(second.Connect(agent.Port()), kSuccess) << "the other's end is not this one's";
+}
+
 TEST(Session, HandshakeGivesUpAfterThirtyOneHalfSeconds) {
     const auto stays_silent = [](platform::SocketHandle socket) {
         char hello[4096];
