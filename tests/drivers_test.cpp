@@ -1,9 +1,7 @@
 /// Loading, unloading and installing drivers: requests, outcomes, and what is checked before a
 /// package is sent.
-#include <array>
 #include <filesystem>
 #include <fstream>
-#include <map>
 
 #include "tests/support.h"
 
@@ -37,32 +35,6 @@ TEST(Install, OptionsAreChecked) {
             EXPECT_TRUE(after[i] == "-" || std::stol(after[i], nullptr, 0) == got[i]) << what;
         }
         EXPECT_TRUE(row[2] != "0" || takes_iscsi_or_ofed == ((types & 0x240) != 0)) << what;
-    }
-}
-
-TEST(Install, TypesFollowOsAndGeneration) {
-    // The bits allowed to each OS by generation, from none (-1) to one that is not known (3).
-    const std::map<int, std::array<uint32_t, 5>> allowed = {
-        {0, {}},
-        {1, {7, 0x10094d7, 0x10094d7, 7, 7}},
-        {2, {7, 0x257, 0x1f7efaf, 0x1f7efaf, 7}},
-        {3, {0, 1, 1, 1, 0}},
-        {4, {0, 0, 0x1000000, 0x1000000, 0}},
-        {5, {0, 1, 1, 1, 0}},
-        {6, {0, 1, 1, 1, 0}},
-        {7, {}},
-        {8, {0, 0x1000000, 0x1000000, 0x1000000, 0}},
-        {9, {}},
-    };
-    for (const auto& [os_type, masks] : allowed) {
-        for (int generation = -1; generation <= 3; ++generation) {
-            const uint32_t mask = masks[static_cast<size_t>(generation + 1)];
-            for (uint32_t bit = 1; bit != 0; bit <<= 1) {
-                EXPECT_EQ(SessionOf(os_type).CLIsValidOSDrvType(bit, generation), !(mask & bit))
-                    << os_type << ' ' << generation << ' ' << bit;
-            }
-            EXPECT_EQ(SessionOf(os_type).CLIsValidOSDrvType(mask, generation), 0);
-        }
     }
 }
 

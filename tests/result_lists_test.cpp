@@ -1,7 +1,5 @@
 /// Record lists: how an agent's run of records becomes nodes, and how every kind is freed.
-#include <array>
 #include <cstring>
-#include <map>
 
 #include "cli/list_kinds.h"
 #include "tests/support.h"
@@ -111,25 +109,6 @@ TEST(FreeMem, FreesEveryKindWithItsInnerLists) {
             head = node;
         }
         ZwMgmt_interface::CLFreeMem(command, head);
-    }
-}
-
-TEST(FreeMem, KindsAreTheDocumentedOnes) {
-    std::map<uint16_t, std::array<uint32_t, 3>> documented;
-    for (const auto& row : Cases("list_kinds")) {
-        const auto sizes = Words(row[1]);
-        const auto size = [&](size_t i) { return static_cast<uint32_t>(Number(sizes[i])); };
-        for (const std::string& command : Words(row[0])) {
-            documented[static_cast<uint16_t>(Number(command))] = {size(0), size(1), size(2)};
-        }
-    }
-    for (uint16_t command = 0; command <= kFirstUnusedCommand; ++command) {
-        const ListKind* kind = FindListKind(command);
-        ASSERT_EQ(kind != nullptr, documented.contains(command)) << command;
-        if (kind == nullptr) continue;
-        const std::array<uint32_t, 3> sizes = {kind->node_size, kind->inner_lists,
-                                               kind->inner_node_size};
-        EXPECT_EQ(sizes, documented[command]) << command;
     }
 }
 

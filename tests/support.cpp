@@ -51,8 +51,11 @@ std::vector<std::vector<std::string>> Cases(const std::string& name) {
         line += ' ';  // where the last cell is empty
         for (size_t end, begin = 0; begin <= line.size(); begin = end + 3) {
             end = std::min(line.find(" | ", begin), line.size());
-            const std::string cell = Trimmed(line.substr(begin, end - begin));
-            cells.push_back(texts.contains(cell) ? texts[cell] : Unescaped(cell));
+            std::string& cell =
+                cells.emplace_back(Unescaped(Trimmed(line.substr(begin, end - begin))));
+            for (auto text = texts.rbegin(); text != texts.rend(); ++text) {
+                cell = Replaced(cell, text->first, text->second);
+            }
         }
         cells.resize(8);
         cases.push_back(cells);
@@ -87,6 +90,17 @@ std::string Replaced(std::string text, const std::string& from, const std::strin
         text.replace(at, from.size(), to);
     }
     return text;
+}
+
+std::string Listing(const std::string& name) {
+    std::ifstream file(TEST_LISTINGS "/" + name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void ExpectListing(const std::string& name, const std::string& text) {
+    if (text == Listing(name)) return;
+    std::ofstream(testing::TempDir() + name, std::ios::binary) << text;
+    ADD_FAILURE() << "not as in tests/listings: " << testing::TempDir() + name;
 }
 
 std::string Unhex(const std::string& digits) {

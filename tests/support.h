@@ -30,7 +30,7 @@ template <class... Columns>
 using Table = std::vector<std::tuple<Columns...>>;
 
 /// The cases of tests/cases/NAME: a line each, cut at " | "; cells that are not there are empty.
-/// A line "@name = text" gives a text a name for the cells below it. \n, \t, \r, \0, \e, \s (blank)
+/// A line "@name = text" gives a text a name in the cells below it. \n, \t, \r, \0, \e, \s (blank)
 /// stand for characters; `#` begins a remark.
 std::vector<std::vector<std::string>> Cases(const std::string& name);
 /// What stands between blanks; words with blanks stand in double quotes.
@@ -40,6 +40,10 @@ std::vector<const char*> Pointers(const std::vector<std::string>& words);
 std::vector<Client_Request_Argument> Arguments(const std::vector<std::string>& words);
 /// The bytes of a text like "0a 00".
 std::string Unhex(const std::string& digits);
+/// The text of tests/listings/NAME.
+std::string Listing(const std::string& name);
+/// That the text is the listing's; where it is not, it is left in a file that the failure names.
+void ExpectListing(const std::string& name, const std::string& text);
 std::string Replaced(std::string text, const std::string& from, const std::string& to);
 inline int Number(const std::string& text) { return static_cast<int>(std::stol(text, nullptr, 0)); }
 

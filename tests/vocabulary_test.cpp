@@ -1,42 +1,9 @@
-/// Words to numbers. The rows are written out from the protocol's word lists, not from the tables.
-#include "cli/vocabulary.h"
-
-#include <cstring>
-
+/// Words of a command line, and the requests that they become.
 #include "tests/support.h"
 
 using namespace testing_support;
 using namespace zwmgmt;
 using Zw = ZwMgmt_interface;
-
-TEST(Vocabulary, WordsHaveTheProtocolsNumbers) {
-    size_t command_words = 0;
-    for (const auto& row : Cases("words")) {
-        const auto head = Words(row[0]);
-        const auto service = static_cast<uint8_t>(head.size() > 1 ? Number(head[1]) : 0);
-        for (const std::string& item : Words(row[1])) {
-            const size_t sign = item.find('=');
-            const std::string word = item.substr(0, sign);
-            const int number = Number(item.substr(sign + 1));
-            const int got = head[0] == "service"   ? Zw::CLGetService(word.c_str())
-                            : head[0] == "command" ? Zw::CLGetCommand(word.c_str(), service)
-                            : head[0] == "key"
-                                ? Zw::CLGetKeyNo(word.c_str(), service)
-                                : Zw::CLGetSubCommand(word.c_str(), service,
-                                                      static_cast<uint16_t>(Number(head[2])));
-            EXPECT_EQ(got, number) << row[0] << ' ' << word;
-        }
-    }
-    for (uint8_t service = 1; service <= 20; ++service) {
-        const bool own_table = service == 14 || service == 16 || service == 18 || service == 19;
-        if (!own_table) command_words += CommandWordsOf(service).size();
-    }
-    EXPECT_EQ(command_words, 179u);
-    EXPECT_EQ(ServiceWords().size(), 20u);
-    EXPECT_EQ(Zw::CLGetService(nullptr), -1);
-    EXPECT_EQ(Zw::CLGetCommand(nullptr, 5), -1);
-    EXPECT_EQ(Zw::CLGetKeyNo(nullptr, 4), -1);
-}
 
 TEST(Vocabulary, KeyValueWordsSplitAtTheFirstEqualsSign) {
     const Table<const char*, int, const char*, int, const char*> rows = {
@@ -52,44 +19,6 @@ TEST(Vocabulary, KeyValueWordsSplitAtTheFirstEqualsSign) {
         EXPECT_EQ(Zw::CLGetValue(word, got_value), value_result) << word;
         EXPECT_STREQ(got_value, value);
     }
-}
-
-TEST(Vocabulary, NetworkingWordsOfXenAndEsx) {
-    constexpr uint64_t kNone = UINT64_MAX;
-    const Table<uint16_t, const char*, uint64_t, uint64_t> rows = {
-        {234, "list", 235, 5},
-        {234, "BRADD", 240, kNone},
-        {234, "brdel", 241, kNone},
-        {236, "list", 237, 5},
-        {236, "vifdel", 243, kNone},
-        {238, "list", 239, 5},
-        {95, "list", 5, 5},
-        {236, "bradd", kNone, kNone},
-        {110, "list", 5, 116},
-        {110, "addvmnic", kNone, 122},
-        {110, "deluplink", kNone, 127},
-        {115, "list", 5, 117},
-        {111, "add", kNone, 113},
-        {111, "xyz", kNone, kNone},
-        {234, nullptr, kNone, kNone},
-    };
-    for (const auto& [command, word, xen, esx] : rows) {
-        Client_Request_Argument argument = {word, -1};
-        const Client_Request_Message request = {2, command, 0, &argument, 1};
-        EXPECT_EQ(Zw::CLGetXENNETCmnd(&request), xen) << command << (word ? word : "null");
-        EXPECT_EQ(Zw::CLGetESXNETCmnd(&request), esx) << command << (word ? word : "null");
-    }
-    const Client_Request_Message empty = {2, 234, 0, nullptr, 0};
-    EXPECT_EQ(Zw::CLGetXENNETCmnd(&empty), kNone);
-}
-
-TEST(Vocabulary, WordsOfFoiscsiReplies) {
-    EXPECT_STREQ(FoiscsiAddressTypeWord(0), "none");
-    EXPECT_STREQ(FoiscsiAddressTypeWord(6), "dhcpvlan");
-    EXPECT_EQ(FoiscsiAddressTypeWord(7), nullptr);
-    EXPECT_STREQ(FoiscsiOperationWord(4), "login");
-    EXPECT_STREQ(FoiscsiOperationWord(11), "del");
-    EXPECT_EQ(FoiscsiOperationWord(12), nullptr);
 }
 
 TEST(CommandWords, BecomeARequest) {

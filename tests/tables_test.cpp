@@ -1,0 +1,229 @@
+/// What the tables of the library say, whole, against tests/listings.
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <span>
+
+#include "cli/list_kinds.h"
+#include "cli/vocabulary.h"
+#include "cli/vocabulary_words.h"
+#include "filters/combinations.h"
+#include "session/compatibility.h"
+#include "tests/support.h"
+
+using namespace testing_support;
+using namespace zwmgmt;
+using namespace std::string_literals;
+using Zw = ZwMgmt_interface;
+
+namespace {
+
+/// Every word that stands for anything anywhere, once.
+std::vector<std::string> AllWords() {
+    using namespace words;
+    const std::span<const Word> tables[] = {kServiceWords,
+                                            kIscsiSubCommands,
+                                            kSystemSubCommands,
+                                            kBridgeSubCommands,
+                                            kVifSubCommands,
+                                            kPifSubCommands,
+                                            kNetSubCommands,
+                                            kVswitchSubCommands,
+                                            kIscsiKeys,
+                                            kCredentialKeys,
+                                            kPortGroupSubCommands,
+                                            kNetworkingKeys,
+                                            kAdapterKeys,
+                                            kSystemKeys,
+                                            kFilterKeys,
+                                            kTmschedKeys,
+                                            kTmKeys,
+                                            kFcoeKeys,
+                                            kLogKeys,
+                                            kIwarpKeys,
+                                            kDiagsKeys,
+                                            kHypervKeys,
+                                            kFoiscsiCommands,
+                                            kFoiscsiSubCommands,
+                                            kFoiscsiKeys,
+                                            kBypassCommands,
+                                            kBypassKeys,
+                                            kMsteamCommands,
+                                            kMsteamKeys,
+                                            kBondingCommands,
+                                            kBondingKeys};
+    std::vector<std::string> all;
+    for (const auto& table : tables) {
+        for (const Word& row : table) all.push_back(row.word);
+    }
+    for (const auto& row : kCommandWords) all.push_back(row.word);
+    std::ranges::sort(all);
+    all.erase(std::ranges::unique(all).begin(), all.end());
+    return all;
+}
+
+/// "word=number" of each word that the look-up knows; "!" where it must be written exactly so.
+template <class LookUp>
+std::string Known(const LookUp& number_of) {
+    static const auto all = AllWords();
+    std::string text;
+    for (std::string word : all) {
+        const auto number = static_cast<int64_t>(number_of(word.c_str()));
+        if (number == -1) continue;
+        text += "    " + word + '=' + std::to_string(number);
+        for (char& letter : word) letter = static_cast<char>(std::toupper(letter));
+        text += static_cast<int64_t>(number_of(word.c_str())) == number ? "\n" : "!\n";
+    }
+    return text;
+}
+
+std::string Title(const std::string& what, int number, int further = 0) {
+    return what + ' ' + std::to_string(number) + (further ? ' ' + std::to_string(further) : "") +
+           '\n';
+}
+
+}  // namespace
+
+TEST(Tables, WordsHaveTheirNumbers) {
+    std::string text = "services\n" + Known(Zw::CLGetService);
+    for (int number = 0; number <= 21; ++number) {
+        const auto service = static_cast<uint8_t>(number);
+        std::string last;
+        text += Title("commands of service", service);
+        text += Known([&](const char* word) { return Zw::CLGetCommand(word, service); });
+        text += Title("keys of service", service);
+        text += Known([&](const char* word) { return Zw::CLGetKeyNo(word, service); });
+        for (uint16_t command = 0; command < kFirstUnusedCommand; ++command) {
+            const std::string sub_commands = Known(
+                [&](const char* word) { return Zw::CLGetSubCommand(word, service, command); });
+            if (sub_commands != last)
+                text += Title("sub-commands from", service, command) + sub_commands;
+            last = sub_commands;
+        }
+    }
+    for (const uint16_t command : {kVswitch, kVswif, kPortGroup, kBridge, kVif, kPif, kSetMtu}) {
+        for (const auto look_up : {Zw::CLGetXENNETCmnd, Zw::CLGetESXNETCmnd}) {
+            text += Title(look_up == Zw::CLGetXENNETCmnd ? "Xen's" : "ESX's", command);
+            text += Known([&](const char* word) {
+                Client_Request_Argument argument = {word, -1};
+                const Client_Request_Message request = {kNet, command, 0, &argument, 1};
+                return look_up(&request);
+            });
+        }
+    }
+    for (int i = 0; const char* word = FoiscsiAddressTypeWord(i); ++i) text += Title(word, i);
+    for (int i = 1; const char* word = FoiscsiOperationWord(i); ++i) text += Title(word, i);
+    ExpectListing("words.txt", text);
+    for (const auto look_up : {Zw::CLGetCommand, Zw::CLGetKeyNo})
+        EXPECT_EQ(look_up(nullptr, 5), -1);
+    EXPECT_EQ(Zw::CLGetService(nullptr), -1);
+    EXPECT_EQ(Zw::CLGetService("iscsi "), -1);
+    const Client_Request_Message empty = {kNet, kBridge, 0, nullptr, 0};
+    EXPECT_EQ(Zw::CLGetXENNETCmnd(&empty), UINT64_MAX);
+}
+
+TEST(Tables, StatusesHaveTheirTexts) {
+    std::string text;
+    for (uint32_t status = 0; status < 500; ++status) {
+        if (status < 3 || StatusText(status) != std::string(StatusText(2))) {
+            text += std::to_string(status) + ' ' + StatusText(status) + '\n';
+        }
+    }
+    ExpectListing("statuses.txt", text);
+}
+
+TEST(Tables, ListsHaveTheirSizes) {
+    std::string text = "command, node size, inner lists, their node size\n";
+    for (uint16_t command = 0; command <= kFirstUnusedCommand; ++command) {
+        const ListKind* kind = FindListKind(command);
+        if (kind == nullptr) continue;
+        for (const uint32_t n : {uint32_t{command}, kind->node_size, uint32_t{kind->inner_lists}}) {
+            text += std::to_string(n) + ' ';
+        }
+        text += std::to_string(kind->inner_node_size) + '\n';
+    }
+    ExpectListing("list_kinds.txt", text);
+}
+
+TEST(Tables, DriverTypesFollowOsAndGeneration) {
+    std::string text = "agent: types by generation from -1 to 3\n";
+    for (int os_type = 0; os_type <= 9; ++os_type) {
+        const TestSession& session = SessionOf(os_type);
+        text += std::to_string(os_type) + ':';
+        for (int generation = -1; generation <= 3; ++generation) {
+            uint32_t types = 0;
+            for (uint32_t bit = 1; bit != 0; bit <<= 1) {
+                if (session.CLIsValidOSDrvType(bit, generation) == 0) types |= bit;
+            }
+            EXPECT_EQ(session.CLIsValidOSDrvType(types, generation), 0);
+            char hex[16];
+            std::snprintf(hex, sizeof(hex), " %x", types);
+            text += hex;
+        }
+        text += '\n';
+    }
+    ExpectListing("driver_types.txt", text);
+}
+
+TEST(Tables, ServicesFollowVersionAndOs) {
+    TestSession session;
+    std::string text, newest;
+    for (const int version : {0x20, 0x15}) {
+        for (int service = 0; service <= 21; ++service) {
+            for (const int network : {1, 0}) {
+                std::map<std::string, std::string> systems;  // by what is said
+                for (uint8_t os_type = 0; os_type <= 9; ++os_type) {
+                    Capabilities agent = {};
+                    agent.api_version = static_cast<uint8_t>(version);
+                    agent.os_code = os_type;
+                    agent.network = static_cast<uint16_t>(network);
+                    for (const uint16_t command : {kSetMtu, kVswitch, kVswif}) {
+                        if (command != kSetMtu && service != kNet) continue;
+                        const int result = session.Validate_Server_APIVersion_Capabilities(
+                            &agent, static_cast<uint8_t>(service), command);
+                        std::string said = session.Printed() + session.ErrorText();
+                        if (said.empty()) said = "\n";
+                        if (said.back() != '\n') said += "(no line end)\n";
+                        said = std::to_string(result) + ' ' + said;
+                        if (service == kNet) said = std::to_string(command) + ' ' + said;
+                        systems[said] += std::to_string(os_type);
+                    }
+                }
+                if (service != kNet && network == 0) continue;
+                text += Title(version == 0x20 ? "this version" : "another", service, network);
+                for (const auto& [said, of] : systems) text += "    " + of + ' ' + said;
+            }
+        }
+    }
+    Capabilities odd = {}, offload = {};
+    std::memset(&odd, 1, sizeof(odd));  // every word 0x0101
+    offload.iscsi = 0x81;               // the initiator with full offload
+    for (uint8_t service = 0; service <= 21; ++service) {
+        text += Title("newest", service, session.MinimumServerVersion(service));
+        for (const Capabilities& capabilities : {Capabilities{}, odd, offload}) {
+            char refusal[300];
+            NewestRefusal(capabilities, service, refusal, sizeof(refusal));
+            text += "    "s + refusal + (*refusal ? "" : "\n");
+        }
+    }
+    ExpectListing("services.txt", text);
+    Capabilities unknown = {};
+    unknown.os_code = 7;
+    EXPECT_EQ(Zw::GetLatestServerCapabilities(&unknown), -1);
+}
+
+TEST(Tables, CombinationsAreComparedWhole) {
+    for (const std::string_view row : FilterCombinations()) {
+        const std::string combination(row);
+        const size_t comma = combination.find(", ");
+        EXPECT_TRUE(IsFilterCombination(combination));
+        EXPECT_FALSE(IsFilterCombination(combination + " "));
+        EXPECT_FALSE(IsFilterCombination(combination.substr(1)));
+        EXPECT_FALSE(IsFilterCombination(combination.substr(comma + 2) + ", " +
+                                         combination.substr(0, comma)));
+    }
+    EXPECT_FALSE(IsFilterCombination("Ethertype, vlan, port"));
+    const ProcessResult run = Zwcli(1, {"filter", "showcomb"});  // nobody is asked
+    EXPECT_EQ(run.err, "");
+    ExpectListing("combinations.txt", run.out);
+}
