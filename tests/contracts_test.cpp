@@ -191,6 +191,90 @@ TEST(Contracts, OfProbes) { KeepAll("probes"); }
 TEST(Contracts, OfProperties) { KeepAll("properties"); }
 TEST(Contracts, OfConversations) { KeepAll("conversations"); }
 
+namespace {
+
+/// All that a host lists.
+Bytes ListedBy(zmsim::ScenarioHost& host, const zmsim::Scenario& scenario) {
+    std::vector<std::tuple<uint8_t, uint16_t, std::string>> questions = {
+        {kKorvane, kListAdapterProps, ""},
+        {kSystem, kListDrivers, ""},
+        {kFilter, kListFiltersX3, ""},
+        {kFilter, kShowActiveCombination, ""},
+        {kTm, kListPolicies, ""}};
+    for (const zmsim::Adapter& adapter : scenario.adapters) {
+        std::string place(FixedText(adapter.card.pci_bus_location));
+        questions.push_back({kKorvane, kListPorts, place});
+        place.resize(sizeof(FilterListRequest) - 1);
+        questions.push_back({kFilter, kListFiltersX4, place + '\1'});
+    }
+    Bytes all;
+    for (const auto& [service, opcode, data] : questions) {
+        const Bytes listed = host.Answer(service, opcode, Bytes(data.begin(), data.end())).data;
+        all.insert(all.end(), listed.begin(), listed.end());
+    }
+    return all;
+}
+
+/// What an attempt stands for: pieces and a status.
+std::vector<std::pair<std::string, uint32_t>> Attempts(const std::string& text) {
+    if (const size_t end = text.find('>'); end != text.npos) {
+        return {{text.substr(0, end), static_cast<uint32_t>(Number(text.substr(end + 1)))}};
+    }
+    const size_t slash = text.find('/'), second = text.find('/', slash + 1);
+    const auto with = [&](int64_t number) {
+        std::string piece = text.substr(0, slash) + '=';
+        for (int shift = 0; shift < 32; shift += 8) {
+            char hex[3];
+            std::snprintf(hex, sizeof(hex), "%02x", static_cast<unsigned>(number >> shift & 0xFF));
+            piece += hex;
+        }
+        return piece;
+    };
+    const std::string least = text.substr(slash + 1, second - slash - 1);
+    const int64_t most = std::stoll(text.substr(second + 1));
+    const bool mask = least.empty();
+    const int64_t below = mask ? 0 : std::stoll(least);
+    return {
+        {with(below - 1), mask ? 0 : 6}, {with(below), 0}, {with(most), 0}, {with(most + 1), 6}};
+}
+
+}  // namespace
+
+/// A line of tests/contracts/judgements: an agent (as above; each attempt meets a new host, but
+/// after "sim" and "+") | service, opcodes, length and pieces of a request | attempts: further
+/// pieces, with commas between them, and after ">" the status. "offset/least/most" at the end
+/// stands for four attempts at the bounds of a number, "offset//most" for those of a mask.
+TEST(Contracts, OfTheSimulatedHost) {
+    std::unique_ptr<zmsim::ScenarioHost> host;
+    zmsim::Scenario scenario;
+    for (const auto& row : Cases("../contracts/judgements")) {
+        const auto agent = Words(row[0]), request = Words(row[1]);
+        if (agent[0] != "+") scenario = BuiltinScenario(agent.back());
+        if (agent[0] == "sim") host = std::make_unique<zmsim::ScenarioHost>(scenario);
+        const bool kept = agent[0] == "sim" || agent[0] == "+";
+        for (const std::string& opcode : Words(Replaced(request[1], ",", " "))) {
+            for (const std::string& word : Words(row[2])) {
+                for (const auto& [pieces, status] : Attempts(word)) {
+                    std::vector<std::string> block(request.begin() + 1, request.end());
+                    for (const auto& piece : Words(Replaced(pieces, ",", " ")))
+                        block.push_back(piece);
+                    if (!kept) host = std::make_unique<zmsim::ScenarioHost>(scenario);
+                    const Bytes before = ListedBy(*host, scenario);
+                    const std::string data = Block(block, 0);
+                    EXPECT_EQ(host->Answer(static_cast<uint8_t>(Number(request[0])),
+                                           static_cast<uint16_t>(Number(opcode)),
+                                           Bytes(data.begin(), data.end()))
+                                  .status,
+                              status)
+                        << row[1] << ' ' << pieces;
+                    EXPECT_TRUE(status == 0 || ListedBy(*host, scenario) == before)
+                        << row[1] << pieces;
+                }
+            }
+        }
+    }
+}
+
 TEST(Contracts, TakeNothingBeyondTheirLimits) {
     for (const auto& row : Cases("limits")) {
         const auto try_with = [&](const std::string& value, bool taken, const std::string& text) {

@@ -8,7 +8,6 @@
 #include <map>
 
 #include "session/tls.h"
-#include "simulator/judge.h"
 #include "tests/support.h"
 #include "zwmgmt/policy.h"
 
@@ -239,30 +238,6 @@ TEST(Scenario, BuiltinOnesAreWholeHosts) {
     }
 }
 
-TEST(ScenarioHost, AnswersInventoryRequests) {
-    const zmsim::Scenario scenario = BuiltinScenario("freebsd");
-    zmsim::ScenarioHost host(scenario);
-    const std::string_view pci = FixedText(scenario.adapters[1].card.pci_bus_location);
-    PortRequest port_request = {};
-    SetFixedText(port_request.pci_bus_location, pci);
-    port_request.port_instance = 1;
-    const auto* raw = reinterpret_cast<const uint8_t*>(&port_request);
-    const Bytes known(pci.begin(), pci.end());
-    const Bytes port_known(raw, raw + sizeof(port_request));
-    const Table<uint8_t, uint16_t, Bytes, uint32_t, size_t> rows = {
-        {4, 136, known, 0, 2 * 1385},    {4, 136, {'x'}, 97, 0},
-        {4, 138, known, 0, 6 * 39},      {4, 138, {}, 69, 0},
-        {4, 141, port_known, 0, 6 * 39}, {4, 141, known, 6, 0},
-        {5, 137, {}, 0, 2 * 257},        {4, 999, {}, 412, 0},
-    };
-    for (const auto& [service, opcode, data, status, length] : rows) {
-        const agent::Reply reply = host.Answer(service, opcode, data);
-        EXPECT_EQ(reply.status, status) << opcode;
-        ASSERT_EQ(reply.data.size(), length + (length > 0)) << opcode;
-        EXPECT_TRUE(length == 0 || reply.data.back() == 0xFF);
-    }
-}
-
 TEST(ScenarioHost, SaysWhyAnAdapterHasNoPorts) {
     for (const auto& [os, status] : {std::pair{"solaris", 72u}, {"linux", 97u}}) {
         zmsim::Scenario scenario = BuiltinScenario(os);
@@ -394,215 +369,6 @@ TEST(FileReceiver, TakesNamesThatStayInTheirFolder) {
     }
 }
 
-TEST(ScenarioHost, OffersWhatItsOsCanHave) {
-    // Network, teaming, iSCSI, adapter, system, filter, traffic management, FCoE, log, iWARP.
-    const Table<const char*, const char*> rows = {
-        {"windows", "1111100111"}, {"linux", "1111111111"}, {"solaris", "1111100010"},
-        {"freebsd", "1101100011"}, {"esx", "1001100010"},   {"mac", "1001100010"},
-        {"xen", "1111100110"},
-    };
-    for (const auto& [os, offered] : rows) {
-        const Capabilities capabilities = BuiltinScenario(os).capabilities;
-        uint16_t words[10];
-        std::memcpy(words, &capabilities.network, sizeof(words));
-        for (int i = 0; i < 10; ++i) EXPECT_EQ(words[i], offered[i] == '1' ? 2 : 0) << os << i;
-        EXPECT_EQ(capabilities.bypass + capabilities.bonding, 0);
-    }
-}
-
-TEST(ScenarioHost, JudgesNumbersOfRulesAtTheirBounds) {
-    zmsim::ScenarioHost host(BuiltinScenario("linux"));
-    const auto expect = [&](const auto& rule, uint16_t opcode, size_t offset, int64_t number,
-                            uint32_t status) {
-        const auto changed = With(rule, offset, static_cast<uint32_t>(number));
-        EXPECT_EQ(host.Answer(kFilter, opcode, BytesOf(changed)).status, status)
-            << offset << ' ' << number;
-    };
-    const Table<uint32_t, size_t, int64_t, int64_t> x3 = {
-        {0x3, 80, 0, 32},    {0x4, 84, 0, 65535}, {0x10, 88, 0, 65535},
-        {0x20, 92, 1, 4094}, {0x40, 96, 0, 7},    {0x80, 104, 0, 15},
-        {0x100, 112, 1, 4},  {0x200, 108, 0, 7},  {0x400, 116, 1, 2}};
-    for (const auto& [bits, offset, least, most] : x3) {
-        _Filter rule = {};
-        SetFixedText(rule.interface_name, "eth2");
-        rule.present = bits;
-        expect(rule, kAddFilterX3, offset, least - 1, 6);
-        expect(rule, kAddFilterX3, offset, least, 0);
-        expect(rule, kAddFilterX3, offset, most, 0);
-        expect(rule, kAddFilterX3, offset, most + 1, 6);
-    }
-    _FilterX4 bare = {};
-    SetFixedText(bare.pci_bus_location, "0000:05:00.4");
-    bare.vlan_value = 7;
-    const Table<uint32_t, size_t, int64_t, int64_t> x4 = {
-        {0x10000, 384, 1, 2}, {0x10000, 384, 4, 4},     {0x20000, 388, 1, 3},
-        {0x80000, 400, 0, 7}, {0x100000, 404, 0, 1023}, {0x400000, 412, 0, 7}};
-    for (const auto& [bit, offset, least, most] : x4) {
-        const _FilterX4 rule = With(bare, 164, bit);
-        expect(rule, kAddFilterX4, offset, least - 1, 6);
-        expect(rule, kAddFilterX4, offset, least, 0);
-        expect(rule, kAddFilterX4, offset, most, 0);
-        expect(rule, kAddFilterX4, offset, most + 1, 6);
-    }
-    constexpr int kBits[] = {1, 3, 16, 16, 8, 8, 8, 8, 16, 9, 3, 1, 16, 16};
-    for (size_t i = 0; i < std::size(kBits); ++i) {
-        const _FilterX4 rule = With(bare, 164, uint32_t{1} << i);
-        const size_t value = 172 + 8 * i;
-        const int64_t beyond = int64_t{1} << kBits[i];
-        expect(rule, kAddFilterX4, value, beyond - 1, 0);
-        expect(rule, kAddFilterX4, value, beyond, 6);
-        expect(rule, kAddFilterX4, value + 4, beyond - 1, 0);
-        expect(rule, kAddFilterX4, value + 4, beyond, 6);
-        expect(rule, kAddFilterX4, value + 4, UINT32_MAX, 0);
-    }
-}
-
-TEST(ScenarioHost, JudgesWhatElseRulesSay) {
-    zmsim::ScenarioHost host(BuiltinScenario("linux"));
-    using Edit = void (*)(_FilterX4&);
-    const Table<uint16_t, Edit, uint32_t> rows = {
-        {kAddFilterX4, [](_FilterX4& r) { r.present = 0x10000000; }, 6},
-        {kDeleteFilterX4, [](_FilterX4& r) { r.id = 1, r.present = 0x80000000; }, 6},
-        {kAddFilterX4, [](_FilterX4& r) { r.address_family = 1; }, 6},
-        {kAddFilterX4, [](_FilterX4& r) { r.present = 0x800000, r.address_family = 2; }, 6},
-        {kAddFilterX4, [](_FilterX4& r) { r.present = 0x4000, r.lip.mask[0] = 0xFE; }, 0},
-        {kAddFilterX4, [](_FilterX4& r) { r.present = 0x4000, r.lip.mask[0] = 0x7F; }, 6},
-        {kAddFilterX4, [](_FilterX4& r) { r.present = 0x8000, r.fip.mask[1] = 0x80; }, 6},
-        {kAddFilterX4, [](_FilterX4& r) { r.present = 0x8000, r.fip.address[4] = 1; }, 6},
-        {kAddFilterX4, [](_FilterX4& r) { r.present = 0x20000, r.vlan_action = 2; }, 6},
-        {kAddFilterX4,
-         [](_FilterX4& r) { r.present = 0x20000, r.vlan_action = 3, r.vlan_value = 4095; }, 6},
-        {kAddFilterX4, [](_FilterX4& r) { r.present = 0x1000000; }, 6},
-        {kAddFilterX4,
-         [](_FilterX4& r) { r.present = 0x2000000, SetFixedText(r.dmac, "00:11:22:33:44:5g"); }, 6},
-        {kAddFilterX4,
-         [](_FilterX4& r) { r.present = 0x8000000, SetFixedText(r.vnic_id, "a\nFilter id 9"); }, 6},
-        {kAddFilterX4, [](_FilterX4& r) { r.present = 0x8000000, SetFixedText(r.vnic_id, " ~"); },
-         0},
-        {kAddFilterX4, [](_FilterX4& r) { SetFixedText(r.combination, "vlan, port"); }, 6},
-        {kSetCombination, [](_FilterX4& r) { SetFixedText(r.combination, "vlan, port"); }, 6},
-        {kSetCombination, [](_FilterX4& r) { SetFixedText(r.combination, "ethertype, vlan"); }, 6},
-        {kSetCombination, [](_FilterX4&) {}, 6},
-    };
-    for (size_t i = 0; i < rows.size(); ++i) {
-        const auto& [opcode, edit, status] = rows[i];
-        _FilterX4 rule = {};
-        SetFixedText(rule.pci_bus_location, "0000:05:00.4");
-        edit(rule);
-        EXPECT_EQ(host.Answer(kFilter, opcode, BytesOf(rule)).status, status) << i;
-    }
-    _Filter x3 = {};
-    SetFixedText(x3.interface_name, "eth2");
-    EXPECT_EQ(host.Answer(kFilter, 172, BytesOf(With(x3, 100, 0x800))).status, 6u);
-    EXPECT_EQ(host.Answer(kFilter, 172, BytesOf(With(x3, 100, 0x2))).status, 6u);
-    EXPECT_EQ(host.Answer(kFilter, 172, BytesOf(With(x3, 76, -1))).status, 259u);
-    EXPECT_EQ(host.Answer(kFilter, 175, BytesOf(With(x3, 72, -1))).status, 6u);
-    EXPECT_EQ(host.Answer(kFilter, 175, BytesOf(With(x3, 72, 1025))).status, 6u);
-    EXPECT_EQ(host.Answer(kFilter, 302, Bytes(33)).status, 6u) << "neither all nor active";
-    for (int i = 0; i <= 1024; ++i) {
-        EXPECT_EQ(host.Answer(kFilter, 172, BytesOf(x3)).status, i < 1024 ? 0u : 259u) << i;
-    }
-}
-
-TEST(ScenarioHost, RulesOfIpv6TakeFourPlaces) {
-    zmsim::ScenarioHost host(BuiltinScenario("linux"));
-    const Table<uint16_t, uint32_t, bool, uint32_t> rows = {
-        {kAddFilterX4, 8, true, 0},          {kAddFilterX4, 9, false, 259},
-        {kAddFilterX4, 11, false, 259},      {kAddFilterX4, 12, false, 0},
-        {kAddFilterX4, 7, false, 0},         {kAddFilterX4, 12, true, 259},
-        {kAddFilterX4, 4, true, 259},        {kAddFilterX4, 18, true, 259},
-        {kAddFilterX4, 0, true, 0} /* 16 */, {kAddFilterX4, 19, false, 259},
-        {kAddFilterX4, 24, false, 0},        {kModifyFilterX4, 24, true, 0},
-        {kAddFilterX4, 27, false, 259},      {kModifyFilterX4, 7, true, 259},
-        {kModifyFilterX4, 12, true, 0},      {kDeleteFilterX4, 9, false, 259},
-        {kDeleteFilterX4, 8, false, 0},      {kAddFilterX4, 9, false, 0},
-    };
-    for (const auto& [opcode, id, ipv6, status] : rows) {
-        _FilterX4 rule = {};
-        SetFixedText(rule.pci_bus_location, "0000:05:00.4");
-        rule.id = id;
-        rule.present = ipv6 ? 0x800000 : 0;
-        rule.address_family = ipv6;
-        EXPECT_EQ(host.Answer(kFilter, opcode, BytesOf(rule)).status, status)
-            << opcode << ' ' << id;
-    }
-}
-
-/// A property's bit, its place in the settings, and texts and bytes for it.
-struct PropertyRow {
-    const char* os;
-    const char* location;
-    uint32_t bits;
-    size_t offset;
-    std::vector<std::string> taken;
-    std::vector<std::string> refused;
-};
-
-template <class Request>
-void ExpectJudged(uint16_t opcode, const PropertyRow& row) {
-    const auto expect = [&](const std::string& bytes, uint32_t status) {
-        zmsim::ScenarioHost host(BuiltinScenario(row.os));
-        Request request = {};
-        request.os_type = host.OsType();
-        request.set_mask = row.bits;
-        SetFixedText(request.pci_bus_location, row.location);
-        std::memcpy(reinterpret_cast<char*>(&request.settings) + row.offset, bytes.data(),
-                    bytes.size());
-        const Bytes place(row.location, row.location + std::strlen(row.location));
-        const auto listed = [&] {
-            Bytes all = host.Answer(kKorvane, kListAdapterProps, {}).data;
-            const Bytes ports = host.Answer(kKorvane, kListPorts, place).data;
-            all.insert(all.end(), ports.begin(), ports.end());
-            return all;
-        };
-        const Bytes before = listed();
-        EXPECT_EQ(host.Answer(kKorvane, opcode, BytesOf(request)).status, status)
-            << row.location << ' ' << row.bits << ' ' << bytes;
-        EXPECT_TRUE(status == 0 || listed() == before) << row.location << ' ' << bytes;
-        request.os_type = kEsx;
-        EXPECT_EQ(host.Answer(kKorvane, opcode, BytesOf(request)).status, 6u);
-    };
-    for (const std::string& bytes : row.taken) expect(bytes, 0);
-    for (const std::string& bytes : row.refused) expect(bytes, 6);
-}
-
-TEST(ScenarioHost, JudgesProperties) {
-    const char* x4 = "0000:05:00.4";
-    const PropertyRow cards[] = {
-        {"windows", "3:0:0", 0x1, 0, {"512"}, {}},
-        {"windows", "5:0:4", 0x1, 0, {}, {"512"}},
-        {"windows", "5:0:4", 0x1, 40, {"17"}, {}},
-        {"windows", "3:0:0", 0x1, 40, {}, {"17"}},
-        {"windows", "3:0:0", 0x2, 8, {"12345678"}, {"many", ""}},
-        {"windows", "5:0:4", 0x2, 8, {}, {"512"}},
-        {"windows", "3:0:0", 0x20, 8, {}, {"1", ""}},
-        {"windows", "3:0:0", 0, 8, {}, {"1", ""}},
-        {"linux", x4, 0x4000, 114, {"\1"}, {"\2"}},
-        {"linux", x4, 0x1000000, 173, {"\1", "\2"}, {"", "\3"}},
-    };
-    for (const PropertyRow& row : cards) ExpectJudged<CardPropertyRequest>(kSetCardProperty, row);
-    const PropertyRow ports[] = {
-        {"windows", "3:0:0", 0x4, 0, {"9000"}, {"0x5dc", "-5"}},
-        {"windows", "5:0:4", 0x4, 0, {}, {"9000"}},
-        {"windows", "5:0:4", 0x4000, 173, {"0", "4094"}, {"4095"}},
-        {"windows", "3:0:0", 0x10, 165, {"16"}, {"1x"}},
-        {"linux", x4, 0x4, 0, {"1", "655355"}, {"", "0", "655356", "00001500", "12345678"}},
-        {"linux", x4, 0x800, 8, {"0", "1"}, {"2", "", "/", ":", "12"}},
-        {"linux", x4, 0x2000000, 130, {"\x3f\x10"}, {"\x40", ""}},
-        {"linux", x4, 0x4000000, 134, {"\xff\xff"}, {std::string("\0\0\1", 3)}},
-        {"linux",
-         x4,
-         0x2,
-         126,
-         {"\1", std::string("\0\x64\0\1", 4)},
-         {"", "\2", "\1\1", std::string("\0\x64\0\2", 4)}},
-        {"linux", x4, 0x200, 109, {}, {"\1", ""}},
-        {"solaris", "pci/3,0", 0x80, 108, {"\1", "\xfa"}, {"", "\xfb"}},
-        {"solaris", "pci/3,0", 0x20, 110, {"", "\1"}, {"\2"}},
-    };
-    for (const PropertyRow& row : ports) ExpectJudged<PortRequest>(kSetPortProperty, row);
-}
-
 TEST(ScenarioHost, JudgesPolicies) {
     zmsim::Scenario scenario = BuiltinScenario("linux");
     for (zmsim::Driver& driver : scenario.drivers) driver.record.loaded = 1;
@@ -640,47 +406,11 @@ TEST(ScenarioHost, JudgesPolicies) {
     }
 }
 
-TEST(ScenarioHost, JudgesVirtualFunctions) {
-    zmsim::ScenarioHost host(BuiltinScenario("xen"));
-    for (const auto& [count, status] :
-         {std::pair{"12", 301u}, {"NONE", 301u}, {"", 6u}, {"none", 6u}, {"-1", 6u}}) {
-        DriverLoadRequest request = {"no driver", ""};
-        SetFixedText(request.virtual_functions, count);
-        EXPECT_EQ(host.Answer(kSystem, kLoadDriver, BytesOf(request)).status, status) << count;
-        EXPECT_EQ(host.Answer(kSystem, kReloadDriver, BytesOf(request)).status, status) << count;
-    }
-}
-
-TEST(ScenarioHost, JudgesProbesAndMtus) {
-    zmsim::Scenario scenario = BuiltinScenario("linux");
-    const auto status_of = [&](uint16_t opcode, const Bytes& data) {
-        return zmsim::ScenarioHost(scenario).Answer(kNet, opcode, data).status;
-    };
-    PingRequest ping = {};
-    ping.packet_count = 1;
-    ping.timeout_ms = 1;
-    const auto expect = [&](int kind, const std::vector<std::string>& targets, uint32_t status) {
-        ping.target_kind = static_cast<uint8_t>(kind);
-        for (const std::string& target : targets) {
-            SetFixedText(ping.target, sizeof(ping.target), target);
-            EXPECT_EQ(status_of(kPing, BytesOf(ping)), status) << target;
-            EXPECT_EQ(status_of(kTraceRoute, BytesOf(ping)), status) << target;
-        }
-    };
-    expect(0, {"a"}, 6);
-    expect(1, {"\x0a\1\1\1"}, 0);
-    expect(1, {"\x0a\1\1\1\1"}, 6);
-    expect(2, {std::string(17, '\1')}, 6);
-    expect(3, {"alpha-1_x"}, 0);
-    expect(3, {"", "a.b", "a/b", "a b", "a\n"}, 6);
-    expect(4, {"a.example", "a.example."}, 0);
-    expect(4, {"", "ab", "..", ".a", "a..b"}, 6);
-    expect(5, {"a"}, 6);
-    expect(2, {std::string(16, '\1')}, 0);
-    EXPECT_EQ(status_of(kPing, BytesOf(With(ping, 1, '\0'))), 6u) << "no packets";
-    EXPECT_EQ(status_of(kPing, BytesOf(With(ping, 2, int64_t{-1000}))), 6u);
-    for (const auto& [mtu, status] :
-         {std::pair{0u, 6u}, {1u, 0u}, {655355u, 0u}, {655356u, 6u}, {0xFFFFFFFFu, 6u}}) {
-        EXPECT_EQ(status_of(kSetMtu, BytesOf(With(MtuRequest{}, 64, mtu))), status) << mtu;
+TEST(ScenarioHost, TakesAsManyRulesAsFit) {
+    zmsim::ScenarioHost host(BuiltinScenario("linux"));
+    _Filter rule = {};
+    SetFixedText(rule.interface_name, "eth2");
+    for (int i = 0; i <= 1024; ++i) {
+        EXPECT_EQ(host.Answer(kFilter, 172, BytesOf(rule)).status, i < 1024 ? 0u : 259u) << i;
     }
 }

@@ -1,5 +1,7 @@
 /// What the tables of the library say, whole, against tests/listings.
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cstring>
 #include <map>
 #include <span>
@@ -210,6 +212,20 @@ TEST(Tables, ServicesFollowVersionAndOs) {
     Capabilities unknown = {};
     unknown.os_code = 7;
     EXPECT_EQ(Zw::GetLatestServerCapabilities(&unknown), -1);
+}
+
+TEST(Tables, SimulatedHostsOfferWhatTheirOsCanHave) {
+    std::string text = "interface version, OS code, words from network to bonding\n";
+    for (const zmsim::BuiltinScenario& builtin : zmsim::kBuiltinScenarios) {
+        const Capabilities capabilities = BuiltinScenario(builtin.os).capabilities;
+        text += builtin.os;
+        for (const uint8_t byte :
+             std::bit_cast<std::array<uint8_t, sizeof(capabilities)>>(capabilities)) {
+            text += ' ' + std::to_string(byte);
+        }
+        text += '\n';
+    }
+    ExpectListing("offers.txt", text);
 }
 
 TEST(Tables, CombinationsAreComparedWhole) {
