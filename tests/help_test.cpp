@@ -1,11 +1,7 @@
-/// What is said of commands, keys and values: help, whole, and the notes about a request. What help
-/// promises is held against the request builders.
+/// What is said of commands, keys and values: help, whole, and the notes about a request.
 #include "zwmgmt/help.h"
 
-#include <fstream>
 #include <map>
-#include <set>
-#include <sstream>
 
 #include "tests/support.h"
 #include "zwmgmt/argument_notes.h"
@@ -14,10 +10,6 @@ using namespace testing_support;
 using namespace zwmgmt;
 
 namespace {
-
-const std::map<std::string, uint8_t> kAgents = {{"Windows", 1}, {"Linux", 2}, {"Solaris", 3},
-                                                {"FreeBSD", 4}, {"ESX", 5},   {"Mac OS", 6},
-                                                {"Xen", 8}};
 
 std::vector<std::string> Split(const std::string& text, const std::string& separator) {
     std::vector<std::string> pieces;
@@ -28,52 +20,6 @@ std::vector<std::string> Split(const std::string& text, const std::string& separ
     }
     pieces.push_back(text.substr(begin));
     return pieces;
-}
-
-/// The keys that the help of a command shows for each agent, with what they take.
-using Shown = std::map<uint8_t, std::map<std::string, std::string>>;
-
-Shown KeysShown(const std::string& help) {
-    const std::string agents_follow = " agents:";
-    Shown shown;
-    std::set<uint8_t> agents;
-    bool after_head = false;
-    for (const std::string& line : Split(help, "\n")) {
-        if (line.empty()) {
-            after_head = true;
-            agents.clear();
-            for (const auto& [name, os_type] : kAgents) agents.insert(os_type);
-        } else if (line.ends_with(agents_follow)) {
-            agents.clear();
-            const std::string names = line.substr(0, line.size() - agents_follow.size());
-            for (const std::string& name : Split(names, ", ")) agents.insert(kAgents.at(name));
-        } else if (after_head && line.starts_with("    ")) {
-            const std::string word = line.substr(4, line.find(' ', 4) - 4);
-            const size_t takes = line.find_first_not_of(' ', 4 + word.size());
-            for (const uint8_t os_type : agents) shown[os_type][word] = line.substr(takes);
-        }
-    }
-    return shown;
-}
-
-/// A value of the kind that help names.
-std::string ValueFor(const std::string& word, const std::string& takes) {
-    static const std::map<std::string, std::string> kValues = {
-        {"speedduplex", "auto"},       {"advertise", "auto"}, {"smac", "001122334455"},
-        {"dmac", "00-11-22-33-44-55"}, {"sip", "10.0.0.1/8"}, {"dip", "10.0.0.1"},
-        {"lip", "10.0.0.1"},           {"fip", "10.0.0.0/8"}, {"comb", "ethertype, vlan, port"},
-        {"policy", "all => offload"},  {"ip", "10.0.0.1"},    {"domain", "a.b"}};
-    if (const auto row = kValues.find(word); row != kValues.end()) return row->second;
-    if (const size_t has = takes.find("path has "); has != takes.npos) {
-        std::string path = takes.substr(has + 9);
-        return path.substr(0, path.find(" and no ")) + ".gz";
-    }
-    const size_t digit = takes.find_first_of("0123456789");
-    if (takes.starts_with("one digit")) return takes.substr(digit, 1);
-    for (const char* numeric : {"a number", "number[", "a decimal", "how many"}) {
-        if (takes.starts_with(numeric)) return "1";
-    }
-    return takes.substr(0, takes.find_first_of(",; "));  // the least, or the first word
 }
 
 std::string NotesOn(uint8_t os_type, const std::vector<std::string>& words) {
@@ -94,10 +40,7 @@ std::string NotesOn(uint8_t os_type, const std::vector<std::string>& words) {
 }  // namespace
 
 TEST(Help, SaysWhatTheListingHas) {
-    std::ifstream file(TEST_LISTINGS "/help.txt");
-    std::stringstream text;
-    text << file.rdbuf();
-    const auto cases = Split("\n" + text.str(), "\n$ korvane_zwcli ");
+    const auto cases = Split("\n" + Listing("help.txt"), "\n$ korvane_zwcli ");
     EXPECT_GE(cases.size(), 10u);
     for (size_t i = 1; i < cases.size(); ++i) {
         const size_t end = cases[i].find('\n');
@@ -113,51 +56,6 @@ TEST(Help, SaysWhatTheListingHas) {
 TEST(Help, IsOfAServiceAndACommandAtMost) {
     const char* const words[] = {"korvane", "listports", "pci"};
     EXPECT_FALSE(PrintHelp(stdout, words, 3));
-}
-
-TEST(Help, ShowsTheKeysThatTheBuildersTakeAndNoOthers) {
-    const std::vector<std::string> words = Split(
-        "pci port ifname id sip max lport show comb policy host domain ip numpkts timeout drvname "
-        "num_vf type kxgb4path installshieldpath zwirepath txcksum rx_pause coalesce "
-        "holdoff_tmr_idx "
-        "hw-csum accept-jumbo tso speedduplex mss jumboqsize maxvmqueues ddpindsz jumbopacket "
-        "usermodend qsize_rxq mtu vlanid x4action ipversion",
-        " ");
-    size_t compared = 0;
-    for (const std::string& line : Split(Zwcli(1, {"help"}).out, "\n")) {
-        const std::vector<std::string> head = Split(line, " ");
-        if (line.starts_with(" ") || head.size() < 3 || head[0] == "help" || head[0] == "policy" ||
-            head[0] == "not") {
-            continue;
-        }
-        const Shown shown = KeysShown(Zwcli(1, {"help", head[0], head[1]}).out);
-        EXPECT_FALSE(shown.empty()) << line;
-        for (const auto& [os_type, keys] : shown) {
-            for (const auto& [word, takes] : keys) {
-                std::vector<std::string> alone = {head[0], head[1]};
-                if (word == "numpkts" || word == "timeout") alone.push_back("host=a");
-                if (word == "ipversion") alone.push_back("ip=10.0.0.1");
-                if (word == "ofedpkg") alone.push_back("ofedpath=OFED");
-                if (word == "x4vlanval") alone.push_back("x4vlan=insert");
-                if (word == "num_vf") alone.push_back("drvname=a");
-                if (head[1] == "maxfilters" || head[1] == "mtu")
-                    alone.insert(alone.begin() + 2, "set");
-                alone.push_back(word + "=" + ValueFor(word, takes));
-                EXPECT_EQ(NotesOn(os_type, alone).find(word + "="), std::string::npos)
-                    << +os_type << line << NotesOn(os_type, alone);
-                ++compared;
-            }
-            for (const std::string& word : words) {
-                if (keys.contains(word)) continue;
-                std::vector<std::string> alone = {head[0], head[1], word + "=1"};
-                if (head[1] == "maxfilters" || head[1] == "mtu")
-                    alone.insert(alone.begin() + 2, "set");
-                EXPECT_NE(NotesOn(os_type, alone).find(word), std::string::npos)
-                    << +os_type << line << word;
-            }
-        }
-    }
-    EXPECT_GT(compared, 500u);
 }
 
 TEST(Help, HasAnExampleOfEachCommandThatWorks) {

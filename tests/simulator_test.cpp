@@ -223,21 +223,6 @@ TEST(Scenario, WrongOnesAreRefusedWithPlaceAndReason) {
     EXPECT_TRUE(zmsim::ParseScenario(bounds, &scenario, &error)) << error;
 }
 
-TEST(Scenario, BuiltinOnesAreWholeHosts) {
-    for (const zmsim::BuiltinScenario& builtin : zmsim::kBuiltinScenarios) {
-        const zmsim::Scenario scenario = BuiltinScenario(builtin.os);
-        EXPECT_GE(scenario.adapters.size(), 2u) << builtin.os;
-        EXPECT_FALSE(scenario.drivers.empty());
-        EXPECT_EQ(scenario.capabilities.os_code, scenario.os_type);
-        for (const zmsim::Adapter& adapter : scenario.adapters) {
-            EXPECT_EQ(adapter.card.port_count, adapter.ports.size());
-            EXPECT_GE(adapter.ports.size(), 2u);
-            EXPECT_FALSE(adapter.statistics.empty());
-            for (const zmsim::Port& port : adapter.ports) EXPECT_FALSE(port.statistics.empty());
-        }
-    }
-}
-
 TEST(ScenarioHost, SaysWhyAnAdapterHasNoPorts) {
     for (const auto& [os, status] : {std::pair{"solaris", 72u}, {"linux", 97u}}) {
         zmsim::Scenario scenario = BuiltinScenario(os);

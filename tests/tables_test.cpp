@@ -10,6 +10,7 @@
 #include "cli/vocabulary.h"
 #include "cli/vocabulary_words.h"
 #include "filters/combinations.h"
+#include "front_end/exit_status.h"
 #include "session/compatibility.h"
 #include "tests/support.h"
 
@@ -124,12 +125,17 @@ TEST(Tables, WordsHaveTheirNumbers) {
     EXPECT_EQ(Zw::CLGetXENNETCmnd(&empty), UINT64_MAX);
 }
 
-TEST(Tables, StatusesHaveTheirTexts) {
-    std::string text;
+TEST(Tables, StatusesHaveTheirTextsAndExitStatuses) {
+    std::string text = "status, exit status as a result and of an agent, text\n", last;
     for (uint32_t status = 0; status < 500; ++status) {
-        if (status < 3 || StatusText(status) != std::string(StatusText(2))) {
-            text += std::to_string(status) + ' ' + StatusText(status) + '\n';
+        std::string said;
+        for (const int exit :
+             {int{zwcli::ExitStatusOf(status, 0)}, int{zwcli::ExitStatusOf(0, status)}}) {
+            said += ' ' + std::to_string(exit);
         }
+        said += std::string(" ") + StatusText(status) + '\n';
+        if (said != last) text += std::to_string(status) + said;
+        last = said;
     }
     ExpectListing("statuses.txt", text);
 }
