@@ -58,6 +58,7 @@ TEST(Install, PushesThePackagesInOrder) {
         EXPECT_TRUE(session.Connected());
         session.agent.Stop();
         ASSERT_EQ(host.files.size(), std::stoul(expected[2]));
+        EXPECT_EQ(host.broken_off, Number(orders[1]) != 0);
         if (host.files.size() == 2) {
             EXPECT_EQ(host.files[0].announced.flags, 0x205u);
             EXPECT_EQ(host.files[0].announced.extra, "HPC");

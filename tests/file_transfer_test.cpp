@@ -129,33 +129,6 @@ TEST(FileTransfer, RefusesWhatCannotBeSentBeforeAnnouncingIt) {
     std::filesystem::remove(huge.Path() + ".special");
 }
 
-TEST(FileTransfer, TheAgentsRefusalsHaveTheirWords) {
-    const TemporaryFile file(Content(50'000));
-    const Table<zmsim::FileRefusals, uint32_t, std::string> rows = {
-        {{.announcement = 75}, 75, "Pre-Requisites for installating driver failed\n"},
-        {{.announcement = 314}, 314, "ZM Update failed as  architecture is different\n"},
-        {{.announcement = 315},
-         315,
-         "ZM Update failed as higher/equal  version is already installed\n"},
-        {{.announcement = 9}, 9, ""},
-        {{.chunk = 2},
-         70,
-         "Completion Progress % (25%) .... \rCompletion Progress % (50%) .... \r"},
-    };
-    for (const auto& [refusals, status, said] : rows) {
-        FileHost host;
-        zmsim::RefusingHost refusing(host, refusals);
-        Linked session(refusing);
-        EXPECT_EQ(session.SendFile({.path = file.Path().c_str()}, session.result.data()), 1);
-        const std::string printed = session.Printed();
-        EXPECT_EQ(printed.substr(printed.find('\n') + 1), said);
-        EXPECT_EQ(session.LastStatus(), status);
-        EXPECT_TRUE(session.Connected()) << "a refusal leaves the stream in step";
-        EXPECT_TRUE(host.files.empty());
-        EXPECT_EQ(host.broken_off, refusals.chunk != 0);
-    }
-}
-
 TEST(FileTransfer, AStallEndsTheTransferAndTheSession) {
     const TemporaryFile file(Content(50'000));
     agent::Options options;

@@ -153,24 +153,3 @@ TEST(Formats, EveryOutcomeIsAnAnswer) {
     EXPECT_EQ(refused.exit_status, 2);
     EXPECT_EQ(json::parse(refused.out)["message"], "Invalid Port Instance");
 }
-
-TEST(Formats, WrongChoicesAreNamedBeforeConnecting) {
-    const Table<std::vector<std::string>, std::string> rows = {
-        {{"--format", "jsn", "system", "listdrivers"},
-         "unknown format \"jsn\"; nearest: json, jsonl, csv"},
-        {{"--format", "csv", "--fields", "name,lodaed", "system", "listdrivers"},
-         "unknown field \"lodaed\"; nearest: loaded"},
-        {{"--format", "csv", "--fields", "name,name", "system", "listdrivers"},
-         "the field \"name\" is chosen twice"},
-        {{"--fields", "name", "system", "listdrivers"},
-         "--fields is for --format json, jsonl, csv or table"},
-        {{"--format", "csv", "--fields", "name", "system", "loaddriver", "drvname=kxgb3"},
-         "this command answers with a status alone: there are no fields"},
-    };
-    for (const auto& [words, complaint] : rows) {
-        const ProcessResult run = Zwcli(1, words);
-        EXPECT_EQ(run.exit_status, 2) << complaint;
-        EXPECT_EQ(run.out, "");
-        EXPECT_EQ(run.err, "korvane_zwcli: " + complaint + "\n");
-    }
-}

@@ -20,47 +20,31 @@ std::vector<std::string> With(std::vector<std::string> options) {
 
 }  // namespace
 
-TEST(FrontEnd, WordsAreCheckedBeforeAnythingIsConnected) {
-    const Table<std::vector<std::string>, const char*> rows = {
-        {std::vector<std::string>{}, "missing service; known: net, korvane"},
-        {{"korvan"}, "unknown service \"korvan\"; nearest: korvane"},
-        {{"korvane", "x=1"}, "unknown korvane command \"x=1\""},
-        {{"korvane", "listports", "pic=1"}, "unknown key \"pic\""},
-        {{"--port", "0", "a"}, "--port"},
-        {{"--nonsense", "a"}, "--nonsense"},
-        {{"--password", "x", "a"}, "--password"},
-    };
-    for (const auto& [words, said] : rows) {
-        const ProcessResult run = Zwcli(1, words);  // nothing listens there
-        EXPECT_EQ(run.exit_status, 2);
-        EXPECT_EQ(run.out, "");
-        EXPECT_NE(run.err.find(said), std::string::npos) << run.err;
+/// tests/cases/command_lines.
+TEST(FrontEnd, SaysWhatItMakesOfACommandLine) {
+    zmsim::ScenarioHost host(BuiltinScenario("linux"));
+    TestAgent agent(host);
+    const TemporaryFile rules("vlan 4 => sack\n"), bad("any => x");
+    for (const auto& row : Cases("command_lines")) {
+        const std::string line =
+            Replaced(Replaced(row[1], "%rules", rules.Path()), "%bad", bad.Path());
+        const ProcessResult run =
+            Zwcli(row[0] == "linux" ? agent.Port() : uint16_t{1}, Words(line));
+        EXPECT_EQ(run.exit_status, Number(row[2])) << line;
+        EXPECT_TRUE(row[3] == run.out || row[3] == "...") << line << run.out;
+        const std::string whole = row[4].empty() ? "" : "korvane_zwcli: " + row[4] + "\n";
+        EXPECT_TRUE(row[4].starts_with("...") ? run.err.find(row[4].substr(3)) != run.err.npos
+                                              : run.err == whole)
+            << line << run.err;
     }
-    EXPECT_EQ(Zwcli(1, {"--version"}).out, "korvane_zwcli 0.1.0\n");
-    EXPECT_EQ(Zwcli(1, {"--help"}).exit_status, 0);
 }
 
 TEST(FrontEnd, SaysWhatFailedWhenThereIsNoSession) {
-    ProcessResult run = Zwcli(1, kList);
-    EXPECT_EQ(run.exit_status, 3);
-    EXPECT_EQ(run.out, "");
-    EXPECT_EQ(run.err,
-              "korvane_zwcli: cannot open a session with 127.0.0.1 port 1: the TCP connection "
-              "could not be made: Connection refused (status 268)\n");
-
-    run = RunProcess({ZWCLI_PATH, "--host", "no-such-host.invalid", kList[0], kList[1]});
-    EXPECT_EQ(run.exit_status, 3);
-    EXPECT_NE(run.err.find("no-such-host.invalid port 35001"), std::string::npos) << run.err;
-    run = RunProcess({ZWCLI_PATH, "--host", "fe80::1", kList[0], kList[1]});
-    EXPECT_EQ(run.exit_status, 3);
-    EXPECT_NE(run.err.find("it is an IPv6 address; agents are reached over IPv4"),
-              std::string::npos);
-
     zmsim::ScenarioHost host(BuiltinScenario("linux"));
     agent::Options options;
     options.grant_token = false;
     TestAgent agent(host, options);
-    run = Zwcli(agent.Port(), kList);
+    ProcessResult run = Zwcli(agent.Port(), kList);
     EXPECT_EQ(run.exit_status, 3);
     EXPECT_EQ(run.err, "korvane_zwcli: No read write token available\n");
 
@@ -157,29 +141,11 @@ TEST(FrontEnd, AsksForThePasswordOnATerminalOnly) {
     }
 }
 
-TEST(FrontEnd, OptionsAreTakenAsTheyAreWritten) {
-    const Table<std::vector<std::string>, const char*> rows = {
-        {{"--user=", "korvane", "listadapterprops"}, "--user= lacks its value"},
-        {{"--host", "", "korvane", "listadapterprops"}, "--host: the value is empty"},
-        {{"--port", "65536", "a"}, "--port: Value 65536 not in range 1 to 65535"},
-        {{"--", "korvane", "listadapterprops", "--x="}, "the command takes no arguments"},
-        {{"--wait", "korvane", "listadapterprops"},
-         "--wait is for net ping, net traceroute and system install\n"},
-    };
-    for (const auto& [words, said] : rows) {
-        const ProcessResult run = Zwcli(1, words);
-        EXPECT_EQ(run.exit_status, 2);
-        EXPECT_TRUE(run.err.starts_with(std::string("korvane_zwcli: ") + said)) << run.err;
-        for (size_t line = run.err.find('\n'); line + 1 < run.err.size();
-             line = run.err.find('\n', line + 1)) {
-            EXPECT_EQ(run.err.find("korvane_zwcli: ", line), line + 1) << run.err;
-        }
-    }
+TEST(FrontEnd, TheLastOptionCounts) {
     zmsim::ScenarioHost host(BuiltinScenario("linux"));
     TestAgent agent(host);
-    const auto port = std::to_string(agent.Port());
-    EXPECT_EQ(Zwcli(1, With({"--port", port, "--user", "a", "--user=b"})).exit_status, 0)
-        << "the last counts";
+    const std::string port = std::to_string(agent.Port());
+    EXPECT_EQ(Zwcli(1, With({"--port", port, "--user", "a", "--user=b"})).exit_status, 0);
 }
 
 TEST(FrontEnd, TheOutcomeOfABackgroundCommandIsToldAndWaitedFor) {

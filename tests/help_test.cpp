@@ -122,30 +122,3 @@ TEST(ArgumentNotes, SayWhatIsSentOtherwiseAndWhatARefusedEntryMayBe) {
     }
     EXPECT_EQ(NotesOn(kXen, {"net", "traceroute", "host=a"}), "") << "the agent lacks the command";
 }
-
-TEST(ArgumentNotes, GoToStandardError) {
-    zmsim::ScenarioHost host(BuiltinScenario("linux"));
-    TestAgent agent(host);
-    const Table<std::string, int, std::string, std::string> rows = {
-        {"filter addx3 ifname=eth2 sip=300.1.0.0", 0, "Successful\n",
-         "warning: sip=300.1.0.0 is sent as 44.1.0.0\n"},
-        {"korvane setportproperty pci=0000:05:00.4 port=0 txcksum=01", 2,
-         "Invalid value specified\n", "txcksum=01: expected one digit, 0 or 1\n"},
-        {"korvane setportproperty pci=0000:05:00.4 txcksum=1", 2, "please specify portinstance\n",
-         ""},
-    };
-    for (const auto& [line, exit_status, out, err] : rows) {
-        const ProcessResult run = Zwcli(agent.Port(), Split(line, " "));
-        EXPECT_EQ(run.exit_status, exit_status);
-        EXPECT_EQ(run.out, out);
-        EXPECT_EQ(run.err, err.empty() ? "" : "korvane_zwcli: " + err);
-    }
-}
-
-TEST(ArgumentNotes, OfWhatNoAgentWouldGetNeedNone) {
-    for (const auto& row : Cases("unconnected")) {
-        const ProcessResult run = Zwcli(1, Words(row[0]));
-        EXPECT_EQ(run.exit_status, Number(row[1])) << row[0];
-        EXPECT_EQ(run.out, row[2]) << row[0];
-    }
-}

@@ -445,50 +445,6 @@ TEST(PolicyFiles, RulesOverSeveralLines) {
               "rule 2: vlan 3 => !offload ddp\n    0: vlan 3: accept, else reject\n"
               "rule 3: vlan 4 => !offload sack\n    0: vlan 4: accept, else reject\n"
               "rule 3 decides: !offload sack\n");
-    const TemporaryFile bad("any => x");
-    const Table<std::vector<std::string>, int, std::string> rows = {
-        {{"policy", "check", file.Path(), "vlan=9"}, 0, ""},
-        {{"policy", "check", bad.Path()},
-         2,
-         "korvane_zwcli: rule 1: unexpected 'x' (column 8: 'x')\n"},
-        {{"policy", "check", "/no/such"}, 2, "korvane_zwcli: cannot read /no/such\n"},
-        {{"policy", "check", file.Path(), "vlan=4096"},
-         2,
-         "korvane_zwcli: \"vlan=4096\" has no value that a connection can have\n"},
-        {{"policy", "check", file.Path(), "open=no"},
-         2,
-         "korvane_zwcli: \"open=no\" has no value that a connection can have\n"},
-        {{"policy", "check"},
-         2,
-         "korvane_zwcli: policy is for: policy check FILE [src=ADDRESS dport=N ...]\n"},
-    };
-    for (const auto& [words, exit_status, said] : rows) {
-        const ProcessResult checked = Zwcli(1, words);
-        EXPECT_EQ(checked.exit_status, exit_status);
-        EXPECT_EQ(checked.err, said);
-    }
-}
-
-TEST(PolicyCommands, BecomeTheirRecords) {
-    const TemporaryFile file("vlan 3\n => ddp\nany => sack\n");
-    const std::string at_file = "policy=@" + file.Path();
-    const Table<std::vector<const char*>, int, int, int> rows = {
-        {{"tm", "add", "ifname=e", "policy=vlan 3 => ddp; any => sack"}, 177, 2, 0},
-        {{"tm", "add", "ifname=e", at_file.c_str(), "id=255"}, 177, 2, 255},
-        {{"tm", "modify", "ifname=e", "policy=vlan 3 => ddp", "id=7"}, 178, 3, 7},
-        {{"tm", "delete", "ifname=e", "id=9"}, 179, 4, 9},
-    };
-    for (const auto& [words, opcode, operation, index] : rows) {
-        const Told told = Tell(kLinux, 9, words);
-        EXPECT_EQ(told.opcode, opcode);
-        std::string error;
-        _OfldPolicy expected = operation == 4 ? _OfldPolicy{} : Compiled("vlan 3 => ddp", &error);
-        SetFixedText(expected.interface_name, "e");
-        expected.operation = static_cast<uint8_t>(operation);
-        expected.index = static_cast<uint8_t>(index);
-        const auto* bytes = reinterpret_cast<const char*>(&expected);
-        EXPECT_EQ(told.sent, std::string(bytes, sizeof(expected))) << operation;
-    }
 }
 
 TEST(PolicyReplies, Columns) {

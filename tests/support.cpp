@@ -77,14 +77,6 @@ std::vector<const char*> Pointers(const std::vector<std::string>& words) {
     return pointers;
 }
 
-std::vector<Client_Request_Argument> Arguments(const std::vector<std::string>& words) {
-    std::vector<Client_Request_Argument> arguments;
-    for (const std::string& word : words) {
-        arguments.push_back({word.c_str() + word.find('=') + 1, Number(word)});
-    }
-    return arguments;
-}
-
 std::string Replaced(std::string text, const std::string& from, const std::string& to) {
     for (size_t at = 0; (at = text.find(from, at)) != text.npos; at += to.size()) {
         text.replace(at, from.size(), to);
@@ -285,22 +277,6 @@ Told Tell(agent::HostModel& host, const std::vector<const char*>& words) {
     Linked session(host);
     const int result = session.Run(words);
     return {result, session.LastStatus(), session.Printed()};
-}
-
-Told Tell(int os_type, uint32_t status, const std::vector<const char*>& words) {
-    int asked = 0;
-    std::string sent;
-    CannedHost host(
-        [&](uint8_t, uint16_t opcode, auto data) {
-            asked = opcode;
-            sent.assign(data.begin(), data.end());
-            return agent::Reply{.status = status, .data = {}};
-        },
-        static_cast<uint8_t>(os_type));
-    Told told = Tell(host, words);
-    told.opcode = asked;
-    told.sent = sent;
-    return told;
 }
 
 ProcessResult Zwcli(uint16_t port, std::vector<std::string> words, const std::string& input) {

@@ -36,8 +36,6 @@ std::vector<std::vector<std::string>> Cases(const std::string& name);
 /// What stands between blanks; words with blanks stand in double quotes.
 std::vector<std::string> Words(const std::string& text);
 std::vector<const char*> Pointers(const std::vector<std::string>& words);
-/// "key=value" words as arguments, the keys as numbers; the words must outlive them.
-std::vector<Client_Request_Argument> Arguments(const std::vector<std::string>& words);
 /// The bytes of a text like "0a 00".
 std::string Unhex(const std::string& digits);
 /// The text of tests/listings/NAME.
@@ -171,13 +169,8 @@ struct Told {
     int result;
     uint32_t status;
     std::string printed;
-    // What the host was asked last, where it is a canned one.
-    int opcode = 0;
-    std::string sent = {};
 };
 Told Tell(agent::HostModel& host, const std::vector<const char*>& words);
-/// The same with a canned host of this OS that answers with the status.
-Told Tell(int os_type, uint32_t status, const std::vector<const char*>& words);
 
 /// korvane_zwcli with --port of the agent and the given words.
 ProcessResult Zwcli(uint16_t port, std::vector<std::string> words, const std::string& input = "");
