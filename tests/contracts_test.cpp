@@ -127,9 +127,11 @@ struct Exchange {
     Linked session;
 };
 
-void Keep(const Case& one, uint8_t os_type, const std::string& what) {
-    static std::map<int, std::unique_ptr<Exchange>> exchanges;
-    auto& exchange = exchanges[os_type];
+/// By agent OS.
+using Exchanges = std::map<int, std::unique_ptr<Exchange>>;
+
+void Keep(const Case& one, uint8_t os_type, const std::string& what, Exchanges* exchanges) {
+    auto& exchange = (*exchanges)[os_type];
     if (!exchange) exchange = std::make_unique<Exchange>(os_type);
     TestSession& session = exchange->session;
     const auto reply = Words(one.reply.empty() ? "2" : one.reply);
@@ -163,6 +165,7 @@ void Keep(const Case& one, uint8_t os_type, const std::string& what) {
 
 void KeepAll(const std::string& family) {
     std::unique_ptr<zmsim::ScenarioHost> host;
+    Exchanges exchanges;
     for (const auto& row : Cases("../contracts/" + family)) {
         for (const Case& one : CasesOf(row)) {
             const std::string what = row[0] + " | " + testing::PrintToString(one.words);
@@ -176,7 +179,7 @@ void KeepAll(const std::string& family) {
                 EXPECT_EQ(told.printed, one.printed) << what;
                 continue;
             }
-            for (const std::string& agent : agents) Keep(one, OsNamed(agent), what);
+            for (const std::string& agent : agents) Keep(one, OsNamed(agent), what, &exchanges);
         }
     }
 }
