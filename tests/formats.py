@@ -98,6 +98,26 @@ def ask(port, question, has_data, validator):
     return answer
 
 
+def as_told(value, told):
+    """Whether a value is what the scenario tells the agent, in the scenario's own notation."""
+    if isinstance(value, bool):
+        return value == (str(told) in ("1", "True"))
+    if isinstance(value, int):
+        return value == int(str(told), 0)
+    return value == told or (str(told).isdigit() and not value.isdigit())  # a word for a number
+
+
+def compare(answer, told, where):
+    check(len(answer["result"]) == len(told), where + ": records")
+    for record, scenario in zip(answer["result"], told):
+        for name, value in record.items():
+            if name in scenario:
+                check(as_told(value, scenario[name]), f"{where}: {name}: {value}")
+            else:
+                check(value in (0, False, "fixed", "half") or name == "port_count",
+                      f"{where}: nobody told {name}: {value}")
+
+
 def main():
     for what, name in [("document", "formats.md"), ("schema", "formats.schema.json")]:
         made = subprocess.run([BIN + "/zwmgmt_describe_formats", what], capture_output=True)
@@ -108,6 +128,8 @@ def main():
     jsonschema.Draft202012Validator.check_schema(schema)
     validator = jsonschema.Draft202012Validator(schema)
     for system in SYSTEMS:
+        with open(f"{DOCS}/../simulator/scenarios/{system}.json") as file:
+            told = json.load(file)
         agent = subprocess.Popen([BIN + "/korvane_zmsim", "--os", system], stdout=subprocess.PIPE)
         try:
             port = agent.stdout.readline().decode().split()[-1]
@@ -117,6 +139,12 @@ def main():
                     continue
                 asked = question % location if "%s" in question else question
                 answer = ask(port, asked, system in systems, validator)
+                if "listadapterprops" in question:
+                    compare(answer, told["adapters"], system + " adapters")
+                elif question == "korvane listports pci=%s":
+                    compare(answer, told["adapters"][0]["ports"], system + " ports")
+                elif "listdrivers" in question:
+                    compare(answer, told["drivers"], system + " drivers")
                 if not location:
                     location = answer["result"][0]["pci_bus_location"]
         finally:

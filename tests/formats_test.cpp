@@ -112,6 +112,22 @@ TEST(Formats, FieldsCanBeWalkedAndChosen) {
               "4           -            16384\n2           -            16384\n");
 }
 
+TEST(Formats, WhatIsNoNumberNorWordStaysWhatItIs) {
+    zmsim::Scenario scenario = BuiltinScenario("windows");
+    PortSettings& settings = scenario.adapters[0].ports[0].record.settings;
+    SetFixedText(settings.mtu, "9k");
+    SetFixedText(settings.performance_mode, "2");
+    SetFixedText(settings.tcp_offload, "x");
+    settings.duplex = 2;
+    zmsim::ScenarioHost host(scenario);
+    TestAgent agent(host);
+    const ProcessResult run = Zwcli(agent.Port(), {"--format", "csv", "--fields",
+                                                   "mtu,performance_mode,tcp_offload,duplex,queues",
+                                                   "korvane", "listports", "pci=3:0:0"});
+    EXPECT_EQ(run.out.substr(0, run.out.find("\r\n", 50)),
+              "mtu,performance_mode,tcp_offload,duplex,queues\r\n9k,2,,2,8");
+}
+
 TEST(Formats, EveryOutcomeIsAnAnswer) {
     zmsim::ScenarioHost host(BuiltinScenario("linux"));
     TestAgent agent(host);
