@@ -79,6 +79,7 @@ def ask(port, question, has_data, validator):
     check(bool(answer["result"]) == has_data, f"{where}: {answer['result']} {answer['message']}")
     if not has_data or "--wait" in question:
         return answer
+    check(answer["messages"] == [], f"{where}: data among {answer['messages']}")
     one_line = run(port, "jsonl", question)[1]
     check(one_line.count(b"\n") == 1, where + ": jsonl in one line")
     again = json.loads(one_line)

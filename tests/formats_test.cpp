@@ -2,6 +2,7 @@
 #include <cstring>
 #include <nlohmann/json.hpp>
 
+#include "output/render.h"
 #include "tests/support.h"
 #include "zwmgmt/result.h"
 
@@ -80,6 +81,50 @@ TEST(Formats, ShowNoPhantomRecords) {
         const std::string csv = Rendered(ReplyOf(data), ResultFormat::kCsv);
         EXPECT_EQ(static_cast<size_t>(std::count(csv.begin(), csv.end(), '\n')), count + 1);
     }
+}
+
+TEST(Formats, RunsAndBlocksEndWithTheirLastWholeRecord) {
+    const Table<std::vector<std::string>, size_t, std::string> rows = {
+        {{"filter", "maxfilters", "get", "ifname=eth2"}, 3, "null"},
+        {{"filter", "maxfilters", "get", "ifname=eth2"}, 4, R"({"max":0})"},
+        {{"net", "ping", "getresult"}, 9, "null"},
+        {{"net", "ping", "getresult"}, 10, R"({"sent":0,"received":0,"avg_rtt_ms":0})"},
+        {{"filter", "listx3"}, 239, R"([{"id":0}])"},
+        {{"filter", "listx3"}, 240, R"([{"id":0},{"id":0}])"},
+    };
+    for (const auto& [words, length, records] : rows) {
+        CannedHost host(ReplyOf(Bytes(length)));
+        Linked session(host);
+        CommandWords command(Pointers(words).data(), words.size());
+        Result result(session, command.Request(), session.result.data());
+        std::string text;
+        EXPECT_TRUE(result.Render(ResultFormat::kJsonLine, &text));
+        EXPECT_EQ(text, records + "\n") << words[1] << length;
+        const bool unheard = words[1] == "ping";
+        EXPECT_EQ(result.Status(), unheard ? uint32_t{kHostNotReached} : uint32_t{kSuccess});
+        EXPECT_STREQ(result.Message(), unheard ? StatusText(kHostNotReached) : "");
+    }
+}
+
+TEST(Formats, TablesFitTheirWidth) {
+    const Bytes run = Drivers({std::string(100, 'd'), "short"}, {0xFF});
+    const Description& drivers = *FindDescription(kListDrivers);
+    void* head = nullptr;
+    ASSERT_EQ(
+        ZwMgmt_interface::CLBuildList(&head, run.data(), offsetof(DriverInfo, next),
+                                      sizeof(DriverInfo), 1, 8, static_cast<uint32_t>(run.size())),
+        0);
+    for (const size_t width : {size_t{44}, size_t{60}, size_t{0}}) {
+        Records records(drivers, kLinux, head, 0);
+        std::string table;
+        TextSink sink(&table);
+        WriteTable(sink, drivers, records, FieldsOf(drivers, kLinux, true), {width, true});
+        EXPECT_TRUE(table.starts_with("\x1b[1mNAME")) << table;
+        const std::string line = table.substr(table.find('\n') + 1);
+        EXPECT_EQ(line.find('\n'), width != 0 ? width : 32 + 4 * 2 + 7 + 4 + 6 + 100) << table;
+        EXPECT_EQ(line.find('~') != line.npos, width != 0);
+    }
+    ZwMgmt_interface::CLFreeMem(kListDrivers, head);
 }
 
 TEST(Formats, FieldsCanBeWalkedAndChosen) {
