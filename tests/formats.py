@@ -41,6 +41,22 @@ QUESTIONS = [
     ("korvane listports pci=none", []),
     ("korvane setportproperty pci=0000:03:00.0 port=0 mtu=none", []),
 ]
+# What the Linux agent's answers hold after the changes above.
+RESULTS = {
+    "filter listx3": [{"interface_name": "eth2", "id": 1, "source_address": "10.0.0.1",
+                       "source_prefix": 8, "destination_port": 80, "protocol": "tcp", "queue": 3,
+                       "action": "pass"}],
+    "filter list pci=0000:05:00.4 show=all": [
+        {"id": 1, "vlan": "0x5:0xff", "lip": "10.1.2.0/24", "action": "drop"},
+        {"id": 8, "fip": "2001:db8::/32", "action": "switch", "eport": 1}],
+    "tm list": [{"interface_name": "eth2", "index": 1, "condition": "src port 80 or dst port 80",
+                 "exact": True, "offload": True, "congestion": "reno", "bind": "random"}],
+    "--wait net ping host=localhost": {"sent": 4, "received": 4, "avg_rtt_ms": 2},
+    "--wait net traceroute host=localhost": [
+        {"hop": 1, "address": "10.0.0.1", "avg_rtt_ms": 1, "outcome": "router"},
+        {"hop": 2, "avg_rtt_ms": 0, "outcome": "timed out"},
+        {"hop": 3, "address": "10.0.0.9", "avg_rtt_ms": 2, "outcome": "reached"}],
+}
 failures = []
 
 
@@ -77,6 +93,7 @@ def ask(port, question, has_data, validator):
         check(False, f"{where}: {error.json_path}: {error.message}")
     check(answer["exit_status"] == code, where + ": exit status")
     check(bool(answer["result"]) == has_data, f"{where}: {answer['result']} {answer['message']}")
+    check(answer["result"] == RESULTS.get(question, answer["result"]), f"{where}: {answer['result']}")
     if not has_data or "--wait" in question:
         return answer
     check(answer["messages"] == [], f"{where}: data among {answer['messages']}")
