@@ -1,8 +1,8 @@
 """Usage: formats.py BIN DOCS
 
 Asks simulated agents of every system everything that has data, in every format: JSON is judged by
-its schema, CSV is read by another reader and must say the same, and the documents must be those that
-the descriptions make."""
+its schema and by what the scenarios tell, CSV is read by another reader and must say the same, and
+the documents must be those that the descriptions make."""
 
 import csv
 import io
@@ -93,7 +93,8 @@ def ask(port, question, has_data, validator):
         check(False, f"{where}: {error.json_path}: {error.message}")
     check(answer["exit_status"] == code, where + ": exit status")
     check(bool(answer["result"]) == has_data, f"{where}: {answer['result']} {answer['message']}")
-    check(answer["result"] == RESULTS.get(question, answer["result"]), f"{where}: {answer['result']}")
+    expected = RESULTS.get(question, answer["result"])
+    check(answer["result"] == expected, f"{where}: {answer['result']}")
     if not has_data or "--wait" in question:
         return answer
     check(answer["messages"] == [], f"{where}: data among {answer['messages']}")

@@ -202,6 +202,13 @@ TEST(Formats, EveryOutcomeIsAnAnswer) {
         EXPECT_EQ(answer["agent_os"], "Linux");
         EXPECT_TRUE(answer["result"].is_null());
     }
+    zmsim::ScenarioHost windows(BuiltinScenario("windows"));
+    TestAgent other(windows);
+    const json unsupported =
+        json::parse(Zwcli(other.Port(), {"--format", "jsonl", "filter", "listx3"}).out);
+    EXPECT_EQ(unsupported["exit_status"], 5);
+    EXPECT_EQ(unsupported["status"], kIncompatible);
+    EXPECT_EQ(unsupported["message"], "Error: Filter service is not available on Server");
     agent.Stop();
     const ProcessResult gone = Zwcli(port, {"--format", "json", "system", "listdrivers"});
     const json answer = json::parse(gone.out);
