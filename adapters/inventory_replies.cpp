@@ -156,10 +156,16 @@ bool HasCounters(ZwMgmt_interface& session, const _Message& message) {
     return message.status == kSuccess;
 }
 
-constexpr const char* kCardColumns[] = {"pci_bus_location", "chip_type",
-                                        "card_name",        "port_count",
-                                        "description",      "driver_firmware_version"};
-constexpr const char* kDriverColumns[] = {"name", "version", "date", "loaded", "description"};
+constexpr const Field* kCardColumns[] = {FieldNamed(kCardFields, "pci_bus_location"),
+                                         FieldNamed(kCardFields, "chip_type"),
+                                         FieldNamed(kCardFields, "card_name"),
+                                         FieldNamed(kCardFields, "port_count"),
+                                         FieldNamed(kCardFields, "description"),
+                                         FieldNamed(kCardFields, "driver_firmware_version")};
+constexpr const Field* kDriverColumns[] = {
+    FieldNamed(kDriverFields, "name"), FieldNamed(kDriverFields, "version"),
+    FieldNamed(kDriverFields, "date"), FieldNamed(kDriverFields, "loaded"),
+    FieldNamed(kDriverFields, "description")};
 
 }  // namespace
 

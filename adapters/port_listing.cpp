@@ -322,8 +322,11 @@ constexpr NoPortsRow kNoSolarisPorts[] = {
     {kNoPorts, "ERROR: No ports to list at given PCI location...!\n\n"},
 };
 
-constexpr const char* kColumns[] = {"port_instance", "name",       "link_up", "link_detected",
-                                    "link_speed",    "speed_mode", "mtu",     "media_type"};
+constexpr const Field* kColumns[] = {
+    FieldNamed(kPortFields, "port_instance"), FieldNamed(kPortFields, "name"),
+    FieldNamed(kPortFields, "link_up"),       FieldNamed(kPortFields, "link_detected"),
+    FieldNamed(kPortFields, "link_speed"),    FieldNamed(kPortFields, "speed_mode"),
+    FieldNamed(kPortFields, "mtu"),           FieldNamed(kPortFields, "media_type")};
 
 }  // namespace
 

@@ -2,8 +2,11 @@
 /// into the request's record. Help, suggestions, notes and the simulated agent read the same rows.
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <span>
 #include <string>
 #include <string_view>
@@ -53,6 +56,18 @@ struct Word {
     std::string_view word;
     uint32_t number;
 };
+
+/// The words of a list that numbers them by their places; an empty one is none.
+template <const auto& Names>
+consteval auto NumberedWords() {
+    constexpr auto is_word = [](const char* name) { return name[0] != '\0'; };
+    std::array<Word, std::ranges::count_if(Names, is_word)> words = {};
+    size_t count = 0;
+    for (uint32_t number = 0; number < std::size(Names); ++number) {
+        if (is_word(Names[number])) words[count++] = {Names[number], number};
+    }
+    return words;
+}
 
 /// What became of a value: result 0, or that of the refused request and what is to be said of it;
 /// null: what the request says of every value.

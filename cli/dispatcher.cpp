@@ -84,15 +84,14 @@ uint32_t Dispatch(ZwMgmt_interface& session, _Message* message, Client_Request_M
     }
 
     void* output = nullptr;
-    const ListKind* kind =
-        route->reply == ReplyShape::kList ? FindListKind(request->command) : nullptr;
+    const auto kind =
+        route->reply == ReplyShape::kList ? FindListKind(request->command) : std::nullopt;
     const uint32_t failed =
-        kind != nullptr
-            ? session.Client_TalkToServer(message, result_buffer, kind->record_size(),
-                                          kind->node_size, kind->pointer_count(),
-                                          session.AgentWordSize(), &output)
-            : session.Client_TalkToServer(message, result_buffer, 0, 0, 0, session.AgentWordSize(),
-                                          route->reply == ReplyShape::kBlock ? &output : nullptr);
+        kind ? session.Client_TalkToServer(message, result_buffer, kind->record_size(),
+                                           kind->node_size, kind->pointer_count(),
+                                           session.AgentWordSize(), &output)
+             : session.Client_TalkToServer(message, result_buffer, 0, 0, 0, session.AgentWordSize(),
+                                           route->reply == ReplyShape::kBlock ? &output : nullptr);
     if (failed == kListNotBuilt) session.PrintOutput("out of memory\n");
     if (failed != kSuccess) return failed;
     if (message->status == kSuccess) own.last_success_time = std::time(nullptr);

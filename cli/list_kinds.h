@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 namespace zwmgmt {
 
@@ -16,7 +17,7 @@ struct ListKind {
     constexpr uint16_t pointer_count() const { return static_cast<uint16_t>(inner_lists + 1); }
 };
 
-/// The kind of list that a command's reply becomes; null when it is no list.
-const ListKind* FindListKind(uint16_t command);
+/// The kind of list that a command's reply becomes; nothing when it is no list.
+std::optional<ListKind> FindListKind(uint16_t command);
 
 }  // namespace zwmgmt

@@ -1,6 +1,5 @@
 /// Result lists: building, and freeing with everything that hangs from them.
 #include <algorithm>
-#include <array>
 #include <cstdlib>
 #include <cstring>
 
@@ -24,29 +23,6 @@ constexpr ListKind kListKinds[] = {
 };
 
 static_assert(std::ranges::is_sorted(kListKinds, {}, &ListKind::command));
-
-/// The kinds of the commands whose records are described.
-class DescribedKinds {
-  public:
-    DescribedKinds() {
-        for (const Route& route : Routes()) {
-            if (route.reply != ReplyShape::kList || count == kinds.size()) continue;
-            kinds[count++] = {route.command,
-                              static_cast<uint32_t>(route.records->size + sizeof(void*))};
-        }
-    }
-
-    const ListKind* Find(uint16_t command) const {
-        const auto* end = kinds.data() + count;
-        const auto* row = std::find_if(
-            kinds.data(), end, [&](const ListKind& kind) { return kind.command == command; });
-        return row != end ? row : nullptr;
-    }
-
-  private:
-    std::array<ListKind, 64> kinds = {};
-    size_t count = 0;
-};
 
 /// Link of a node, at any alignment: nodes are packed records.
 void* LinkOf(const void* node, size_t offset) {
@@ -77,11 +53,14 @@ WireRecord Layout(int64_t record_size, int64_t pointer_count, uint32_t word_size
 
 }  // namespace
 
-const ListKind* FindListKind(uint16_t command) {
-    static const DescribedKinds described;
-    if (const ListKind* kind = described.Find(command)) return kind;
+std::optional<ListKind> FindListKind(uint16_t command) {
+    const Route* route = FindRoute(command);
+    if (route != nullptr && route->reply == ReplyShape::kList) {
+        return ListKind{command, static_cast<uint32_t>(route->records->size + sizeof(void*))};
+    }
     const auto* row = std::ranges::lower_bound(kListKinds, command, {}, &ListKind::command);
-    return row != std::end(kListKinds) && row->command == command ? row : nullptr;
+    if (row == std::end(kListKinds) || row->command != command) return {};
+    return *row;
 }
 
 }  // namespace zwmgmt
@@ -133,8 +112,8 @@ void ZwMgmt_interface::CLFreeList(void* head, uint32_t link_offset) {
 }
 
 void ZwMgmt_interface::CLFreeMem(uint16_t command, void* head) {
-    const ListKind* kind = FindListKind(command);
-    if (kind == nullptr) {
+    const auto kind = FindListKind(command);
+    if (!kind) {
         std::free(head);
         return;
     }

@@ -12,16 +12,16 @@
 namespace zwmgmt {
 namespace {
 
-constexpr const char* kX3Columns[] = {"interface_name",
-                                      "id",
-                                      "source_address",
-                                      "source_prefix",
-                                      "destination_address",
-                                      "source_port",
-                                      "destination_port",
-                                      "protocol",
-                                      "action",
-                                      "queue"};
+constexpr const Field* kX3Columns[] = {FieldNamed(kX3RuleFields, "interface_name"),
+                                       FieldNamed(kX3RuleFields, "id"),
+                                       FieldNamed(kX3RuleFields, "source_address"),
+                                       FieldNamed(kX3RuleFields, "source_prefix"),
+                                       FieldNamed(kX3RuleFields, "destination_address"),
+                                       FieldNamed(kX3RuleFields, "source_port"),
+                                       FieldNamed(kX3RuleFields, "destination_port"),
+                                       FieldNamed(kX3RuleFields, "protocol"),
+                                       FieldNamed(kX3RuleFields, "action"),
+                                       FieldNamed(kX3RuleFields, "queue")};
 
 /// A rule of an X4 listing: its id, the fields that have a label of their own, everything else.
 constexpr size_t kX4Other = std::size(kX4Fields) + 1;

@@ -3,13 +3,14 @@
 
 #include "cli/handler.h"
 #include "cli/keys.h"
+#include "records/x3_rule.h"
 
 namespace zwmgmt {
 namespace {
 
 constexpr int64_t kHighest = std::numeric_limits<int32_t>::max();
-constexpr Word kProtocols[] = {{"tcp", 1}, {"udp", 2}, {"frag", 3}, {"any", 4}};
-constexpr Word kActions[] = {{"pass", 1}, {"drop", 2}};
+constexpr auto kProtocols = NumberedWords<kX3Protocols>();
+constexpr auto kActions = NumberedWords<kX3Actions>();
 
 /// Octets by their low bits, so that what is sent may differ from what was written.
 bool SetQuad(ZwMgmt_interface* session, const Client_Request_Argument& key, std::string_view text,
@@ -46,7 +47,7 @@ Verdict SetSource(ZwMgmt_interface* session, const Argument& /*row*/,
     }
     if (slash == text.npos) return {};
     rule->source_prefix = static_cast<int32_t>(*length);
-    rule->present |= kX3PrefixBit;
+    rule->present |= X3Bit("source_prefix");
     if (session != nullptr && !kX3PrefixLengths.Allows(*length)) {
         Remarks::Warn(*session, key, ": the length %d is outside 0 to 32, and is sent as it is",
                       rule->source_prefix);
@@ -55,26 +56,26 @@ Verdict SetSource(ZwMgmt_interface* session, const Argument& /*row*/,
 }
 
 #define X3(word, member, form, ...) \
-    ZWMGMT_ARGUMENT(_Filter, word, Filter, member, form, __VA_ARGS__)
+    ZWMGMT_ARGUMENT(_Filter, word, Filter, member, form, .bit = X3Bit(#member), __VA_ARGS__)
 
 // clang-format off
 constexpr Argument kName = X3("ifname", interface_name, kName, .takes = "a name");
-constexpr Argument kSize = X3("max", max, kNumber, .rule = {1, 1024}, .read = Decimal<int32_t>, .takes = "1 to 1024; of set alone");
+constexpr Argument kSize = ZWMGMT_ARGUMENT(_Filter, "max", Filter, max, kNumber, .rule = {1, 1024}, .read = Decimal<int32_t>, .takes = "1 to 1024; of set alone");
 constexpr Argument kTableArguments[] = {kName, kSize};
 
 constexpr Argument kArguments[] = {
     kName,
     X3("id", id, kNumber, .rule = {1, kHighest}, .read = DecimalButZero),
-    X3("sip", source_address, kOther, .bit = 0x1, .set = SetSource, .takes = "an IPv4 address, or address/length: 0 to 32"),
-    X3("sport", source_port, kNumber, .bit = 0x4, .rule = {0, 65535}, .read = DecimalFromZero),
-    X3("dip", destination_address, kOther, .bit = 0x8, .set = SetDestination, .takes = "an IPv4 address"),
-    X3("dport", destination_port, kNumber, .bit = 0x10, .rule = {0, 65535}, .read = DecimalFromZero),
-    X3("vlanid", vlan_id, kNumber, .bit = 0x20, .rule = {1, kHighestVlan, "Invalid vlanid\n"}, .read = Decimal<int32_t>),
-    X3("prio", vlan_priority, kNumber, .bit = 0x40, .rule = {0, 7}, .read = Decimal<int32_t>),
-    X3("mac", mac_index, kNumber, .bit = 0x80, .rule = {0, 15}, .read = Decimal<int32_t>),
-    X3("proto", protocol, kWord, .bit = 0x100, .words = kProtocols),
-    X3("queue", queue, kNumber, .bit = 0x200, .rule = {0, 7}, .read = Decimal<int32_t>),
-    X3("action", action, kWord, .bit = 0x400, .words = kActions),
+    X3("sip", source_address, kOther, .set = SetSource, .takes = "an IPv4 address, or address/length: 0 to 32"),
+    X3("sport", source_port, kNumber, .rule = {0, 65535}, .read = DecimalFromZero),
+    X3("dip", destination_address, kOther, .set = SetDestination, .takes = "an IPv4 address"),
+    X3("dport", destination_port, kNumber, .rule = {0, 65535}, .read = DecimalFromZero),
+    X3("vlanid", vlan_id, kNumber, .rule = {1, kHighestVlan, "Invalid vlanid\n"}, .read = Decimal<int32_t>),
+    X3("prio", vlan_priority, kNumber, .rule = {0, 7}, .read = Decimal<int32_t>),
+    X3("mac", mac_index, kNumber, .rule = {0, 15}, .read = Decimal<int32_t>),
+    X3("proto", protocol, kWord, .words = kProtocols),
+    X3("queue", queue, kNumber, .rule = {0, 7}, .read = Decimal<int32_t>),
+    X3("action", action, kWord, .words = kActions),
     kSize,
 };
 // clang-format on

@@ -9,7 +9,6 @@ namespace zwmgmt {
 
 /// The present bits that say which packets a rule is for, not what becomes of them.
 inline constexpr uint32_t kX3Criteria = 0x1FF;
-inline constexpr uint32_t kX3PrefixBit = 0x2;  // beside the address's own
 inline constexpr Rule kX3PrefixLengths = {0, 32};
 
 /// Interface name and id first, which are all that deleting takes.

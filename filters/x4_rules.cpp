@@ -7,20 +7,14 @@
 #include "cli/handler.h"
 #include "cli/keys.h"
 #include "platform/address.h"
+#include "records/x4_rule.h"
 
 using namespace zwmgmt;
 
 namespace {
 
-enum VlanAction : uint32_t { kNone = 1, kInsert = 2, kRewrite = 3 };
-
-constexpr Word kActions[] = {{"pass", 1}, {"drop", 2}, {"switch", 4}};
-constexpr Word kVlanActions[] = {{"none", kNone}, {"insert", kInsert}, {"rewrite", kRewrite}};
-
-constexpr uint32_t kLocalAddressBit = 0x4000;
-constexpr uint32_t kForeignAddressBit = 0x8000;
-constexpr uint32_t kVlanActionBit = 0x20000;
-constexpr uint32_t kTypeBit = 0x800000;
+constexpr auto kActions = NumberedWords<kX4Actions>();
+constexpr auto kVlanActions = NumberedWords<kX4VlanActions>();
 
 constexpr const char* kInvalidX4 = "Invalid X4 filter argument/value \n";
 
@@ -86,8 +80,7 @@ Verdict SetMac(ZwMgmt_interface* session, const Argument& row, const Client_Requ
 
 /// The family that a type or an address has given the rule; -1 before.
 int FamilyOf(const _FilterX4& rule) {
-    constexpr uint32_t kGiven = kTypeBit | kLocalAddressBit | kForeignAddressBit;
-    return (rule.present & kGiven) != 0 ? static_cast<int>(rule.address_family) : -1;
+    return (rule.present & kX4FamilyBits) != 0 ? static_cast<int>(rule.address_family) : -1;
 }
 
 Verdict SetAddress(ZwMgmt_interface* session, const Argument& row,
@@ -135,21 +128,21 @@ Verdict SetVlanAction(ZwMgmt_interface* session, const Argument& row,
 Verdict SetVlanValue(ZwMgmt_interface* session, const Argument& row,
                      const Client_Request_Argument& key, void* record) {
     const auto* rule = static_cast<const _FilterX4*>(record);
-    if ((rule->present & kVlanActionBit) == 0) return Wrong();
+    if ((rule->present & X4Bit("vlan_action")) == 0) return Wrong();
+    constexpr uint32_t kNone = kVlanActions[0].number;
     return rule->vlan_action == kNone ? Verdict{} : SetNumber(session, row, key, record);
 }
 
-#define X4(word, member, form, ...) \
+// A row, of a member that has no bit or of one that has.
+#define X4_BARE(word, member, form, ...) \
     ZWMGMT_ARGUMENT(_FilterX4, word, Filter, member, form, __VA_ARGS__)
-#define X4_TEXT(word, member, what, ...) X4(word, member, kName, __VA_ARGS__.takes = what)
-#define X4_NUMBER(word, member, mask_bit, its_rule, its_name, ...)                 \
-    X4(word, member, kNumber, .bit = mask_bit, .rule = its_rule, .set = SetNumber, \
-       .name = its_name, __VA_ARGS__)
-#define X4_MASKED_IN(bits, word, member, mask_bit, heeded_bits, its_name)           \
-    X4(word, member, kMasked, .bit = mask_bit, .rule = {0, (1 << heeded_bits) - 1}, \
-       .set = SetMasked<bits>, .name = its_name)
-#define X4_MASKED(word, member, mask_bit, bits, its_name) \
-    X4_MASKED_IN(bits, word, member, mask_bit, bits, its_name)
+#define X4(word, member, form, ...) X4_BARE(word, member, form, .bit = X4Bit(#member), __VA_ARGS__)
+#define X4_NUMBER(word, member, its_rule, its_name, ...) \
+    X4(word, member, kNumber, .rule = its_rule, .set = SetNumber, .name = its_name, __VA_ARGS__)
+#define X4_MASKED_IN(bits, word, member, heeded_bits, its_name)                            \
+    X4(word, member, kMasked, .rule = {0, (1 << heeded_bits) - 1}, .set = SetMasked<bits>, \
+       .name = its_name)
+#define X4_MASKED(word, member, bits, its_name) X4_MASKED_IN(bits, word, member, bits, its_name)
 
 constexpr Rule kAnyNumber = {};
 constexpr Rule kPriorities = {0, 7};
@@ -159,43 +152,43 @@ constexpr const char* kFromZero = "a number from 0";
 
 // clang-format off
 constexpr Argument kArguments[] = {
-    X4_TEXT("pci", pci_bus_location, "a PCI bus location", ),
-    X4("id", id, kNumber, .rule = {1, UINT32_MAX, kInvalidX4}, .read = Decimal<uint32_t>, .takes = "a number from 1; of IPv6 rules a multiple of 4"),
-    X4_TEXT("comb", combination, "a text", ),
-    X4_MASKED("fcoe", fcoe, 0x1, 1, "fcoe"),
-    X4_MASKED("port", port, 0x2, 3, "iport"),
-    X4_MASKED("vlan", vlan, 0x4, 16, "ivlan"),
-    X4_MASKED("ovlan", ovlan, 0x8, 16, "ovlan"),
-    X4_MASKED("pf", pf, 0x10, 8, "pf"),
-    X4_MASKED("vf", vf, 0x20, 8, "vf"),
-    X4_MASKED("tos", tos, 0x40, 8, "tos"),
-    X4_MASKED("protocol", protocol, 0x80, 8, "proto"),
-    X4_MASKED("ethertype", ethertype, 0x100, 16, "ethtype"),
-    X4_MASKED("macmatch", macmatch, 0x200, 9, "macidx"),
-    X4_MASKED("mpshittype", mpshittype, 0x400, 3, "matchtype"),
-    X4_MASKED("fragmentation", fragmentation, 0x800, 1, "frag"),
-    X4_MASKED_IN(32, "lport", lport, 0x1000, 16, "lport"),
-    X4_MASKED_IN(32, "fport", fport, 0x2000, 16, "fport"),
-    X4("lip", lip, kAddress, .bit = kLocalAddressBit, .set = SetAddress, .name = "lip"),
-    X4("fip", fip, kAddress, .bit = kForeignAddressBit, .set = SetAddress, .name = "fip"),
-    X4("x4action", action, kWord, .bit = 0x10000, .words = kActions),
-    X4("x4vlan", vlan_action, kWord, .bit = kVlanActionBit, .words = kVlanActions, .set = SetVlanAction),
-    X4_NUMBER("hitcnts", hitcnts, 0x40000, kAnyNumber, "hitcnts", .takes = kFromZero),
-    X4_NUMBER("x4prio", prio, 0x80000, kPriorities, "prio"),
-    X4_NUMBER("x4queue", queue, 0x100000, kQueues, "queue"),
-    X4_NUMBER("tcbhash", tcbhash, 0x200000, kAnyNumber, "tcbhash", .takes = kFromZero),
-    X4_NUMBER("eport", eport, 0x400000, kPorts, "eport"),
-    X4("type", address_family, kOther, .bit = kTypeBit, .set = SetType, .takes = "ipv4 or ipv6; ipv6 after an id that is a multiple of 4"),
-    X4("smac", smac, kMac, .bit = 0x1000000, .set = SetMac, .name = "smac"),
-    X4("dmac", dmac, kMac, .bit = 0x2000000, .set = SetMac, .name = "dmac"),
-    X4("rpttid", rpttid, kNumber, .bit = 0x4000000, .read = Decimal<uint32_t>, .takes = "a decimal number"),
-    X4_TEXT("vnic_id", vnic_id, "a text", .bit = 0x8000000,),
-    X4("x4vlanval", vlan_value, kOther, .set = SetVlanValue, .name = "x4vlanval", .takes = "a number, after x4vlan"),
+    X4_BARE("pci", pci_bus_location, kName, .takes = "a PCI bus location"),
+    X4_BARE("id", id, kNumber, .rule = {1, UINT32_MAX, kInvalidX4}, .read = Decimal<uint32_t>, .takes = "a number from 1; of IPv6 rules a multiple of 4"),
+    X4_BARE("comb", combination, kName, .takes = "a text"),
+    X4_MASKED("fcoe", fcoe, 1, "fcoe"),
+    X4_MASKED("port", port, 3, "iport"),
+    X4_MASKED("vlan", vlan, 16, "ivlan"),
+    X4_MASKED("ovlan", ovlan, 16, "ovlan"),
+    X4_MASKED("pf", pf, 8, "pf"),
+    X4_MASKED("vf", vf, 8, "vf"),
+    X4_MASKED("tos", tos, 8, "tos"),
+    X4_MASKED("protocol", protocol, 8, "proto"),
+    X4_MASKED("ethertype", ethertype, 16, "ethtype"),
+    X4_MASKED("macmatch", macmatch, 9, "macidx"),
+    X4_MASKED("mpshittype", mpshittype, 3, "matchtype"),
+    X4_MASKED("fragmentation", fragmentation, 1, "frag"),
+    X4_MASKED_IN(32, "lport", lport, 16, "lport"),
+    X4_MASKED_IN(32, "fport", fport, 16, "fport"),
+    X4("lip", lip, kAddress, .set = SetAddress, .name = "lip"),
+    X4("fip", fip, kAddress, .set = SetAddress, .name = "fip"),
+    X4("x4action", action, kWord, .words = kActions),
+    X4("x4vlan", vlan_action, kWord, .words = kVlanActions, .set = SetVlanAction),
+    X4_NUMBER("hitcnts", hitcnts, kAnyNumber, "hitcnts", .takes = kFromZero),
+    X4_NUMBER("x4prio", prio, kPriorities, "prio"),
+    X4_NUMBER("x4queue", queue, kQueues, "queue"),
+    X4_NUMBER("tcbhash", tcbhash, kAnyNumber, "tcbhash", .takes = kFromZero),
+    X4_NUMBER("eport", eport, kPorts, "eport"),
+    X4("type", address_family, kOther, .set = SetType, .takes = "ipv4 or ipv6; ipv6 after an id that is a multiple of 4"),
+    X4("smac", smac, kMac, .set = SetMac, .name = "smac"),
+    X4("dmac", dmac, kMac, .set = SetMac, .name = "dmac"),
+    X4("rpttid", rpttid, kNumber, .read = Decimal<uint32_t>, .takes = "a decimal number"),
+    X4("vnic_id", vnic_id, kName, .takes = "a text"),
+    X4_BARE("x4vlanval", vlan_value, kOther, .set = SetVlanValue, .name = "x4vlanval", .takes = "a number, after x4vlan"),
 };
 // clang-format on
 
 #undef X4
-#undef X4_TEXT
+#undef X4_BARE
 #undef X4_NUMBER
 #undef X4_MASKED_IN
 #undef X4_MASKED

@@ -34,8 +34,8 @@ void PrintReply(ZwMgmt_interface& session, const Route& route, _Message* message
     void* output = nullptr;
     if (message->status == kSuccess && length > 0) {
         const bool list = route.reply == ReplyShape::kList;
-        const ListKind* kind = list ? FindListKind(route.command) : nullptr;
-        if (kind != nullptr) {
+        const auto kind = list ? FindListKind(route.command) : std::nullopt;
+        if (kind) {
             ZwMgmt_interface::CLBuildList(&output, data, kind->record_size(), kind->node_size,
                                           kind->pointer_count(), word_size, length);
         } else {

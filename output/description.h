@@ -38,7 +38,7 @@ struct Description {
     size_t present = kNoPresent;         // offset of the bits that say which fields were given
     std::span<const Block> blocks = {};  // which agents fill which fields; none: all agents all
     uint8_t (*variant_of)(const void* record, uint8_t os) = nullptr;  // of blocks that ask for one
-    std::span<const char* const> columns = {};  // those that matter to people; none: all
+    std::span<const Field* const> columns = {};  // those that matter to people; none: all
     void (*decode)(const void* data, uint32_t length, Cells* rows) = nullptr;
     /// The status that the data mean; null: success.
     uint32_t (*judge)(const void* data, uint32_t length) = nullptr;

@@ -34,9 +34,8 @@ FieldList FieldsOf(const Description& what, uint8_t os, bool for_people) {
         for (const Line& line : block.lines) told[PlaceOf(what, *line.field)] = true;
     }
     if (for_people && !what.columns.empty()) {
-        for (const std::string_view column : what.columns) {
-            const auto field = std::ranges::find(what.fields, column, &Field::name);
-            if (told[PlaceOf(what, *field)]) list.push_back(&*field);
+        for (const Field* column : what.columns) {
+            if (told[PlaceOf(what, *column)]) list.push_back(column);
         }
         return list;
     }
@@ -53,6 +52,16 @@ Records::Records(const Description& description, uint8_t agent_os, const void* r
       data(reply_data),
       length(reply_data != nullptr ? reply_length : 0) {
     if (what.shape == Description::kDecoded) what.decode(data, length, &rows);
+    // The last stands for the variants that no block asks for.
+    uint8_t highest = 0;
+    for (const Block& block : what.blocks) highest = std::max(highest, block.variant);
+    for (size_t variant = 0; variant <= highest + 1u; ++variant) {
+        auto& fields = filled.emplace_back(what.fields.size(), false);
+        for (const Block& block : what.blocks) {
+            if (!block.IsFor(os, static_cast<uint8_t>(variant))) continue;
+            for (const Line& line : block.lines) fields[PlaceOf(what, *line.field)] = true;
+        }
+    }
 }
 
 const void* Records::First() {
@@ -102,18 +111,7 @@ bool Records::IsFilled(const void* record, const Field& field) {
         judged = record;
         judged_variant = what.variant_of(record, os);
     }
-    return FilledBy(judged_variant)[PlaceOf(what, field)];
-}
-
-const std::vector<bool>& Records::FilledBy(uint8_t variant) {
-    auto& fields = filled.at(variant);
-    if (fields) return *fields;
-    fields.emplace(what.fields.size(), false);
-    for (const Block& block : what.blocks) {
-        if (!block.IsFor(os, variant)) continue;
-        for (const Line& line : block.lines) (*fields)[PlaceOf(what, *line.field)] = true;
-    }
-    return *fields;
+    return filled[std::min<size_t>(judged_variant, filled.size() - 1)][PlaceOf(what, field)];
 }
 
 void PrintRecords(ZwMgmt_interface& session, const Description& what, const void* data,

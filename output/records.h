@@ -1,8 +1,6 @@
 /// The records of a reply, one after the other, and which of their fields the agent has filled.
 #pragma once
 
-#include <array>
-#include <optional>
 #include <vector>
 
 #include "output/description.h"
@@ -17,7 +15,7 @@ FieldList FieldsOf(const Description& description, uint8_t os, bool for_people =
 
 class Records {
   public:
-    /// The data stay the caller's: a list, or a block of `length` bytes.
+    /// The data stay the caller's: a list, or a block of `length` bytes. Only this allocates.
     Records(const Description& description, uint8_t agent_os, const void* data, uint32_t length);
     Records(const Records&) = delete;
     Records& operator=(const Records&) = delete;
@@ -33,7 +31,6 @@ class Records {
     const void* Run(size_t begin);
     const void* Row();
     bool IsFilled(const void* record, const Field& field);
-    const std::vector<bool>& FilledBy(uint8_t variant);
 
     const Description& what;
     const uint8_t os;
@@ -41,9 +38,9 @@ class Records {
     const uint32_t length;
     Cells rows;
     const void* current = nullptr;
-    size_t place = 0;                                        // of a run: bytes; of rows: the row
-    std::array<std::optional<std::vector<bool>>, 8> filled;  // by variant
-    const void* judged = nullptr;                            // the record whose variant is known
+    size_t place = 0;                       // of a run: bytes; of rows: the row
+    std::vector<std::vector<bool>> filled;  // fields by the variants of the description's blocks
+    const void* judged = nullptr;           // the record whose variant is known
     uint8_t judged_variant = 0;
     ValueRoom room = {};
 };

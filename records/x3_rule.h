@@ -32,4 +32,7 @@ inline constexpr Field kX3RuleFields[] = {
 
 #undef X3
 
+/// The bit that says whether a member was given.
+consteval uint32_t X3Bit(std::string_view member) { return FieldNamed(kX3RuleFields, member)->bit; }
+
 }  // namespace zwmgmt

@@ -65,4 +65,15 @@ inline constexpr X4Field kX4Fields[] = {
 #undef X4
 #undef X4_AS
 
+/// The bit that says whether a member was given.
+consteval uint32_t X4Bit(std::string_view member) {
+    for (const X4Field& field : kX4Fields) {
+        if (member == field.name) return field.bit;
+    }
+    throw "no such member";
+}
+
+/// Of the type and of either address: each tells the rule's family.
+inline constexpr uint32_t kX4FamilyBits = X4Bit("address_family") | X4Bit("lip") | X4Bit("fip");
+
 }  // namespace zwmgmt

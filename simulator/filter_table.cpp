@@ -40,14 +40,15 @@ constexpr size_t kMostRules = 1024;  // of an adapter or interface: what a clien
 
 /// IPv6 rules take four places of the table, from their id on.
 uint32_t PlacesOf(const _FilterX4& rule) {
-    return (rule.present & kHasFamily) != 0 && rule.address_family != 0 ? 4 : 1;
+    return (rule.present & zwmgmt::kX4FamilyBits) != 0 && rule.address_family != 0 ? 4 : 1;
 }
 
 uint32_t PlacesOf(const _Filter&) { return 1; }
 
 /// Whether a change leaves the rule with addresses of two families.
 bool MixesFamilies(const _FilterX4& given, const _FilterX4& rule) {
-    return (given.present & kHasFamily) != 0 && (rule.present & kHasFamily) != 0 &&
+    return (given.present & zwmgmt::kX4FamilyBits) != 0 &&
+           (rule.present & zwmgmt::kX4FamilyBits) != 0 &&
            given.address_family != rule.address_family;
 }
 
@@ -74,7 +75,7 @@ void Modify(const _Filter& given, _Filter* rule) {
 
 void Modify(const _FilterX4& given, _FilterX4* rule) {
     for (const X4Field& field : kX4Fields) CopyGiven(given, rule, field);
-    if ((given.present & kHasFamily) != 0) rule->address_family = given.address_family;
+    if ((given.present & zwmgmt::kX4FamilyBits) != 0) rule->address_family = given.address_family;
 }
 
 /// Whether a rule can begin at this id: a multiple of its places, none of which another rule has.

@@ -8,12 +8,16 @@
 #include "filters/combinations.h"
 #include "filters/x3_rules.h"
 #include "filters/x4_rules.h"
+#include "records/x3_rule.h"
+#include "records/x4_rule.h"
 #include "zwmgmt/fixed_text.h"
 
 namespace zmsim {
 namespace {
 
 using zwmgmt::FixedText;
+using zwmgmt::X3Bit;
+using zwmgmt::X4Bit;
 
 template <class Member, class Record>
 Member MemberOf(const Record& record, size_t offset) {
@@ -63,8 +67,6 @@ bool AreTaken(const Rule& rule, std::span<const Argument> rows, uint32_t further
     return (rule.present & ~bits) == 0 &&
            std::ranges::all_of(rows, [&](const Argument& row) { return IsTaken(rule, row); });
 }
-
-constexpr uint32_t kX3Source = 0x1;
 
 /// The mask of a prefix length that the family can have, and nothing behind the address.
 bool IsPrefix(const FilterAddress& address, bool ipv6) {
@@ -146,27 +148,27 @@ bool IsHostName(std::string_view name) {
 }  // namespace
 
 bool IsSound(const _Filter& rule) {
-    const bool has_prefix = (rule.present & zwmgmt::kX3PrefixBit) != 0;
-    if (has_prefix &&
-        ((rule.present & kX3Source) == 0 || !zwmgmt::kX3PrefixLengths.Allows(rule.source_prefix))) {
+    const bool has_prefix = (rule.present & X3Bit("source_prefix")) != 0;
+    if (has_prefix && ((rule.present & X3Bit("source_address")) == 0 ||
+                       !zwmgmt::kX3PrefixLengths.Allows(rule.source_prefix))) {
         return false;
     }
-    return AreTaken(rule, zwmgmt::X3Arguments(), zwmgmt::kX3PrefixBit);
+    return AreTaken(rule, zwmgmt::X3Arguments(), X3Bit("source_prefix"));
 }
 
 bool IsSound(const _FilterX4& rule) {
     const auto given = [&](uint32_t bit) { return (rule.present & bit) != 0; };
     const bool ipv6 = rule.address_family == 1;
-    if (rule.address_family > (given(kHasFamily) ? 1u : 0u)) return false;
+    if (rule.address_family > (given(zwmgmt::kX4FamilyBits) ? 1u : 0u)) return false;
     if (!AreTaken(rule, zwmgmt::X4Arguments(), 0)) return false;
-    const bool tags = given(0x20000) && rule.vlan_action != 1;
+    const bool tags = given(X4Bit("vlan_action")) && rule.vlan_action != 1;
     if (tags && (rule.vlan_value < 1 || rule.vlan_value > kHighestVlan)) return false;
     const std::string_view combination = FixedText(rule.combination);
-    return (!given(0x4000) || IsPrefix(rule.lip, ipv6)) &&
-           (!given(0x8000) || IsPrefix(rule.fip, ipv6)) &&
-           (!given(0x1000000) || IsMac(FixedText(rule.smac))) &&
-           (!given(0x2000000) || IsMac(FixedText(rule.dmac))) &&
-           (!given(0x8000000) || IsPrintable(FixedText(rule.vnic_id))) &&
+    return (!given(X4Bit("lip")) || IsPrefix(rule.lip, ipv6)) &&
+           (!given(X4Bit("fip")) || IsPrefix(rule.fip, ipv6)) &&
+           (!given(X4Bit("smac")) || IsMac(FixedText(rule.smac))) &&
+           (!given(X4Bit("dmac")) || IsMac(FixedText(rule.dmac))) &&
+           (!given(X4Bit("vnic_id")) || IsPrintable(FixedText(rule.vnic_id))) &&
            (combination.empty() || zwmgmt::IsFilterCombination(combination));
 }
 

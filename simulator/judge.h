@@ -10,9 +10,6 @@
 
 namespace zmsim {
 
-/// Members of a filter rule that give it its address family.
-inline constexpr uint32_t kHasFamily = 0x800000 | 0x4000 | 0x8000;
-
 bool IsSound(const _Filter& rule);
 bool IsSound(const _FilterX4& rule);
 

@@ -91,8 +91,8 @@ TEST(BuildList, RefusesSizesThatDoNotFit) {
 TEST(FreeMem, FreesEveryKindWithItsInnerLists) {
     for (uint16_t command = 0; command < kFirstUnusedCommand; ++command) {
         ZwMgmt_interface::CLFreeMem(command, nullptr);
-        const ListKind* kind = FindListKind(command);
-        if (kind == nullptr) {
+        const auto kind = FindListKind(command);
+        if (!kind) {
             ZwMgmt_interface::CLFreeMem(command, std::malloc(10));
             continue;
         }

@@ -143,8 +143,8 @@ TEST(Tables, StatusesHaveTheirTextsAndExitStatuses) {
 TEST(Tables, ListsHaveTheirSizes) {
     std::string text = "command, node size, inner lists, their node size\n";
     for (uint16_t command = 0; command <= kFirstUnusedCommand; ++command) {
-        const ListKind* kind = FindListKind(command);
-        if (kind == nullptr) continue;
+        const auto kind = FindListKind(command);
+        if (!kind) continue;
         for (const uint32_t n : {uint32_t{command}, kind->node_size, uint32_t{kind->inner_lists}}) {
             text += std::to_string(n) + ' ';
         }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "records/policy.h"
+
 namespace zwmgmt::policy {
 namespace {
 
@@ -258,8 +260,6 @@ constexpr FlagRow kFlags[] = {
     {"tstamp", offsetof(PolicySettings, timestamp)},
 };
 
-constexpr std::string_view kCongestion[] = {"reno", "tahoe", "newreno", "highspeed"};
-
 class SettingsParser {
   public:
     SettingsParser(Words* rule_words, PolicySettings* parsed_settings, Complaint* rule_complaint)
@@ -317,11 +317,11 @@ class SettingsParser {
     bool Congestion() {
         words.Advance();
         const std::string_view word = words.Current().text;
-        const auto* row = std::ranges::find(kCongestion, word);
-        if (row == std::end(kCongestion)) {
+        const auto* row = std::ranges::find(kCongestionWords, word);
+        if (row == std::end(kCongestionWords)) {
             return Wrong(Quoted("unknown congestion algorithm ", word, ""));
         }
-        settings.congestion = static_cast<uint8_t>(row - kCongestion);
+        settings.congestion = static_cast<uint8_t>(row - kCongestionWords);
         words.Advance();
         return true;
     }

@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "filters/results.h"
+#include "records/policy.h"
 #include "zwmgmt/policy.h"
 
 namespace zwmgmt {
@@ -38,8 +39,6 @@ constexpr Field kFields[] = {
     CellField("sack", kSack, kFlagSense),
 };
 static_assert(std::size(kFields) == kCells);
-
-constexpr const char* kCongestionWords[] = {"reno", "tahoe", "newreno", "highspeed"};
 
 std::string FlagText(uint8_t flag) { return flag == 0xFF ? "" : flag != 0 ? "1" : "0"; }
 
@@ -87,8 +86,14 @@ void Decode(const void* data, uint32_t length, Cells* rows) {
     }
 }
 
-constexpr const char* kColumns[] = {"interface_name", "index", "condition", "offload", "ddp",
-                                    "congestion",     "bind",  "class"};
+constexpr const Field* kColumns[] = {FieldNamed(kFields, "interface_name"),
+                                     FieldNamed(kFields, "index"),
+                                     FieldNamed(kFields, "condition"),
+                                     FieldNamed(kFields, "offload"),
+                                     FieldNamed(kFields, "ddp"),
+                                     FieldNamed(kFields, "congestion"),
+                                     FieldNamed(kFields, "bind"),
+                                     FieldNamed(kFields, "class")};
 
 }  // namespace
 

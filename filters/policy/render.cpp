@@ -7,6 +7,7 @@
 #include "filters/policy/cube.h"
 #include "filters/policy/tree.h"
 #include "platform/address.h"
+#include "records/policy.h"
 #include "zwmgmt/policy.h"
 
 using namespace zwmgmt;
@@ -200,7 +201,6 @@ std::string Classifier::TestText(const PolicyInstruction& instruction) {
 }
 
 std::string ParsePolicy::SettingsText(const PolicySettings& settings) {
-    static constexpr const char* kCongestion[] = {"reno", "tahoe", "newreno", "highspeed"};
     std::string text = settings.offload != 0 ? "offload" : "!offload";
     AddFlag(&text, "ddp", settings.ddp);
     if (settings.bind == -2) text += " bind random";
@@ -209,8 +209,8 @@ std::string ParsePolicy::SettingsText(const PolicySettings& settings) {
     if (settings.traffic_class != 0xFFFF) {
         text += " class " + std::to_string(settings.traffic_class);
     }
-    if (settings.congestion < std::size(kCongestion)) {
-        text += std::string(" cong ") + kCongestion[settings.congestion];
+    if (settings.congestion < std::size(kCongestionWords)) {
+        text += std::string(" cong ") + kCongestionWords[settings.congestion];
     }
     AddFlag(&text, "coalesce", settings.coalesce);
     AddFlag(&text, "sack", settings.sack);
