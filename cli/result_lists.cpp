@@ -55,7 +55,7 @@ WireRecord Layout(int64_t record_size, int64_t pointer_count, uint32_t word_size
 
 std::optional<ListKind> FindListKind(uint16_t command) {
     const Route* route = FindRoute(command);
-    if (route != nullptr && route->reply == ReplyShape::kList) {
+    if (route != nullptr && route->records != nullptr && route->reply == ReplyShape::kList) {
         return ListKind{command, static_cast<uint32_t>(route->records->size + sizeof(void*))};
     }
     const auto* row = std::ranges::lower_bound(kListKinds, command, {}, &ListKind::command);
