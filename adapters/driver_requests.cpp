@@ -1,9 +1,9 @@
 /// Requests that load, reload and unload drivers.
-#include "cli/arguments.h"
-#include "cli/command_keys.h"
-#include "cli/handler.h"
-#include "cli/keys.h"
-#include "cli/remarks.h"
+#include "commands/arguments.h"
+#include "commands/command_keys.h"
+#include "commands/handler.h"
+#include "commands/keys.h"
+#include "commands/remarks.h"
 
 using namespace zwmgmt;
 

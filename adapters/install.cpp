@@ -2,9 +2,9 @@
 /// them on its own time and tells the outcome when asked.
 #include "adapters/install_options.h"
 #include "adapters/results.h"
-#include "cli/handler.h"
-#include "cli/push.h"
-#include "cli/remarks.h"
+#include "commands/handler.h"
+#include "commands/push.h"
+#include "commands/remarks.h"
 #include "output/layout.h"
 #include "output/lines.h"
 #include "zwmgmt/zwmgmt_interface.h"

@@ -4,9 +4,9 @@
 
 #include <algorithm>
 
-#include "cli/command_keys.h"
-#include "cli/handler.h"
-#include "cli/keys.h"
+#include "commands/command_keys.h"
+#include "commands/handler.h"
+#include "commands/keys.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
 namespace zwmgmt {

@@ -3,7 +3,7 @@
 #include <span>
 
 #include "adapters/results.h"
-#include "cli/chips.h"
+#include "commands/chips.h"
 #include "output/layout.h"
 #include "records/card.h"
 #include "records/counter.h"

@@ -1,8 +1,8 @@
 /// Requests of the inventory: adapters, ports, counters, drivers.
-#include "cli/arguments.h"
-#include "cli/command_keys.h"
-#include "cli/handler.h"
-#include "cli/keys.h"
+#include "commands/arguments.h"
+#include "commands/command_keys.h"
+#include "commands/handler.h"
+#include "commands/keys.h"
 
 using namespace zwmgmt;
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <span>
 
-#include "cli/arguments.h"
+#include "commands/arguments.h"
 
 namespace zwmgmt {
 

@@ -1,9 +1,9 @@
 /// Requests that set properties of cards and ports. Which keys there are, and what becomes of their
 /// values, is in the property tables.
 #include "adapters/properties.h"
-#include "cli/command_keys.h"
-#include "cli/handler.h"
-#include "cli/keys.h"
+#include "commands/command_keys.h"
+#include "commands/handler.h"
+#include "commands/keys.h"
 
 using namespace zwmgmt;
 

@@ -2,8 +2,8 @@
 #include <type_traits>
 
 #include "adapters/properties.h"
-#include "cli/handler.h"
-#include "cli/keys.h"
+#include "commands/handler.h"
+#include "commands/keys.h"
 #include "zwmgmt/records/adapter.h"
 #include "zwmgmt/records/net.h"
 #include "zwmgmt/records/port.h"

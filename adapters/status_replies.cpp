@@ -1,5 +1,5 @@
 /// Printers of replies that are a status and nothing else.
-#include "cli/outcomes.h"
+#include "commands/outcomes.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
 using namespace zwmgmt;

@@ -6,10 +6,10 @@
 #include <new>
 
 #include "api/result_parts.h"
-#include "cli/offer.h"
-#include "cli/routes.h"
-#include "cli/talk.h"
-#include "cli/vocabulary.h"
+#include "commands/offer.h"
+#include "commands/routes.h"
+#include "commands/talk.h"
+#include "commands/vocabulary.h"
 #include "output/render.h"
 
 namespace zwmgmt {

@@ -1,12 +1,12 @@
 /// Every command: its request, its reply, and what help says of it.
-#include "cli/routes.h"
+#include "commands/routes.h"
 
 #include <type_traits>
 
 #include "adapters/results.h"
 #include "filters/results.h"
-#include "net/results.h"
-#include "services/results.h"
+#include "policies/results.h"
+#include "system/results.h"
 
 namespace zwmgmt {
 namespace {

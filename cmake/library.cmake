@@ -24,49 +24,45 @@ set(library_sources
     adapters/status_replies.cpp
     api/result.cpp
     api/routes.cpp
-    cli/argument_notes.cpp
-    cli/arguments.cpp
-    cli/command_keys.cpp
-    cli/command_words.cpp
-    cli/dispatcher.cpp
-    cli/help.cpp
-    cli/offer.cpp
-    cli/printing.cpp
-    cli/push.cpp
-    cli/result_lists.cpp
-    cli/values.cpp
-    cli/vocabulary.cpp
+    commands/argument_notes.cpp
+    commands/arguments.cpp
+    commands/command_keys.cpp
+    commands/command_words.cpp
+    commands/dispatcher.cpp
+    commands/help.cpp
+    commands/offer.cpp
+    commands/printing.cpp
+    commands/push.cpp
+    commands/result_lists.cpp
+    commands/values.cpp
+    commands/vocabulary.cpp
     filters/combinations.cpp
     filters/filter_replies.cpp
     filters/filter_requests.cpp
     filters/filter_results.cpp
-    filters/policy/classifier.cpp
-    filters/policy/generate.cpp
-    filters/policy/parser.cpp
-    filters/policy/policy.cpp
-    filters/policy/policy_replies.cpp
-    filters/policy/policy_requests.cpp
-    filters/policy/policy_results.cpp
-    filters/policy/render.cpp
-    filters/policy/simplify.cpp
-    filters/policy/words.cpp
     filters/x3_rules.cpp
     filters/x4_rules.cpp
-    net/net_replies.cpp
-    net/net_requests.cpp
-    net/net_results.cpp
     output/json.cpp
     output/layout.cpp
     output/records.cpp
     output/render.cpp
     output/value.cpp
-    platform/socket.cpp
     platform/${platform_folder}/address.cpp
     platform/${platform_folder}/file.cpp
     platform/${platform_folder}/host.cpp
     platform/${platform_folder}/socket.cpp
     platform/${platform_folder}/thread_end.cpp
-    services/capabilities_reply.cpp
+    platform/socket.cpp
+    policies/classifier.cpp
+    policies/generate.cpp
+    policies/parser.cpp
+    policies/policy.cpp
+    policies/policy_replies.cpp
+    policies/policy_requests.cpp
+    policies/policy_results.cpp
+    policies/render.cpp
+    policies/simplify.cpp
+    policies/words.cpp
     session/compatibility.cpp
     session/connection.cpp
     session/exchange.cpp
@@ -76,7 +72,11 @@ set(library_sources
     session/status.cpp
     session/tls.cpp
     session/tls_context.cpp
-    session/version.cpp)
+    session/version.cpp
+    system/capabilities_reply.cpp
+    system/net_replies.cpp
+    system/net_requests.cpp
+    system/net_results.cpp)
 
 function(add_library_objects name export_definition)
     add_library(${name} OBJECT ${library_sources})

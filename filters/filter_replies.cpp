@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cinttypes>
 
-#include "cli/outcomes.h"
+#include "commands/outcomes.h"
 #include "output/layout.h"
 #include "platform/address.h"
 #include "records/x3_rule.h"

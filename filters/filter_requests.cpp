@@ -1,9 +1,9 @@
 /// Requests of the filter service.
 #include <algorithm>
 
-#include "cli/command_keys.h"
-#include "cli/handler.h"
-#include "cli/keys.h"
+#include "commands/command_keys.h"
+#include "commands/handler.h"
+#include "commands/keys.h"
 #include "filters/combinations.h"
 #include "filters/x3_rules.h"
 #include "filters/x4_rules.h"

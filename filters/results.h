@@ -1,4 +1,4 @@
-/// What the replies about filter rules and offload policies hold.
+/// What the replies about filter rules hold.
 #pragma once
 
 #include "output/description.h"
@@ -12,6 +12,5 @@ extern const Description kCombinationRows;
 extern const Description kActiveCombinations;
 extern const Description kX3Interfaces;
 extern const Description kX4Locations;
-extern const Description kPolicies;
 
 }  // namespace zwmgmt

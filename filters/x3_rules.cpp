@@ -1,8 +1,8 @@
 /// The keys of an X3 filter rule: one row a key.
 #include "filters/x3_rules.h"
 
-#include "cli/handler.h"
-#include "cli/keys.h"
+#include "commands/handler.h"
+#include "commands/keys.h"
 #include "records/x3_rule.h"
 
 namespace zwmgmt {

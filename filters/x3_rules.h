@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "cli/arguments.h"
+#include "commands/arguments.h"
 
 namespace zwmgmt {
 

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <string>
 
-#include "cli/handler.h"
-#include "cli/keys.h"
+#include "commands/handler.h"
+#include "commands/keys.h"
 #include "platform/address.h"
 #include "records/x4_rule.h"
 

@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "cli/vocabulary.h"
+#include "commands/vocabulary.h"
 #include "front_end/say.h"
 #include "output/render.h"
 #include "platform/terminal.h"

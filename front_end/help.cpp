@@ -2,9 +2,9 @@
 
 #include <cstdio>
 
-#include "cli/offer.h"
-#include "cli/texts.h"
-#include "cli/vocabulary.h"
+#include "commands/offer.h"
+#include "commands/texts.h"
+#include "commands/vocabulary.h"
 #include "zwmgmt/help.h"
 #include "zwmgmt/zwmgmt_interface.h"
 

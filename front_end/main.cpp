@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/texts.h"
+#include "commands/texts.h"
 #include "front_end/exit_status.h"
 #include "front_end/help.h"
 #include "front_end/options.h"

@@ -2,9 +2,9 @@
 
 #include <CLI/CLI.hpp>
 
-#include "cli/offer.h"
-#include "cli/texts.h"
-#include "cli/vocabulary.h"
+#include "commands/offer.h"
+#include "commands/texts.h"
+#include "commands/vocabulary.h"
 #include "front_end/say.h"
 #include "zwmgmt/version.h"
 

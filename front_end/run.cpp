@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "cli/talk.h"
+#include "commands/talk.h"
 #include "front_end/exit_status.h"
 #include "front_end/say.h"
 #include "zwmgmt/argument_notes.h"

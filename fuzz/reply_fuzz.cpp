@@ -5,8 +5,8 @@
 #include <cstring>
 #include <nlohmann/json.hpp>
 
-#include "cli/list_kinds.h"
-#include "cli/routes.h"
+#include "commands/list_kinds.h"
+#include "commands/routes.h"
 #include "fuzz/sessions.h"
 #include "output/render.h"
 

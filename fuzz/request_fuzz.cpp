@@ -4,7 +4,7 @@
 #include <sstream>
 #include <string>
 
-#include "cli/routes.h"
+#include "commands/routes.h"
 #include "fuzz/sessions.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* input, size_t size) {

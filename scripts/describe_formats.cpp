@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "cli/routes.h"
-#include "cli/vocabulary.h"
+#include "commands/routes.h"
+#include "commands/vocabulary.h"
 #include "output/description.h"
 #include "output/json.h"
 #include "output/records.h"

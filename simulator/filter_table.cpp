@@ -7,7 +7,7 @@
 
 #include "agent/replies.h"
 #include "agent/requests.h"
-#include "cli/chips.h"
+#include "commands/chips.h"
 #include "filters/combinations.h"
 #include "platform/address.h"
 #include "records/x3_rule.h"

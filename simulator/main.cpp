@@ -5,7 +5,7 @@
 
 #include "agent/local_file.h"
 #include "agent/server.h"
-#include "cli/texts.h"
+#include "commands/texts.h"
 #include "platform/stop_signal.h"
 #include "platform/terminal.h"
 #include "simulator/faulty_wire.h"

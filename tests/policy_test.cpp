@@ -8,8 +8,8 @@
 #include <set>
 #include <sstream>
 
-#include "filters/policy/generate.h"
-#include "filters/policy/parser.h"
+#include "policies/generate.h"
+#include "policies/parser.h"
 #include "tests/support.h"
 
 using namespace testing_support;

@@ -1,7 +1,7 @@
 /// Record lists: how an agent's run of records becomes nodes, and how every kind is freed.
 #include <cstring>
 
-#include "cli/list_kinds.h"
+#include "commands/list_kinds.h"
 #include "tests/support.h"
 
 using namespace testing_support;

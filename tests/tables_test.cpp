@@ -6,9 +6,9 @@
 #include <map>
 #include <span>
 
-#include "cli/list_kinds.h"
-#include "cli/vocabulary.h"
-#include "cli/vocabulary_words.h"
+#include "commands/list_kinds.h"
+#include "commands/vocabulary.h"
+#include "commands/vocabulary_words.h"
 #include "filters/combinations.h"
 #include "front_end/exit_status.h"
 #include "session/compatibility.h"

@@ -13,7 +13,7 @@ pieces = dict(re.findall(r"^```cpp (\S+)\n(.*?)^```$", (source / "docs/architect
 routes = (source / "api/routes.cpp").read_text()
 table = "constexpr Route kRoutes[] = {\n"
 assert table in routes and len(pieces) == 3
-pieces["api/routes.cpp"] = '#include "net/connections.h"\n' + routes.replace(
+pieces["api/routes.cpp"] = '#include "system/connections.h"\n' + routes.replace(
     table, table + pieces["api/routes.cpp"])
 for name, text in pieces.items():
     (output / name).parent.mkdir(parents=True, exist_ok=True)

@@ -1,5 +1,5 @@
 /// The command that docs/architecture.md adds: all that follows from its rows.
-#include "net/connections.h"
+#include "system/connections.h"
 #include "tests/support.h"
 #include "zwmgmt/help.h"
 #include "zwmgmt/result.h"
