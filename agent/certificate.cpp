@@ -6,10 +6,13 @@
 #include <openssl/rsa.h>
 #include <openssl/x509.h>
 
+#include <filesystem>
+#include <fstream>
 #include <string_view>
 #include <utility>
 
 #include "agent/local_file.h"
+#include "platform/file.h"
 
 namespace zwmgmt::agent {
 namespace {
@@ -31,11 +34,10 @@ std::string TlsError() {
     return std::string(whole.substr(whole.rfind(':') + 1));
 }
 
-bool UseThrowAwayPair(SSL_CTX* context) {
-    // One pair serves the whole process: making it takes longer than most sessions.
-    static const Key key(EVP_RSA_gen(kKeyBits), EVP_PKEY_free);
-    const Certificate certificate(X509_new(), X509_free);
-    if (!key || !certificate) return false;
+/// A certificate that vouches for itself.
+Certificate SelfSigned(EVP_PKEY* key) {
+    Certificate certificate(X509_new(), X509_free);
+    if (!certificate) return certificate;
     X509_set_version(certificate.get(), X509_VERSION_3);
     ASN1_INTEGER_set(X509_get_serialNumber(certificate.get()), 1);
     X509_gmtime_adj(X509_getm_notBefore(certificate.get()), 0);
@@ -44,11 +46,24 @@ bool UseThrowAwayPair(SSL_CTX* context) {
     X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC,
                                reinterpret_cast<const unsigned char*>("management agent"), -1, -1,
                                0);
-    return X509_set_issuer_name(certificate.get(), name) == 1 &&
-           X509_set_pubkey(certificate.get(), key.get()) == 1 &&
-           X509_sign(certificate.get(), key.get(), EVP_sha256()) != 0 &&
-           SSL_CTX_use_certificate(context, certificate.get()) == 1 &&
-           SSL_CTX_use_PrivateKey(context, key.get()) == 1;
+    const bool made = X509_set_issuer_name(certificate.get(), name) == 1 &&
+                      X509_set_pubkey(certificate.get(), key) == 1 &&
+                      X509_sign(certificate.get(), key, EVP_sha256()) != 0;
+    if (!made) certificate.reset();
+    return certificate;
+}
+
+bool UsePair(SSL_CTX* context, EVP_PKEY* key) {
+    const Certificate certificate =
+        key != nullptr ? SelfSigned(key) : Certificate(nullptr, X509_free);
+    return certificate && SSL_CTX_use_certificate(context, certificate.get()) == 1 &&
+           SSL_CTX_use_PrivateKey(context, key) == 1;
+}
+
+bool UseThrowAwayPair(SSL_CTX* context) {
+    // One pair serves the whole process: making it takes longer than most sessions.
+    static const Key key(EVP_RSA_gen(kKeyBits), EVP_PKEY_free);
+    return UsePair(context, key.get());
 }
 
 /// A key that is locked is not asked for: there need not be anybody to ask.
@@ -72,10 +87,13 @@ bool UseCertificates(SSL_CTX* context, const std::string& texts) {
     return true;
 }
 
-bool UseKey(SSL_CTX* context, const std::string& texts) {
+Key ParseKey(const std::string& texts) {
     const Texts source = Open(texts);
-    const Key key(PEM_read_bio_PrivateKey(source.get(), nullptr, NoPassword, nullptr),
-                  EVP_PKEY_free);
+    return Key(PEM_read_bio_PrivateKey(source.get(), nullptr, NoPassword, nullptr), EVP_PKEY_free);
+}
+
+bool UseKey(SSL_CTX* context, const std::string& texts) {
+    const Key key = ParseKey(texts);
     return key && SSL_CTX_use_PrivateKey(context, key.get()) == 1;
 }
 
@@ -93,9 +111,41 @@ bool UseFile(SSL_CTX* context, const std::string& file, std::string* error) {
     return true;
 }
 
+/// Writes a new key to a file that its owner alone can read.
+bool WriteNewKey(const std::string& file) {
+    const Key key(EVP_RSA_gen(kKeyBits), EVP_PKEY_free);
+    const Texts texts(BIO_new(BIO_s_mem()), BIO_free);
+    if (!key || !texts ||
+        PEM_write_bio_PrivateKey(texts.get(), key.get(), nullptr, nullptr, 0, nullptr, nullptr) !=
+            1) {
+        return false;
+    }
+    char* bytes = nullptr;
+    const long length = BIO_get_mem_data(texts.get(), &bytes);
+    std::ofstream stream(file, std::ios::binary);
+    std::error_code failure;
+    using std::filesystem::perms;
+    std::filesystem::permissions(file, perms::owner_read | perms::owner_write, failure);
+    return !failure && stream.write(bytes, length).flush();
+}
+
+/// The key of a file, where one is made when there is none.
+Key KeepKey(const std::string& file) {
+    std::error_code failure;
+    std::filesystem::create_directories(std::filesystem::path(file).parent_path(), failure);
+    const platform::FileLock lock((file + ".lock").c_str());
+    std::string texts, error;
+    if (!lock.Held() || (!std::filesystem::exists(file, failure) && !WriteNewKey(file)) ||
+        !ReadLocalFile(file, kLargestFile, &texts, &error)) {
+        return {nullptr, EVP_PKEY_free};
+    }
+    return ParseKey(texts);
+}
+
 }  // namespace
 
-TlsContext MakeServerContext(const std::string& certificate_file, std::string* error) {
+TlsContext MakeServerContext(const std::string& certificate_file, const std::string& key_file,
+                             std::string* error) {
     ERR_clear_error();
     TlsContext context(SSL_CTX_new(TLS_server_method()));
     if (!context || SSL_CTX_set_min_proto_version(context.get(), TLS1_2_VERSION) != 1 ||
@@ -107,6 +157,7 @@ TlsContext MakeServerContext(const std::string& certificate_file, std::string* e
     if (!certificate_file.empty()) {
         return UseFile(context.get(), certificate_file, error) ? std::move(context) : nullptr;
     }
+    if (!key_file.empty() && UsePair(context.get(), KeepKey(key_file).get())) return context;
     if (!UseThrowAwayPair(context.get())) {
         *error = "cannot make a certificate: " + TlsError();
         return nullptr;

@@ -14,8 +14,11 @@ struct FreeContext {
 using TlsContext = std::unique_ptr<SSL_CTX, FreeContext>;
 
 /// A server context for TLS 1.2 with AES256-SHA and for TLS 1.3, with certificate and key from a
-/// PEM file or, when the path is empty, a throw-away pair made now. Null, with the reason in
-/// *error, when that fails.
-TlsContext MakeServerContext(const std::string& certificate_file, std::string* error);
+/// PEM file. When its path is empty, the certificate vouches for itself and is made now, for the
+/// key that is kept in key_file (and made when there is none there); when that path is empty, too,
+/// or the file cannot be used, for a throw-away key. Null, with the reason in *error, when that
+/// fails.
+TlsContext MakeServerContext(const std::string& certificate_file, const std::string& key_file,
+                             std::string* error);
 
 }  // namespace zwmgmt::agent

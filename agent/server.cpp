@@ -25,7 +25,7 @@ bool Server::Start(std::string* error) {
         *error = "the system's sockets cannot be used";
         return false;
     }
-    context = MakeServerContext(options.certificate_file, error);
+    context = MakeServerContext(options.certificate_file, options.key_file, error);
     if (!context) return false;
     if (options.tls_version != 0) {
         SSL_CTX_set_min_proto_version(context.get(), options.tls_version);

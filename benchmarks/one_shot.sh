@@ -9,12 +9,12 @@ rounds=${1:-100}
 bin=build/release/bin
 scratch=$(mktemp -d)
 mkfifo "$scratch/port"
-"$bin/korvane_zmsim" >"$scratch/port" &
+HOME=$scratch "$bin/korvane_zmsim" >"$scratch/port" &
 agent=$!
 trap 'kill $agent; rm -rf "$scratch"' EXIT
 read -r port <"$scratch/port"
 
-command_once() { "$bin/korvane_zwcli" --port "$port" korvane listadapterprops; }
+command_once() { "$bin/korvane_zwcli" --known-agents "$scratch/known_agents" --port "$port" korvane listadapterprops; }
 # With the same trust store as ours: the default one takes longer to load than all the rest.
 s_client_once() { openssl s_client -CAfile "$bin/certs/cert.pem" -no-CApath -no-CAstore -connect "127.0.0.1:$port" </dev/null; }
 

@@ -68,6 +68,7 @@ set(library_sources
     session/exchange.cpp
     session/file_push.cpp
     session/login.cpp
+    session/peer.cpp
     session/session.cpp
     session/status.cpp
     session/tls.cpp

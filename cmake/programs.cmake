@@ -10,15 +10,19 @@ add_library(zwmgmt_platform_programs OBJECT
 target_include_directories(zwmgmt_platform_programs PUBLIC ${PROJECT_SOURCE_DIR})
 
 add_executable(korvane_zwcli
+    front_end/agents.cpp
     front_end/answer.cpp
     front_end/exit_status.cpp
     front_end/help.cpp
+    front_end/known_agents.cpp
     front_end/main.cpp
     front_end/options.cpp
     front_end/password.cpp
     front_end/policy_check.cpp
     front_end/run.cpp
     front_end/say.cpp
+    front_end/target.cpp
+    front_end/trust.cpp
     ${program_resources})
 target_link_libraries(korvane_zwcli PRIVATE zwmgmt_internal zwmgmt_platform_programs CLI11::CLI11)
 if(NOT ZWMGMT_SANITIZE)

@@ -301,7 +301,9 @@ int ReadWord(FILE* file, char* word, size_t capacity) {
 }  // namespace
 
 int ZwMgmt_interface::GetZMFileName(int kind, char* path, uint32_t capacity) {
-    return kind == zwmgmt::kCredentialsFile && platform::CredentialsPath(path, capacity) ? 0 : -1;
+    return kind == zwmgmt::kCredentialsFile && platform::UserFilePath("credentials", path, capacity)
+               ? 0
+               : -1;
 }
 
 int ZwMgmt_interface::CLGetPassword(const char* user_name, char* password) {

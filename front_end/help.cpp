@@ -19,6 +19,11 @@ struct OwnRow {
 
 constexpr OwnRow kOwn[] = {
     {"help", "help [SERVICE [COMMAND]]\n    lists commands and their keys, without an agent\n"},
+    {"agents",
+     "agents list | agents add|remove|scan HOST[:PORT] ... | agents add HOST[:PORT] SHA256:...\n"
+     "    the agents whose keys are known: shows them, keeps the key that an agent shows or the "
+     "one "
+     "given, forgets it, or only looks\n"},
     {"policy",
      "policy check FILE [src=ADDRESS] [dst=ADDRESS] [sport=N] [dport=N] [vlan=N] [tos=N] [vers=N] "
      "[mark=N] [open=listen|aopen|popen]\n    compiles a policy file and explains what it does, "

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "commands/texts.h"
+#include "front_end/agents.h"
 #include "front_end/exit_status.h"
 #include "front_end/help.h"
 #include "front_end/options.h"
@@ -36,6 +37,9 @@ ExitStatus Main(int argc, const char* const* argv) {
     if (asks_for_help || options.help) return Help(words);
     if (!words.empty() && zwmgmt::SameIgnoringCase(words[0], "policy")) {
         return PolicyCommand({words.begin() + 1, words.end()});
+    }
+    if (!words.empty() && zwmgmt::SameIgnoringCase(words[0], "agents")) {
+        return AgentsCommand(options, {options.words.begin() + 1, options.words.end()});
     }
     zwmgmt::CommandWords command(words.data(), words.size());
     if (command.Request() == nullptr) return Fail(kUsage, ComplaintAbout(words));

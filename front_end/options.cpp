@@ -6,6 +6,7 @@
 #include "commands/texts.h"
 #include "commands/vocabulary.h"
 #include "front_end/say.h"
+#include "front_end/target.h"
 #include "zwmgmt/version.h"
 
 namespace zwcli {
@@ -24,28 +25,51 @@ Example: korvane_zwcli --host node7 korvane listadapterprops
 const CLI::Validator kNotEmpty(
     [](std::string& value) { return value.empty() ? std::string("the value is empty") : ""; }, "");
 
-struct FormatRow {
+/// A word of an option, and what it stands for.
+template <class Value>
+struct WordRow {
     const char* word;
-    Format format;
+    Value value;
 };
 
-constexpr FormatRow kFormats[] = {{"text", Format::kText},
-                                  {"json", Format::kJson},
-                                  {"jsonl", Format::kJsonLines},
-                                  {"csv", Format::kCsv},
-                                  {"table", Format::kTable}};
+constexpr WordRow<Format> kFormats[] = {{"text", Format::kText},
+                                        {"json", Format::kJson},
+                                        {"jsonl", Format::kJsonLines},
+                                        {"csv", Format::kCsv},
+                                        {"table", Format::kTable}};
 
-/// What is wrong with the word; "" after filling the format.
-std::string TakeFormat(const std::string& word, Format* format) {
+constexpr WordRow<Verify> kVerifications[] = {{"known", Verify::kKnown},
+                                              {"strict", Verify::kStrict},
+                                              {"ca", Verify::kAuthority},
+                                              {"off", Verify::kOff}};
+
+/// What is wrong with the word of an option; "" after filling the value.
+template <class Value, size_t Count>
+std::string TakeWord(const WordRow<Value> (&rows)[Count], const char* what, const std::string& word,
+                     Value* value) {
     std::vector<const char*> known;
-    for (const FormatRow& row : kFormats) {
+    for (const WordRow<Value>& row : rows) {
         known.push_back(row.word);
         if (word != row.word) continue;
-        *format = row.format;
+        *value = row.value;
         return "";
     }
-    return "unknown format \"" + word +
+    return std::string("unknown ") + what + " \"" + word +
            "\"; nearest: " + zwmgmt::Joined(zwmgmt::NearestWords(word, known));
+}
+
+/// What is wrong with options that are each right.
+std::string Contradiction(const CLI::App& app, const Options& options) {
+    const bool keeps_keys = options.verify == Verify::kKnown || options.verify == Verify::kStrict;
+    if (!options.authorities.empty() && options.verify != Verify::kAuthority) {
+        return "--ca is for --verify ca";
+    }
+    for (const char* option : {"--known-agents", "--hash-agents"}) {
+        if (!keeps_keys && app.count(option) != 0) {
+            return std::string(option) + " is for --verify known or strict";
+        }
+    }
+    return "";
 }
 
 class Help : public CLI::Formatter {
@@ -59,6 +83,8 @@ class Help : public CLI::Formatter {
 
 std::optional<int> ParseOptions(int argc, const char* const* argv, Options* options) {
     std::string format = kFormats[0].word;
+    std::string verification = kVerifications[0].word;
+    std::string host = options->host;
     CLI::App app("Manages the Korvane Ethernet adapters of a host through its agent.",
                  "korvane_zwcli");
     app.allow_windows_style_options(false);  // a word that begins with a slash is a path
@@ -68,7 +94,7 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
     app.add_flag("-h,--help", options->help,
                  "Print this help message, or that of the SERVICE [COMMAND] given, and exit");
     app.set_version_flag("--version", "korvane_zwcli " ZWMGMT_VERSION);
-    app.add_option("--host", options->host, "Host of the agent, name or dotted quad")
+    app.add_option("--host", host, "Host of the agent, name or dotted quad, as HOST or HOST:PORT")
         ->capture_default_str();
     app.add_option("--port", options->port, "TCP port of the agent")
         ->check(CLI::Range(1, 65535))
@@ -82,6 +108,16 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
         ->capture_default_str();
     app.add_option("--fields", options->fields,
                    "Fields to print, in order, separated by commas (not of text)");
+    app.add_option("--verify", verification,
+                   "Whom to send anything: known (an agent with the key that it had before; a new "
+                   "one's is kept), strict (no new ones), ca (whom an authority vouches for), off")
+        ->capture_default_str();
+    app.add_option("--ca", options->authorities,
+                   "PEM file of the authorities of --verify ca (default: the system's)");
+    app.add_option("--known-agents", options->known_agents,
+                   "File of the known agents' keys (default: the user's own)");
+    app.add_flag("--hash-agents", options->hash_agents,
+                 "Keep the names of new agents so that they cannot be read in that file");
     for (CLI::Option* option : app.get_options(
              [](const CLI::Option* each) { return each->get_items_expected_max() == 1; })) {
         option->multi_option_policy(CLI::MultiOptionPolicy::TakeLast)->check(kNotEmpty);
@@ -98,9 +134,15 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
     } catch (const CLI::ParseError& stop) {
         return Fail(kUsage, std::string(stop.what()) + "\nRun with --help for more information.");
     }
-    if (const std::string wrong = TakeFormat(format, &options->format); !wrong.empty()) {
-        return Fail(kUsage, wrong);
+    Target target;
+    for (const std::string& wrong :
+         {TakeWord(kFormats, "format", format, &options->format),
+          TakeWord(kVerifications, "verification", verification, &options->verify),
+          ParseTarget(host, options->port, &target), Contradiction(app, *options)}) {
+        if (!wrong.empty()) return Fail(kUsage, wrong);
     }
+    options->host = target.host;
+    options->port = target.port;
     if (!options->help || !options->words.empty()) return std::nullopt;
     std::fputs(app.help().c_str(), stdout);
     return kOk;

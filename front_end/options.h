@@ -11,9 +11,21 @@ namespace zwcli {
 /// How answers are printed.
 enum class Format { kText, kJson, kJsonLines, kCsv, kTable };
 
+/// What an agent has to show before it is sent anything.
+enum class Verify {
+    kKnown,      // the key that it had before; a new agent's is kept
+    kStrict,     // the same, and no new agents
+    kAuthority,  // a certificate that an authority vouches for
+    kOff,
+};
+
 struct Options {
     std::string host = "127.0.0.1";
     uint16_t port = 35001;
+    Verify verify = Verify::kKnown;
+    std::string authorities;                   // file; "": the system's own
+    std::string known_agents;                  // file; "": the user's
+    bool hash_agents = false;                  // names of new agents are not to be read there
     std::optional<std::string> user;           // default: the local user
     std::optional<std::string> password_file;  // "-": standard input
     bool help = false;                         // of the words

@@ -11,6 +11,7 @@
 #include "commands/talk.h"
 #include "front_end/exit_status.h"
 #include "front_end/say.h"
+#include "front_end/trust.h"
 #include "zwmgmt/argument_notes.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
@@ -50,7 +51,10 @@ class Run {
   public:
     /// The password may still be empty; it is wiped once it is sent.
     Run(const Options& run_options, Secret& given_password)
-        : options(run_options), password(given_password), result_buffer(zwmgmt::kResultBufferSize) {
+        : options(run_options),
+          password(given_password),
+          result_buffer(zwmgmt::kResultBufferSize),
+          trust(run_options) {
         if (options.format != Format::kText) talk.emplace(session);
     }
     ~Run() { session.CLDisconnectFromServer(); }
@@ -116,10 +120,15 @@ class Run {
     }
 
     ExitStatus Connect() {
+        if (const std::string reason = trust.Guard(session); !reason.empty()) {
+            return Fail(kNoSession, reason);
+        }
         const uint32_t status = session.CLConnectToServer(
             options.host.c_str(), options.user->c_str(), options.port, result_buffer.data());
         answer.status = status;
+        for (const std::string& note : trust.Notes()) Note(note);
         if (status == zwmgmt::kSuccess) return kOk;
+        if (!trust.Refusal().empty()) return Fail(kNoSession, trust.Refusal());
         if (status == zwmgmt::kNoReadWriteToken) {
             return Fail(kNoSession, "No read write token available");
         }
@@ -281,6 +290,7 @@ class Run {
     std::vector<char> result_buffer;
     uint32_t last_result = zwmgmt::kSuccess;  // of a question for an outcome
     uint32_t last_status = zwmgmt::kSuccess;  // of the last answer
+    Trust trust;
     ZwMgmt_interface session;
     std::optional<zwmgmt::Talk> talk;  // unless the library's own text is asked for
     Answer answer;

@@ -26,6 +26,22 @@ constexpr const char* WhyNot(OpenResult result) {
 /// Whether users other than the owner may read the file.
 bool ReadableByOthers(const char* path);
 
+/// Has a file to itself, which is made where there is none, while others wait that ask the same in
+/// this process or another one.
+class FileLock {
+  public:
+    explicit FileLock(const char* path);
+    ~FileLock();
+    FileLock(const FileLock&) = delete;
+    FileLock& operator=(const FileLock&) = delete;
+
+    /// False when it could not be had; errno tells why.
+    bool Held() const { return handle != -1; }
+
+  private:
+    intptr_t handle = -1;
+};
+
 /// The file's own name: what follows the last separator of the path.
 const char* BaseName(const char* path);
 

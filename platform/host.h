@@ -9,9 +9,10 @@ namespace zwmgmt::platform {
 /// false when the machine does not know the user.
 bool CurrentUserName(char* name, size_t capacity);
 
-/// Writes the path of the user's stored credentials, terminated: on POSIX below $HOME where that is
-/// set, else below the home in the user database; false when there is none or it is longer.
-bool CredentialsPath(char* path, size_t capacity);
+/// Writes the path of one of the user's own files of this product ("credentials"), terminated: on
+/// POSIX below $HOME where that is set, else below the home in the user database; false when there
+/// is none or it is longer.
+bool UserFilePath(const char* name, char* path, size_t capacity);
 
 /// Writes the path of "certs/cert.pem" beside the running executable (the program, not the
 /// library), with the platform's separator, terminated; false when it cannot be told or is longer.

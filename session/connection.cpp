@@ -1,6 +1,7 @@
 #include "session/connection.h"
 
 #include <openssl/err.h>
+#include <openssl/x509v3.h>
 
 #include <cstdarg>
 #include <cstdio>
@@ -14,6 +15,17 @@ constexpr platform::Milliseconds kConnectLimit{15'000};
 constexpr platform::Milliseconds kHandshakeLimit{31 * 500};
 constexpr platform::Milliseconds kSendLimit{15'000};
 constexpr platform::Milliseconds kPassingLimit{250};
+
+uint32_t HandshakeFailure(SSL* session, FailureDetail* detail) {
+    tls::DescribeFailure(detail->text, sizeof(detail->text));
+    const long verdict = SSL_get_verify_result(session);
+    // Without authorities the verdict is not asked for, and need not be the reason.
+    if (SSL_get_verify_mode(session) == SSL_VERIFY_NONE || verdict == X509_V_OK) {
+        return kHandshakeFailed;
+    }
+    detail->Set("its certificate is not trusted: %s", X509_verify_cert_error_string(verdict));
+    return kAgentNotTrusted;
+}
 
 }  // namespace
 
@@ -35,7 +47,7 @@ void Connection::EndTls::operator()(SSL* session) const {
     SSL_free(session);
 }
 
-uint32_t Connection::Open(SSL_CTX* context, const char* host, uint16_t port,
+uint32_t Connection::Open(SSL_CTX* context, const char* host, uint16_t port, const PeerCheck& check,
                           std::span<char> address, FailureDetail* detail) {
     socket.handle = platform::CreateSocket();
     if (socket.handle == platform::kNoSocket) return kNoSocket;
@@ -61,12 +73,25 @@ uint32_t Connection::Open(SSL_CTX* context, const char* host, uint16_t port,
     SSL* session = tls_session.get();
     if (SSL_set_cipher_list(session, kCipherList) != 1) return kCiphersRefused;
     if (!tls::Attach(session, socket.handle)) return kHandshakeFailed;
+    if (!ExpectHost(host)) return kNoTlsSession;
     SSL_set_connect_state(session);
     switch (tls::Handshake(session, kHandshakeLimit)) {
-        case tls::Outcome::kDone: return kSuccess;
+        case tls::Outcome::kDone: break;
         case tls::Outcome::kTimeout: return kHandshakeTimeout;
-        default: tls::DescribeFailure(detail->text, sizeof(detail->text)); return kHandshakeFailed;
+        default: return HandshakeFailure(session, detail);
     }
+    if (check.judge == nullptr || check.judge(check.context, PeerOf(session))) return kSuccess;
+    detail->Set("refused by this program");
+    return kAgentNotTrusted;
+}
+
+/// Where an authority vouches for agents, it has to do so for the one that was asked for.
+bool Connection::ExpectHost(const char* host) const {
+    SSL* session = tls_session.get();
+    if (SSL_get_verify_mode(session) == SSL_VERIFY_NONE) return true;
+    SSL_set_hostflags(session, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS);
+    return X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(session), host) == 1 ||
+           SSL_set1_host(session, host) == 1;
 }
 
 Moved Connection::Send(const uint8_t* bytes, uint32_t length, bool more_follows) {

@@ -6,6 +6,7 @@
 #include <memory>
 #include <span>
 
+#include "session/peer.h"
 #include "session/session_result.h"
 #include "session/tls.h"
 
@@ -20,13 +21,14 @@ struct Moved {
 /// Closes itself: first TLS says goodbye, then the socket goes.
 class Connection {
   public:
-    /// Opens TCP, then TLS. Returns kSuccess or the status of the step that failed; what is open by
-    /// then stays so. address gets the host's dotted quad as soon as it is known.
-    uint32_t Open(SSL_CTX* context, const char* host, uint16_t port, std::span<char> address,
-                  FailureDetail* detail);
+    /// Opens TCP, then TLS, and has the agent checked. Returns kSuccess or the status of the step
+    /// that failed; what is open by then stays so. address gets the host's dotted quad as soon as
+    /// it is known.
+    uint32_t Open(SSL_CTX* context, const char* host, uint16_t port, const PeerCheck& check,
+                  std::span<char> address, FailureDetail* detail);
 
-    /// Whether there is TLS to speak over.
-    bool Speaks() const { return tls_session != nullptr; }
+    /// The TLS to speak over; null where there is none.
+    SSL* Tls() const { return tls_session.get(); }
 
     Moved Send(const uint8_t* bytes, uint32_t length, bool more_follows = false);
     /// What has not arrived reads as an end mark (0xFF).
@@ -51,6 +53,8 @@ class Connection {
     struct EndTls {
         void operator()(SSL* session) const;
     };
+
+    bool ExpectHost(const char* host) const;
 
     Socket socket;
     std::unique_ptr<SSL, EndTls> tls_session;

@@ -65,11 +65,13 @@ void DropData(_Message* message) {
 }
 
 uint32_t Exchange::Connect(SSL_CTX* context, const char* host, uint16_t port,
-                           std::span<char> address) {
+                           const PeerCheck& check, std::span<char> address) {
     Release();
     connection = new (std::nothrow) Connection;
     if (connection == nullptr) return kOutOfMemory;
-    return connection->Open(context, host, port, address, &detail);
+    const uint32_t opened = connection->Open(context, host, port, check, address, &detail);
+    if (opened == kAgentNotTrusted) Release();  // nothing may be sent to it, now or later
+    return opened;
 }
 
 void Exchange::Release() {
@@ -118,9 +120,7 @@ SessionResult Exchange::RoundTrip(_Message* message, char* result_buffer, ReplyD
     return received.Succeeded() ? received : Lose(received);
 }
 
-bool Exchange::CanAsk() {
-    return connection != nullptr && connection->Speaks() && !out_of_step && !HeardUnasked();
-}
+bool Exchange::CanAsk() { return Tls() != nullptr && !out_of_step && !HeardUnasked(); }
 
 bool Exchange::HeardUnasked() {
     if (connection == nullptr || !connection->HasUnreadData()) return false;

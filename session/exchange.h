@@ -28,11 +28,15 @@ class Exchange {
     // ---- Connection ---------------------------------------------------------------------------
 
     /// Connects; an earlier connection goes first.
-    uint32_t Connect(SSL_CTX* context, const char* host, uint16_t port, std::span<char> address);
+    uint32_t Connect(SSL_CTX* context, const char* host, uint16_t port, const PeerCheck& check,
+                     std::span<char> address);
     /// Ends the connection without a word to the agent.
     void Release();
     /// Says goodbye to an agent that has granted the token.
     void LogOut();
+
+    /// The TLS that is spoken over; null where there is none.
+    SSL* Tls() const { return connection != nullptr ? connection->Tls() : nullptr; }
 
     /// Whether the agent has granted the read-write token, and nothing has broken since.
     bool Connected() const { return connected; }

@@ -41,7 +41,7 @@ SessionResult Open(SessionState& own, const char* host, const char* user_name,
     const SessionResult user = own.login.SetUser(user_name);
     if (!user.Succeeded()) return user;
     const uint32_t failure =
-        own.exchange.Connect(own.tls_context, host, own.port, own.server_address);
+        own.exchange.Connect(own.tls_context, host, own.port, own.peer_check, own.server_address);
     if (failure != kSuccess) return {failure};
 
     _Message introduction;
@@ -94,6 +94,40 @@ uint32_t ZwMgmt_interface::CLConnectToServer(const char* host, const char* user_
     own.login_required = false;
     own.port = agent_port != 0 ? agent_port : kDefaultPort;
     return Settle(*this, Open(own, host, user_name, result_buffer));
+}
+
+uint32_t ZwMgmt_interface::VerifyByAuthority(const char* authorities) {
+    SessionState& own = SessionState::Of(*this);
+    char reason[200] = "no TLS context";
+    SSL_CTX* context = tls::ShareContext(own.tls_context, authorities != nullptr ? authorities : "",
+                                         reason, sizeof(reason));
+    if (context == nullptr) {
+        own.exchange.detail.Set("cannot load %s: %s",
+                                authorities != nullptr ? authorities : "the system's authorities",
+                                reason);
+        return kNoTlsSession;
+    }
+    tls::ReleaseContext(own.tls_context);
+    own.tls_context = context;
+    return kSuccess;
+}
+
+void ZwMgmt_interface::VerifyByCaller(PeerJudge* judge, void* context) {
+    SessionState::Of(*this).peer_check = {judge, context};
+}
+
+bool ZwMgmt_interface::GetPeer(Peer* peer) const {
+    SSL* session = SessionState::Of(*this).exchange.Tls();
+    if (session == nullptr) return false;
+    *peer = PeerOf(session);
+    return true;
+}
+
+uint32_t ZwMgmt_interface::GetPeerChain(char* pem, uint32_t capacity) const {
+    SSL* session = SessionState::Of(*this).exchange.Tls();
+    if (session != nullptr) return WritePeerChain(session, pem, capacity);
+    if (capacity > 0) pem[0] = '\0';
+    return 0;
 }
 
 uint32_t ZwMgmt_interface::SetPassword(const char* password) {

@@ -35,6 +35,7 @@ struct SessionState {
 
     SSL_CTX* tls_context = nullptr;
     bool sockets_started = false;
+    PeerCheck peer_check;
     Exchange exchange;
     Login login;
     Compatibility compatibility;

@@ -53,6 +53,7 @@ constexpr StatusRow kStatusTexts[] = {
     {kNotNewer, "the same or a higher version is installed"},
     {kNotSupported, "the agent does not know the command"},
     {kDriverInUse, "other modules use the driver"},
+    {kAgentNotTrusted, "the agent is not trusted; nothing was sent to it"},
 };
 
 }  // namespace

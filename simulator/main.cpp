@@ -6,6 +6,7 @@
 #include "agent/local_file.h"
 #include "agent/server.h"
 #include "commands/texts.h"
+#include "platform/host.h"
 #include "platform/stop_signal.h"
 #include "platform/terminal.h"
 #include "simulator/faulty_wire.h"
@@ -61,8 +62,9 @@ void Describe(CLI::App* app, Options* options) {
                                      "File whose first line is the user's password");
     user->needs(password);
     password->needs(user);
-    app->add_option("--certificate", options->agent.certificate_file,
-                    "PEM file with certificate and key (default: a throw-away pair)")
+    app->add_option(
+           "--certificate", options->agent.certificate_file,
+           "PEM file with certificate and key (default: the key that is kept for this user)")
         ->check(given);
     app->add_option("--tls", options->agent.tls_version, "Speak this TLS version alone")
         ->transform(CLI::CheckedTransformer(versions));
@@ -94,6 +96,10 @@ bool Complete(Options* options, Scenario* scenario, std::string* error) {
         return false;
     }
     if (options->word_size != 0) scenario->word_size = static_cast<uint8_t>(options->word_size);
+    char key_file[4096];
+    if (zwmgmt::platform::UserFilePath("zmsim.key", key_file, sizeof(key_file))) {
+        options->agent.key_file = key_file;
+    }
     if (options->user.empty()) return true;
     agent::OneUser login{options->user, ""};
     if (!ReadPassword(options->password_file, &login.password, error)) return false;

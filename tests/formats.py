@@ -88,7 +88,7 @@ def run(port, form, question):
         words = head.split() + ["policy=" + policy]
     if form != "text":
         words = ["--format", form] + words
-    done = subprocess.run([BIN + "/korvane_zwcli", "--port", port] + words, capture_output=True,
+    done = subprocess.run([BIN + "/korvane_zwcli", "--verify", "off", "--port", port] + words, capture_output=True,
                           timeout=60, stdin=subprocess.DEVNULL)
     return done.returncode, done.stdout
 
@@ -113,7 +113,7 @@ def ask(port, question, has_data, validator):
     check(answer["result"] == expected, f"{where}: {answer['result']}")
     if not has_data or "--wait" in question:
         return answer
-    check(answer["messages"] == [], f"{where}: data among {answer['messages']}")
+    check(len(answer["messages"]) == ("host" in answer), f"{where}: data among {answer['messages']}")
     one_line = run(port, "jsonl", question)[1]
     check(one_line.count(b"\n") == 1, where + ": jsonl in one line")
     again = json.loads(one_line)

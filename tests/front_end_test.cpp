@@ -121,9 +121,9 @@ TEST(FrontEnd, AsksForThePasswordOnATerminalOnly) {
     EXPECT_NE(run.err.find("there is no terminal to ask on; use --password-file"),
               std::string::npos);
 
-    std::vector<std::string> command = {ZWCLI_PATH, "--port",   std::to_string(agent.Port()),
-                                        "--user",   "operator", kList[0],
-                                        kList[1]};
+    std::vector<std::string> command = {
+        ZWCLI_PATH, "--verify", "off",    "--port", std::to_string(agent.Port()),
+        "--user",   "operator", kList[0], kList[1]};
     const std::string prompt = "Password of operator for 127.0.0.1: ";
     run = RunOnTerminal(command, prompt, std::string(64, 'x') + '\n');
     EXPECT_EQ(run.exit_status, 0);
@@ -234,7 +234,8 @@ TEST(FrontEnd, AListingThatCannotBeWrittenIsAFailure) {
     TestAgent agent(host);
     // The second says more on standard error, behind what it could not write.
     for (const char* words : {"korvane listadapterprops", "net ping getresult"}) {
-        std::vector<std::string> command = {ZWCLI_PATH, "--port", std::to_string(agent.Port())};
+        std::vector<std::string> command = {ZWCLI_PATH, "--verify", "off", "--port",
+                                            std::to_string(agent.Port())};
         for (const std::string& word : Words(words)) command.push_back(word);
         const ProcessResult run = RunWithoutOutput(command);
         EXPECT_EQ(run.exit_status, 1);

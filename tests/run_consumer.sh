@@ -5,6 +5,7 @@ set -euo pipefail
 certificates=$1 agent=$2 consumer=$3 emulator=("${@:4}")
 
 scratch=$(mktemp -d)
+[[ ${#emulator[@]} -gt 0 ]] || export HOME=$scratch  # what the agent keeps for its user
 echo secret >"$scratch/password"
 mkfifo "$scratch/port"
 "${emulator[@]}" "$agent" --user operator --password-file "$scratch/password" >"$scratch/port" &

@@ -435,7 +435,7 @@ TEST(Session, WhatDoesNotArriveReadsAsEndMarks) {
     Connection connection;
     char address[16];
     FailureDetail detail;
-    ASSERT_EQ(connection.Open(SessionState::Of(session).tls_context, "127.0.0.1", agent.Port(),
+    ASSERT_EQ(connection.Open(SessionState::Of(session).tls_context, "127.0.0.1", agent.Port(), {},
                               address, &detail),
               kSuccess);
     Bytes bytes(5, 7);

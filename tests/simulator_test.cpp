@@ -19,7 +19,7 @@ namespace {
 /// The PEM texts of a throw-away pair.
 std::string CertificateAndKey() {
     std::string error;
-    const agent::TlsContext context = agent::MakeServerContext("", &error);
+    const agent::TlsContext context = agent::MakeServerContext("", "", &error);
     BIO* texts = BIO_new(BIO_s_mem());
     PEM_write_bio_X509(texts, SSL_CTX_get0_certificate(context.get()));
     PEM_write_bio_PrivateKey(texts, SSL_CTX_get0_privatekey(context.get()), nullptr, nullptr, 0,

@@ -172,7 +172,14 @@ struct Told {
 };
 Told Tell(agent::HostModel& host, const std::vector<const char*>& words);
 
-/// korvane_zwcli with --port of the agent and the given words.
+/// What korvane_zwcli says where it is told to trust everybody.
+inline const std::string kNotVerified =
+    "korvane_zwcli: warning: anybody could be the agent: nothing is verified (--verify off)\n";
+inline std::string WithoutWarning(const std::string& err) {
+    return Replaced(err, kNotVerified, "");
+}
+
+/// korvane_zwcli with --port of the agent and the given words; it trusts the agent.
 ProcessResult Zwcli(uint16_t port, std::vector<std::string> words, const std::string& input = "");
 
 /// A file with the text, removed at the end.

@@ -6,7 +6,8 @@
 A transcript is an indented block with commands behind "$ ". All commands of a document run in one
 shell, one after the other, in a folder that holds the project's examples: what one leaves, the next
 finds. A line "..." stands for any lines. Commands that build, install or set the path are what
-the test has done itself, and left out. Agents get free ports behind those that they are asked for.
+the test has done itself, and left out. Agents get free ports behind those that they are asked for,
+keys are any ("SHA256:..."), and the home is an operator's.
 """
 import contextlib
 import difflib
@@ -23,8 +24,10 @@ WRAPPERS = {
     "korvane_zwcli": """
 args=(--port 35001 "$@")
 for ((i = 1; i < ${#args[@]}; ++i)); do
-    real=$PORTS/${args[i]}
-    if [[ ${args[i-1]} == --port && -f $real ]]; then args[i]=$(<"$real"); fi
+    real=$PORTS/${args[i]##*:}
+    if [[ ( ${args[i-1]} == --port || ${args[i]} == 127.0.0.1:* ) && -f $real ]]; then
+        args[i]=${args[i]/%${args[i]##*:}/$(<"$real")}
+    fi
 done
 exec "$PROGRAMS/korvane_zwcli" "${args[@]}"
 """,
@@ -72,9 +75,17 @@ def on_screen(text):
     return lines
 
 
+def as_asked(text, folder):
+    """With the ports and the home that the document knows."""
+    for asked in os.listdir(os.path.join(folder, "ports")):
+        with open(os.path.join(folder, "ports", asked), encoding="utf-8") as file:
+            text = re.sub(r"(port |127\.0\.0\.1:)%s\b" % file.read().strip(), r"\g<1>" + asked, text)
+    return text.replace(os.path.join(folder, "home"), "/home/operator")
+
+
 def same(shown, happened):
     pattern = "".join("(?:.*\n)*" if line.strip() == "..." else re.escape(line.rstrip()) + "\n"
-                      for line in shown)
+                      for line in shown).replace(re.escape("SHA256:..."), "SHA256:[A-Za-z0-9+/]{43}")
     return re.fullmatch(pattern, "".join(line + "\n" for line in happened)) is not None
 
 
@@ -113,7 +124,7 @@ def main():
         failed = 0
         for i, (number, command, shown) in enumerate(commands):
             with open(os.path.join(folder, "out.%d" % i), encoding="utf-8", newline="") as file:
-                happened = on_screen(file.read())
+                happened = on_screen(as_asked(file.read(), folder))
             if same(shown, happened):
                 continue
             failed += 1

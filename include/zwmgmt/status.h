@@ -54,6 +54,7 @@ enum Status : uint32_t {
     kNotNewer = 315,           ///< the agent: the same or a higher version is installed
     kNotSupported = 412,       ///< the agent does not know the command
     kDriverInUse = 413,        ///< the agent: other modules use the driver
+    kAgentNotTrusted = 1000,   ///< the agent's key or certificate was refused; nothing was sent
 };
 
 /// A short English text for a status, without line end, for messages to people; a number that the

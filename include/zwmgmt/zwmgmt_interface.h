@@ -40,6 +40,7 @@
 #include "zwmgmt/records/statistics.h"
 #include "zwmgmt/request.h"
 #include "zwmgmt/status.h"
+#include "zwmgmt/trust.h"
 #include "zwmgmt/version.h"
 #include "zwmgmt/vocabulary.h"
 
@@ -106,6 +107,28 @@ class ZWMGMT_API ZwMgmt_interface {
 
     /// The longest reply data accepted, in bytes; default 64 MiB. A longer one gives kReadError.
     void SetReplyLimit(uint32_t bytes);
+
+    // ---- Connection: whom to trust ------------------------------------------------------------
+    // Settings for the connections to come. Without any of them everybody is talked to, as before.
+    // An agent that is refused gets nothing: connecting ends with kAgentNotTrusted, and the reason
+    // is in FailureDetail().
+
+    /// Asks that one of the authorities in a PEM file vouch for the agent (null: the system's own;
+    /// on Windows there are none): its chain of signatures, its dates, and that it is for the host
+    /// name or address that is connected to. Returns kSuccess, or kNoTlsSession with the reason in
+    /// FailureDetail() when the file cannot be loaded: then the settings are as before.
+    [[nodiscard]] uint32_t VerifyByAuthority(const char* authorities);
+
+    /// Has each agent judged by a function of the program's, after the handshake and before
+    /// anything is sent; beside authorities, where both are set. Null: no longer.
+    void VerifyByCaller(zwmgmt::PeerJudge* judge, void* context);
+
+    /// What the agent of this connection has shown of itself; false without a connection.
+    bool GetPeer(zwmgmt::Peer* peer) const;
+
+    /// Its certificates as PEM, its own first: as much as fits, terminated. Returns the length of
+    /// the whole, 0 without a connection.
+    uint32_t GetPeerChain(char* pem, uint32_t capacity) const;
 
     // ---- Connection: state --------------------------------------------------------------------
 

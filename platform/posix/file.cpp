@@ -1,9 +1,11 @@
 #include "platform/file.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 
 namespace zwmgmt::platform {
@@ -33,6 +35,24 @@ OpenResult OpenRegularFile(const char* path, FILE** file, uint64_t* size) {
 bool ReadableByOthers(const char* path) {
     struct stat found;
     return stat(path, &found) == 0 && (found.st_mode & (S_IRGRP | S_IROTH)) != 0;
+}
+
+FileLock::FileLock(const char* path) {
+    constexpr mode_t kOwnerAlone = 0600;
+    const int fd = open(path, O_RDWR | O_CREAT | O_CLOEXEC, kOwnerAlone);
+    if (fd < 0) return;
+    int failed;
+    while ((failed = flock(fd, LOCK_EX)) != 0 && errno == EINTR) {
+    }
+    if (failed == 0) {
+        handle = fd;
+    } else {
+        close(fd);
+    }
+}
+
+FileLock::~FileLock() {
+    if (Held()) close(static_cast<int>(handle));
 }
 
 const char* BaseName(const char* path) {

@@ -30,9 +30,9 @@ bool CurrentUserName(char* name, size_t capacity) {
     });
 }
 
-bool CredentialsPath(char* path, size_t capacity) {
+bool UserFilePath(const char* name, char* path, size_t capacity) {
     const auto below = [&](const char* home) {
-        const int length = std::snprintf(path, capacity, "%s/.config/korvane/credentials", home);
+        const int length = std::snprintf(path, capacity, "%s/.config/korvane/%s", home, name);
         return length > 0 && static_cast<size_t>(length) < capacity;
     };
     const char* home = std::getenv("HOME");

@@ -6,6 +6,7 @@
 // clang-format on
 #include <fcntl.h>
 #include <io.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <memory>
@@ -106,6 +107,23 @@ bool ReadableByOthers(const char* path) {
     }
     const std::unique_ptr<void, FreeLocal> owned(descriptor);
     return list == nullptr || LetsOthersRead(*list, owner);  // without a list everybody may
+}
+
+FileLock::FileLock(const char* path) {
+    const int fd = _open(path, _O_RDWR | _O_CREAT | _O_NOINHERIT | _O_BINARY, _S_IREAD | _S_IWRITE);
+    if (fd < 0) return;
+    OVERLAPPED whole = {};
+    if (LockFileEx(reinterpret_cast<HANDLE>(_get_osfhandle(fd)), LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0,
+                   &whole)) {
+        handle = fd;
+    } else {
+        _close(fd);
+        errno = EACCES;
+    }
+}
+
+FileLock::~FileLock() {
+    if (Held()) _close(static_cast<int>(handle));
 }
 
 const char* BaseName(const char* path) {

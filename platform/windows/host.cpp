@@ -21,12 +21,12 @@ bool CurrentUserName(char* name, size_t capacity) {
     return true;
 }
 
-bool CredentialsPath(char* path, size_t capacity) {
+bool UserFilePath(const char* name, char* path, size_t capacity) {
     char folder[MAX_PATH];
     if (SHGetFolderPathA(nullptr, CSIDL_APPDATA, nullptr, SHGFP_TYPE_CURRENT, folder) != S_OK) {
         return false;
     }
-    const int length = std::snprintf(path, capacity, "%s\\korvane\\credentials", folder);
+    const int length = std::snprintf(path, capacity, "%s\\korvane\\%s", folder, name);
     return length > 0 && static_cast<size_t>(length) < capacity;
 }
 

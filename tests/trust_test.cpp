@@ -1,0 +1,303 @@
+/// Whom a session trusts: nothing leaves before the agent has shown who it is.
+#include <openssl/evp.h>
+#include <openssl/pem.h>
+#include <openssl/x509v3.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+
+#include "tests/support.h"
+
+using namespace testing_support;
+using namespace zwmgmt;
+
+namespace {
+
+using Key = std::shared_ptr<EVP_PKEY>;
+using Certificate = std::shared_ptr<X509>;
+
+Key NewKey() { return {EVP_RSA_gen(2048), EVP_PKEY_free}; }
+
+struct Kind {
+    const char* name = "IP:127.0.0.1";
+    long days = 1;  // from yesterday on
+};
+
+/// Signed by the issuer, or by itself where there is none.
+Certificate Sign(const Key& key, const Kind& kind, X509* issuer, const Key& issuer_key) {
+    const Certificate made(X509_new(), X509_free);
+    static long serial = 0;
+    X509_set_version(made.get(), X509_VERSION_3);
+    ASN1_INTEGER_set(X509_get_serialNumber(made.get()), ++serial);
+    X509_gmtime_adj(X509_getm_notBefore(made.get()), -2L * 86400);
+    X509_gmtime_adj(X509_getm_notAfter(made.get()), kind.days * 86400);
+    X509_NAME* name = X509_get_subject_name(made.get());
+    const auto* text = reinterpret_cast<const unsigned char*>(kind.name);
+    X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC, text, -1, -1, 0);
+    X509_set_issuer_name(made.get(),
+                         X509_get_subject_name(issuer != nullptr ? issuer : made.get()));
+    X509_set_pubkey(made.get(), key.get());
+    const bool authority = std::string(kind.name) == "authority";
+    X509_EXTENSION* extension =
+        authority ? X509V3_EXT_conf_nid(nullptr, nullptr, NID_basic_constraints, "critical,CA:TRUE")
+                  : X509V3_EXT_conf_nid(nullptr, nullptr, NID_subject_alt_name, kind.name);
+    X509_add_ext(made.get(), extension, -1);
+    X509_EXTENSION_free(extension);
+    X509_sign(made.get(), issuer_key.get(), EVP_sha256());
+    return made;
+}
+
+std::string Pem(X509* certificate, EVP_PKEY* key) {
+    BIO* texts = BIO_new(BIO_s_mem());
+    PEM_write_bio_X509(texts, certificate);
+    if (key != nullptr) {
+        PEM_write_bio_PrivateKey(texts, key, nullptr, nullptr, 0, nullptr, nullptr);
+    }
+    char* bytes = nullptr;
+    const auto length = static_cast<size_t>(BIO_get_mem_data(texts, &bytes));
+    std::string pem(bytes, length);
+    BIO_free(texts);
+    return pem;
+}
+
+std::string FingerprintOf(EVP_PKEY* key) {
+    unsigned char* der = nullptr;
+    const int length = i2d_PUBKEY(key, &der);
+    unsigned char digest[32], text[45];
+    EVP_Digest(der, static_cast<size_t>(length), digest, nullptr, EVP_sha256(), nullptr);
+    OPENSSL_free(der);
+    EVP_EncodeBlock(text, digest, sizeof(digest));
+    return "SHA256:" + std::string(reinterpret_cast<char*>(text), 43);
+}
+
+std::string Read(const std::string& path) {
+    std::ifstream stream(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+ProcessResult Front(std::vector<std::string> words) {
+    words.insert(words.begin(), ZWCLI_PATH);
+    return RunProcess(words);
+}
+
+/// A file of known agents of the test's own.
+struct KnownFile : TemporaryFile {
+    explicit KnownFile(const std::string& text = "") : TemporaryFile(text, ".known") {}
+    ~KnownFile() { std::filesystem::remove(Path() + ".lock"); }
+    ProcessResult Agents(std::vector<std::string> words) const {
+        words.insert(words.begin(), {"--known-agents", Path(), "agents"});
+        return Front(words);
+    }
+};
+
+/// Listens, shakes hands and keeps all that it gets.
+struct Impostor {
+    std::string got;
+    RawAgent agent{[this](SSL* ssl) {
+        for (Bytes byte; !(byte = ReadFrom(ssl, 1)).empty();) got += static_cast<char>(byte[0]);
+    }};
+};
+
+const std::string kSomeKey = "SHA256:" + std::string(43, 'A');
+
+}  // namespace
+
+TEST(Trust, EveryModeJudgesEveryCertificate) {
+    const Key root_key = NewKey(), other_root_key = NewKey(), key = NewKey(), other_key = NewKey();
+    const Kind authority = {"authority", 1};
+    const Certificate root = Sign(root_key, authority, nullptr, root_key);
+    const Certificate other_root = Sign(other_root_key, authority, nullptr, other_root_key);
+    const TemporaryFile authorities(Pem(root.get(), nullptr));
+    const auto signed_by = [&](const Key& own, const Kind& kind) {
+        return Sign(own, kind, root.get(), root_key);
+    };
+    struct Row {
+        const char* what;
+        Certificate certificate;
+        Key key;
+        int known, strict, by_authority;  // exit statuses
+    };
+    const Row rows[] = {
+        {"good", signed_by(key, {}), key, 0, 0, 0},
+        {"renewed", signed_by(key, {"IP:127.0.0.1", 30}), key, 0, 0, 0},
+        {"expired", signed_by(key, {"IP:127.0.0.1", -1}), key, 0, 0, 3},
+        {"other name", signed_by(key, {"DNS:node7", 1}), key, 0, 0, 3},
+        {"other issuer", Sign(key, {}, other_root.get(), other_root_key), key, 0, 0, 3},
+        {"self-signed", Sign(key, {}, nullptr, key), key, 0, 0, 3},
+        {"changed key", signed_by(other_key, {}), other_key, 3, 3, 0},
+    };
+    CannedHost host;
+    for (const Row& row : rows) {
+        const TemporaryFile pair(Pem(row.certificate.get(), row.key.get()));
+        for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
+            agent::Options options;
+            options.certificate_file = pair.Path();
+            options.tls_version = version;
+            TestAgent agent(host, options);
+            const std::string name = "127.0.0.1:" + std::to_string(agent.Port());
+            const KnownFile known(name + " " + FingerprintOf(key.get()) + "\n");
+            const auto run = [&](std::vector<std::string> words) {
+                words.insert(words.end(), {"--host", name, "system", "listdrivers"});
+                return Front(words).exit_status;
+            };
+            EXPECT_EQ(run({"--known-agents", known.Path()}), row.known) << row.what;
+            EXPECT_EQ(run({"--verify", "strict", "--known-agents", known.Path()}), row.strict)
+                << row.what;
+            EXPECT_EQ(run({"--verify", "ca", "--ca", authorities.Path()}), row.by_authority)
+                << row.what;
+            EXPECT_EQ(run({"--verify", "off"}), 0) << row.what;
+        }
+    }
+}
+
+TEST(Trust, AnImpostorGetsNothing) {
+    const TemporaryFile password("secret\n");
+    const TemporaryFile authorities(Read(CERTIFICATE));
+    const Table<std::vector<std::string>, const char*> rows = {
+        {{"--verify", "known"}, "has changed; nothing was sent to it"},
+        {{"--verify", "strict"}, "has changed; nothing was sent to it"},
+        {{"--verify", "ca", "--ca", authorities.Path()}, "self-signed certificate"},
+    };
+    for (const auto& [mode, why] : rows) {
+        Impostor impostor;
+        const std::string name = "127.0.0.1:" + std::to_string(impostor.agent.Port());
+        const KnownFile known(name + " " + kSomeKey + "\n");
+        std::vector<std::string> words = mode;
+        if (mode[1] != "ca") words.insert(words.end(), {"--known-agents", known.Path()});
+        words.insert(words.end(), {"--host", name, "--user", "operator", "--password-file",
+                                   password.Path(), "system", "listdrivers"});
+        const ProcessResult run = Front(words);
+        EXPECT_EQ(run.exit_status, 3) << mode[1];
+        EXPECT_EQ(run.out, "") << mode[1];
+        EXPECT_NE(run.err.find(why), run.err.npos) << run.err;
+        EXPECT_EQ(impostor.got, "") << mode[1];
+    }
+}
+
+TEST(Trust, ASessionThatRefusedItsAgentSendsNothingLater) {
+    Impostor impostor;
+    Peer shown;
+    TestSession session;
+    session.VerifyByCaller(
+        [](void* peer, const Peer& offered) {
+            *static_cast<Peer*>(peer) = offered;
+            return false;
+        },
+        &shown);
+    EXPECT_EQ(session.Connect(impostor.agent.Port()), kAgentNotTrusted);
+    EXPECT_STREQ(session.FailureDetail(), "refused by this program");
+    EXPECT_STREQ(shown.subject, "CN = management agent");
+    EXPECT_STREQ(shown.issuer, shown.subject);
+    EXPECT_STREQ(shown.tls_version, "TLSv1.3");
+    session.SetPassword("secret");
+    EXPECT_EQ(session.CLAuthenticateUser(session.result.data()), kNotConnected);
+    EXPECT_EQ(session.Run({"system", "listdrivers"}), int{kNotConnected});
+    Peer none;
+    EXPECT_FALSE(session.GetPeer(&none));
+    char pem[8] = "x";
+    EXPECT_EQ(session.GetPeerChain(pem, sizeof(pem)), 0u);
+    EXPECT_STREQ(pem, "");
+    EXPECT_EQ(session.VerifyByAuthority("/no/such/file"), kNoTlsSession);
+    EXPECT_STREQ(session.FailureDetail(), "cannot load /no/such/file: No such file or directory");
+    session.CLDisconnectFromServer();
+    EXPECT_EQ(impostor.got, "");
+}
+
+TEST(Trust, ASessionTellsWhatItsAgentHasShown) {
+    const Key key = NewKey();
+    const Kind kind = {"DNS:node7.example,IP:127.0.0.1,IP:fe80::1,email:a@b,DNS:evil\x01name", 1};
+    const Certificate certificate = Sign(key, kind, nullptr, key);
+    const std::string pem = Pem(certificate.get(), nullptr);
+    const TemporaryFile pair(Pem(certificate.get(), key.get())), authority(pem);
+    agent::Options options;
+    options.certificate_file = pair.Path();
+    CannedHost host;
+    TestAgent agent(host, options);
+    TestSession session;
+    ASSERT_EQ(session.VerifyByAuthority(authority.Path().c_str()), kSuccess);
+    ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+    Peer peer;
+    ASSERT_TRUE(session.GetPeer(&peer));
+    EXPECT_EQ(peer.fingerprint, FingerprintOf(key.get()));
+    EXPECT_STREQ(peer.names, "node7.example 127.0.0.1 fe80::1");
+    EXPECT_EQ(std::string(peer.valid_until).size(), 20u);
+    std::string chain(pem.size() + 1, 'x');
+    EXPECT_EQ(session.GetPeerChain(chain.data(), static_cast<uint32_t>(chain.size())), pem.size());
+    EXPECT_STREQ(chain.c_str(), pem.c_str());
+}
+
+TEST(Trust, AFirstContactIsRecordedAndSaid) {
+    zmsim::ScenarioHost host(BuiltinScenario("linux"));
+    TestAgent agent(host);
+    const std::string name = "127.0.0.1:" + std::to_string(agent.Port());
+    for (const bool hashed : {false, true}) {
+        const KnownFile known("# mine");
+        std::vector<std::string> words = {"--known-agents", known.Path(), "--host", name};
+        if (hashed) words.emplace_back("--hash-agents");
+        words.insert(words.end(), {"system", "listdrivers"});
+        const ProcessResult first = Front(words);
+        EXPECT_EQ(first.exit_status, 0);
+        EXPECT_NE(first.err.find("first contact with 127.0.0.1 port "), first.err.npos);
+        const std::string key = known.Agents({"scan", name}).out;
+        EXPECT_EQ(known.Agents({"list"}).out == key, !hashed);
+        EXPECT_EQ(Read(known.Path()).find("# mine\n"), 0u);
+        EXPECT_EQ(Read(known.Path()).find(name) == std::string::npos, hashed);
+        words.insert(words.begin(), {"--verify", "strict"});
+        EXPECT_EQ(Front(words).err, "");
+        EXPECT_EQ(known.Agents({"remove", name}).exit_status, 0);
+        EXPECT_EQ(Read(known.Path()), "# mine\n");
+        EXPECT_EQ(Front(words).exit_status, 3);
+    }
+}
+
+TEST(Trust, TheFileIsReadStrictlyAndAgentsAreNamed) {
+    const Table<std::string, const char*, int> rows = {
+        {"\r\n# x\r\nnode7:1 " + kSomeKey + "\r\n", "list", 0},
+        {"node7 SHA256:short\n", "list", 1},
+        {"node7:1\n", "list", 1},
+        {"NODE7:1 " + kSomeKey + "\n", "remove node7:1", 1},
+        {"node7:35001 " + kSomeKey + "\n", "remove NODE7", 0},
+        {"[fe80::1]:35001 " + kSomeKey + "\n", "remove fe80::1", 0},
+        {"[fe80::1]:7 " + kSomeKey + "\n", "remove [FE80::1]:7", 0},
+        {"", "remove node7", 1},
+        {"", "add", 2},
+        {"", "list node7", 2},
+        {"", "forget node7", 2},
+        {"", "remove :7", 2},
+        {"", "remove node7:0", 2},
+        {"", "remove node7:65536", 2},
+        {"", "remove [::1", 2},
+        {"", "remove [::1]7", 2},
+    };
+    for (const auto& [text, words, exit_status] : rows) {
+        const KnownFile known(text);
+        const ProcessResult run = known.Agents(Words(words));
+        EXPECT_EQ(run.exit_status, exit_status) << words << ": " << run.err;
+        if (exit_status != 0) {
+            EXPECT_EQ(Read(known.Path()), text) << words;
+        }
+    }
+    const KnownFile known("node7:1 " + kSomeKey + "\n");
+    EXPECT_EQ(known.Agents({"add", "node7:1", kSomeKey}).exit_status, 0);
+    EXPECT_EQ(known.Agents({"add", "node7:1", "SHA256:" + std::string(43, 'B')}).exit_status, 1);
+    EXPECT_EQ(Front({"--ca", "x", "system", "listdrivers"}).exit_status, 2);
+    EXPECT_EQ(Front({"--verify", "off", "--hash-agents", "system", "listdrivers"}).exit_status, 2);
+    EXPECT_EQ(Front({"--verify", "on", "system", "listdrivers"}).exit_status, 2);
+}
+
+TEST(Trust, ManyProcessesRecordAtOnceAndLoseNone) {
+    constexpr int kProcesses = 100;
+    const KnownFile known;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kProcesses; ++i) {
+        threads.emplace_back([&, i] {
+            const std::string name = "node" + std::to_string(i / 2) + ":1";
+            EXPECT_EQ(known.Agents({"add", name, kSomeKey}).exit_status, 0);
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    const std::string text = Read(known.Path());
+    EXPECT_EQ(std::ranges::count(text, '\n'), kProcesses / 2);
+    EXPECT_EQ(known.Agents({"list"}).out, text);
+}
