@@ -40,6 +40,7 @@ struct Route {
     const Description* records = nullptr;  // what a successful reply holds; null: nothing
     uint16_t answer = 0;                   // opcode of that reply, where it is not the command
     const RequestForm* form = nullptr;     // where there is no builder: the request; null: no data
+    const char* question = nullptr;        // of what runs in the background: asks for its outcome
 
     constexpr uint16_t AnswerOpcode() const { return answer != 0 ? answer : command; }
 };

@@ -3,11 +3,14 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <iterator>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "commands/routes.h"
 #include "commands/talk.h"
 #include "front_end/exit_status.h"
 #include "front_end/say.h"
@@ -18,32 +21,28 @@
 namespace zwcli {
 namespace {
 
-/// A command that the agent carries out in the background, and the question for its outcome.
-struct BackgroundRow {
-    uint8_t service;
-    uint16_t command;
-    std::vector<const char*> question;
-};
+/// The words that ask for the outcome of what runs in the background; empty for other commands.
+std::vector<std::string> QuestionFor(const Client_Request_Message& request) {
+    const zwmgmt::Route* route = zwmgmt::FindRoute(request.service, request.command);
+    std::istringstream text(route != nullptr && route->question != nullptr ? route->question : "");
+    return {std::istream_iterator<std::string>(text), {}};
+}
 
-const BackgroundRow kBackground[] = {
-    {zwmgmt::kNet, zwmgmt::kPing, {"net", "ping", "getresult"}},
-    {zwmgmt::kNet, zwmgmt::kTraceRoute, {"net", "traceroute", "getresult"}},
-    {zwmgmt::kSystem, zwmgmt::kInstall, {"system", "getinstallresult"}},
-    {zwmgmt::kSystem, zwmgmt::kGetInstallResult, {"system", "getinstallresult"}},
-};
-
-const BackgroundRow* FindBackground(const Client_Request_Message& request) {
-    const auto* row = std::ranges::find_if(kBackground, [&](const BackgroundRow& each) {
-        return each.service == request.service && each.command == request.command;
-    });
-    return row != std::end(kBackground) ? row : nullptr;
+zwmgmt::CommandWords CommandOf(const std::vector<std::string>& words) {
+    std::vector<const char*> pointers;
+    for (const std::string& word : words) pointers.push_back(word.c_str());
+    return zwmgmt::CommandWords(pointers.data(), pointers.size());
 }
 
 /// Whether the request itself only asks for an outcome.
 bool IsQuestion(const Client_Request_Message& request) {
-    return request.command == zwmgmt::kGetInstallResult ||
-           (request.service == zwmgmt::kNet && request.argument_count == 1 &&
-            request.arguments[0].key == -1);
+    const std::vector<std::string> words = QuestionFor(request);
+    if (words.empty()) return false;
+    zwmgmt::CommandWords command = CommandOf(words);
+    const Client_Request_Message* question = command.Request();
+    return question != nullptr && request.command == question->command &&
+           request.argument_count == question->argument_count &&
+           (request.argument_count == 0 || request.arguments[0].key == question->arguments[0].key);
 }
 
 /// One run against one agent.
@@ -251,8 +250,8 @@ class Run {
     ExitStatus SendAndWait(Client_Request_Message* request) {
         const ExitStatus started = IsQuestion(*request) ? kOk : Send(request);
         if (started != kOk) return started;
-        const auto& words = FindBackground(*request)->question;
-        zwmgmt::CommandWords question(words.data(), words.size());
+        const std::vector<std::string> words = QuestionFor(*request);
+        zwmgmt::CommandWords question = CommandOf(words);
         if (question.Request() == nullptr) return Fail(kFailed, question.Error());
         std::fflush(stdout);
         for (std::chrono::milliseconds pause(100); !HasOutcome(question.Request());) {
@@ -299,7 +298,7 @@ class Run {
 }  // namespace
 
 bool RunsInBackground(const Client_Request_Message& request) {
-    return FindBackground(request) != nullptr;
+    return !QuestionFor(request).empty();
 }
 
 ExitStatus RunRemotely(const Options& options, Secret& password, Client_Request_Message* request) {
