@@ -165,4 +165,15 @@ TlsContext MakeServerContext(const std::string& certificate_file, const std::str
     return context;
 }
 
+bool AskForCertificates(SSL_CTX* context, const std::string& authorities, std::string* error) {
+    if (authorities.empty()) return true;
+    ERR_clear_error();
+    if (SSL_CTX_load_verify_locations(context, authorities.c_str(), nullptr) != 1) {
+        *error = "cannot use the authorities of " + authorities + ": " + TlsError();
+        return false;
+    }
+    SSL_CTX_set_verify(context, SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT, nullptr);
+    return true;
+}
+
 }  // namespace zwmgmt::agent

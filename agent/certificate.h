@@ -21,4 +21,8 @@ using TlsContext = std::unique_ptr<SSL_CTX, FreeContext>;
 TlsContext MakeServerContext(const std::string& certificate_file, const std::string& key_file,
                              std::string* error);
 
+/// Has clients show a certificate that an authority of the PEM file vouches for; nothing where the
+/// path is empty. False, with the reason in *error, when the file cannot be used.
+bool AskForCertificates(SSL_CTX* context, const std::string& authorities, std::string* error);
+
 }  // namespace zwmgmt::agent

@@ -31,6 +31,7 @@ bool Server::Start(std::string* error) {
         SSL_CTX_set_min_proto_version(context.get(), options.tls_version);
         SSL_CTX_set_max_proto_version(context.get(), options.tls_version);
     }
+    if (!AskForCertificates(context.get(), options.client_authorities, error)) return false;
     const auto address = platform::ParseIpv4(options.listen.c_str());
     if (!address) {
         *error = "not a dotted quad: " + options.listen;

@@ -64,6 +64,9 @@ std::string Contradiction(const CLI::App& app, const Options& options) {
     if (!options.authorities.empty() && options.verify != Verify::kAuthority) {
         return "--ca is for --verify ca";
     }
+    if (options.client_certificate.empty() != options.client_key.empty()) {
+        return "--client-cert and --client-key go together";
+    }
     for (const char* option : {"--known-agents", "--hash-agents"}) {
         if (!keeps_keys && app.count(option) != 0) {
             return std::string(option) + " is for --verify known or strict";
@@ -118,6 +121,12 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
                    "File of the known agents' keys (default: the user's own)");
     app.add_flag("--hash-agents", options->hash_agents,
                  "Keep the names of new agents so that they cannot be read in that file");
+    app.add_option("--client-cert", options->client_certificate,
+                   "PEM file with this client's certificate, for agents that ask for one");
+    app.add_option("--client-key", options->client_key, "PEM file with its key");
+    app.add_option("--tls-min", options->least_tls, "Least version of TLS to speak")
+        ->check(CLI::IsMember({"1.2", "1.3"}))
+        ->capture_default_str();
     for (CLI::Option* option : app.get_options(
              [](const CLI::Option* each) { return each->get_items_expected_max() == 1; })) {
         option->multi_option_policy(CLI::MultiOptionPolicy::TakeLast)->check(kNotEmpty);

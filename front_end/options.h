@@ -23,8 +23,11 @@ struct Options {
     std::string host = "127.0.0.1";
     uint16_t port = 35001;
     Verify verify = Verify::kKnown;
-    std::string authorities;                   // file; "": the system's own
-    std::string known_agents;                  // file; "": the user's
+    std::string authorities;         // file; "": the system's own
+    std::string known_agents;        // file; "": the user's
+    std::string client_certificate;  // file; "": none
+    std::string client_key;          // file
+    std::string least_tls = "1.2";
     bool hash_agents = false;                  // names of new agents are not to be read there
     std::optional<std::string> user;           // default: the local user
     std::optional<std::string> password_file;  // "-": standard input

@@ -169,7 +169,17 @@ SessionResult Exchange::ReceiveAnswer(char* result_buffer, _Message* message) {
 }
 
 Moved Exchange::ReceiveBytes(uint8_t* bytes, uint32_t length) {
-    return connection->Receive(bytes, length, std::chrono::seconds(ReceiveTimeoutSeconds()));
+    const Moved moved =
+        connection->Receive(bytes, length, std::chrono::seconds(ReceiveTimeoutSeconds()));
+    if (moved.outcome == tls::Outcome::kFailed) TakeAlert();
+    return moved;
+}
+
+/// Keeps what the agent has said why it ends the connection, if anything.
+void Exchange::TakeAlert() {
+    char reason[200];
+    tls::DescribeAlert(reason, sizeof(reason));
+    if (reason[0] != '\0') detail.Set("the agent ended it: %s", reason);
 }
 
 SessionResult Exchange::ReceiveBlock(uint32_t length, ReplyData* block) {

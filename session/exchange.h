@@ -83,6 +83,7 @@ class Exchange {
 
   private:
     SessionResult ReceiveBlock(uint32_t length, ReplyData* block);
+    void TakeAlert();
     Moved ReceiveBytes(uint8_t* bytes, uint32_t length);
 
     Connection* connection = nullptr;

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <string_view>
 
+#include "platform/file.h"
 #include "platform/host.h"
 #include "platform/socket.h"
 #include "session/state.h"
@@ -34,6 +36,20 @@ SSL_CTX* ContextOf(ZwMgmt_interface& session, const char* certificate_file) {
         session.PrintOutput("Error: cannot load certificate file!\n");
     }
     return context;
+}
+
+/// Replaces the share in a context by one in another; `what` is named where there is none.
+template <class Change>
+uint32_t ChangeContext(SessionState& own, const char* what, const Change& change) {
+    char reason[200] = "there is no TLS context";
+    SSL_CTX* context = tls::ShareContext(own.tls_context, change, reason, sizeof(reason));
+    if (context == nullptr) {
+        own.exchange.detail.Set("cannot load %s: %s", what, reason);
+        return kNoTlsSession;
+    }
+    tls::ReleaseContext(own.tls_context);
+    own.tls_context = context;
+    return kSuccess;
 }
 
 SessionResult Open(SessionState& own, const char* host, const char* user_name,
@@ -97,19 +113,31 @@ uint32_t ZwMgmt_interface::CLConnectToServer(const char* host, const char* user_
 }
 
 uint32_t ZwMgmt_interface::VerifyByAuthority(const char* authorities) {
+    const std::string_view file = authorities != nullptr ? authorities : "";
+    return ChangeContext(SessionState::Of(*this),
+                         file.empty() ? "the system's authorities" : authorities,
+                         [=](tls::ContextSettings& settings) { settings.authorities = file; });
+}
+
+uint32_t ZwMgmt_interface::UseClientCertificate(const char* certificate_file,
+                                                const char* key_file) {
     SessionState& own = SessionState::Of(*this);
-    char reason[200] = "no TLS context";
-    SSL_CTX* context = tls::ShareContext(own.tls_context, authorities != nullptr ? authorities : "",
-                                         reason, sizeof(reason));
-    if (context == nullptr) {
-        own.exchange.detail.Set("cannot load %s: %s",
-                                authorities != nullptr ? authorities : "the system's authorities",
-                                reason);
-        return kNoTlsSession;
+    if (certificate_file == nullptr || key_file == nullptr) return kInvalidValue;
+    if (platform::ReadableByOthers(key_file)) {
+        own.exchange.detail.Set("other users can read the key %s", key_file);
+        return kInvalidValue;
     }
-    tls::ReleaseContext(own.tls_context);
-    own.tls_context = context;
-    return kSuccess;
+    return ChangeContext(own, certificate_file, [=](tls::ContextSettings& settings) {
+        settings.certificate = certificate_file;
+        settings.key = key_file;
+    });
+}
+
+uint32_t ZwMgmt_interface::SetLeastTlsVersion(uint8_t minor) {
+    if (minor != 2 && minor != 3) return kInvalidValue;
+    const int version = minor == 2 ? TLS1_2_VERSION : TLS1_3_VERSION;
+    return ChangeContext(SessionState::Of(*this), "TLS",
+                         [=](tls::ContextSettings& settings) { settings.least_version = version; });
 }
 
 void ZwMgmt_interface::VerifyByCaller(PeerJudge* judge, void* context) {

@@ -194,6 +194,14 @@ void Shutdown(SSL* ssl) {
     ERR_clear_error();
 }
 
+void DescribeAlert(char* text, size_t capacity) {
+    const unsigned long error = ERR_peek_error();
+    const bool alert =
+        ERR_GET_LIB(error) == ERR_LIB_SSL && ERR_GET_REASON(error) >= SSL_AD_REASON_OFFSET;
+    text[0] = '\0';
+    if (alert) DescribeFailure(text, capacity);
+}
+
 void DescribeFailure(char* text, size_t capacity) {
     const unsigned long error = ERR_peek_error();
     const int reason = ERR_GET_REASON(error);

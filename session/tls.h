@@ -44,6 +44,9 @@ bool HasUnreadData(SSL* ssl);
 /// Says goodbye, without waiting for the peer's answer.
 void Shutdown(SSL* ssl);
 
+/// What the peer has said why it ends the connection, terminated; "" when it has not.
+void DescribeAlert(char* text, size_t capacity);
+
 /// Why the TLS call just made in this thread failed, terminated; "" when TLS does not know.
 void DescribeFailure(char* text, size_t capacity);
 

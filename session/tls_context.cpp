@@ -6,8 +6,6 @@
 #include <memory>
 #include <mutex>
 #include <new>
-#include <optional>
-#include <string>
 #include <utility>
 
 #include "session/tls.h"
@@ -19,16 +17,8 @@ struct FreeContext {
     void operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
 };
 
-/// Which files a context is made of.
-struct Files {
-    std::string trust_store;
-    std::optional<std::string> authorities;  // without them anybody is fine; "": the system's own
-
-    bool operator==(const Files&) const = default;
-};
-
 struct SharedContext {
-    Files files;
+    ContextSettings settings;
     std::unique_ptr<SSL_CTX, FreeContext> context;
     size_t sessions = 0;
     SharedContext* next = nullptr;
@@ -49,15 +39,25 @@ bool LoadAuthorities(SSL_CTX* context, const std::string& file) {
     return loaded;
 }
 
-std::unique_ptr<SSL_CTX, FreeContext> MakeContext(const Files& files) {
+/// A key that is locked is not asked for: there need not be anybody to ask.
+int NoPassword(char*, int, int, void*) { return 0; }
+
+bool LoadPair(SSL_CTX* context, const ContextSettings& settings) {
+    SSL_CTX_set_default_passwd_cb(context, NoPassword);
+    return SSL_CTX_use_certificate_chain_file(context, settings.certificate.c_str()) == 1 &&
+           SSL_CTX_use_PrivateKey_file(context, settings.key.c_str(), SSL_FILETYPE_PEM) == 1;
+}
+
+std::unique_ptr<SSL_CTX, FreeContext> MakeContext(const ContextSettings& settings) {
     ERR_clear_error();
     std::unique_ptr<SSL_CTX, FreeContext> context(SSL_CTX_new(TLS_client_method()));
-    if (!context || SSL_CTX_set_min_proto_version(context.get(), TLS1_2_VERSION) != 1 ||
-        SSL_CTX_load_verify_locations(context.get(), files.trust_store.c_str(), nullptr) != 1 ||
-        (files.authorities && !LoadAuthorities(context.get(), *files.authorities))) {
+    if (!context || SSL_CTX_set_min_proto_version(context.get(), settings.least_version) != 1 ||
+        SSL_CTX_load_verify_locations(context.get(), settings.trust_store.c_str(), nullptr) != 1 ||
+        (settings.authorities && !LoadAuthorities(context.get(), *settings.authorities)) ||
+        (!settings.certificate.empty() && !LoadPair(context.get(), settings))) {
         return nullptr;
     }
-    SSL_CTX_set_verify(context.get(), files.authorities ? SSL_VERIFY_PEER : SSL_VERIFY_NONE,
+    SSL_CTX_set_verify(context.get(), settings.authorities ? SSL_VERIFY_PEER : SSL_VERIFY_NONE,
                        nullptr);
     SSL_CTX_set_read_ahead(context.get(), 1);
     SSL_CTX_set_mode(context.get(), SSL_MODE_AUTO_RETRY);
@@ -71,18 +71,18 @@ SharedContext* Find(Matches matches) {
     return known;
 }
 
-SSL_CTX* Share(Files files, char* reason, size_t capacity) {
-    if (SharedContext* known = Find([&](auto& each) { return each.files == files; })) {
+SSL_CTX* Share(ContextSettings settings, char* reason, size_t capacity) {
+    if (SharedContext* known = Find([&](auto& each) { return each.settings == settings; })) {
         ++known->sessions;
         return known->context.get();
     }
     auto made = std::make_unique<SharedContext>();
-    made->context = MakeContext(files);
+    made->context = MakeContext(settings);
     if (!made->context) {
         DescribeFailure(reason, capacity);
         return nullptr;
     }
-    made->files = std::move(files);
+    made->settings = std::move(settings);
     made->sessions = 1;
     made->next = first;
     first = made.release();
@@ -104,14 +104,21 @@ SSL_CTX* Locked(char* reason, size_t capacity, Sharing share) {
 }  // namespace
 
 SSL_CTX* ShareContext(const char* trust_store, char* reason, size_t capacity) {
-    return Locked(reason, capacity, [&] { return Share({trust_store, {}}, reason, capacity); });
+    return Locked(reason, capacity, [&] {
+        ContextSettings settings;
+        settings.trust_store = trust_store;
+        return Share(std::move(settings), reason, capacity);
+    });
 }
 
-SSL_CTX* ShareContext(const SSL_CTX* like, const char* authorities, char* reason, size_t capacity) {
-    return Locked(reason, capacity, [&] {
+SSL_CTX* ShareContext(const SSL_CTX* like, const std::function<void(ContextSettings&)>& change,
+                      char* reason, size_t capacity) {
+    return Locked(reason, capacity, [&]() -> SSL_CTX* {
         const SharedContext* held = Find([&](auto& each) { return each.context.get() == like; });
-        return held == nullptr ? nullptr
-                               : Share({held->files.trust_store, authorities}, reason, capacity);
+        if (held == nullptr) return nullptr;
+        ContextSettings settings = held->settings;
+        change(settings);
+        return Share(std::move(settings), reason, capacity);
     });
 }
 

@@ -66,6 +66,9 @@ void Describe(CLI::App* app, Options* options) {
            "--certificate", options->agent.certificate_file,
            "PEM file with certificate and key (default: the key that is kept for this user)")
         ->check(given);
+    app->add_option("--client-ca", options->agent.client_authorities,
+                    "PEM file of the authorities that have to vouch for a client's certificate")
+        ->check(given);
     app->add_option("--tls", options->agent.tls_version, "Speak this TLS version alone")
         ->transform(CLI::CheckedTransformer(versions));
     app->add_option("--refuse-files", options->refusals.announcement,

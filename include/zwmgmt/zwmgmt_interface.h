@@ -123,6 +123,14 @@ class ZWMGMT_API ZwMgmt_interface {
     /// anything is sent; beside authorities, where both are set. Null: no longer.
     void VerifyByCaller(zwmgmt::PeerJudge* judge, void* context);
 
+    /// Shows this client's certificate to agents that ask for one. PEM files, the certificate with
+    /// those that vouch for it; a key that is locked, or that other users can read, is refused.
+    /// Returns kSuccess, or kInvalidValue or kNoTlsSession with the reason in FailureDetail().
+    [[nodiscard]] uint32_t UseClientCertificate(const char* certificate_file, const char* key_file);
+
+    /// The least version of TLS 1 to speak: 2 (the default) or 3.
+    [[nodiscard]] uint32_t SetLeastTlsVersion(uint8_t minor);
+
     /// What the agent of this connection has shown of itself; false without a connection.
     bool GetPeer(zwmgmt::Peer* peer) const;
 
