@@ -55,6 +55,7 @@ set(library_sources
     platform/socket.cpp
     policies/classifier.cpp
     policies/generate.cpp
+    policies/numbers.cpp
     policies/parser.cpp
     policies/policy.cpp
     policies/policy_replies.cpp

@@ -4,21 +4,38 @@
 
 namespace zwmgmt::policy {
 
-bool Generator::Run(const Formula& formula, std::vector<Step>* steps) {
+namespace {
+
+constexpr int kTrials = 512;
+constexpr size_t kMostMade = 4 * Generator::kMostSteps;
+
+/// Whether a term, or its opposite, is of a kind.
+bool Is(const Term& term, bool opposite, Term::Kind kind, Term::Kind opposite_kind) {
+    return term.kind == (opposite ? opposite_kind : kind);
+}
+
+}  // namespace
+
+bool Generator::Run(const Formula& given, std::vector<Step>* steps) {
+    formula = &given;
+    trials = kTrials;
+    Begin();
+    return Finish(Generate(given.Root(), {false, {}, kAccept, kReject}), steps);
+}
+
+void Generator::Begin() {
     made.clear();
-    order.clear();
-    sequence.clear();
     full = false;
+}
+
+bool Generator::Finish(int entry, std::vector<Step>* steps) {
     steps->clear();
-    const int entry = Generate(formula, formula.Root(), kAccept, kReject);
-    if (full) return false;
+    if (full || Count(entry) > static_cast<int>(kMostSteps)) return false;
     if (entry == kReject) return true;
     if (entry == kAccept) {
         steps->push_back({{}, kAccept, kReject});
         return true;
     }
-    order.assign(made.size(), -1);
-    Order(entry);
     const auto position = [&](int target) {
         return target < 0 ? target : order[static_cast<size_t>(target)];
     };
@@ -33,6 +50,14 @@ bool Generator::Run(const Formula& formula, std::vector<Step>* steps) {
     return true;
 }
 
+/// How many steps a program has that begins there.
+int Generator::Count(int entry) {
+    order.assign(made.size(), -1);
+    sequence.clear();
+    Order(entry);
+    return static_cast<int>(sequence.size());
+}
+
 /// Appends the reachable steps to the sequence, each after those it leads to.
 void Generator::Order(int position) {
     if (position < 0 || order[static_cast<size_t>(position)] != -1) return;
@@ -42,74 +67,119 @@ void Generator::Order(int position) {
     sequence.push_back(position);
 }
 
-int Generator::Generate(const Formula& formula, int position, int yes, int no) {
+int Generator::Generate(int position, const Goal& goal) {
     if (full) return kReject;
-    const Term& term = formula.At(position);
+    const Term& term = formula->At(position);
+    const auto& [opposite, under, yes, no] = goal;
     switch (term.kind) {
-        case Term::kAll: return yes;
-        case Term::kNothing: return no;
-        case Term::kCube: return Make({term.cube, yes, no});
-        case Term::kNotCube: return Make({term.cube, no, yes});
-        case Term::kRange: return GenerateRange(term, term.low, term.high, yes, no);
-        case Term::kNotRange: return GenerateRange(term, term.low, term.high, no, yes);
+        case Term::kAll:
+        case Term::kNothing:
+            return Is(term, opposite, Term::kAll, Term::kNothing) ? Make({under, yes, no}) : no;
+        case Term::kCube:
+        case Term::kNotCube: {
+            const bool conflict = under.Conflicts(term.cube);
+            if (Is(term, opposite, Term::kCube, Term::kNotCube)) {
+                return conflict ? no : Make({under.And(term.cube), yes, no});
+            }
+            const int rest = Make({under, yes, no});
+            return conflict ? rest : Make({term.cube, no, rest});
+        }
+        case Term::kNumbers: return GenerateNumbers(term, goal);
         case Term::kAnd:
-        case Term::kOr: return GenerateChain(formula, term.first, term.kind == Term::kAnd, yes, no);
+        case Term::kOr:
+            if (Is(term, opposite, Term::kAnd, Term::kOr)) return GenerateConjunction(term, goal);
+            // What is "no" to alternatives is "yes" to the conjunction of their opposites.
+            return under.IsAny() ? GenerateConjunction(term, {!opposite, {}, no, yes})
+                                 : GenerateAlternatives(term.first, goal);
         case Term::kChoice: {
-            const int then = formula.At(term.first).next;
-            const int otherwise = formula.At(then).next;
-            const int on_yes = Generate(formula, then, yes, no);
-            const int on_no = Generate(formula, otherwise, yes, no);
-            return Generate(formula, term.first, on_yes, on_no);
+            const int then = formula->At(term.first).next;
+            const int otherwise = formula->At(then).next;
+            const int on_yes = Generate(then, goal);
+            const int on_no = Generate(otherwise, goal);
+            return Generate(term.first, {false, {}, on_yes, on_no});
         }
     }
     return no;
 }
 
-namespace {
-
-int CountPrefixes(const Term& range, uint32_t low, uint32_t high) {
-    return low <= high ? ForPrefixes(range, low, high, [](uint32_t, int) {}) : 0;
-}
-
-}  // namespace
-
-/// The fewest steps of three ways: the prefixes of what is in the range, those of what is not, or
-/// one bound after the other.
-int Generator::GenerateRange(const Term& range, uint32_t low, uint32_t high, int yes, int no) {
-    const Directive& directive = *range.directive;
-    const uint32_t highest = Ones(directive.bits);
-    const int inside = CountPrefixes(range, low, high);
-    const int below = low > 0 ? CountPrefixes(range, 0, low - 1) : 0;
-    const int above = high < highest ? CountPrefixes(range, high + 1, highest) : 0;
-    if (below > 0 && above > 0) {
-        const int from_low = std::min(below, CountPrefixes(range, low, highest));
-        const int to_high = std::min(above, CountPrefixes(range, 0, high));
-        if (from_low + to_high < std::min(inside, below + above)) {
-            const int bounded_above = GenerateRange(range, 0, high, yes, no);
-            return GenerateRange(range, low, highest, bounded_above, no);
+/// The shortest of the lists that decide the numbers. In the rows that lead to `yes`, the last of
+/// which may be what no row is for, `under` is tested as well.
+int Generator::GenerateNumbers(const Term& term, const Goal& goal) {
+    const auto& [opposite, under, yes, no] = goal;
+    const int bits = BitsOf(term.field);
+    const Numbers& numbers = formula->NumbersOf(term);
+    std::vector<Row> best;
+    bool best_rest = opposite;
+    size_t least = SIZE_MAX;
+    for (const bool prefixes : {false, true}) {
+        for (const bool rest : {opposite, !opposite}) {
+            if (least == 2) break;  // one row is no set of numbers, but a test
+            std::vector<Row> rows =
+                prefixes ? ShortestList(numbers, bits, rest) : TernaryList(numbers, bits, rest);
+            const size_t count = rows.size() + (rest != opposite && !under.IsAny());
+            if (count >= least || rows.empty()) continue;
+            least = count;
+            best = std::move(rows);
+            best_rest = rest;
         }
     }
-    const bool complement = below + above < inside;
-    int target = complement ? yes : no;
-    const auto add = [&](uint32_t first, int free_bits) {
-        const Cube cube =
-            FieldCube(range.field, first, highest & ~Ones(free_bits), directive.shift);
-        target = Make({cube, complement ? no : yes, target});
-    };
-    if (!complement) ForPrefixes(range, low, high, add);
-    if (complement && below > 0) ForPrefixes(range, 0, low - 1, add);
-    if (complement && above > 0) ForPrefixes(range, high + 1, highest, add);
+    int target = best_rest != opposite ? Make({under, yes, no}) : no;
+    for (size_t i = best.size(); i > 0; --i) {
+        const Row& row = best[i - 1];
+        const Cube cube = FieldCube(term.field, row.value, row.mask);
+        if (row.in == opposite) {
+            target = Make({cube, no, target});
+        } else if (!under.Conflicts(cube)) {
+            target = Make({under.And(cube), yes, target});
+        }
+    }
     return target;
 }
 
+/// All operands that are tests are one, which is a step before the others or part of the steps of
+/// one of them, whichever is shorter.
+int Generator::GenerateConjunction(const Term& chain, const Goal& goal) {
+    Cube test = goal.under;
+    for (int i = chain.first; i != -1; i = formula->At(i).next) {
+        const Term& operand = formula->At(i);
+        if (!Is(operand, goal.opposite, Term::kCube, Term::kNotCube)) continue;
+        if (test.Conflicts(operand.cube)) return goal.no;
+        test = test.And(operand.cube);
+    }
+    const int rest = GenerateRest(chain.first, goal, {}, -1);
+    int best = Make({test, rest, goal.no});
+    if (test.IsAny()) return best;
+    int least = -1;
+    for (int i = chain.first; i != -1 && trials > 0; i = formula->At(i).next) {
+        const Term& operand = formula->At(i);
+        if (operand.kind == Term::kCube || operand.kind == Term::kNotCube) continue;
+        if (least == -1) least = Count(best);
+        const int form = GenerateRest(chain.first, goal, test, i);
+        const int count = Count(form);
+        if (count >= least) continue;
+        best = form;
+        least = count;
+    }
+    return best;
+}
+
+/// The operands from one to the last that are no tests of the conjunction's sign. Holds the test in
+/// the steps of one of them, the `holder`.
+int Generator::GenerateRest(int operand, const Goal& goal, const Cube& test, int holder) {
+    if (operand == -1) return goal.yes;
+    const Term& term = formula->At(operand);
+    const int tail = GenerateRest(term.next, goal, test, holder);
+    if (Is(term, goal.opposite, Term::kCube, Term::kNotCube)) return tail;
+    const Cube own = operand == holder ? test : Cube{};
+    return Generate(operand, {goal.opposite, own, tail, goal.no});
+}
+
 /// The operands from one to the last. The later ones come first: they are a shared tail.
-int Generator::GenerateChain(const Formula& formula, int position, bool conjunction, int yes,
-                             int no) {
-    const int following = formula.At(position).next;
-    if (following == -1) return Generate(formula, position, yes, no);
-    const int tail = GenerateChain(formula, following, conjunction, yes, no);
-    return conjunction ? Generate(formula, position, tail, no)
-                       : Generate(formula, position, yes, tail);
+int Generator::GenerateAlternatives(int operand, const Goal& goal) {
+    const int following = formula->At(operand).next;
+    Goal own = goal;
+    if (following != -1) own.no = GenerateAlternatives(following, goal);
+    return Generate(operand, own);
 }
 
 /// Where a step really leads, given what its own outcome tells of the tests behind it.
@@ -138,9 +208,10 @@ int Generator::Make(Step step) {
         const Step& next = At(step.on_match);
         step = {step.cube.And(next.cube), next.on_match, step.on_miss};
     }
+    --trials;
     const auto same = std::ranges::find(made, step);
     if (same != made.end()) return static_cast<int>(same - made.begin());
-    if (made.size() == kMostSteps) {
+    if (made.size() == kMostMade) {
         full = true;
         return kReject;
     }

@@ -29,17 +29,33 @@ class Generator {
     bool Run(const Formula& formula, std::vector<Step>* steps);
 
   private:
-    int Generate(const Formula& formula, int term, int yes, int no);
-    int GenerateRange(const Term& range, uint32_t low, uint32_t high, int yes, int no);
-    int GenerateChain(const Formula& formula, int position, bool conjunction, int yes, int no);
+    /// What a term is to decide: connections that pass `under` and the term, or its opposite, go
+    /// to `yes`, all others to `no`.
+    struct Goal {
+        bool opposite;
+        Cube under;
+        int yes;
+        int no;
+    };
+
+    int Generate(int term, const Goal& goal);
+    int GenerateNumbers(const Term& term, const Goal& goal);
+    int GenerateConjunction(const Term& chain, const Goal& goal);
+    int GenerateRest(int operand, const Goal& goal, const Cube& test, int holder);
+    int GenerateAlternatives(int operand, const Goal& goal);
+    void Begin();
+    bool Finish(int entry, std::vector<Step>* steps);
     int Make(Step step);
     int Leave(int target, const Cube& cube, bool matched) const;
     const Step& At(int position) const { return made[static_cast<size_t>(position)]; }
+    int Count(int entry);
     void Order(int position);
 
+    const Formula* formula = nullptr;
     std::vector<Step> made;  // operands before what leads to them
     std::vector<int> order;  // final positions of the steps made, -1 before
     std::vector<int> sequence;
+    int trials = 0;  // steps that may yet be made to compare forms
     bool full = false;
 };
 

@@ -57,13 +57,13 @@ class TermList {
         value &= mask;
         if (mask == 0) return;
         if (mask == 3 && value != 0) return Add(kWords[value - 1]);
-        // One bit alone is what some of the words have in common; neither bit is none of them.
+        // One bit alone is what some of the words have in common, or none of them.
         std::string words;
         for (uint8_t open = 1; open <= 3; ++open) {
-            if ((open & mask) != value) continue;
+            if ((open & mask) == 0 || (value != 0 && (open & mask) != value)) continue;
             words += (words.empty() ? "" : " or ") + std::string(kWords[open - 1]);
         }
-        Add(!words.empty() ? "(" + words + ")" : std::string("not (listen or aopen or popen)"));
+        Add((value == 0 ? "not (" : "(") + words + ")");
     }
 
     std::string text;

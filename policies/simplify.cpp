@@ -1,6 +1,7 @@
 #include "policies/simplify.h"
 
 #include <algorithm>
+#include <bit>
 
 namespace zwmgmt::policy {
 namespace {
@@ -10,18 +11,19 @@ struct FieldRow {
     size_t offset;
     size_t width;
     bool text_order;
+    int bits;
 };
 
 constexpr FieldRow kFields[] = {
-    {offsetof(PolicyFields, source_address), 4, true},
-    {offsetof(PolicyFields, destination_address), 4, true},
-    {offsetof(PolicyFields, source_port), 2, false},
-    {offsetof(PolicyFields, destination_port), 2, false},
-    {offsetof(PolicyFields, vlan), 2, false},
-    {offsetof(PolicyFields, tos), 1, false},
-    {offsetof(PolicyFields, version), 1, false},
-    {offsetof(PolicyFields, open), 1, false},
-    {offsetof(PolicyFields, mark), 4, false},
+    {offsetof(PolicyFields, source_address), 4, true, 32},
+    {offsetof(PolicyFields, destination_address), 4, true, 32},
+    {offsetof(PolicyFields, source_port), 2, false, 16},
+    {offsetof(PolicyFields, destination_port), 2, false, 16},
+    {offsetof(PolicyFields, vlan), 2, false, 12},
+    {offsetof(PolicyFields, tos), 1, false, 8},
+    {offsetof(PolicyFields, version), 1, false, 4},
+    {offsetof(PolicyFields, open), 1, false, 2},
+    {offsetof(PolicyFields, mark), 4, false, 32},
 };
 
 uint32_t SwapBytes(uint32_t number) {
@@ -32,12 +34,28 @@ FieldId OtherSide(FieldId field) { return static_cast<FieldId>(static_cast<int>(
 
 bool IsCube(const Term& term) { return term.kind == Term::kCube || term.kind == Term::kNotCube; }
 
+/// A negated test of one bit becomes the test for its other value.
+void Straighten(Term* term) {
+    if (term->kind != Term::kNotCube) return;
+    int bits = 0;
+    for (const uint64_t mask : term->cube.mask) bits += std::popcount(mask);
+    if (bits != 1) return;
+    term->kind = Term::kCube;
+    term->value ^= term->mask;
+    for (int i = 0; i < 3; ++i) term->cube.value[i] ^= term->cube.mask[i];
+}
+
+bool IsOneField(const Term& one, const Term& other) {
+    return one.of_field && other.of_field && one.field == other.field;
+}
+
 }  // namespace
 
-Cube FieldCube(FieldId field, uint32_t value, uint32_t mask, int shift) {
+int BitsOf(FieldId field) { return kFields[static_cast<size_t>(field)].bits; }
+
+Cube FieldCube(FieldId field, uint32_t value, uint32_t mask) {
     const FieldRow& row = kFields[static_cast<size_t>(field)];
-    value = (value & mask) << shift;
-    mask <<= shift;
+    value &= mask;
     if (row.text_order) {
         value = SwapBytes(value);
         mask = SwapBytes(mask);
@@ -55,6 +73,7 @@ int Formula::Add(const Term& term) {
 
 void Formula::Build(const Tree& tree) {
     terms.clear();
+    sets.clear();
     operands.clear();
     root = Convert(tree, static_cast<int>(tree.size() - 1), false);
 }
@@ -102,41 +121,86 @@ int Formula::ConvertTest(const Test& test, bool negated) {
 }
 
 int Formula::ConvertSide(const Test& test, FieldId field, bool negated) {
-    const uint32_t highest = Ones(test.directive->bits);
-    const uint32_t value = test.value;
+    const int shift = test.directive->shift;
+    const uint32_t highest = Ones(BitsOf(field));
+    const uint32_t value = test.value << shift;
+    const uint32_t last = value | Ones(shift);
     switch (test.relation) {
         case Relation::kEqual:
         case Relation::kNotEqual: {
             const bool equal = (test.relation == Relation::kEqual) != negated;
-            const Cube cube = FieldCube(field, value, test.mask, test.directive->shift);
-            if (cube.IsAny()) return AddConstant(equal);
-            return Add({.kind = equal ? Term::kCube : Term::kNotCube, .cube = cube});
+            const uint32_t mask = test.mask << shift & highest;
+            if (mask == 0) return AddConstant(equal);
+            Term term = {.field = field, .cube = {}};
+            SetCube(&term, equal ? Term::kCube : Term::kNotCube, value & mask, mask);
+            return Add(term);
         }
         case Relation::kLess:
         case Relation::kGreaterOrEqual: {
             const bool less = (test.relation == Relation::kLess) != negated;
             if (value == 0) return AddConstant(!less);
-            return less ? AddRange(test, field, 0, value - 1)
-                        : AddRange(test, field, value, highest);
+            return AddSpan(field, less ? Span{0, value - 1} : Span{value, highest});
         }
         case Relation::kLessOrEqual:
         case Relation::kGreater: {
             const bool less = (test.relation == Relation::kLessOrEqual) != negated;
-            if (value == highest) return AddConstant(less);
-            return less ? AddRange(test, field, 0, value)
-                        : AddRange(test, field, value + 1, highest);
+            if (last == highest) return AddConstant(less);
+            return AddSpan(field, less ? Span{0, last} : Span{last + 1, highest});
         }
     }
     return AddConstant(false);
 }
 
-int Formula::AddRange(const Test& test, FieldId field, uint32_t low, uint32_t high) {
-    return Add({.kind = Term::kRange,
-                .cube = {},
-                .directive = test.directive,
-                .field = field,
-                .low = low,
-                .high = high});
+int Formula::AddSpan(FieldId field, Span span) {
+    Term term = {.field = field, .cube = {}};
+    SetNumbers(&term, {span});
+    return Add(term);
+}
+
+/// Makes a term a test of its field alone.
+void Formula::SetCube(Term* term, Term::Kind kind, uint32_t value, uint32_t mask) {
+    term->kind = kind;
+    term->of_field = true;
+    term->value = value;
+    term->mask = mask;
+    term->cube = FieldCube(term->field, value, mask);
+    Straighten(term);
+}
+
+/// Makes a term pass these numbers of its field: the simplest term that does.
+void Formula::SetNumbers(Term* term, Numbers numbers) {
+    const int bits = BitsOf(term->field);
+    const Numbers others = Complement(numbers, bits);
+    uint32_t value = 0;
+    uint32_t mask = 0;
+    if (numbers.empty() || others.empty()) {
+        term->kind = others.empty() ? Term::kAll : Term::kNothing;
+        term->of_field = false;
+    } else if (AreTernary(numbers, bits, &value, &mask)) {
+        SetCube(term, Term::kCube, value, mask);
+    } else if (AreTernary(others, bits, &value, &mask)) {
+        SetCube(term, Term::kNotCube, value, mask);
+    } else {
+        term->kind = Term::kNumbers;
+        term->of_field = true;
+        if (term->numbers == -1) {
+            term->numbers = static_cast<int>(sets.size());
+            sets.emplace_back();
+        }
+        sets[static_cast<size_t>(term->numbers)] = std::move(numbers);
+    }
+}
+
+/// The numbers that pass a term about one field; false when they would be many spans.
+bool Formula::Passing(const Term& term, Numbers* numbers) const {
+    if (term.kind == Term::kNumbers) {
+        *numbers = NumbersOf(term);
+        return true;
+    }
+    const int bits = BitsOf(term.field);
+    if (!TernaryNumbers(term.value, term.mask, bits, numbers)) return false;
+    if (term.kind == Term::kNotCube) *numbers = Complement(*numbers, bits);
+    return true;
 }
 
 void Formula::Flatten(Term::Kind kind, int operand) {
@@ -160,47 +224,48 @@ bool MergeCubes(Term* one, const Term& other, Term::Kind operation) {
     // Tests of the operation's own sign: an "and" of them is one test, unless they conflict. Those
     // of the other sign are alternatives.
     const bool joined = one->kind == (operation == Term::kAnd ? Term::kCube : Term::kNotCube);
+    if (!joined && other.cube.IsWithin(one->cube)) return true;
+    if (!joined && one->cube.IsWithin(other.cube)) {
+        *one = other;
+        return true;
+    }
     if (joined && one->cube.Conflicts(other.cube)) {
         one->kind = operation == Term::kAnd ? Term::kNothing : Term::kAll;
     } else if (joined) {
         one->cube = one->cube.And(other.cube);
-    } else if (one->cube.IsWithin(other.cube)) {
-        one->cube = other.cube;
-    } else if (!other.cube.IsWithin(one->cube)) {
-        return one->cube.Merge(other.cube, &one->cube);
+        one->value |= other.value;
+        one->mask |= other.mask;
+    } else if (one->cube.Merge(other.cube, &one->cube)) {
+        one->mask &= ~(one->value ^ other.value);
+        one->value &= one->mask;
+    } else {
+        return false;
     }
-    return true;
-}
-
-/// The same for ranges of one field.
-bool MergeRanges(Term* one, const Term& other, Term::Kind operation) {
-    if (one->directive != other.directive || one->field != other.field) return false;
-    const uint32_t later_low = std::max(one->low, other.low);
-    const uint32_t earlier_high = std::min(one->high, other.high);
-    if (operation == Term::kAnd) {
-        if (later_low > earlier_high) one->kind = Term::kNothing;
-        one->low = later_low;
-        one->high = earlier_high;
-        return true;
-    }
-    const uint32_t highest = Ones(one->directive->bits);
-    if (later_low > earlier_high && later_low - earlier_high > 1) {
-        // Two ends are what is not between them.
-        const bool ends =
-            std::min(one->low, other.low) == 0 && std::max(one->high, other.high) == highest;
-        if (!ends) return false;
-        one->kind = Term::kNotRange;
-        one->low = earlier_high + 1;
-        one->high = later_low - 1;
-        return true;
-    }
-    one->low = std::min(one->low, other.low);
-    one->high = std::max(one->high, other.high);
-    if (one->low == 0 && one->high == highest) one->kind = Term::kAll;
+    one->of_field = IsOneField(*one, other) && one->kind == other.kind;
+    Straighten(one);
     return true;
 }
 
 }  // namespace
+
+/// Makes one of two operands what both are; false where that is no single term.
+bool Formula::Merge(Term* one, const Term& other, Term::Kind kind) {
+    const bool cubes = IsCube(*one) && one->kind == other.kind;
+    if (cubes && MergeCubes(one, other, kind)) return true;
+    if (!IsOneField(*one, other)) return false;
+    // Two tests alone are as short as their numbers.
+    const auto is_like_them = [&](int i) { return IsOneField(At(i), other); };
+    if (cubes && std::ranges::count_if(operands, is_like_them) == 2) return false;
+    Numbers these;
+    Numbers those;
+    if (!Passing(*one, &these) || !Passing(other, &those)) return false;
+    const int bits = BitsOf(one->field);
+    SetNumbers(one,
+               kind == Term::kOr
+                   ? Union(these, those)
+                   : Complement(Union(Complement(these, bits), Complement(those, bits)), bits));
+    return true;
+}
 
 /// Merges the first pair of operands that can be; false when there is none.
 bool Formula::MergePair(Term::Kind kind) {
@@ -210,11 +275,7 @@ bool Formula::MergePair(Term::Kind kind) {
         Term& one = terms[static_cast<size_t>(operands[i])];
         for (size_t j = i + 1; j < count; ++j) {
             const Term& other = terms[static_cast<size_t>(operands[j])];
-            if (one.kind != other.kind) continue;
-            const bool merged = IsCube(one)                ? MergeCubes(&one, other, kind)
-                                : one.kind == Term::kRange ? MergeRanges(&one, other, kind)
-                                                           : false;
-            if (!merged) continue;
+            if (!Merge(&one, other, kind)) continue;
             operands.erase(operands.begin() + static_cast<ptrdiff_t>(j));
             return true;
         }

@@ -293,7 +293,100 @@ class Random {
     std::mt19937 engine;
 };
 
+/// The numbers of a field around those that its tests name; all ports of a side that is alone.
+std::set<uint32_t> NumbersToTry(const Tree& tree, FieldId field) {
+    std::set<uint32_t> numbers = {0};
+    bool alone = true;
+    for (const Node& node : tree) {
+        if (node.kind != Node::kTest) continue;
+        const policy::Directive& directive = *node.test.directive;
+        const int side = static_cast<int>(field) - static_cast<int>(directive.field);
+        const Side other = side == 0 ? Side::kDestination : Side::kSource;
+        const bool about_it = side == 0 || (side == 1 && directive.has_sides);
+        alone &= about_it && node.test.side == (side == 0 ? Side::kSource : Side::kDestination);
+        if (!about_it || node.test.side == other) continue;
+        for (const uint32_t value : {node.test.value - 1, node.test.value, node.test.value + 1}) {
+            numbers.insert((value & policy::Ones(directive.bits)) << directive.shift);
+        }
+    }
+    for (uint32_t i = 0; alone && policy::BitsOf(field) == 16 && i <= 0xFFFF; ++i) {
+        numbers.insert(i);
+    }
+    return numbers;
+}
+
+/// Each connection of numbers to try.
+template <class Take>
+void ForEachToTry(const Tree& tree, int field, const policy::Cube& chosen, const Take& take) {
+    if (field > static_cast<int>(FieldId::kMark)) {
+        PolicyFields connection;
+        std::memcpy(&connection, chosen.value, sizeof(connection));
+        return take(connection);
+    }
+    const auto id = static_cast<FieldId>(field);
+    const uint32_t mask = policy::Ones(policy::BitsOf(id));
+    for (const uint32_t number : NumbersToTry(tree, id)) {
+        ForEachToTry(tree, field + 1, chosen.And(policy::FieldCube(id, number, mask)), take);
+    }
+}
+
+Tree TreeOf(const std::string& rule) {
+    Tree tree;
+    policy::Complaint complaint;
+    policy::Words words(rule);
+    EXPECT_TRUE(ParseExpression(&words, 1, &tree, &complaint)) << rule << complaint.text;
+    return tree;
+}
+
+size_t StepsOf(const std::string& expression) {
+    policy::Formula formula;
+    policy::Generator generator;
+    std::vector<policy::Step> steps;
+    formula.Build(TreeOf(expression + " =>"));
+    EXPECT_TRUE(generator.Run(formula, &steps)) << expression;
+    return steps.size();
+}
+
 }  // namespace
+
+TEST(PolicyCompiler, FindsShortProgramsThatMeanTheSame) {
+    for (const auto& row : Cases("policy_lengths")) {
+        std::string error;
+        const std::string rule = row[0] + " => offload";
+        const _OfldPolicy policy = Compiled(rule, &error);
+        ASSERT_EQ(error, "");
+        EXPECT_LE(LengthOf(policy), std::stoul(row[1])) << rule;
+        const Tree tree = TreeOf(rule);
+        int differences = 0;
+        ForEachToTry(tree, 0, {}, [&](const PolicyFields& c) {
+            differences +=
+                Matches(policy, c) != Evaluate(tree, static_cast<int>(tree.size()) - 1, c);
+        });
+        EXPECT_EQ(differences, 0) << rule;
+    }
+}
+
+TEST(PolicyCompiler, MostRangesFit) {
+    const auto fits = [](uint32_t low, uint32_t high) {
+        return StepsOf("dst port >= " + std::to_string(low) +
+                       " and dst port <= " + std::to_string(high)) <= kPolicyInstructions;
+    };
+    int round = 0;
+    for (uint32_t m = 1; m <= 65; ++m) {
+        for (uint32_t n = m + 1; n <= 65; ++n) {
+            round += fits(m * 1000, std::min(n * 1000, 0xFFFFu));
+        }
+    }
+    EXPECT_GE(round, 698);
+    std::mt19937 random(10);
+    int any = 0;
+    for (int i = 0; i < 1500; ++i) {
+        const uint32_t one = random() & 0xFFFF;
+        const uint32_t other = random() & 0xFFFF;
+        any += fits(std::min(one, other), std::max(one, other));
+    }
+    EXPECT_GE(any, 298);
+}
 
 /// ZWMGMT_POLICY_CASES sets the number of expressions.
 TEST(PolicyCompiler, AgreesWithADirectEvaluation) {
