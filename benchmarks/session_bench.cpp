@@ -485,6 +485,17 @@ constexpr Filter kFilters[] = {
      "host 10.9.9.9 => offload cong newreno",
      "(src net 10.0.0.0/8 or src net 192.168.0.0/16) and (tcp dst port 80 or tcp dst port 443) and "
      "not dst host 10.9.9.9"},
+    {"host 10.0.0.1 and host 10.0.0.2 => offload", "host 10.0.0.1 and host 10.0.0.2"},
+    {"src net 10.0.0.0/8 and (dst port 80 or dst port 443) or src net 11.0.0.0/8 and (dst port 22 "
+     "or "
+     "dst port 25) or src net 12.0.0.0/8 and (dst port 80 or dst port 25) => offload",
+     "src net 10.0.0.0/8 and (tcp dst port 80 or tcp dst port 443) or src net 11.0.0.0/8 and (tcp "
+     "dst port 22 or tcp dst port 25) or src net 12.0.0.0/8 and (tcp dst port 80 or tcp dst port "
+     "25)"},
+    {"(host 10.0.0.1 or dst port 443) and (host 10.0.0.2 or dst port 80 or dst port 22) => offload",
+     "(host 10.0.0.1 or tcp dst port 443) and (host 10.0.0.2 or tcp dst port 80 or tcp dst port "
+     "22)"},
+    {"dst port >= 5000 and dst port <= 6000 => offload", "tcp dst portrange 5000-6000"},
 };
 
 void PolicyOurs(State& state, const Filter* filter) {
@@ -545,6 +556,10 @@ int main(int argc, char** argv) {
     Pair("policy of one test / pcap_compile", PolicyOurs, PolicyFloor, &kFilters[0]);
     Pair("policy of three tests / pcap_compile", PolicyOurs, PolicyFloor, &kFilters[1]);
     Pair("policy of five tests / pcap_compile", PolicyOurs, PolicyFloor, &kFilters[2]);
+    Pair("policy of two hosts, searched / pcap_compile", PolicyOurs, PolicyFloor, &kFilters[3]);
+    Pair("policy of groups, searched / pcap_compile", PolicyOurs, PolicyFloor, &kFilters[4]);
+    Pair("policy of mixed sides, searched / pcap_compile", PolicyOurs, PolicyFloor, &kFilters[5]);
+    Pair("policy of a range / pcap_compile", PolicyOurs, PolicyFloor, &kFilters[6]);
     Growth("growth: policy, 10,000 / 1,000 rules", PolicyOfSize, 1'000);
     benchmark::Initialize(&argc, argv);
     zwbench::TableReporter table(rows);

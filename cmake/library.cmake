@@ -62,6 +62,7 @@ set(library_sources
     policies/policy_requests.cpp
     policies/policy_results.cpp
     policies/render.cpp
+    policies/search.cpp
     policies/simplify.cpp
     policies/words.cpp
     session/compatibility.cpp

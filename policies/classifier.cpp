@@ -4,7 +4,7 @@
 
 #include "policies/generate.h"
 #include "policies/parser.h"
-#include "policies/simplify.h"
+#include "policies/search.h"
 #include "zwmgmt/policy.h"
 
 using namespace zwmgmt::policy;
@@ -71,7 +71,7 @@ bool Classifier::Stages::Run(std::string_view rule, size_t rule_number,
     if (!ParseSettings(&words, &parsed, &complaint)) return Wrong(rule_number, complaint);
 
     formula.Build(tree);
-    const bool whole = generator.Run(formula, &steps);
+    const bool whole = Compose(formula, &generator, &steps);
     if (!whole || steps.size() > zwmgmt::kPolicyInstructions) {
         const size_t needed = whole ? steps.size() : Generator::kMostSteps;
         return Wrong(rule_number, std::string("the filter needs ") + (whole ? "" : "more than ") +

@@ -23,6 +23,19 @@ bool Generator::Run(const Formula& given, std::vector<Step>* steps) {
     return Finish(Generate(given.Root(), {false, {}, kAccept, kReject}), steps);
 }
 
+void Generator::Tidy(std::vector<Step>* steps) {
+    Begin();
+    std::vector<int> positions(steps->size());
+    const auto position = [&](int target) {
+        return target < 0 ? target : positions[static_cast<size_t>(target)];
+    };
+    for (size_t i = steps->size(); i > 0; --i) {
+        const Step& step = (*steps)[i - 1];
+        positions[i - 1] = Make({step.cube, position(step.on_match), position(step.on_miss)});
+    }
+    Finish(positions[0], steps);
+}
+
 void Generator::Begin() {
     made.clear();
     full = false;
@@ -203,6 +216,8 @@ int Generator::Make(Step step) {
         step.on_match = Leave(step.on_match, step.cube, true);
         step.on_miss = Leave(step.on_miss, step.cube, false);
         if (step.on_match == step.on_miss) return step.on_match;
+        // Where the tests behind a miss send a match the same way, this one is not needed.
+        if (Leave(step.on_miss, step.cube, true) == step.on_match) return step.on_miss;
         // A test on the way to the same miss is part of this one.
         if (step.on_match < 0 || At(step.on_match).on_miss != step.on_miss) break;
         const Step& next = At(step.on_match);
@@ -224,9 +239,9 @@ int Generator::Make(Step step) {
 namespace {
 
 /// The search for a connection that takes a path: it passes `passed` and none of `missed`.
-class Search {
+class PathSearch {
   public:
-    explicit Search(const std::vector<Step>& program) : steps(program) {}
+    explicit PathSearch(const std::vector<Step>& program) : steps(program) {}
 
     bool From(int position, const Cube& passed) {
         if (position == kAccept) return missed.empty() || Exists(passed, missed);
@@ -240,7 +255,6 @@ class Search {
         return found;
     }
 
-  private:
     /// Whether something passes and misses all: each miss asks for one differing bit.
     bool Exists(const Cube& passed, std::vector<Cube> misses) {
         if (--budget < 0) return true;
@@ -268,6 +282,7 @@ class Search {
         return Exists(passed.And(flipped), misses) || Exists(passed.And(bit), misses);
     }
 
+  private:
     /// Whether a bit can be chosen to miss one without making another match.
     static bool HasBitOfItsOwn(const std::vector<Cube>& misses, size_t one, const Cube& passed) {
         for (int i = 0; i < 3; ++i) {
@@ -287,8 +302,13 @@ class Search {
 
 }  // namespace
 
+bool SomeMissAll(const Cube& passed, const std::vector<Cube>& missed) {
+    const std::vector<Step> none;
+    return PathSearch(none).Exists(passed, missed);
+}
+
 bool CanMatch(const std::vector<Step>& steps) {
-    return !steps.empty() && Search(steps).From(0, {});
+    return !steps.empty() && PathSearch(steps).From(0, {});
 }
 
 }  // namespace zwmgmt::policy

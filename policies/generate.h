@@ -28,6 +28,9 @@ class Generator {
     /// would have more than kMostSteps; empty when nothing matches.
     bool Run(const Formula& formula, std::vector<Step>* steps);
 
+    /// The same for a program.
+    void Tidy(std::vector<Step>* steps);
+
   private:
     /// What a term is to decide: connections that pass `under` and the term, or its opposite, go
     /// to `yes`, all others to `no`.
@@ -58,6 +61,10 @@ class Generator {
     int trials = 0;  // steps that may yet be made to compare forms
     bool full = false;
 };
+
+/// Whether something passes a cube and misses all others, as far as a bounded search tells; true
+/// where it does not.
+bool SomeMissAll(const Cube& passed, const std::vector<Cube>& missed);
 
 /// Whether some connection is accepted, as far as a bounded search tells; true where it does not.
 bool CanMatch(const std::vector<Step>& steps);

@@ -32,6 +32,8 @@ uint32_t SwapBytes(uint32_t number) {
 
 FieldId OtherSide(FieldId field) { return static_cast<FieldId>(static_cast<int>(field) + 1); }
 
+uint16_t BitOf(FieldId field) { return static_cast<uint16_t>(1 << static_cast<int>(field)); }
+
 bool IsCube(const Term& term) { return term.kind == Term::kCube || term.kind == Term::kNotCube; }
 
 /// A negated test of one bit becomes the test for its other value.
@@ -69,6 +71,30 @@ Cube FieldCube(FieldId field, uint32_t value, uint32_t mask) {
 int Formula::Add(const Term& term) {
     terms.push_back(term);
     return static_cast<int>(terms.size() - 1);
+}
+
+bool Formula::RepeatsFields() const {
+    uint16_t seen = 0;
+    return Repeats(root, &seen);
+}
+
+/// Whether a term, or one of the operands behind it, is about a field that has been seen before.
+/// Two operands about one field alone are as good as one.
+bool Formula::Repeats(int position, uint16_t* seen) const {
+    uint16_t alone = 0;
+    for (int i = position; i != -1; i = At(i).next) {
+        if (At(i).kind == Term::kNumbers && i != root) return true;  // tests of one field
+        if (At(i).of_field) alone |= At(i).fields;
+    }
+    if ((alone & *seen) != 0) return true;
+    *seen |= alone;
+    for (int i = position; i != -1; i = At(i).next) {
+        const Term& term = At(i);
+        if (!term.of_field && (term.fields & *seen) != 0) return true;
+        *seen |= term.fields;
+        if (term.first != -1 && Repeats(term.first, seen)) return true;
+    }
+    return false;
 }
 
 void Formula::Build(const Tree& tree) {
@@ -161,6 +187,7 @@ int Formula::AddSpan(FieldId field, Span span) {
 void Formula::SetCube(Term* term, Term::Kind kind, uint32_t value, uint32_t mask) {
     term->kind = kind;
     term->of_field = true;
+    term->fields = BitOf(term->field);
     term->value = value;
     term->mask = mask;
     term->cube = FieldCube(term->field, value, mask);
@@ -183,6 +210,7 @@ void Formula::SetNumbers(Term* term, Numbers numbers) {
     } else {
         term->kind = Term::kNumbers;
         term->of_field = true;
+        term->fields = BitOf(term->field);
         if (term->numbers == -1) {
             term->numbers = static_cast<int>(sets.size());
             sets.emplace_back();
@@ -233,6 +261,7 @@ bool MergeCubes(Term* one, const Term& other, Term::Kind operation) {
         one->kind = operation == Term::kAnd ? Term::kNothing : Term::kAll;
     } else if (joined) {
         one->cube = one->cube.And(other.cube);
+        one->fields |= other.fields;
         one->value |= other.value;
         one->mask |= other.mask;
     } else if (one->cube.Merge(other.cube, &one->cube)) {

@@ -15,6 +15,7 @@ struct Term {
     Kind kind = kNothing;
     bool of_field = false;  // a test of the field alone: of kNumbers or `value` under `mask`
     FieldId field = {};
+    uint16_t fields = 0;  // all that a test is about, a bit each
     int first = -1;  // operands of kAnd and kOr: a chain along `next`; of kChoice: three of them
     int next = -1;
     int numbers = -1;  // of kNumbers: the position of those that pass
@@ -36,7 +37,12 @@ class Formula {
         return sets[static_cast<size_t>(term.numbers)];
     }
 
+    /// Whether a field is spoken of in two places, so that what one test tells may decide another.
+    /// Where none is, there is nothing to gain from another order of the tests.
+    bool RepeatsFields() const;
+
   private:
+    bool Repeats(int term, uint16_t* seen) const;
     int Add(const Term& term);
     int AddConstant(bool all) {
         return Add({.kind = all ? Term::kAll : Term::kNothing, .cube = {}});

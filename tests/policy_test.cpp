@@ -8,8 +8,8 @@
 #include <set>
 #include <sstream>
 
-#include "policies/generate.h"
 #include "policies/parser.h"
+#include "policies/search.h"
 #include "tests/support.h"
 
 using namespace testing_support;
@@ -343,7 +343,7 @@ size_t StepsOf(const std::string& expression) {
     policy::Generator generator;
     std::vector<policy::Step> steps;
     formula.Build(TreeOf(expression + " =>"));
-    EXPECT_TRUE(generator.Run(formula, &steps)) << expression;
+    EXPECT_TRUE(Compose(formula, &generator, &steps)) << expression;
     return steps.size();
 }
 
@@ -407,7 +407,7 @@ TEST(PolicyCompiler, AgreesWithADirectEvaluation) {
         ASSERT_TRUE(ParseExpression(&words, 1, &tree, &complaint)) << expression << complaint.text;
         formula.Build(tree);
         std::vector<policy::Step> steps;
-        if (!generator.Run(formula, &steps)) continue;
+        if (!Compose(formula, &generator, &steps)) continue;
         const bool can_match = CanMatch(steps);
         std::string error;
         const _OfldPolicy record = Compiled(rule, &error);

@@ -1,0 +1,246 @@
+#include "policies/search.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+
+namespace zwmgmt::policy {
+namespace {
+
+constexpr int kBudget = 4000;         // cubes tried
+constexpr size_t kMostSearched = 24;  // steps
+
+constexpr uint64_t Bit(size_t position) { return uint64_t{1} << position; }
+
+int BitCount(const Cube& cube) {
+    int bits = 0;
+    for (const uint64_t mask : cube.mask) bits += std::popcount(mask);
+    return bits;
+}
+
+/// What a test asks of one field.
+Cube PartOf(const Cube& cube, FieldId field) {
+    const Cube whole_field = FieldCube(field, 0, Ones(BitsOf(field)));
+    Cube part;
+    for (int i = 0; i < 3; ++i) {
+        part.mask[i] = cube.mask[i] & whole_field.mask[i];
+        part.value[i] = cube.value[i] & whole_field.mask[i];
+    }
+    return part;
+}
+
+}  // namespace
+
+Search::Search(const std::vector<Step>& program) {
+    cubes.reserve(kMostClasses);
+    cubes.emplace_back();
+    std::vector<Cube> left_out;
+    for (const Step& step : program) {
+        for (auto field = FieldId::kSourceAddress; field <= FieldId::kMark;
+             field = static_cast<FieldId>(static_cast<int>(field) + 1)) {
+            const Cube part = PartOf(step.cube, field);
+            if (!part.IsAny() && !AddTest(part)) left_out.push_back(part);
+        }
+    }
+    whole = left_out.empty();
+    for (const Cube& test : left_out) {
+        // It could part these classes, too.
+        if (std::ranges::any_of(cubes, [&](const Cube& c) { return c.IsWithin(test); })) return;
+    }
+    FindClasses(program);
+    FindPairs();
+}
+
+/// Adds the test and what it has in common with the others; false when that would be too much.
+bool Search::AddTest(const Cube& test) {
+    if (std::ranges::find(cubes, test) != cubes.end()) return true;
+    const size_t before = cubes.size();
+    for (size_t i = 0; i < before; ++i) {
+        if (cubes[i].Conflicts(test) || cubes[i].IsWithin(test)) continue;
+        const Cube both = cubes[i].And(test);
+        if (std::ranges::find(cubes, both) != cubes.end()) continue;
+        if (cubes.size() == kMostClasses) {
+            cubes.resize(before);
+            return false;
+        }
+        cubes.push_back(both);
+    }
+    return true;
+}
+
+void Search::FindClasses(const std::vector<Step>& program) {
+    const size_t size = cubes.size();
+    within.assign(size, 0);
+    around.assign(size, 0);
+    for (size_t i = 0; i < size; ++i) {
+        for (size_t j = 0; j < size; ++j) {
+            if (!cubes[j].IsWithin(cubes[i])) continue;
+            within[i] |= Bit(j);
+            around[j] |= Bit(i);
+        }
+        int at = 0;
+        while (at >= 0) {
+            const Step& step = program[static_cast<size_t>(at)];
+            at = cubes[i].IsWithin(step.cube) ? step.on_match : step.on_miss;
+        }
+        if (at == kAccept) accepted |= Bit(i);
+    }
+    for (size_t i = 0; i < size; ++i) {
+        if (IsInhabited(i)) inhabited |= Bit(i);
+    }
+}
+
+/// Whether the smaller cubes leave something of one. What is smaller by so many bits is that part
+/// of it; only where the parts may be all of it a closer look is needed.
+bool Search::IsInhabited(size_t position) const {
+    const Classes smaller = within[position] & ~Bit(position);
+    const int bits = BitCount(cubes[position]);
+    double parts = 0;
+    for (Classes rest = smaller; rest != 0; rest &= rest - 1) {
+        parts += std::ldexp(1, bits - BitCount(cubes[static_cast<size_t>(std::countr_zero(rest))]));
+    }
+    if (parts < 1) return true;
+    std::vector<Cube> missed;
+    for (Classes rest = smaller; rest != 0; rest &= rest - 1) {
+        missed.push_back(cubes[static_cast<size_t>(std::countr_zero(rest))]);
+    }
+    return SomeMissAll(cubes[position], missed);
+}
+
+/// Takes pairs that few cubes part first.
+void Search::FindPairs() {
+    constexpr int kMostParting = 8;
+    struct Pair {
+        Classes both;
+        Classes parting;
+        int size;
+    };
+    std::vector<Pair> candidates;
+    for (Classes one = inhabited; one != 0; one &= one - 1) {
+        const auto i = static_cast<size_t>(std::countr_zero(one));
+        const Classes unlike = Bit(i) & accepted ? ~accepted : accepted;
+        for (Classes other = within[i] & unlike & inhabited; other != 0; other &= other - 1) {
+            const auto j = static_cast<size_t>(std::countr_zero(other));
+            const Classes parting = around[i] ^ around[j];
+            candidates.push_back({Bit(i) | Bit(j), parting, std::popcount(parting)});
+        }
+    }
+    Classes parted = 0;
+    for (int size = 1; size <= kMostParting; ++size) {
+        for (const Pair& pair : candidates) {
+            if (pair.size != size || (pair.parting & parted) != 0) continue;
+            parted |= pair.parting;
+            pairs.push_back(pair.both);
+        }
+    }
+    least = std::max(1, static_cast<int>(pairs.size()));
+}
+
+bool Search::Find(int most, std::vector<Step>* program) {
+    most = std::min(most, static_cast<int>(kPolicyInstructions));
+    budget = kBudget;
+    for (limit = least; whole && limit <= most && budget > 0; ++limit) {
+        drafts[0].arriving = inhabited;
+        count = 1;
+        if (Continue(0)) {
+            program->clear();
+            for (int i = 0; i < count; ++i) {
+                const Draft& draft = drafts[static_cast<size_t>(i)];
+                program->push_back(
+                    {cubes[static_cast<size_t>(draft.cube)], draft.on_match, draft.on_miss});
+            }
+            return true;
+        }
+        if (budget > 0) least = limit + 1;
+    }
+    return false;
+}
+
+/// How many of the pairs no step before this one has parted.
+int Search::PairsLeft(int step) const {
+    int left = 0;
+    for (const Classes pair : pairs) {
+        for (int i = step; i < count; ++i) {
+            left += (drafts[static_cast<size_t>(i)].arriving & pair) == pair;
+        }
+    }
+    return left;
+}
+
+/// Drafts this step and those behind it. The cubes that decide the most are tried first.
+bool Search::Continue(int step) {
+    if (step == count) return true;
+    if (PairsLeft(step) > limit - step) return false;
+    struct Choice {
+        Classes in;
+        int cube;
+        int decided;
+    };
+    Draft& draft = drafts[static_cast<size_t>(step)];
+    const Classes arriving = draft.arriving;
+    std::array<Choice, kMostClasses> choices;
+    size_t size = 0;
+    for (size_t i = 0; i < cubes.size(); ++i) {
+        const Classes in = arriving & within[i];
+        const Classes out = arriving & ~within[i];
+        if (in == 0 || out == 0) continue;
+        const int decided =
+            (IsDecided(in) ? std::popcount(in) : 0) + (IsDecided(out) ? std::popcount(out) : 0);
+        choices[size++] = {in, static_cast<int>(i), decided};
+    }
+    std::sort(choices.begin(), choices.begin() + size, [](const Choice& a, const Choice& b) {
+        return a.decided != b.decided ? a.decided > b.decided : a.cube < b.cube;
+    });
+    for (size_t i = 0; i < size; ++i) {
+        if (--budget <= 0) return false;
+        const Classes in = choices[i].in;
+        draft.cube = choices[i].cube;
+        const bool found = Send(in, step, &draft.on_match, [&] {
+            return Send(arriving & ~in, step, &draft.on_miss,
+                        [&] { return draft.on_match != draft.on_miss && Continue(step + 1); });
+        });
+        if (found) return true;
+    }
+    return false;
+}
+
+/// Sends some classes to their end, or to one later step after the other until what then has to be
+/// done succeeds.
+template <class Then>
+bool Search::Send(Classes some, int step, int* target, Then then) {
+    if (IsDecided(some)) {
+        *target = (some & accepted) != 0 ? kAccept : kReject;
+        return then();
+    }
+    const int waiting = count;
+    for (*target = step + 1; *target <= waiting && *target < limit; ++*target) {
+        Draft& later = drafts[static_cast<size_t>(*target)];
+        const int to = *target;
+        const Classes before = to == waiting ? 0 : later.arriving;
+        later.arriving = before | some;
+        count = std::max(waiting, to + 1);
+        if (then()) return true;
+        later.arriving = before;
+        count = waiting;
+    }
+    return false;
+}
+
+bool Compose(const Formula& formula, Generator* generator, std::vector<Step>* steps) {
+    if (!generator->Run(formula, steps)) return false;
+    // Choices that fit are as they were written.
+    const bool fits = steps->size() <= kPolicyInstructions;
+    if (fits && formula.At(formula.Root()).kind == Term::kChoice) return true;
+    // One test would have been merged into one before.
+    if (steps->size() <= 2 || steps->size() > kMostSearched || !formula.RepeatsFields())
+        return true;
+    Search search(*steps);
+    std::vector<Step> shorter;
+    if (search.Find(static_cast<int>(steps->size()) - 1, &shorter)) {
+        generator->Tidy(&shorter);
+        *steps = shorter;
+    }
+    return true;
+}
+
+}  // namespace zwmgmt::policy
