@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <bit>
-#include <cmath>
+#include <tuple>
 
 namespace zwmgmt::policy {
 namespace {
 
-constexpr int kBudget = 4000;         // cubes tried
+constexpr int kBudget = 100;          // cubes tried for each step of the program
 constexpr size_t kMostSearched = 24;  // steps
 
 constexpr uint64_t Bit(size_t position) { return uint64_t{1} << position; }
@@ -53,7 +53,7 @@ Search::Search(const std::vector<Step>& program) {
 
 /// Adds the test and what it has in common with the others; false when that would be too much.
 bool Search::AddTest(const Cube& test) {
-    if (std::ranges::find(cubes, test) != cubes.end()) return true;
+    if (std::ranges::find(tests, test) != tests.end()) return true;
     const size_t before = cubes.size();
     for (size_t i = 0; i < before; ++i) {
         if (cubes[i].Conflicts(test) || cubes[i].IsWithin(test)) continue;
@@ -65,16 +65,26 @@ bool Search::AddTest(const Cube& test) {
         }
         cubes.push_back(both);
     }
+    tests.push_back(test);
     return true;
 }
 
 void Search::FindClasses(const std::vector<Step>& program) {
+    std::vector<Classes> asked;  // the tests that make up a cube
+    for (const Cube& cube : cubes) {
+        Classes around_it = 0;
+        for (size_t i = 0; i < tests.size(); ++i) {
+            if (cube.IsWithin(tests[i])) around_it |= Bit(i);
+        }
+        asked.push_back(around_it);
+        sizes.push_back(BitCount(cube));
+    }
     const size_t size = cubes.size();
     within.assign(size, 0);
     around.assign(size, 0);
     for (size_t i = 0; i < size; ++i) {
         for (size_t j = 0; j < size; ++j) {
-            if (!cubes[j].IsWithin(cubes[i])) continue;
+            if ((asked[i] & ~asked[j]) != 0) continue;
             within[i] |= Bit(j);
             around[j] |= Bit(i);
         }
@@ -90,14 +100,14 @@ void Search::FindClasses(const std::vector<Step>& program) {
     }
 }
 
-/// Whether the smaller cubes leave something of one. What is smaller by so many bits is that part
+/// Whether the smaller cubes leave something of one. What asks for so many bits more is that part
 /// of it; only where the parts may be all of it a closer look is needed.
 bool Search::IsInhabited(size_t position) const {
     const Classes smaller = within[position] & ~Bit(position);
-    const int bits = BitCount(cubes[position]);
     double parts = 0;
     for (Classes rest = smaller; rest != 0; rest &= rest - 1) {
-        parts += std::ldexp(1, bits - BitCount(cubes[static_cast<size_t>(std::countr_zero(rest))]));
+        const int bits = sizes[static_cast<size_t>(std::countr_zero(rest))] - sizes[position];
+        parts += 1 / static_cast<double>(Bit(static_cast<size_t>(std::min(bits, 62))));
     }
     if (parts < 1) return true;
     std::vector<Cube> missed;
@@ -107,38 +117,48 @@ bool Search::IsInhabited(size_t position) const {
     return SomeMissAll(cubes[position], missed);
 }
 
-/// Takes pairs that few cubes part first.
+/// Takes pairs that few cubes part first, and of those the pairs whose cubes part few others.
 void Search::FindPairs() {
     constexpr int kMostParting = 8;
     struct Pair {
         Classes both;
         Classes parting;
         int size;
+        int rivals;
     };
     std::vector<Pair> candidates;
-    for (Classes one = inhabited; one != 0; one &= one - 1) {
-        const auto i = static_cast<size_t>(std::countr_zero(one));
-        const Classes unlike = Bit(i) & accepted ? ~accepted : accepted;
-        for (Classes other = within[i] & unlike & inhabited; other != 0; other &= other - 1) {
-            const auto j = static_cast<size_t>(std::countr_zero(other));
+    std::array<int, kMostClasses> uses = {};
+    const auto for_each = [](Classes some, auto take) {
+        for (; some != 0; some &= some - 1) take(static_cast<size_t>(std::countr_zero(some)));
+    };
+    for_each(inhabited, [&](size_t i) {
+        const Classes unlike = (Bit(i) & accepted) != 0 ? ~accepted : accepted;
+        for_each(within[i] & unlike & inhabited, [&](size_t j) {
             const Classes parting = around[i] ^ around[j];
-            candidates.push_back({Bit(i) | Bit(j), parting, std::popcount(parting)});
-        }
+            const int size = std::popcount(parting);
+            if (size > kMostParting) return;
+            candidates.push_back({Bit(i) | Bit(j), parting, size, 0});
+            for_each(parting, [&](size_t cube) { ++uses[cube]; });
+        });
+    });
+    for (Pair& pair : candidates) {
+        for_each(pair.parting, [&](size_t cube) { pair.rivals += uses[cube]; });
     }
+    std::ranges::sort(candidates, [](const Pair& a, const Pair& b) {
+        return std::tie(a.size, a.rivals, a.both) < std::tie(b.size, b.rivals, b.both);
+    });
     Classes parted = 0;
-    for (int size = 1; size <= kMostParting; ++size) {
-        for (const Pair& pair : candidates) {
-            if (pair.size != size || (pair.parting & parted) != 0) continue;
-            parted |= pair.parting;
-            pairs.push_back(pair.both);
-        }
+    for (const Pair& pair : candidates) {
+        if ((pair.parting & parted) != 0) continue;
+        parted |= pair.parting;
+        pairs.push_back(pair.both);
     }
     least = std::max(1, static_cast<int>(pairs.size()));
 }
 
 bool Search::Find(int most, std::vector<Step>* program) {
+    budget = kBudget * (most + 1);
     most = std::min(most, static_cast<int>(kPolicyInstructions));
-    budget = kBudget;
     for (limit = least; whole && limit <= most && budget > 0; ++limit) {
         drafts[0].arriving = inhabited;
         count = 1;

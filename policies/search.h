@@ -51,7 +51,9 @@ class Search {
     template <class Then>
     bool Send(Classes some, int step, int* target, Then then);
 
+    std::vector<Cube> tests;      // of one field each
     std::vector<Cube> cubes;      // the class of a position: what is in that cube and none smaller
+    std::vector<int> sizes;       // how many bits a cube asks for
     std::vector<Classes> within;  // of a cube: the classes in it
     std::vector<Classes> around;  // of a class: the cubes that it is in
     Classes inhabited = 0;
