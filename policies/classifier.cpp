@@ -20,6 +20,7 @@ struct Classifier::Stages {
              PolicySettings* settings);
     bool Wrong(size_t rule_number, const std::string& text);
     bool Wrong(size_t rule_number, const Complaint& complaint);
+    std::string TooLong() const;
 };
 
 bool Classifier::Stages::Wrong(size_t rule_number, const std::string& text) {
@@ -57,7 +58,65 @@ PolicyInstruction Encode(const Step& step) {
     return instruction;
 }
 
+static_assert(zwmgmt::kPolicyInstructions == 8);
+constexpr std::string_view kLimit = ", and the adapter holds 8";
+
+// In the order of FieldId.
+constexpr std::string_view kFieldWords[] = {"'src net'",  "'dst net'", "'src port'",
+                                            "'dst port'", "'vlan'",    "'tos'",
+                                            "'vers'",     "'listen'",  "'mark'"};
+static_assert(std::size(kFieldWords) == kFieldCount);
+
+/// The field with the most tests, and how many they are.
+std::string Costliest(const std::vector<Step>& steps) {
+    size_t most = 0;
+    std::string_view word;
+    for (int field = 0; field < kFieldCount; ++field) {
+        std::vector<Cube> tests;
+        for (const Step& step : steps) {
+            const Cube part = PartOf(step.cube, static_cast<FieldId>(field));
+            const bool known = std::ranges::find(tests, part) != tests.end();
+            if (!part.IsAny() && !known) tests.push_back(part);
+        }
+        if (tests.size() <= most) continue;
+        most = tests.size();
+        word = kFieldWords[field];
+    }
+    return std::string(word) + " has the most tests, " + std::to_string(most);
+}
+
+/// The word of relations without a side, if the filter would fit with a side.
+std::string_view WordToGiveASide(Tree tree) {
+    std::string_view word;
+    for (Node& node : tree) {
+        Test& test = node.test;
+        if (node.kind != Node::kTest || test.side != Side::kEither) continue;
+        if (test.relation == Relation::kEqual) continue;
+        test.side = Side::kDestination;
+        word = test.directive->word;
+    }
+    if (word.empty()) return word;
+    Formula formula;
+    Generator generator;
+    std::vector<Step> steps;
+    formula.Build(tree);
+    const bool composed = Compose(formula, &generator, &steps);
+    return composed && steps.size() <= zwmgmt::kPolicyInstructions ? word : "";
+}
+
 }  // namespace
+
+std::string Classifier::Stages::TooLong() const {
+    std::string text = "the filter needs " + std::to_string(steps.size()) + " instructions";
+    text.append(kLimit).append("; ").append(Costliest(steps));
+    const int least = Search::LeastSteps(steps);
+    if (least > 1) text += "; these tests take " + std::to_string(least) + " at least";
+    const std::string_view word = WordToGiveASide(tree);
+    if (!word.empty()) {
+        text.append("; name the side of '").append(word).append("', then it fits");
+    }
+    return text;
+}
 
 bool Classifier::Stages::Run(std::string_view rule, size_t rule_number,
                              std::vector<PolicyInstruction>* program, PolicySettings* settings) {
@@ -71,14 +130,12 @@ bool Classifier::Stages::Run(std::string_view rule, size_t rule_number,
     if (!ParseSettings(&words, &parsed, &complaint)) return Wrong(rule_number, complaint);
 
     formula.Build(tree);
-    const bool whole = Compose(formula, &generator, &steps);
-    if (!whole || steps.size() > zwmgmt::kPolicyInstructions) {
-        const size_t needed = whole ? steps.size() : Generator::kMostSteps;
-        return Wrong(rule_number, std::string("the filter needs ") + (whole ? "" : "more than ") +
-                                      std::to_string(needed) +
-                                      " instructions, and the adapter holds " +
-                                      std::to_string(zwmgmt::kPolicyInstructions));
+    if (!Compose(formula, &generator, &steps)) {
+        return Wrong(rule_number, "the filter needs more than " +
+                                      std::to_string(Generator::kMostSteps) + " instructions" +
+                                      std::string(kLimit));
     }
+    if (steps.size() > zwmgmt::kPolicyInstructions) return Wrong(rule_number, TooLong());
     if (!CanMatch(steps)) {
         return Wrong(rule_number, "pattern " + std::to_string(rule_number) + " matches no packets");
     }

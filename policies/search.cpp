@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <tuple>
 
 namespace zwmgmt::policy {
 namespace {
 
 constexpr int kBudget = 100;          // cubes tried for each step of the program
+constexpr size_t kMostLeftOut = 128;  // tests
 constexpr size_t kMostSearched = 24;  // steps
 
 constexpr uint64_t Bit(size_t position) { return uint64_t{1} << position; }
@@ -18,37 +20,42 @@ int BitCount(const Cube& cube) {
     return bits;
 }
 
-/// What a test asks of one field.
-Cube PartOf(const Cube& cube, FieldId field) {
-    const Cube whole_field = FieldCube(field, 0, Ones(BitsOf(field)));
-    Cube part;
-    for (int i = 0; i < 3; ++i) {
-        part.mask[i] = cube.mask[i] & whole_field.mask[i];
-        part.value[i] = cube.value[i] & whole_field.mask[i];
+template <class Take>
+void ForEach(uint64_t positions, Take take) {
+    for (; positions != 0; positions &= positions - 1) {
+        take(static_cast<size_t>(std::countr_zero(positions)));
     }
-    return part;
 }
 
 }  // namespace
 
-Search::Search(const std::vector<Step>& program) {
+Search::Search(const std::vector<Step>& program, int only_field) {
     cubes.reserve(kMostClasses);
     cubes.emplace_back();
-    std::vector<Cube> left_out;
     for (const Step& step : program) {
-        for (auto field = FieldId::kSourceAddress; field <= FieldId::kMark;
-             field = static_cast<FieldId>(static_cast<int>(field) + 1)) {
-            const Cube part = PartOf(step.cube, field);
-            if (!part.IsAny() && !AddTest(part)) left_out.push_back(part);
+        for (int field = 0; field < kFieldCount; ++field) {
+            const Cube part = PartOf(step.cube, static_cast<FieldId>(field));
+            if (part.IsAny()) continue;
+            const bool wanted = only_field == kAllFields || only_field == field;
+            if (!wanted || !AddTest(part)) left_out.push_back(part);
         }
     }
-    whole = left_out.empty();
+    if (left_out.size() > kMostLeftOut) return;
     for (const Cube& test : left_out) {
         // It could part these classes, too.
         if (std::ranges::any_of(cubes, [&](const Cube& c) { return c.IsWithin(test); })) return;
     }
     FindClasses(program);
     FindPairs();
+}
+
+int Search::LeastSteps(const std::vector<Step>& program) {
+    const Search search(program);
+    int least = search.least;
+    for (int field = 0; field < kFieldCount && !search.left_out.empty(); ++field) {
+        least = std::max(least, Search(program, field).least);
+    }
+    return least;
 }
 
 /// Adds the test and what it has in common with the others; false when that would be too much.
@@ -100,21 +107,22 @@ void Search::FindClasses(const std::vector<Step>& program) {
     }
 }
 
-/// Whether the smaller cubes leave something of one. What asks for so many bits more is that part
-/// of it; only where the parts may be all of it a closer look is needed.
+/// Whether the smaller cubes and the tests left out leave something of one. What asks for so many
+/// bits more is that part of it; only where the parts may be all of it a closer look is needed.
 bool Search::IsInhabited(size_t position) const {
-    const Classes smaller = within[position] & ~Bit(position);
-    double parts = 0;
-    for (Classes rest = smaller; rest != 0; rest &= rest - 1) {
-        const int bits = sizes[static_cast<size_t>(std::countr_zero(rest))] - sizes[position];
-        parts += 1 / static_cast<double>(Bit(static_cast<size_t>(std::min(bits, 62))));
-    }
-    if (parts < 1) return true;
+    const Cube& cube = cubes[position];
     std::vector<Cube> missed;
-    for (Classes rest = smaller; rest != 0; rest &= rest - 1) {
-        missed.push_back(cubes[static_cast<size_t>(std::countr_zero(rest))]);
+    double parts = 0;
+    ForEach(within[position] & ~Bit(position), [&](size_t smaller) {
+        missed.push_back(cubes[smaller]);
+        parts += std::exp2(sizes[position] - sizes[smaller]);
+    });
+    for (const Cube& test : left_out) {
+        if (cube.Conflicts(test)) continue;
+        missed.push_back(test);
+        parts += std::exp2(sizes[position] - BitCount(cube.And(test)));
     }
-    return SomeMissAll(cubes[position], missed);
+    return parts < 1 || SomeMissAll(cube, missed);
 }
 
 /// Takes pairs that few cubes part first, and of those the pairs whose cubes part few others.
@@ -128,21 +136,18 @@ void Search::FindPairs() {
     };
     std::vector<Pair> candidates;
     std::array<int, kMostClasses> uses = {};
-    const auto for_each = [](Classes some, auto take) {
-        for (; some != 0; some &= some - 1) take(static_cast<size_t>(std::countr_zero(some)));
-    };
-    for_each(inhabited, [&](size_t i) {
+    ForEach(inhabited, [&](size_t i) {
         const Classes unlike = (Bit(i) & accepted) != 0 ? ~accepted : accepted;
-        for_each(within[i] & unlike & inhabited, [&](size_t j) {
+        ForEach(within[i] & unlike & inhabited, [&](size_t j) {
             const Classes parting = around[i] ^ around[j];
             const int size = std::popcount(parting);
             if (size > kMostParting) return;
             candidates.push_back({Bit(i) | Bit(j), parting, size, 0});
-            for_each(parting, [&](size_t cube) { ++uses[cube]; });
+            ForEach(parting, [&](size_t cube) { ++uses[cube]; });
         });
     });
     for (Pair& pair : candidates) {
-        for_each(pair.parting, [&](size_t cube) { pair.rivals += uses[cube]; });
+        ForEach(pair.parting, [&](size_t cube) { pair.rivals += uses[cube]; });
     }
     std::ranges::sort(candidates, [](const Pair& a, const Pair& b) {
         return std::tie(a.size, a.rivals, a.both) < std::tie(b.size, b.rivals, b.both);
@@ -159,7 +164,7 @@ void Search::FindPairs() {
 bool Search::Find(int most, std::vector<Step>* program) {
     budget = kBudget * (most + 1);
     most = std::min(most, static_cast<int>(kPolicyInstructions));
-    for (limit = least; whole && limit <= most && budget > 0; ++limit) {
+    for (limit = least; left_out.empty() && limit <= most && budget > 0; ++limit) {
         drafts[0].arriving = inhabited;
         count = 1;
         if (Continue(0)) {

@@ -22,15 +22,20 @@ namespace zwmgmt::policy {
 
 class Search {
   public:
-    explicit Search(const std::vector<Step>& program);
-
-    /// No program over these cubes that means the same has fewer steps.
-    int Least() const { return least; }
+    explicit Search(const std::vector<Step>& program) : Search(program, kAllFields) {}
 
     /// The shortest program of at most so many steps, or what the budget finds; false when nothing.
     bool Find(int most, std::vector<Step>* program);
 
+    /// How many steps every program has that means the same and tests the same.
+    static int LeastSteps(const std::vector<Step>& program);
+
   private:
+    static constexpr int kAllFields = -1;
+
+    /// Parts connections by one field alone, unless it is kAllFields.
+    Search(const std::vector<Step>& program, int only_field);
+
     using Classes = uint64_t;
     static constexpr size_t kMostClasses = 64;
 
@@ -52,6 +57,7 @@ class Search {
     bool Send(Classes some, int step, int* target, Then then);
 
     std::vector<Cube> tests;      // of one field each
+    std::vector<Cube> left_out;   // tests that no connection in a class passes
     std::vector<Cube> cubes;      // the class of a position: what is in that cube and none smaller
     std::vector<int> sizes;       // how many bits a cube asks for
     std::vector<Classes> within;  // of a cube: the classes in it
@@ -60,7 +66,6 @@ class Search {
     Classes accepted = 0;
     std::vector<Classes> pairs;
     int least = 1;
-    bool whole = true;  // the classes are those of the whole program
 
     std::array<Draft, kPolicyInstructions> drafts;
     int count = 0;  // of drafts

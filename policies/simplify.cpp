@@ -68,6 +68,16 @@ Cube FieldCube(FieldId field, uint32_t value, uint32_t mask) {
     return cube;
 }
 
+Cube PartOf(const Cube& cube, FieldId field) {
+    const Cube whole = FieldCube(field, 0, Ones(BitsOf(field)));
+    Cube part;
+    for (int i = 0; i < 3; ++i) {
+        part.mask[i] = cube.mask[i] & whole.mask[i];
+        part.value[i] = cube.value[i] & whole.mask[i];
+    }
+    return part;
+}
+
 int Formula::Add(const Term& term) {
     terms.push_back(term);
     return static_cast<int>(terms.size() - 1);

@@ -71,4 +71,7 @@ int BitsOf(FieldId field);
 /// The cube of the connections whose field has the value under the mask.
 Cube FieldCube(FieldId field, uint32_t value, uint32_t mask);
 
+/// What a cube asks of one field.
+Cube PartOf(const Cube& cube, FieldId field);
+
 }  // namespace zwmgmt::policy

@@ -20,6 +20,8 @@ enum class FieldId : uint8_t {
     kMark,
 };
 
+inline constexpr int kFieldCount = static_cast<int>(FieldId::kMark) + 1;
+
 enum class Relation : uint8_t { kEqual, kNotEqual, kLess, kLessOrEqual, kGreater, kGreaterOrEqual };
 
 enum class Side : uint8_t { kNone, kSource, kDestination, kEither, kBoth };
