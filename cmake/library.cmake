@@ -61,6 +61,7 @@ set(library_sources
     policies/policy_replies.cpp
     policies/policy_requests.cpp
     policies/policy_results.cpp
+    policies/reach.cpp
     policies/render.cpp
     policies/search.cpp
     policies/simplify.cpp

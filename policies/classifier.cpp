@@ -4,6 +4,7 @@
 
 #include "policies/generate.h"
 #include "policies/parser.h"
+#include "policies/reach.h"
 #include "policies/search.h"
 #include "zwmgmt/policy.h"
 

@@ -62,11 +62,4 @@ class Generator {
     bool full = false;
 };
 
-/// Whether something passes a cube and misses all others, as far as a bounded search tells; true
-/// where it does not.
-bool SomeMissAll(const Cube& passed, const std::vector<Cube>& missed);
-
-/// Whether some connection is accepted, as far as a bounded search tells; true where it does not.
-bool CanMatch(const std::vector<Step>& steps);
-
 }  // namespace zwmgmt::policy

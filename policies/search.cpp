@@ -5,6 +5,8 @@
 #include <cmath>
 #include <tuple>
 
+#include "policies/reach.h"
+
 namespace zwmgmt::policy {
 namespace {
 
@@ -18,6 +20,19 @@ int BitCount(const Cube& cube) {
     int bits = 0;
     for (const uint64_t mask : cube.mask) bits += std::popcount(mask);
     return bits;
+}
+
+/// Whether something passes a cube and misses all others, as far as a bounded search tells; true
+/// where it does not.
+bool SomeMissAll(const Cube& passed, const std::vector<Cube>& missed) {
+    std::vector<Step> program = {{passed, 1, kReject}};
+    for (const Cube& miss : missed) {
+        program.push_back({miss, kReject, static_cast<int>(program.size()) + 1});
+    }
+    (missed.empty() ? program.back().on_match : program.back().on_miss) = kAccept;
+    const Demand accepted[] = {{program, kAccept}};
+    int64_t budget = 100'000;
+    return FindConnection(accepted, &budget) != Answer::kNo;
 }
 
 template <class Take>

@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "policies/parser.h"
+#include "policies/reach.h"
 #include "policies/search.h"
 #include "tests/support.h"
 
