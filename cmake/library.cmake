@@ -54,6 +54,10 @@ set(library_sources
     platform/${platform_folder}/thread_end.cpp
     platform/socket.cpp
     policies/classifier.cpp
+    policies/compare.cpp
+    policies/compiled_rules.cpp
+    policies/connection.cpp
+    policies/format.cpp
     policies/generate.cpp
     policies/numbers.cpp
     policies/parser.cpp
@@ -61,8 +65,10 @@ set(library_sources
     policies/policy_replies.cpp
     policies/policy_requests.cpp
     policies/policy_results.cpp
+    policies/policy_text.cpp
     policies/reach.cpp
     policies/render.cpp
+    policies/rules.cpp
     policies/search.cpp
     policies/simplify.cpp
     policies/words.cpp

@@ -6,17 +6,25 @@
 
 namespace zwmgmt::platform {
 
-enum class OpenResult { kOpened, kNotThere, kNotReadable, kNotRegular };
+enum class OpenResult { kOpened, kNotThere, kNotAllowed, kNotReadable, kFolder, kNotRegular };
 
 /// Opens a regular file for binary reading, unbuffered; anything else is not opened, and not waited
 /// for. On kOpened *file belongs to the caller (fclose), and *size is its length in bytes.
 OpenResult OpenRegularFile(const char* path, FILE** file, uint64_t* size);
+
+/// Opens for binary reading what a person names: a regular file, or, where they are wanted, also a
+/// pipe or a device, which is waited for. Tells folders and what is not allowed from the rest. On
+/// kOpened *file belongs to the caller (fclose).
+enum class Wanted { kRegularFile, kPipesToo };
+OpenResult OpenToRead(const char* path, Wanted wanted, FILE** file);
 
 /// Why a file was not opened, in words.
 constexpr const char* WhyNot(OpenResult result) {
     switch (result) {
         case OpenResult::kOpened: break;
         case OpenResult::kNotThere: return "there is no such file";
+        case OpenResult::kNotAllowed: return "permission denied";
+        case OpenResult::kFolder: return "it is a folder";
         case OpenResult::kNotReadable: return "it cannot be opened";
         case OpenResult::kNotRegular: return "it is not a regular file";
     }

@@ -16,6 +16,9 @@ struct Classifier::Stages {
     Generator generator;
     std::vector<Step> steps;
     std::string error;
+    std::string reason;  // the error's, and its place
+    size_t column = 0;
+    size_t length = 0;
 
     bool Run(std::string_view rule, size_t rule_number, std::vector<PolicyInstruction>* program,
              PolicySettings* settings);
@@ -26,6 +29,8 @@ struct Classifier::Stages {
 
 bool Classifier::Stages::Wrong(size_t rule_number, const std::string& text) {
     error = "rule " + std::to_string(rule_number) + ": " + text;
+    reason = text;
+    column = length = 0;
     return false;
 }
 
@@ -38,7 +43,11 @@ bool Classifier::Stages::Wrong(size_t rule_number, const Complaint& complaint) {
     } else {
         text.append("'").append(word.text).append("')");
     }
-    return Wrong(rule_number, text);
+    Wrong(rule_number, text);
+    reason = complaint.text;
+    column = word.column;
+    length = word.text.size();
+    return false;
 }
 
 namespace {
@@ -164,6 +173,11 @@ bool Classifier::Compile(std::string_view rule, size_t rule_number,
 
 const char* Classifier::Error() const noexcept {
     return stages != nullptr ? stages->error.c_str() : "";
+}
+
+Classifier::Reason Classifier::WhyNot() const noexcept {
+    if (stages == nullptr || stages->error.empty()) return {"", 0, 0};
+    return {stages->reason.c_str(), stages->column, stages->length};
 }
 
 bool Classifier::Matches(const PolicyInstruction* program, size_t count,

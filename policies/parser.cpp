@@ -14,6 +14,8 @@ constexpr int kDeepest = 100;
 /// Tests and operators of one rule.
 constexpr size_t kMostNodes = 2000;
 
+constexpr const char* kNoMaskWithNet = "can't use '&' masks with 'net'";
+
 std::string Quoted(std::string_view before, std::string_view word, std::string_view after) {
     std::string text(before);
     text.append(word).append(after);
@@ -195,7 +197,7 @@ class Parser {
     /// ADDRESS/LENGTH or ADDRESS mask MASK.
     bool ReadNet(Test* test) {
         if (!ReadAddress(*test->directive, &test->value)) return false;
-        if (words.Is(Mark::kMask)) return Wrong("can't use '&' masks with 'net'");
+        if (words.Is(Mark::kMask)) return Wrong(kNoMaskWithNet);
         const bool by_mask = words.IsName("mask");
         if (!by_mask && !words.Is(Mark::kSlash)) {
             return Wrong("'net' needs a prefix length, as in 10.0.0.0/8");
@@ -209,7 +211,7 @@ class Parser {
         test->mask = by_mask ? number : number == 0 ? 0 : ~Ones(32 - static_cast<int>(number));
         test->value &= test->mask;
         words.Advance();
-        return true;
+        return words.Is(Mark::kMask) ? Wrong(kNoMaskWithNet) : true;
     }
 
     bool ReadValue(const Directive& directive, uint32_t* value) {

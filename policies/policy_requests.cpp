@@ -1,10 +1,12 @@
 /// Requests of the offload policies.
+#include <new>
+
 #include "commands/arguments.h"
 #include "commands/command_keys.h"
 #include "commands/handler.h"
 #include "commands/keys.h"
 #include "commands/remarks.h"
-#include "platform/file.h"
+#include "policies/compiled_rules.h"
 #include "zwmgmt/policy.h"
 
 using namespace zwmgmt;
@@ -73,45 +75,60 @@ constexpr RequestForm kAddForm = Form(kAddPolicy, kArguments, kAdded);
 constexpr RequestForm kModifyForm = Form(kModifyPolicy, kArguments, kModified);
 constexpr RequestForm kDeleteForm = Form(kDeletePolicy, std::span(kArguments).first(2), kDeleted);
 
-/// Why a file of policies was not read, or is none.
-std::string WhyNotRead(const char* name) {
-    FILE* file = nullptr;
-    uint64_t size = 0;
-    const auto opened = platform::OpenRegularFile(name, &file, &size);
-    if (file != nullptr) std::fclose(file);
-    const bool found = opened == platform::OpenResult::kOpened;
-    return "cannot read " + std::string(name) + ": " +
-           (found ? "it cannot be read whole" : platform::WhyNot(opened));
+/// What became of a policy's rules.
+struct Compiled {
+    size_t rules = 0;
+    std::string refused;  // why it cannot be sent, "" where it can
+    std::string said;     // what the library says of a wrong rule
+    _OfldPolicy first = {};
+};
+
+/// The policy may be a file's: "@FILE".
+Compiled CompileText(const char* given) {
+    Compiled compiled;
+    std::string text;
+    const bool file = given[0] == '@';
+    if (file && !policy::ReadText(given + 1, policy::Source::kFile, &text, &compiled.refused)) {
+        compiled.refused.insert(0, "cannot read " + std::string(given + 1) + ": ");
+        return compiled;
+    }
+    policy::CompiledRules rules(file ? std::string_view(text) : given,
+                                file ? policy::Layout::kContinued : policy::Layout::kPlain);
+    for (; rules.Next(); ++compiled.rules) {
+        if (!rules.IsRight()) {
+            compiled.refused = "it does not compile";
+            compiled.said = rules.Error();
+            return compiled;
+        }
+        if (compiled.rules == 0) compiled.first = rules.Record();
+    }
+    if (compiled.rules == 0) compiled.refused = "there is no rule in it";
+    return compiled;
 }
 
-/// The first record of a policy, which may be a file's: "@FILE".
-bool Compile(ZwMgmt_interface& session, const Given& given, _OfldPolicy* policy) {
-    ParsePolicy parser;
-    parser.PrintNothing();  // the session does
-    std::vector<_OfldPolicy> policies;
-    std::string error;
-    const char* text = given.policy->value;
-    const bool file = text[0] == '@';
-    const int failed =
-        file ? parser.ParsePolicyFile(text + 1, given.interface_name, &policies, &error)
-             : parser.ParsePolicyString(text, given.interface_name, &policies, &error);
-    if (failed != 0 && !error.empty()) session.PrintOutput("%s\n", error.c_str());
+Compiled Compile(const char* given) {
+    try {
+        return CompileText(given);
+    } catch (const std::bad_alloc&) {
+        return {.refused = "out of memory", .said = {}};
+    }
+}
+
+/// The first record of a policy, and remarks on the rest.
+bool TakeFirst(ZwMgmt_interface& session, const Given& given, _OfldPolicy* policy) {
+    const Compiled compiled = Compile(given.policy->value);
+    if (!compiled.said.empty()) session.PrintOutput("%s\n", compiled.said.c_str());
     if (Remarks::Of(session) != nullptr) {
-        const int others = static_cast<int>(policies.size()) - 1;
-        if (failed != 0) {
-            Remarks::Refuse(
-                session, *given.policy,
-                file && error.empty() ? WhyNotRead(text + 1).c_str() : "it does not compile");
-        } else if (policies.empty()) {
-            Remarks::Refuse(session, *given.policy, "there is no rule in it");
+        const int others = static_cast<int>(compiled.rules) - 1;
+        if (!compiled.refused.empty()) {
+            Remarks::Refuse(session, *given.policy, compiled.refused.c_str());
         } else if (others > 0) {
             Remarks::Warn(session, *given.policy, ": the first rule is sent, %d more %s not",
                           others, others == 1 ? "is" : "are");
         }
     }
-    if (failed != 0 || policies.empty()) return false;
-    *policy = policies.front();
-    return true;
+    *policy = compiled.first;
+    return compiled.refused.empty();
 }
 
 int BuildPolicy(ZwMgmt_interface& session, const Client_Request_Message* request, _Message* message,
@@ -121,7 +138,7 @@ int BuildPolicy(ZwMgmt_interface& session, const Client_Request_Message* request
     if (const int refused = ReadArguments(session, keys, form, &given)) return refused;
     if (const int refused = CheckRequired(session, keys, form, &given)) return refused;
     _OfldPolicy payload = {};
-    if (given.policy != nullptr && !Compile(session, given, &payload)) {
+    if (given.policy != nullptr && !TakeFirst(session, given, &payload)) {
         return Refuse(session, "Invalid policy\n");
     }
     SetFixedText(payload.interface_name, given.interface_name);

@@ -166,7 +166,32 @@ class PathSearch {
     std::vector<Choice> choices;
 };
 
+int TargetOf(uint8_t target) {
+    return target == kPolicyAccept ? kAccept : target == kPolicyReject ? kReject : target;
+}
+
 }  // namespace
+
+std::vector<Step> StepsOf(const PolicyInstruction* instructions, size_t count) {
+    std::vector<Step> steps;
+    for (const PolicyInstruction& each : std::span(instructions, count)) {
+        steps.push_back(
+            {CubeOf(each.value, each.mask), TargetOf(each.on_match), TargetOf(each.on_miss)});
+    }
+    return steps;
+}
+
+bool Accepts(std::span<const Step> program, const PolicyFields& connection) {
+    Cube fields;
+    std::memcpy(fields.value, &connection, sizeof(connection));
+    fields.mask[0] = fields.mask[1] = fields.mask[2] = UINT64_MAX;
+    int position = program.empty() ? kReject : 0;
+    while (position >= 0) {
+        const Step& step = program[static_cast<size_t>(position)];
+        position = fields.Conflicts(step.cube) ? step.on_miss : step.on_match;
+    }
+    return position == kAccept;
+}
 
 Answer FindConnection(std::span<const Demand> demands, int64_t* budget, Cube* witness) {
     return PathSearch(demands, budget).Run(witness);

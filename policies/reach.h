@@ -8,6 +8,11 @@
 
 namespace zwmgmt::policy {
 
+/// The program of a record's instructions, whose targets are ends or later ones.
+std::vector<Step> StepsOf(const PolicyInstruction* instructions, size_t count);
+
+bool Accepts(std::span<const Step> program, const PolicyFields& connection);
+
 /// That a connection comes to this end (kAccept, kReject) of a program.
 struct Demand {
     std::span<const Step> program;  // without a step it rejects

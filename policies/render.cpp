@@ -1,12 +1,12 @@
 /// Programs and settings back to text. The text of a program is found in a readable form first;
 /// where that would compile to another program, it is written as choices, which compile to what
-/// they say.
+/// they say. What no text compiles to, but for its meaning, is written as what it means.
+#include <algorithm>
 #include <bit>
 #include <new>
 
 #include "platform/address.h"
-#include "policies/cube.h"
-#include "policies/tree.h"
+#include "policies/reach.h"
 #include "records/policy.h"
 #include "zwmgmt/policy.h"
 
@@ -57,10 +57,11 @@ class TermList {
         value &= mask;
         if (mask == 0) return;
         if (mask == 3 && value != 0) return Add(kWords[value - 1]);
-        // One bit alone is what some of the words have in common, or none of them.
+        // One bit alone is what some of the words have in common. A connection that is none of
+        // them has neither bit.
         std::string words;
         for (uint8_t open = 1; open <= 3; ++open) {
-            if ((open & mask) == 0 || (value != 0 && (open & mask) != value)) continue;
+            if (((open & mask) == value) == (value == 0)) continue;
             words += (words.empty() ? "" : " or ") + std::string(kWords[open - 1]);
         }
         Add((value == 0 ? "not (" : "(") + words + ")");
@@ -165,13 +166,34 @@ size_t LengthOf(const PolicyInstruction (&program)[kPolicyInstructions]) {
     return count;
 }
 
-bool CompilesTo(const std::string& rule, const _OfldPolicy& policy, size_t count) {
+enum class Likeness { kNone, kMeaning, kBytes };
+
+/// What a rule that was rendered has in common with the record.
+Likeness LikenessOf(const std::string& rule, const _OfldPolicy& policy, size_t count) {
     Classifier classifier;
     std::vector<PolicyInstruction> program;
     PolicySettings settings = {};
-    return classifier.Compile(rule, 1, &program, &settings) && program.size() == count &&
-           std::memcmp(program.data(), policy.program, count * sizeof(program[0])) == 0 &&
-           std::memcmp(&settings, &policy.settings, sizeof(settings)) == 0;
+    if (!classifier.Compile(rule, 1, &program, &settings) ||
+        std::memcmp(&settings, &policy.settings, sizeof(settings)) != 0) {
+        return Likeness::kNone;
+    }
+    if (program.size() == count &&
+        std::memcmp(program.data(), policy.program, count * sizeof(program[0])) == 0) {
+        return Likeness::kBytes;
+    }
+    for (size_t i = 0; i < count; ++i) {
+        // What the adapter may read there, no text says.
+        const PolicyInstruction& step = policy.program[i];
+        const auto is_zero = [](uint8_t byte) { return byte == 0; };
+        if (step.used != 1 || !std::ranges::all_of(step.reserved45, is_zero)) {
+            return Likeness::kNone;
+        }
+    }
+    int64_t budget = 1'000'000;
+    const bool same = policy::AcceptTheSame(policy::StepsOf(program.data(), program.size()),
+                                            policy::StepsOf(policy.program, count),
+                                            &budget) == policy::Answer::kYes;
+    return same ? Likeness::kMeaning : Likeness::kNone;
 }
 
 void AddFlag(std::string* text, const char* word, uint8_t flag) {
@@ -188,9 +210,14 @@ void Render(const _OfldPolicy& policy, std::string* text) {
         return;
     }
     *text = Renderer(policy.program, count, Style::kReadable).From(0).text + settings;
-    if (CompilesTo(*text, policy, count)) return;
-    *text = Renderer(policy.program, count, Style::kChoices).From(0).text + settings;
-    if (!CompilesTo(*text, policy, count)) *text += " # not all of the record";
+    const Likeness readable = LikenessOf(*text, policy, count);
+    if (readable == Likeness::kBytes) return;
+    const std::string choices =
+        Renderer(policy.program, count, Style::kChoices).From(0).text + settings;
+    const Likeness exact = LikenessOf(choices, policy, count);
+    if (readable == Likeness::kMeaning && exact != Likeness::kBytes) return;
+    *text = choices;
+    if (exact == Likeness::kNone) *text += " # not all of the record";
 }
 
 }  // namespace

@@ -29,6 +29,15 @@ class ZWMGMT_API Classifier {
     /// "rule 2: unexpected 'prot' (column 5: 'prot')"; "" after a success.
     [[nodiscard]] const char* Error() const noexcept;
 
+    /// The same in parts: what is wrong, at which characters of the rule. Columns count from 1;
+    /// column 0 means the whole rule, and length 0 its end.
+    struct Reason {
+        const char* text;
+        size_t column;
+        size_t length;
+    };
+    [[nodiscard]] Reason WhyNot() const noexcept;
+
     /// Whether a connection matches a program of `count` instructions. Arbitrary instructions are
     /// fine: a program that goes nowhere matches nothing.
     static bool Matches(const PolicyInstruction* program, size_t count,
@@ -60,7 +69,7 @@ class ZWMGMT_API ParsePolicy {
                           std::vector<_OfldPolicy>* policies, std::string* error) noexcept;
 
     /// The same for a file, in which a line that begins with a blank continues the rule before it.
-    /// 1 without a message when the file cannot be read.
+    /// 1 without a message when the file cannot be read. The records take 502 bytes a rule.
     int ParsePolicyFile(const char* file_name, const char* interface_name,
                         std::vector<_OfldPolicy>* policies, std::string* error) noexcept;
 
@@ -68,8 +77,9 @@ class ZWMGMT_API ParsePolicy {
     int build_policy_vector(const std::vector<std::string>& rules, const char* interface_name,
                             std::vector<_OfldPolicy>* policies, std::string* error) noexcept;
 
-    /// A record as text, which compiles to the same program and settings. A record that no text
-    /// compiles to gets a comment that says so, or "(no program)". Returns 0, or 1 without memory.
+    /// A record as text, which compiles to the same settings and to the same program, or to one
+    /// that accepts the same connections. A record that no text compiles to gets a comment that
+    /// says so, or "(no program)". Returns 0, or 1 without memory.
     static int ParsePolicyStructure(const _OfldPolicy& policy, std::string* text) noexcept;
 
     /// The settings alone, as a rule has them behind "=>".

@@ -32,6 +32,28 @@ OpenResult OpenRegularFile(const char* path, FILE** file, uint64_t* size) {
     return OpenResult::kOpened;
 }
 
+OpenResult OpenToRead(const char* path, Wanted wanted, FILE** file) {
+    const int waiting = wanted == Wanted::kRegularFile ? O_NONBLOCK : 0;
+    const int fd = open(path, O_RDONLY | O_CLOEXEC | waiting);
+    if (fd < 0) {
+        return errno == ENOENT || errno == ENOTDIR ? OpenResult::kNotThere
+               : errno == EACCES                   ? OpenResult::kNotAllowed
+                                                   : OpenResult::kNotReadable;
+    }
+    struct stat found;
+    OpenResult result = OpenResult::kOpened;
+    if (fstat(fd, &found) != 0) result = OpenResult::kNotReadable;
+    if (result == OpenResult::kOpened && S_ISDIR(found.st_mode)) result = OpenResult::kFolder;
+    if (result == OpenResult::kOpened && wanted == Wanted::kRegularFile &&
+        !S_ISREG(found.st_mode)) {
+        result = OpenResult::kNotRegular;
+    }
+    *file = result == OpenResult::kOpened ? fdopen(fd, "rb") : nullptr;
+    if (*file != nullptr) return OpenResult::kOpened;
+    close(fd);
+    return result == OpenResult::kOpened ? OpenResult::kNotReadable : result;
+}
+
 bool ReadableByOthers(const char* path) {
     struct stat found;
     return stat(path, &found) == 0 && (found.st_mode & (S_IRGRP | S_IROTH)) != 0;

@@ -58,14 +58,34 @@ bool LetsOthersRead(const ACL& list, PSID owner) {
 
 }  // namespace
 
-OpenResult OpenRegularFile(const char* path, FILE** file, uint64_t* size) {
-    // Folders open, too, to be told apart. Whoever serves a pipe of that name learns no more than
-    // who asks.
+namespace {
+
+/// Folders open, too, to be told apart. Whoever serves a pipe of that name learns no more than who
+/// asks.
+HANDLE Open(const char* path) {
     constexpr DWORD kFlags =
         FILE_FLAG_BACKUP_SEMANTICS | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION;
-    const HANDLE handle =
-        CreateFileA(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                    nullptr, OPEN_EXISTING, kFlags, nullptr);
+    return CreateFileA(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                       nullptr, OPEN_EXISTING, kFlags, nullptr);
+}
+
+/// The handle as a stream, or closed.
+FILE* StreamOf(HANDLE handle) {
+    const int fd =
+        _open_osfhandle(reinterpret_cast<intptr_t>(handle), _O_RDONLY | _O_BINARY | _O_NOINHERIT);
+    if (fd < 0) {
+        CloseHandle(handle);
+        return nullptr;
+    }
+    FILE* stream = _fdopen(fd, "rb");
+    if (stream == nullptr) _close(fd);
+    return stream;
+}
+
+}  // namespace
+
+OpenResult OpenRegularFile(const char* path, FILE** file, uint64_t* size) {
+    const HANDLE handle = Open(path);
     if (handle == INVALID_HANDLE_VALUE) {
         const DWORD error = GetLastError();
         return error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION
@@ -80,20 +100,36 @@ OpenResult OpenRegularFile(const char* path, FILE** file, uint64_t* size) {
         CloseHandle(handle);
         return OpenResult::kNotRegular;
     }
-    const int fd =
-        _open_osfhandle(reinterpret_cast<intptr_t>(handle), _O_RDONLY | _O_BINARY | _O_NOINHERIT);
-    if (fd < 0) {
-        CloseHandle(handle);
-        return OpenResult::kNotReadable;
-    }
-    *file = _fdopen(fd, "rb");
-    if (*file == nullptr) {
-        _close(fd);
-        return OpenResult::kNotReadable;
-    }
+    *file = StreamOf(handle);
+    if (*file == nullptr) return OpenResult::kNotReadable;
     std::setvbuf(*file, nullptr, _IONBF, 0);
     *size = static_cast<uint64_t>(length.QuadPart);
     return OpenResult::kOpened;
+}
+
+OpenResult OpenToRead(const char* path, Wanted wanted, FILE** file) {
+    const HANDLE handle = Open(path);
+    if (handle == INVALID_HANDLE_VALUE) {
+        switch (GetLastError()) {
+            case ERROR_ACCESS_DENIED: return OpenResult::kNotAllowed;
+            case ERROR_SHARING_VIOLATION: return OpenResult::kNotReadable;
+            default: return OpenResult::kNotThere;
+        }
+    }
+    const bool on_disk = GetFileType(handle) == FILE_TYPE_DISK;
+    BY_HANDLE_FILE_INFORMATION found;
+    OpenResult result = OpenResult::kOpened;
+    if (!on_disk && wanted == Wanted::kRegularFile) result = OpenResult::kNotRegular;
+    if (on_disk && GetFileInformationByHandle(handle, &found) &&
+        (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
+        result = OpenResult::kFolder;
+    }
+    if (result != OpenResult::kOpened) {
+        CloseHandle(handle);
+        return result;
+    }
+    *file = StreamOf(handle);
+    return *file != nullptr ? OpenResult::kOpened : OpenResult::kNotReadable;
 }
 
 bool ReadableByOthers(const char* path) {
