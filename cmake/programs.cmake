@@ -18,7 +18,9 @@ add_executable(korvane_zwcli
     front_end/main.cpp
     front_end/options.cpp
     front_end/password.cpp
+    front_end/policy.cpp
     front_end/policy_check.cpp
+    front_end/policy_compare.cpp
     front_end/run.cpp
     front_end/say.cpp
     front_end/target.cpp

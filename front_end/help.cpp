@@ -26,8 +26,15 @@ constexpr OwnRow kOwn[] = {
      "given, forgets it, or only looks\n"},
     {"policy",
      "policy check FILE [src=ADDRESS] [dst=ADDRESS] [sport=N] [dport=N] [vlan=N] [tos=N] [vers=N] "
-     "[mark=N] [open=listen|aopen|popen]\n    compiles a policy file and explains what it does, "
-     "without an agent; with keys, for a connection\n"},
+     "[mark=N] [open=listen|aopen|popen]\n"
+     "    compiles a policy file and shows what it does, without an agent; with keys or "
+     "--connections,\n    which rule decides\n"
+     "policy explain FILE\n"
+     "    tells which rules of a policy file never decide, and which overlap\n"
+     "policy diff FILE OTHER\n"
+     "    tells whether two policy files decide alike\n"
+     "policy fmt FILE\n"
+     "    prints a policy file in one style\n"},
 };
 
 }  // namespace

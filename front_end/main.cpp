@@ -10,7 +10,7 @@
 #include "front_end/help.h"
 #include "front_end/options.h"
 #include "front_end/password.h"
-#include "front_end/policy_check.h"
+#include "front_end/policy.h"
 #include "front_end/run.h"
 #include "front_end/say.h"
 #include "platform/host.h"
@@ -36,11 +36,12 @@ ExitStatus Main(int argc, const char* const* argv) {
     if (asks_for_help) words.erase(words.begin());
     if (asks_for_help || options.help) return Help(words);
     if (!words.empty() && zwmgmt::SameIgnoringCase(words[0], "policy")) {
-        return PolicyCommand({words.begin() + 1, words.end()});
+        return PolicyCommand(options, {words.begin() + 1, words.end()});
     }
     if (!words.empty() && zwmgmt::SameIgnoringCase(words[0], "agents")) {
         return AgentsCommand(options, {options.words.begin() + 1, options.words.end()});
     }
+    if (options.connections) return Fail(kUsage, "--connections is for policy check");
     zwmgmt::CommandWords command(words.data(), words.size());
     if (command.Request() == nullptr) return Fail(kUsage, ComplaintAbout(words));
 

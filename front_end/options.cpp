@@ -127,6 +127,8 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
     app.add_option("--tls-min", options->least_tls, "Least version of TLS to speak")
         ->check(CLI::IsMember({"1.2", "1.3"}))
         ->capture_default_str();
+    app.add_option("--connections", options->connections,
+                   "File of connections for policy check, one a line, with what is expected");
     for (CLI::Option* option : app.get_options(
              [](const CLI::Option* each) { return each->get_items_expected_max() == 1; })) {
         option->multi_option_policy(CLI::MultiOptionPolicy::TakeLast)->check(kNotEmpty);

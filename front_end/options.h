@@ -34,8 +34,9 @@ struct Options {
     bool help = false;                         // of the words
     bool wait = false;                         // until what runs in the background has an outcome
     Format format = Format::kText;
-    std::string fields;              // names, separated by commas; "": those the agent fills
-    std::vector<std::string> words;  // SERVICE COMMAND [SUBCOMMAND] [key=value ...]
+    std::string fields;  // names, separated by commas; "": those the agent fills
+    std::optional<std::string> connections;  // file for policy check; "-": standard input
+    std::vector<std::string> words;          // SERVICE COMMAND [SUBCOMMAND] [key=value ...]
 };
 
 /// Fills the options, or returns the exit status with which to stop at once (help, version, usage

@@ -538,7 +538,7 @@ TEST(PolicyDocument, ExamplesAreTrue) {
             auto words = Words("policy check " + file.Path() + ' ' + cells[matches ? 2 : 3]);
             if (words.size() == 3) continue;
             const std::string out = Zwcli(1, words).out;
-            EXPECT_EQ(std::ranges::count(out, '\n'), std::stol(cells[1]) + 2) << out;
+            EXPECT_EQ(std::ranges::count(out, '\n'), std::stol(cells[1]) + 3) << out;
             EXPECT_TRUE(out.find(matches ? "\nrule 1 decides: " : "\nno rule matches\n") !=
                         out.npos)
                 << out << cells[2] << cells[3];
