@@ -1,6 +1,7 @@
 #include "policies/compare.h"
 
 #include <algorithm>
+#include <optional>
 #include <unordered_map>
 
 #include "policies/compiled_rules.h"
@@ -22,6 +23,28 @@ Answer Ask(std::span<const Demand> demands, int64_t* budget, Cube* connection = 
 Answer AskBoth(const Demand& one, const Demand& other, int64_t* budget) {
     const Demand both[] = {one, other};
     return Ask(both, budget);
+}
+
+/// Whether some connection is accepted by both.
+Answer AskOverlap(const LoadedRule& one, const LoadedRule& other, int64_t* budget) {
+    --*budget;
+    if (one.hull.Conflicts(other.hull)) return Answer::kNo;
+    return AskBoth({one.program, kAccept}, {other.program, kAccept}, budget);
+}
+
+/// Narrows or begins the hull: what every way from the position to acceptance has passed.
+void AddToHull(std::span<const Step> program, int position, const Cube& passed,
+               std::optional<Cube>* hull) {
+    if (position == kReject) return;
+    if (position == kAccept) {
+        *hull = hull->has_value() ? (*hull)->Common(passed) : passed;
+        return;
+    }
+    const Step& step = program[static_cast<size_t>(position)];
+    if (!passed.Conflicts(step.cube)) {
+        AddToHull(program, step.on_match, passed.And(step.cube), hull);
+    }
+    AddToHull(program, step.on_miss, passed, hull);
 }
 
 /// Appends that the rule at the position is the first to accept; behind the last: that none does.
@@ -53,7 +76,9 @@ Answer AskPair(const LoadedPolicy& first, size_t i, const LoadedPolicy& second, 
     std::vector<Demand> demands;
     if (i < first.size()) demands.push_back({first[i].program, kAccept});
     if (j < second.size()) demands.push_back({second[j].program, kAccept});
-    if (demands.size() == 2 && Ask(demands, budget) == Answer::kNo) return Answer::kNo;
+    if (demands.size() == 2 && AskOverlap(first[i], second[j], budget) == Answer::kNo) {
+        return Answer::kNo;
+    }
     AddRejected(first, i, &demands);
     AddRejected(second, j, &demands);
     return Ask(demands, budget, connection);
@@ -61,14 +86,20 @@ Answer AskPair(const LoadedPolicy& first, size_t i, const LoadedPolicy& second, 
 
 }  // namespace
 
+LoadedRule LoadRule(std::vector<Step> program, const PolicySettings& settings, size_t line) {
+    std::optional<Cube> hull;
+    AddToHull(program, program.empty() ? kReject : 0, {}, &hull);
+    return {std::move(program), hull.value_or(Cube{}), settings, line};
+}
+
 bool Load(std::string_view text, LoadedPolicy* policy) {
     policy->clear();
     CompiledRules rules(text, Layout::kContinued);
     while (rules.Next()) {
         if (policy->size() == kMostLoaded) return false;
         const _OfldPolicy& record = rules.Record();
-        policy->push_back(
-            {StepsOf(record.program, LengthOf(record)), record.settings, rules.Begin().line});
+        policy->push_back(LoadRule(StepsOf(record.program, LengthOf(record)), record.settings,
+                                   rules.Begin().line));
     }
     return true;
 }
@@ -89,7 +120,7 @@ RuleFate FateOf(const LoadedPolicy& policy, size_t rule, int64_t* budget) {
     const Demand accepted = {policy[rule].program, kAccept};
     std::vector<Demand> demands = {accepted};
     for (size_t i = 0; i < rule; ++i) {
-        const Answer overlap = AskBoth(accepted, {policy[i].program, kAccept}, budget);
+        const Answer overlap = AskOverlap(policy[i], policy[rule], budget);
         if (overlap == Answer::kNo) continue;
         fate.all_overlaps_known &= overlap == Answer::kYes;
         if (overlap == Answer::kYes) fate.overlapped.push_back(i);

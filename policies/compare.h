@@ -9,12 +9,13 @@
 
 namespace zwmgmt::policy {
 
-/// The steps that may be spent on one command; some seconds.
+/// The steps that may be spent on one command; half a minute at most.
 constexpr int64_t kComparisonBudget = 200'000'000;
 
 /// A policy's rules in order; the first whose program accepts a connection decides.
 struct LoadedRule {
     std::vector<Step> program;
+    Cube hull;  // everything that the program accepts is within it
     PolicySettings settings;
     size_t line;
 };
@@ -22,6 +23,8 @@ using LoadedPolicy = std::vector<LoadedRule>;
 
 constexpr size_t kMostLoaded = 65'536;
 constexpr size_t kNoRule = SIZE_MAX;
+
+LoadedRule LoadRule(std::vector<Step> program, const PolicySettings& settings, size_t line);
 
 /// Loads the rules of a text that compiles. False where it has more than kMostLoaded.
 bool Load(std::string_view text, LoadedPolicy* policy);

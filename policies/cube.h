@@ -46,6 +46,16 @@ struct Cube {
         return both;
     }
 
+    /// The smallest cube that both are within.
+    Cube Common(const Cube& other) const {
+        Cube common;
+        for (int i = 0; i < 3; ++i) {
+            common.mask[i] = mask[i] & other.mask[i] & ~(value[i] ^ other.value[i]);
+            common.value[i] = value[i] & common.mask[i];
+        }
+        return common;
+    }
+
     /// Whether either is one cube, because a single bit tells them apart; *merged is that cube.
     bool Merge(const Cube& other, Cube* merged) const {
         int bits = 0;

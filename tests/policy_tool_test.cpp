@@ -84,7 +84,7 @@ class SmallWorld {
     LoadedPolicy Policy() {
         LoadedPolicy policy;
         for (int i = Below(5); i >= 0; --i) {
-            policy.push_back({Program(), zwmgmt::kUnsetPolicySettings, 1});
+            policy.push_back(LoadRule(Program(), zwmgmt::kUnsetPolicySettings, 1));
             policy.back().settings.offload = static_cast<uint8_t>(Below(2));
         }
         return policy;
