@@ -121,9 +121,13 @@ ExitStatus PolicyOutput::End(ExitStatus status) {
 }
 
 bool PolicyOutput::Read(const char* file, NamedText* read) {
-    read->name = std::string_view(file) == "-" ? "standard input" : file;
-    std::string reason;
-    if (ReadText(file, zwmgmt::policy::Source::kAny, &read->text, &reason)) return true;
+    const bool is_input = std::string_view(file) == "-";
+    read->name = is_input ? "standard input" : file;
+    std::string reason = is_input && input_is_read ? "it is there once" : "";
+    input_is_read |= is_input;
+    if (reason.empty() && ReadText(file, zwmgmt::policy::Source::kAny, &read->text, &reason)) {
+        return true;
+    }
     Complain("cannot read " + read->name + ": " + reason);
     return false;
 }

@@ -55,6 +55,7 @@ class PolicyOutput {
     zwmgmt::TextSink sink;
     zwmgmt::JsonWriter json;
     const bool is_json;
+    bool input_is_read = false;
     std::vector<std::string> messages;
 };
 

@@ -1,9 +1,9 @@
 /// "policy check FILE": what the rules became, and which decides a connection.
 #include <cstdio>
 #include <iterator>
+#include <new>
 
 #include "front_end/policy.h"
-#include "front_end/say.h"
 #include "policies/compare.h"
 #include "policies/compiled_rules.h"
 #include "policies/connection.h"

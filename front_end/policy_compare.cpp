@@ -1,5 +1,6 @@
 /// "policy explain FILE" and "policy diff FILE OTHER".
 #include <cstdio>
+#include <new>
 
 #include "front_end/policy.h"
 #include "policies/compare.h"

@@ -21,9 +21,12 @@ TEST(PolicyTool, SaysWhatItMakesOfItsFiles) {
         const std::string words =
             Replaced(Replaced(row[1], "%rules", rules.Path()), "%folder", folder);
         const ProcessResult run = Zwcli(1, Words(words), row[0]);
+        const std::string in_json = Replaced(rules.Path(), "\\", "\\\\");
+        const std::string out =
+            Replaced(Replaced(run.out, in_json, "%rules"), rules.Path(), "%rules");
         const std::string where = row[0] + " | " + words + " | " + run.out + run.err;
         EXPECT_EQ(run.exit_status, Number(row[2])) << where;
-        EXPECT_EQ(Replaced(run.out, rules.Path(), "%rules"), row[3]) << where;
+        EXPECT_EQ(out, row[3]) << where;
         const std::string said = Replaced(run.err, "korvane_zwcli: ", "");
         EXPECT_TRUE(row[4].starts_with("...") ? said.find(row[4].substr(3)) != said.npos
                                               : said == row[4])
