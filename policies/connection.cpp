@@ -45,7 +45,7 @@ bool HasAddress(uint32_t keys) {
 
 /// Sets a field that is still 0.
 void SetField(FieldId field, int bits, uint32_t value, PolicyFields* fields) {
-    const Cube cube = FieldCube(field, value, Ones(bits), 0);
+    const Cube cube = FieldCube(field, value, Ones(bits));
     Cube all;
     std::memcpy(all.value, fields, sizeof(*fields));
     for (int i = 0; i < 3; ++i) all.value[i] |= cube.value[i];
@@ -136,8 +136,8 @@ std::string ConnectionText(const Cube& bits) {
         uint32_t mask = 0;
         for (int i = 0; i < row.bits; ++i) {
             const uint32_t bit = 1u << i;
-            if (bits.Conflicts(FieldCube(row.field, 0, bit, 0))) value |= bit;
-            if (bits.Conflicts(FieldCube(row.field, bit, bit, 0))) mask |= bit;
+            if (bits.Conflicts(FieldCube(row.field, 0, bit))) value |= bit;
+            if (bits.Conflicts(FieldCube(row.field, bit, bit))) mask |= bit;
         }
         mask |= value;
         const std::string written = mask != 0 ? ValueText(row, value, mask) : "";

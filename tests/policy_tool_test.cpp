@@ -78,7 +78,7 @@ class SmallWorld {
         };
         for (int i = 0; i < count; ++i) {
             const auto mask = static_cast<uint32_t>(random() & random() & 0xFF);
-            const Cube cube = FieldCube(FieldId::kTos, random() & 0xFF, mask, 0);
+            const Cube cube = FieldCube(FieldId::kTos, random() & 0xFF, mask);
             program.push_back({cube, target(i), target(i)});
         }
         return program;
