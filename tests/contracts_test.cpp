@@ -37,16 +37,44 @@ uint8_t OsNamed(const std::string& name) {
     return static_cast<uint8_t>(found == std::end(names) ? Number(name) : found - names);
 }
 
+/// What a value between braces stands for; true where it is within its bounds.
+std::vector<std::pair<std::string, bool>> AtBounds(const std::string& value) {
+    const size_t begin = value.rfind(' ') + 1, slash = value.find_first_of("=/", begin);
+    const size_t second = value.find('/', slash + 1);
+    const bool has_bounds = slash != value.npos && value[slash] == '/' &&
+                            std::isalpha(value[begin]) && !std::isalpha(value[slash + 1]);
+    if (!has_bounds) return {{value, false}};
+    const std::string key = value.substr(0, slash) + '=';
+    const std::string least = value.substr(slash + 1, second - slash - 1);
+    if (second == value.npos) {
+        const std::string longest(std::stoul(least), 'x');
+        return {{key + longest, true}, {key + longest + 'x', false}};
+    }
+    const int64_t lowest = least.empty() ? 0 : std::stoll(least);
+    const int64_t highest = std::stoll(value.substr(second + 1));
+    const auto with = [&](int64_t number) { return key + std::to_string(number); };
+    return {{with(lowest), true},
+            {with(highest), true},
+            {with(highest + 1), false},
+            {with(least.empty() ? highest + 1 : lowest - 1), false}};
+}
+
 std::vector<Case> CasesOf(const std::vector<std::string>& row) {
     const size_t open = row[1].find('{'), close = row[1].find('}');
     if (open == row[1].npos) return {{row[0], Words(row[1]), row[2], row[3], row[4], row[5]}};
+    const auto words = [&](const std::string& text) {
+        return Words(row[1].substr(0, open) + text + row[1].substr(close + 1));
+    };
     std::vector<Case> cases;
     for (const std::string& value : Words(row[1].substr(open + 1, close - open - 1))) {
-        const size_t sign = row[3].find('%') == row[3].npos ? value.npos : value.rfind('=');
-        const std::string text = value.substr(0, sign), bytes = value.substr(sign + 1);
-        const std::string words = row[1].substr(0, open) + text + row[1].substr(close + 1);
-        cases.push_back({row[0], Words(words), row[2], Replaced(row[3], "%", bytes),
-                         Replaced(row[4], "%", text), row[5]});
+        for (const auto& [tried, within] : AtBounds(value)) {
+            const size_t sign = row[3].find('%') == row[3].npos ? tried.npos : tried.rfind('=');
+            const std::string text = tried.substr(0, sign), bytes = tried.substr(sign + 1);
+            const std::string request = Replaced(row[3], "%", bytes);
+            const std::string printed = Replaced(row[4], "%", text);
+            cases.push_back(within ? Case{row[0], words(text), "", "", "", ""}
+                                   : Case{row[0], words(text), row[2], request, printed, row[5]});
+        }
     }
     return cases;
 }
