@@ -17,18 +17,19 @@ struct Options {
     std::string listen = "127.0.0.1";
     uint16_t port = 0;  // 0: any free one
     bool grant_token = true;
-    int tls_version = 0;             // TLS1_2_VERSION or TLS1_3_VERSION; 0: both
-    std::string certificate_file;    // PEM; "": a certificate that vouches for itself
-    std::string key_file;            // where its key is kept; "": it is thrown away
-    std::string client_authorities;  // PEM: who has to vouch for a client's certificate; "": nobody
+    int tls_version = 0;                // TLS1_2_VERSION or TLS1_3_VERSION; 0: both
+    std::string certificate_file = {};  // PEM; "": a certificate that vouches for itself
+    std::string key_file = {};          // where its key is kept; "": it is thrown away
+    std::string client_authorities =
+        {};  // PEM: who has to vouch for a client's certificate; "": nobody
 
     /// The status that a login is answered with; without this no login is asked for. This and the
     /// next two are called from the clients' threads.
-    std::function<uint32_t(const LoginRecord&)> login;
+    std::function<uint32_t(const LoginRecord&)> login = {};
     /// Shown every message as it came from the wire, before it is answered.
-    std::function<void(std::span<const uint8_t> header, std::span<const uint8_t> data)> tap;
+    std::function<void(std::span<const uint8_t> header, std::span<const uint8_t> data)> tap = {};
     /// What each new session's wire is put into; without this it stays bare.
-    WrapWire wrap;
+    WrapWire wrap = {};
 
     /// How long the answer to a rejected login takes, so that guessing does.
     platform::Milliseconds rejection_delay{250};

@@ -5,9 +5,7 @@ using namespace testing_support;
 
 TEST(Credentials, AreUsedBeforeAsking) {
     zmsim::ScenarioHost host(BuiltinScenario("linux"));
-    agent::Options options;
-    options.login = agent::OneUser{"keeper", "secret"};
-    TestAgent agent(host, options);
+    TestAgent agent(host, {.login = agent::OneUser{"keeper", "secret"}});
     const CredentialsHome home;
     const std::string warning =
         "korvane_zwcli: warning: other users can read " + home.credentials.string() + "\n";

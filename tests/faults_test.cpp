@@ -151,6 +151,7 @@ TEST(Faults, AnyFramingAndHousekeepingIsTaken) {
             EXPECT_EQ(agent.Exchange({.record_size = record_size}), kWhole);
             EXPECT_TRUE(agent.printed.starts_with("Adapter #"));
         }
+        EXPECT_EQ(agent.Exchange({.split_replies = true}), kWhole) << version;
         EXPECT_EQ(agent.Exchange({.housekeeping = true}), kWhole) << version;
     }
 }
@@ -177,8 +178,7 @@ TEST(Faults, LiesAboutTheLengthOfAReply) {
 }
 
 TEST(Threads, SixtyFourSessionsAgainstOneAgent) {
-    zmsim::ScenarioHost host(BuiltinScenario("linux"));
-    TestAgent agent(host);
+    SimulatedAgent agent("linux");
     std::vector<std::string> listings(64);
     std::vector<std::thread> threads;
     for (std::string& listing : listings) {

@@ -131,10 +131,8 @@ TEST(FileTransfer, RefusesWhatCannotBeSentBeforeAnnouncingIt) {
 
 TEST(FileTransfer, AStallEndsTheTransferAndTheSession) {
     const TemporaryFile file(Content(50'000));
-    agent::Options options;
-    options.wrap = zmsim::WithFaults({.stall_at_chunk = 3});
     FileHost host;
-    Linked session(host, options);
+    Linked session(host, {.wrap = zmsim::WithFaults({.stall_at_chunk = 3})});
     session.SetReceiveTimeout(3);
     EXPECT_EQ(session.SendFile({.path = file.Path().c_str()}, session.result.data()), 1);
     EXPECT_EQ(session.LastStatus(), kReceiveTimeout);

@@ -164,8 +164,7 @@ TEST(Formats, WhatIsNoNumberNorWordStaysWhatItIs) {
     SetFixedText(settings.performance_mode, "2");
     SetFixedText(settings.tcp_offload, "x");
     settings.duplex = 2;
-    zmsim::ScenarioHost host(scenario);
-    TestAgent agent(host);
+    SimulatedAgent agent(scenario);
     const ProcessResult run = Zwcli(agent.Port(), {"--format", "csv", "--fields",
                                                    "mtu,performance_mode,tcp_offload,duplex,queues",
                                                    "korvane", "listports", "pci=3:0:0"});
@@ -174,8 +173,7 @@ TEST(Formats, WhatIsNoNumberNorWordStaysWhatItIs) {
 }
 
 TEST(Formats, EveryOutcomeIsAnAnswer) {
-    zmsim::ScenarioHost host(BuiltinScenario("linux"));
-    TestAgent agent(host);
+    SimulatedAgent agent("linux");
     const uint16_t port = agent.Port();
     const Table<std::vector<std::string>, int, uint32_t, std::string> rows = {
         {{"korvane", "setportproperty", "pci=0000:03:00.0", "port=0", "mtu=9000"},

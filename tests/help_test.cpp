@@ -93,8 +93,7 @@ TEST(Help, HasAnExampleOfEachCommandThatWorks) {
         std::vector<std::string> names;
         if (before.contains(name)) names = before.at(name);
         names.push_back(name);
-        zmsim::ScenarioHost host(BuiltinScenario("linux"));
-        TestAgent agent(host);
+        SimulatedAgent agent("linux");
         for (const std::string& each : names) {
             const ProcessResult run = Zwcli(agent.Port(), example_of(each));
             EXPECT_EQ(run.exit_status, 0) << name << ": " << each << '\n' << run.out << run.err;

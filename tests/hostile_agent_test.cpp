@@ -15,13 +15,6 @@ constexpr size_t kOpeningSize = kHeaderSize + sizeof(LoginRecord);
 constexpr size_t kChunkMessage = kHeaderSize + sizeof(FileTransferRecord);
 constexpr platform::Milliseconds kStep{5'000};
 
-Bytes Reply(uint32_t status, uint32_t data_length = 0) {
-    _Message header = {};
-    header.status = status;
-    header.data_length = data_length;
-    return Message(header);
-}
-
 /// An agent that accepts the opening, then talks; the session goes on once `Spoken` says so.
 struct Talker {
     explicit Talker(std::function<void(SSL*, std::promise<void>&)> talk)
@@ -106,9 +99,7 @@ TEST(HostileAgent, OneAcknowledgementIsForOnePieceOfAFile) {
             received += ReadFrom(ssl, kChunkMessage).size();
         });
         TestSession session(agent.Port());
-        FileTransfer transfer = {};
-        transfer.path = file.Path().c_str();
-        EXPECT_EQ(session.SendFile(transfer, session.result.data()), 1) << early;
+        EXPECT_EQ(session.SendFile({.path = file.Path().c_str()}, session.result.data()), 1);
         EXPECT_EQ(session.LastStatus(), kNotConnected);
         EXPECT_FALSE(session.Connected());
         session.CLDisconnectFromServer();

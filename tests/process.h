@@ -16,11 +16,10 @@ struct ProcessResult {
     std::string err;
 };
 
-/// Runs a program to its end, away from any terminal.
-ProcessResult RunProcess(const std::vector<std::string>& arguments, const std::string& input = "");
-
-/// Runs a program whose standard output cannot be written.
-ProcessResult RunWithoutOutput(const std::vector<std::string>& arguments);
+/// Runs a program to its end, away from any terminal; its standard output may be one that cannot
+/// be written.
+ProcessResult RunProcess(const std::vector<std::string>& arguments, const std::string& input = "",
+                         bool takes_output = true);
 
 /// Runs a program with a terminal as standard input; types the line once the program has written
 /// the prompt. Everything that the terminal showed is in `out`, without the sequences that
@@ -70,9 +69,6 @@ std::vector<std::string> FilesThatAreNotRegular(const std::string& scratch);
 
 /// An empty file that is gone when it is closed (fclose).
 FILE* OpenScratchFile();
-
-/// How many files, sockets and the like this process holds open.
-size_t OpenDescriptors();
 
 int OwnProcessId();
 /// Never 0. Allocates nothing.

@@ -283,8 +283,7 @@ TEST_F(RefusedMemory, FreedBlocksHoldNoPassword) {
 // Not for the address sanitizer alone: elsewhere OpenSSL has to be told that a thread ends.
 TEST_F(RefusedMemory, OfAThreadThatEndsNothingIsLeft) {
     const auto talk_in_threads = [](int threads) {
-        zmsim::ScenarioHost own_host(BuiltinScenario("linux"));
-        TestAgent own_agent(own_host);
+        SimulatedAgent own_agent("linux");
         for (int i = 0; i < threads; ++i) {
             std::thread([&] { TestSession session(own_agent.Port()); }).join();
         }

@@ -112,17 +112,6 @@ TEST(FreeMem, FreesEveryKindWithItsInnerLists) {
     }
 }
 
-TEST(ResultLists, WhatAnAgentSendsAsInnerHeadsIsNoPointer) {
-    const ListKind kind = *FindListKind(94);
-    const Bytes hostile(kind.record_size() * 2, 0x41);
-    void* head = nullptr;
-    ASSERT_EQ(ZwMgmt_interface::CLBuildList(&head, hostile.data(), kind.record_size(),
-                                            kind.node_size, kind.pointer_count(), 8,
-                                            static_cast<uint32_t>(hostile.size())),
-              0);
-    ZwMgmt_interface::CLFreeMem(94, head);
-}
-
 TEST(ResultLists, BuildListModeHandsTheRecordsOver) {
     for (int word_size : {4, 8, 16}) {
         zmsim::Scenario scenario = BuiltinScenario("linux");

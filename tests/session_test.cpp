@@ -40,14 +40,12 @@ std::string TextAt(const Bytes& bytes, size_t offset, size_t width) {
     return std::string(reinterpret_cast<const char*>(bytes.data()) + offset, width).c_str();
 }
 
-const Capabilities kNoCapabilities = {};
-
 }  // namespace
 
 TEST(Session, SendsTheDocumentedBytes) {
+    const std::string user(256, 'u'), password(64, 'p');  // as long as their fields
     Wire wire;
-    agent::Options options;
-    options.login = agent::OneUser{"operator", "secret"};
+    agent::Options options = {.login = agent::OneUser{user, password}};
     wire.Tap(&options);
     CannedHost host;
     host.os = kWindows;
@@ -55,9 +53,9 @@ TEST(Session, SendsTheDocumentedBytes) {
     {
         TestSession session;
         ASSERT_EQ(session.SetPassword("too early"), kSuccess);
-        ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
+        ASSERT_EQ(session.Connect(agent.Port(), user.c_str()), kSuccess);
         EXPECT_TRUE(session.LoginRequired());
-        ASSERT_EQ(session.SetPassword("secret"), kSuccess);
+        ASSERT_EQ(session.SetPassword(password.c_str()), kSuccess);
         ASSERT_EQ(session.CLAuthenticateUser(session.result.data()), kSuccess);
         EXPECT_FALSE(session.LoginRequired());
         EXPECT_EQ(session.Run({"korvane", "listadapterprops"}), 0);
@@ -73,10 +71,10 @@ TEST(Session, SendsTheDocumentedBytes) {
     };
     EXPECT_EQ(wire.headers, expected);
     ASSERT_EQ(wire.bodies.at(0).size(), 580u);
-    EXPECT_EQ(TextAt(wire.bodies[0], 4, 256), "operator");
+    EXPECT_EQ(TextAt(wire.bodies[0], 4, 256), user);
     EXPECT_EQ(TextAt(wire.bodies[0], 260, 64), "") << "the opening never carries a password";
     EXPECT_NE(TextAt(wire.bodies[0], 324, 256), "");
-    EXPECT_EQ(TextAt(wire.bodies[1], 260, 64), "secret");
+    EXPECT_EQ(TextAt(wire.bodies[1], 260, 64), password);
     EXPECT_EQ(wire.bodies[2].size() + wire.bodies[3].size(), 0u);
 }
 
@@ -104,9 +102,7 @@ TEST(Session, LoginOutcomes) {
     };
     for (const auto& [password, rejection, status] : rows) {
         CannedHost host;
-        agent::Options options;
-        options.login = agent::OneUser{"operator", "secret", rejection};
-        Linked session(host, options);
+        Linked session(host, {.login = agent::OneUser{"operator", "secret", rejection}});
         session.SetPassword(password);
         EXPECT_EQ(session.CLAuthenticateUser(session.result.data()), status);
         EXPECT_EQ(session.LoginRequired(), status != kSuccess);
@@ -118,10 +114,8 @@ TEST(Session, LoginOutcomes) {
 }
 
 TEST(Session, SecretsAreWipedInPlace) {
-    agent::Options options;
-    options.login = agent::OneUser{"the-user-of-it", "the-secret-of-it"};
     CannedHost host;
-    TestAgent agent(host, options);
+    TestAgent agent(host, {.login = agent::OneUser{"the-user-of-it", "the-secret-of-it"}});
     std::vector<char> result(kResultBufferSize);
     for (const bool disconnects : {true, false}) {
         alignas(ZwMgmt_interface) char memory[sizeof(ZwMgmt_interface)];
@@ -154,23 +148,6 @@ TEST(Session, SecretsAreWipedInPlace) {
     }
 }
 
-TEST(Session, TextsMayFillTheirFields) {
-    const std::string user(256, 'u'), password(64, 'p');
-    Wire wire;
-    agent::Options options;
-    options.login = agent::OneUser{user, password};
-    wire.Tap(&options);
-    CannedHost host;
-    TestAgent agent(host, options);
-    TestSession session;
-    ASSERT_EQ(session.Connect(agent.Port(), user.c_str()), kSuccess);
-    EXPECT_EQ(session.SetPassword(password.c_str()), kSuccess);
-    EXPECT_EQ(session.CLAuthenticateUser(session.result.data()), kSuccess);
-    agent.Stop();
-    const std::string sent(wire.bodies.at(1).begin(), wire.bodies.at(1).end());
-    EXPECT_EQ(sent.substr(4, 320), user + password);
-}
-
 TEST(Session, WaitsAsLongAsTheRequestMayTake) {
     const Table<int, uint8_t, uint16_t, uint32_t> rows = {
         {3, 4, 142, 180}, {3, 5, 145, 180}, {3, 9, 183, 180}, {2, 5, 145, 300}, {8, 5, 145, 300},
@@ -190,9 +167,7 @@ TEST(Session, WaitsAsLongAsTheRequestMayTake) {
 
 TEST(Session, NeedsTheReadWriteToken) {
     CannedHost host;
-    agent::Options options;
-    options.grant_token = false;
-    TestAgent agent(host, options);
+    TestAgent agent(host, {.grant_token = false});
     TestSession session;
     EXPECT_EQ(session.Connect(agent.Port()), kNoReadWriteToken);
     EXPECT_FALSE(session.Connected());
@@ -200,21 +175,6 @@ TEST(Session, NeedsTheReadWriteToken) {
     EXPECT_EQ(session.Printed(), "ERROR: no connection to the managed system!\n");
     EXPECT_EQ(session.Run({"filter", "showcomb"}), 0);
     EXPECT_EQ(session.LastStatus(), kSuccess) << "a command that needs no agent";
-}
-
-TEST(Session, SpeaksBothTlsVersionsAndTakesRepliesInAnyFraming) {
-    for (int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
-        for (bool split : {false, true}) {
-            agent::Options options;
-            options.tls_version = version;
-            options.wrap = zmsim::WithFaults({.split_replies = split});
-            zmsim::ScenarioHost host(BuiltinScenario("linux"));
-            Linked session(host, options);
-            EXPECT_EQ(session.Run({"korvane", "listadapterprops"}), 0) << version << split;
-            EXPECT_NE(session.Printed().find("Adapter #                     : 2\n"),
-                      std::string::npos);
-        }
-    }
 }
 
 TEST(Session, OffersTls12WithTheDocumentedCiphersAlone) {
@@ -280,9 +240,15 @@ TEST(Session, ConnectFailuresHaveStatusesOfTheirOwn) {
 }
 
 TEST(Session, ConnectingAgainReleasesTheEarlierConnection) {
-    RawAgent agent([](SSL* ssl) { AcceptOpening(ssl); });
+    std::atomic<int> released = 0;
     TestSession session;
-    const size_t before = OpenDescriptors();
+    RawAgent agent([&](SSL* ssl) {
+        AcceptOpening(ssl);
+        ReadFrom(ssl, kHeaderSize);
+        SSL_shutdown(ssl);
+        AwaitEnd(ssl);
+        ++released;
+    });
     for (int attempt = 0; attempt < 5; ++attempt) {
         ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
         EXPECT_NE(session.Run({"korvane", "listadapterprops"}), 0);
@@ -293,8 +259,7 @@ TEST(Session, ConnectingAgainReleasesTheEarlierConnection) {
                   kNotConnected)
             << "a late reply is nobody's";
     }
-    session.CLDisconnectFromServer();
-    EXPECT_LE(OpenDescriptors(), before + 1) << "the agent may still hold the last one";
+    EXPECT_GE(released, 4) << "the agent serves the next when the one before has gone";
 }
 
 TEST(Session, WithoutContextConnectingFails) {
@@ -338,21 +303,14 @@ TEST(Session, HandshakeGivesUpAfterThirtyOneHalfSeconds) {
 TEST(Session, ARefusedOpeningIsNotASession) {
     RawAgent agent([](SSL* ssl) {
         ReadFrom(ssl, kHeaderSize + sizeof(LoginRecord));
-        _Message refusal = {};
-        refusal.status = 99;
-        refusal.rw_token = 1;
-        WriteTo(ssl, Message(refusal));
+        Bytes refusal = Reply(99);
+        refusal[offsetof(_Message, rw_token)] = 1;
+        WriteTo(ssl, refusal);
         AwaitEnd(ssl);
     });
     TestSession session;
     EXPECT_EQ(session.Connect(agent.Port()), 99u);
     EXPECT_FALSE(session.Connected());
-}
-
-_Message Success(uint32_t data_length) {
-    _Message header = {};
-    header.data_length = data_length;
-    return header;
 }
 
 TEST(Session, TheReceiveTimeoutHoldsWhateverTlsIsBusyWith) {
@@ -385,9 +343,8 @@ TEST(Session, TheReceiveTimeoutHoldsWhateverTlsIsBusyWith) {
 TEST(Session, AReplyLargerThanTheResultBufferGoesWholeToOut) {
     const uint32_t length = kResultBufferSize + 1000;
     CannedHost host(agent::Reply{.status = 0, .data = Bytes(length, 0x5A)});
-    agent::Options options;
-    options.tap = [](auto header, auto) { EXPECT_EQ(header[14], 0) << "no status is sent"; };
-    Linked session(host, options);
+    Linked session(
+        host, {.tap = [](auto header, auto) { EXPECT_EQ(header[14], 0) << "no status is sent"; }});
     session.result.resize(kResultBufferSize + 8, 'x');
     _Message message = {};
     message.service = kSystem;
@@ -414,11 +371,9 @@ TEST(Session, AFailedReplyHasNoDataWhateverItsLength) {
     RawAgent agent([](SSL* ssl) {
         AcceptOpening(ssl);
         ReadFrom(ssl, kHeaderSize);
-        _Message failure = Success(50);
-        failure.status = 77;
-        WriteTo(ssl, Message(failure));
+        WriteTo(ssl, Reply(77, 50));
         ReadFrom(ssl, kHeaderSize);
-        WriteTo(ssl, Message(Success(0)));
+        WriteTo(ssl, Reply(kSuccess));
         AwaitEnd(ssl);
     });
     TestSession session(agent.Port());
@@ -456,15 +411,14 @@ TEST(Session, APeerThatGoesWhileWeWriteIsAStatus) {
 }
 
 TEST(Session, FetchesAndKeepsTheCapabilities) {
-    zmsim::Scenario scenario = BuiltinScenario("freebsd");
-    zmsim::ScenarioHost host(scenario);
-    TestAgent agent(host);
+    const Capabilities none = {}, offered = BuiltinScenario("freebsd").capabilities;
+    SimulatedAgent agent("freebsd");
     TestSession session;
     EXPECT_EQ(session.FetchCapabilities(session.result.data()), kNotConnected);
     ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
-    EXPECT_EQ(std::memcmp(&session.AgentCapabilities(), &kNoCapabilities, 33), 0);
+    EXPECT_EQ(std::memcmp(&session.AgentCapabilities(), &none, 33), 0);
     EXPECT_EQ(session.FetchCapabilities(session.result.data()), kSuccess);
-    EXPECT_EQ(std::memcmp(&session.AgentCapabilities(), &scenario.capabilities, 33), 0);
+    EXPECT_EQ(std::memcmp(&session.AgentCapabilities(), &offered, 33), 0);
 
     CannedHost cut(agent::Reply{.status = 0, .data = Bytes(32)});
     Linked other(cut);

@@ -185,11 +185,10 @@ Bytes Message(const _Message& header, const Bytes& data) {
     return message;
 }
 
-Bytes OpeningReply(uint8_t os_type, uint8_t word_size) {
+Bytes Reply(uint32_t status, uint32_t data_length) {
     _Message header = {};
-    header.os_type = os_type;
-    header.word_size = word_size;
-    header.rw_token = 1;
+    header.status = status;
+    header.data_length = data_length;
     return Message(header);
 }
 
@@ -223,7 +222,11 @@ void AwaitEnd(SSL* ssl) {
 
 void AcceptOpening(SSL* ssl) {
     ReadFrom(ssl, zwmgmt::kHeaderSize + sizeof(LoginRecord));
-    WriteTo(ssl, OpeningReply());
+    _Message accepted = {};
+    accepted.os_type = zwmgmt::kLinux;
+    accepted.word_size = 8;
+    accepted.rw_token = 1;
+    WriteTo(ssl, Message(accepted));
 }
 
 TestSession::TestSession() : text(OpenScratchFile()) { SetOutputStream(text); }

@@ -96,6 +96,18 @@ class TestAgent {
     agent::Server server;
 };
 
+/// The simulated agent of an OS or a scenario, with its host.
+struct WithHost {
+    zmsim::ScenarioHost host;
+};
+class SimulatedAgent : public WithHost, public TestAgent {
+  public:
+    explicit SimulatedAgent(const zmsim::Scenario& scenario, agent::Options options = {})
+        : WithHost{zmsim::ScenarioHost(scenario)}, TestAgent(host, std::move(options)) {}
+    explicit SimulatedAgent(const char* os, agent::Options options = {})
+        : SimulatedAgent(BuiltinScenario(os), std::move(options)) {}
+};
+
 /// Accepts one TLS client after the other on a free port and lets the test speak to each, message
 /// by message, however wrongly it likes.
 class RawAgent {
@@ -119,7 +131,8 @@ class RawAgent {
 
 /// One message as it travels.
 Bytes Message(const _Message& header, const Bytes& data = {});
-Bytes OpeningReply(uint8_t os_type = zwmgmt::kLinux, uint8_t word_size = 8);
+/// A reply's header; what it says of the length need not be true.
+Bytes Reply(uint32_t status, uint32_t data_length = 0);
 /// Reads exactly `length` bytes, or fewer when the client goes.
 Bytes ReadFrom(SSL* ssl, size_t length);
 bool WriteTo(SSL* ssl, const Bytes& bytes);

@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstring>
 #include <map>
+#include <set>
 #include <span>
 
 #include "commands/list_kinds.h"
@@ -21,47 +22,20 @@ using Zw = ZwMgmt_interface;
 
 namespace {
 
-/// Every word that stands for anything anywhere, once.
-std::vector<std::string> AllWords() {
+/// Every word that stands for anything anywhere.
+std::set<std::string> AllWords() {
     using namespace words;
-    const std::span<const Word> tables[] = {kServiceWords,
-                                            kIscsiSubCommands,
-                                            kSystemSubCommands,
-                                            kBridgeSubCommands,
-                                            kVifSubCommands,
-                                            kPifSubCommands,
-                                            kNetSubCommands,
-                                            kVswitchSubCommands,
-                                            kIscsiKeys,
-                                            kCredentialKeys,
-                                            kPortGroupSubCommands,
-                                            kNetworkingKeys,
-                                            kAdapterKeys,
-                                            kSystemKeys,
-                                            kFilterKeys,
-                                            kTmschedKeys,
-                                            kTmKeys,
-                                            kFcoeKeys,
-                                            kLogKeys,
-                                            kIwarpKeys,
-                                            kDiagsKeys,
-                                            kHypervKeys,
-                                            kFoiscsiCommands,
-                                            kFoiscsiSubCommands,
-                                            kFoiscsiKeys,
-                                            kBypassCommands,
-                                            kBypassKeys,
-                                            kMsteamCommands,
-                                            kMsteamKeys,
-                                            kBondingCommands,
-                                            kBondingKeys};
-    std::vector<std::string> all;
-    for (const auto& table : tables) {
-        for (const Word& row : table) all.push_back(row.word);
-    }
-    for (const auto& row : kCommandWords) all.push_back(row.word);
-    std::ranges::sort(all);
-    all.erase(std::ranges::unique(all).begin(), all.end());
+    std::set<std::string> all;
+    const auto add = [&](const auto&... tables) {
+        const auto word_of = [&](const auto& row) { all.insert(row.word); };
+        (std::ranges::for_each(tables, word_of), ...);
+    };
+    add(kServiceWords, kCommandWords, kIscsiSubCommands, kSystemSubCommands, kBridgeSubCommands,
+        kVifSubCommands, kPifSubCommands, kNetSubCommands, kVswitchSubCommands, kIscsiKeys,
+        kCredentialKeys, kPortGroupSubCommands, kNetworkingKeys, kAdapterKeys, kSystemKeys,
+        kFilterKeys, kTmschedKeys, kTmKeys, kFcoeKeys, kLogKeys, kIwarpKeys, kDiagsKeys,
+        kHypervKeys, kFoiscsiCommands, kFoiscsiSubCommands, kFoiscsiKeys, kBypassCommands,
+        kBypassKeys, kMsteamCommands, kMsteamKeys, kBondingCommands, kBondingKeys);
     return all;
 }
 
@@ -218,6 +192,22 @@ TEST(Tables, ServicesFollowVersionAndOs) {
     Capabilities unknown = {};
     unknown.os_code = 7;
     EXPECT_EQ(Zw::GetLatestServerCapabilities(&unknown), -1);
+}
+
+TEST(Tables, EachSystemHasItsNewestCapabilities) {
+    void (*const fillers[])(Capabilities*) = {
+        Zw::GetLatestWindowsCapabilities, Zw::GetLatestLinuxCapabilities,
+        Zw::GetLatestSolarisCapabilities, Zw::GetLatestFBSDCapabilities,
+        Zw::GetLatestESXCapabilities,     Zw::GetLatestMacCapabilities,
+        Zw::GetLatestXENCapabilities};
+    const uint8_t systems[] = {kWindows, kLinux, kSolaris, kFreeBsd, kEsx, kMac, kXen};
+    for (size_t i = 0; i < std::size(systems); ++i) {
+        Capabilities filled = {}, newest = {};
+        filled.os_code = newest.os_code = systems[i];
+        fillers[i](&filled);
+        EXPECT_EQ(Zw::GetLatestServerCapabilities(&newest), 0);
+        EXPECT_EQ(std::memcmp(&filled, &newest, sizeof(newest)), 0) << +systems[i];
+    }
 }
 
 TEST(Tables, SimulatedHostsOfferWhatTheirOsCanHave) {

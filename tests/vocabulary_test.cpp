@@ -21,28 +21,12 @@ TEST(Vocabulary, KeyValueWordsSplitAtTheFirstEqualsSign) {
     }
 }
 
-TEST(CommandWords, BecomeARequest) {
-    const char* words[] = {"net", "MTU", "set", "ifname=eth0", "mtu=9000"};
-    CommandWords command(words, 5);
-    const Client_Request_Message* request = command.Request();
-    ASSERT_NE(request, nullptr);
-    EXPECT_EQ(request->service, 2);
-    EXPECT_EQ(+request->command, 101);
-    EXPECT_EQ(request->qualifier, 0);
-    ASSERT_EQ(request->argument_count, 3u);
-    const Table<const char*, int> entries = {{"set", -1}, {"eth0", 148}, {"9000", 150}};
-    for (size_t i = 0; i < entries.size(); ++i) {
-        const auto& [value, key] = entries[i];
-        EXPECT_EQ(std::string(request->arguments[i].value), value);
-        EXPECT_EQ(int{request->arguments[i].key}, key);
-    }
-}
-
 TEST(CommandWords, EntryZeroIsTheSubCommandsWhereThereIsOne) {
     const Table<std::vector<const char*>, uint32_t, const char*, int> rows = {
         {{"korvane", "listports", "pci=1"}, 2, "", -1},
         {{"korvane", "listadapterprops"}, 1, "", -1},
         {{"net", "bridge", "list"}, 1, "list", 235},
+        {{"net", "MTU", "set", "ifname=eth0", "mtu=9000"}, 3, "set", -1},
         {{"net", "ping", "host=1.2.3.4"}, 1, "1.2.3.4", 221},
         {{"net", "traceroute"}, 0, nullptr, 0},
     };

@@ -46,7 +46,8 @@ bool ReadSome(int fd, std::string* text) {
 
 }  // namespace
 
-ProcessResult RunProcess(const std::vector<std::string>& arguments, const std::string& input) {
+ProcessResult RunProcess(const std::vector<std::string>& arguments, const std::string& input,
+                         bool takes_output) {
     const auto [in_read, in_write] = Pipe();
     const auto [out_read, out_write] = Pipe();
     const auto [err_read, err_write] = Pipe();
@@ -54,7 +55,7 @@ ProcessResult RunProcess(const std::vector<std::string>& arguments, const std::s
     if (pid == 0) {
         setsid();
         dup2(in_read, STDIN_FILENO);
-        dup2(out_write, STDOUT_FILENO);
+        dup2(takes_output ? out_write : open("/dev/full", O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
         dup2(err_write, STDERR_FILENO);
         Execute(arguments);
     }
@@ -75,12 +76,6 @@ ProcessResult RunProcess(const std::vector<std::string>& arguments, const std::s
     close(err_read);
     result.exit_status = ExitStatus(pid);
     return result;
-}
-
-ProcessResult RunWithoutOutput(const std::vector<std::string>& arguments) {
-    std::string line;
-    for (const std::string& argument : arguments) line += "'" + argument + "' ";
-    return RunProcess({"/bin/sh", "-c", line + "> /dev/full"});
 }
 
 ProcessResult RunOnTerminal(const std::vector<std::string>& arguments, const std::string& prompt,
@@ -163,11 +158,6 @@ std::vector<std::string> FilesThatAreNotRegular(const std::string& scratch) {
 }
 
 FILE* OpenScratchFile() { return std::tmpfile(); }
-
-size_t OpenDescriptors() {
-    const std::filesystem::directory_iterator open("/proc/self/fd");
-    return static_cast<size_t>(std::distance(begin(open), end(open)));
-}
 
 int OwnProcessId() { return getpid(); }
 uintptr_t OwnThreadId() { return static_cast<uintptr_t>(pthread_self()); }

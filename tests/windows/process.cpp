@@ -4,7 +4,6 @@
 #include <aclapi.h>
 #include <sddl.h>
 #include <windows.h>
-#include <winternl.h>
 
 #include <array>
 #include <fstream>
@@ -184,13 +183,17 @@ std::string OnScreen(const std::string& bytes) {
 
 }  // namespace
 
-ProcessResult RunProcess(const std::vector<std::string>& arguments, const std::string& input) {
+ProcessResult RunProcess(const std::vector<std::string>& arguments, const std::string& input,
+                         bool takes_output) {
+    const Handle read_only(CreateFileA("NUL", GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
     Pipe in;
     Pipe out;
     Pipe err;
     const Handle process =
         Start(CommandLine(arguments),
-              {LetInherit(in.read), LetInherit(out.write), LetInherit(err.write)}, nullptr);
+              {LetInherit(in.read), LetInherit(takes_output ? out.write : read_only),
+               LetInherit(err.write)},
+              nullptr);
     for (Handle* end : {&in.read, &out.write, &err.write}) end->reset();
     DWORD written = 0;
     WriteFile(in.write.get(), input.data(), static_cast<DWORD>(input.size()), &written, nullptr);
@@ -199,19 +202,6 @@ ProcessResult RunProcess(const std::vector<std::string>& arguments, const std::s
     std::thread errors([&] { result.err = ReadText(err.read); });
     result.out = ReadText(out.read);
     errors.join();
-    result.exit_status = ExitStatus(process);
-    return result;
-}
-
-ProcessResult RunWithoutOutput(const std::vector<std::string>& arguments) {
-    const Handle read_only(CreateFileA("NUL", GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
-    Pipe err;
-    const Handle process =
-        Start(CommandLine(arguments),
-              {LetInherit(read_only), LetInherit(read_only), LetInherit(err.write)}, nullptr);
-    err.write.reset();
-    ProcessResult result;
-    result.err = ReadText(err.read);
     result.exit_status = ExitStatus(process);
     return result;
 }
@@ -325,36 +315,6 @@ FILE* OpenScratchFile() {
     const std::string folder = std::filesystem::temp_directory_path().string();
     Require(GetTempFileNameA(folder.c_str(), "zwm", 0, path) != 0, "name a file");
     return std::fopen(path, "w+bTD");  // temporary, deleted when it is closed
-}
-
-size_t OpenDescriptors() {
-    // A process can ask for its own count alone, but Wine does not keep one.
-    struct Entry {
-        void* object;
-        ULONG_PTR process;
-        ULONG_PTR handle;
-        ULONG access;
-        USHORT more[4];
-        ULONG reserved;
-    };
-    struct Entries {
-        ULONG_PTR count;
-        ULONG_PTR reserved;
-        Entry entries[1];
-    };
-    int all_handles = 64;  // the header names few classes
-    std::vector<char> memory(1 << 22);
-    ULONG length = 0;
-    Require(
-        NtQuerySystemInformation(static_cast<SYSTEM_INFORMATION_CLASS>(all_handles), memory.data(),
-                                 static_cast<ULONG>(memory.size()), &length) == 0,
-        "list the open handles");
-    const auto* all = reinterpret_cast<const Entries*>(memory.data());
-    size_t own = 0;
-    for (ULONG_PTR i = 0; i < all->count; ++i) {
-        own += all->entries[i].process == GetCurrentProcessId();
-    }
-    return own;
 }
 
 int OwnProcessId() { return static_cast<int>(GetCurrentProcessId()); }
