@@ -28,9 +28,7 @@ TEST(Dispatcher, AllFiveEntriesAreOneRoad) {
     EXPECT_EQ(+message.status, 50u);  // by value: packed fields bind to no reference
     EXPECT_EQ(session.LastStatus(), 50u);
     EXPECT_EQ(session.LastSuccessTime(), 0);
-    EXPECT_EQ(session.Printed(),
-              "Command failed\nCommand failed\nCommand failed\nCommand failed\n"
-              "Command failed\n");
+    EXPECT_EQ(Replaced(session.Printed(), "Command failed\n", "."), ".....");
 }
 
 TEST(Dispatcher, WhatIsRefusedIsNotSent) {
@@ -62,9 +60,7 @@ TEST(Dispatcher, WhatIsRefusedIsNotSent) {
     EXPECT_EQ(session.Client_ProcessRequest(nullptr, result, nullptr), 1);
     const char* unknown_key[] = {"nosuchkey=1"};
     EXPECT_EQ(session.Client_ProcessRequest(4, 142, 0, unknown_key, 1, result, nullptr), 1);
-    EXPECT_EQ(session.Printed(),
-              "Invalid argument specified\nInvalid argument specified\n"
-              "Invalid argument specified\nInvalid argument specified\n");
+    EXPECT_EQ(Replaced(session.Printed(), "Invalid argument specified\n", "."), "....");
 }
 
 TEST(Dispatcher, ReportsALostConnectionOnceAndStaysDisconnected) {
@@ -78,10 +74,8 @@ TEST(Dispatcher, ReportsALostConnectionOnceAndStaysDisconnected) {
         };
         const int first = send();
         EXPECT_TRUE(first == kReadError || first == kWriteError) << first;
-        const std::string said = session.Printed();
-        EXPECT_TRUE(said == "\nError reading from socket\n" ||
-                    said == "\nError writing to socket\n")
-            << said;
+        const std::string said = Replaced(session.Printed(), "writing to", "reading from");
+        EXPECT_EQ(said, "\nError reading from socket\n");
         EXPECT_EQ(send(), kNotConnected);
         EXPECT_EQ(session.Printed(), "ERROR: no connection to the managed system!\n");
     }

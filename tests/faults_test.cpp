@@ -28,13 +28,8 @@ class FaultyAgent {
         : host(Listing()), agent(host, Options(tls_version)) {}
 
     Steps Exchange(const zmsim::WireFaults& next_faults, uint32_t timeout_seconds = 30) {
-        faults = next_faults;
         TestSession session;
-        session.SetReceiveTimeout(timeout_seconds);
-        Steps steps = {session.Connect(agent.Port()), kNotReached, kNotReached};
-        if (steps[0] != kSuccess) return steps;
-        session.SetPassword("secret");
-        steps[1] = session.CLAuthenticateUser(session.result.data());
+        Steps steps = LogIn(next_faults, timeout_seconds, &session);
         if (steps[1] != kSuccess) return steps;
         steps[2] = static_cast<uint32_t>(session.Run({"korvane", "listadapterprops"}));
         printed = session.Printed();
@@ -44,12 +39,8 @@ class FaultyAgent {
 
     /// A file of two chunks pushed; whether it went through without a fault being noticed.
     bool Push(const zmsim::WireFaults& next_faults, const char* path) {
-        faults = next_faults;
         TestSession session;
-        session.SetReceiveTimeout(30);
-        if (session.Connect(agent.Port()) != kSuccess) return false;
-        session.SetPassword("secret");
-        if (session.CLAuthenticateUser(session.result.data()) != kSuccess) return false;
+        if (LogIn(next_faults, 30, &session)[1] != kSuccess) return false;
         const int result = session.SendFile({.path = path}, session.result.data());
         return result == 0 && session.LastStatus() == kSuccess;
     }
@@ -58,19 +49,28 @@ class FaultyAgent {
     int again = 0;  // the result of the same request once more
 
   private:
+    /// The first two steps.
+    Steps LogIn(const zmsim::WireFaults& next_faults, uint32_t timeout, TestSession* session) {
+        faults = next_faults;
+        session->SetReceiveTimeout(timeout);
+        Steps steps = {session->Connect(agent.Port()), kNotReached, kNotReached};
+        if (steps[0] != kSuccess) return steps;
+        session->SetPassword("secret");
+        steps[1] = session->CLAuthenticateUser(session->result.data());
+        return steps;
+    }
     static agent::Reply Listing() {
         Bytes data(kListData, 0);
         data.back() = 0xFF;
         return {.status = 0, .data = data};
     }
     agent::Options Options(int tls_version) {
-        agent::Options options;
-        options.login = agent::OneUser{"operator", "secret"};
-        options.tls_version = tls_version;
-        options.wrap = [this](auto wire) {
+        const auto wrap = [this](auto wire) {
             return std::make_unique<zmsim::FaultyWire>(std::move(wire), faults);
         };
-        return options;
+        return {.tls_version = tls_version,
+                .login = agent::OneUser{"operator", "secret"},
+                .wrap = wrap};
     }
 
     zmsim::WireFaults faults;

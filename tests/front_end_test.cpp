@@ -100,7 +100,7 @@ TEST(FrontEnd, LogsInWithAPasswordFromAFileOrStandardInput) {
         {"operator", "-", std::string(50'000, 'x'), 2, "the password is longer than 64 bytes"},
         {"operator", nul.Path(), "", 2, "the password holds a NUL character"},
         {"operator", marked.Path(), "", 2, "the password begins with a byte-order mark"},
-        {"operator", empty.Path(), "", 2, "no password in the first line of " + empty.Path() + ""},
+        {"operator", empty.Path(), "", 2, "no password in the first line of " + empty.Path()},
         {"operator", "-", "", 2, "no password on standard input"},
         {"operator", "/no/such/file", "", 2,
          "cannot read password file /no/such/file: No such file or directory"},
@@ -125,23 +125,25 @@ TEST(FrontEnd, AsksForThePasswordOnATerminalOnly) {
     EXPECT_NE(run.err.find("there is no terminal to ask on; use --password-file"),
               std::string::npos);
 
-    std::vector<std::string> command = {
-        ZWCLI_PATH, "--verify", "off",    "--port", std::to_string(agent.Port()),
-        "--user",   "operator", kList[0], kList[1]};
+    auto command =
+        With({"--verify", "off", "--port", std::to_string(agent.Port()), "--user", "operator"});
+    command.insert(command.begin(), ZWCLI_PATH);
     const std::string prompt = "Password of operator for 127.0.0.1: ";
-    run = RunOnTerminal(command, prompt, std::string(64, 'x') + '\n');
-    EXPECT_EQ(run.exit_status, 0);
-    EXPECT_NE(run.out.find("Adapter #"), std::string::npos);
-    EXPECT_EQ(run.out.find("xx"), std::string::npos) << "echoed";
-    EXPECT_EQ(RunOnTerminal(command, prompt, "wrong\n").exit_status, 4);
-    run = RunOnTerminal(command, prompt, "\n");
-    EXPECT_EQ(run.exit_status, 4);
-    EXPECT_NE(run.out.find("korvane_zwcli: no password given"), std::string::npos) << run.out;
-    EXPECT_EQ(RunOnTerminal(command, prompt, "\x03").exit_status, 130) << "interrupt key";
-    for (const size_t length : {65, 1'024, 3'000}) {
-        run = RunOnTerminal(command, prompt, std::string(length, 'x') + '\n');
-        EXPECT_EQ(run.exit_status, 4);
-        EXPECT_NE(run.out.find("the password is longer than 64 bytes"), std::string::npos);
+    const std::string too_long = "the password is longer than 64 bytes";
+    const Table<std::string, int, std::string> rows = {
+        {std::string(64, 'x') + '\n', 0, "Adapter #"},
+        {"wrong\n", 4, ""},
+        {"\n", 4, "korvane_zwcli: no password given"},
+        {"\x03", 130, ""},  // the interrupt key
+        {std::string(65, 'x') + '\n', 4, too_long},
+        {std::string(1'024, 'x') + '\n', 4, too_long},
+        {std::string(3'000, 'x') + '\n', 4, too_long},
+    };
+    for (const auto& [keys, exit_status, shown] : rows) {
+        run = RunOnTerminal(command, prompt, keys);
+        EXPECT_EQ(run.exit_status, exit_status) << run.out;
+        EXPECT_NE(run.out.find(shown), std::string::npos) << run.out;
+        EXPECT_EQ(run.out.find("xx"), std::string::npos) << "echoed";
     }
 }
 
@@ -170,10 +172,9 @@ TEST(FrontEnd, TheOutcomeOfABackgroundCommandIsToldAndWaitedFor) {
 TEST(FrontEnd, AListingThatCannotBeWrittenIsAFailure) {
     SimulatedAgent agent("linux");
     // The second says more on standard error, behind what it could not write.
-    for (const char* words : {"korvane listadapterprops", "net ping getresult"}) {
-        std::vector<std::string> command = {ZWCLI_PATH, "--verify", "off", "--port",
-                                            std::to_string(agent.Port())};
-        for (const std::string& word : Words(words)) command.push_back(word);
+    for (const char* words : {" korvane listadapterprops", " net ping getresult"}) {
+        const auto command =
+            Words(ZWCLI_PATH " --verify off --port " + std::to_string(agent.Port()) + words);
         const ProcessResult run = RunProcess(command, "", false);
         EXPECT_EQ(run.exit_status, 1);
         EXPECT_TRUE(run.err.ends_with("korvane_zwcli: cannot write to standard output\n"));

@@ -5,7 +5,6 @@
 #include <cstring>
 #include <filesystem>
 #include <future>
-#include <map>
 
 #include "session/tls.h"
 #include "tests/support.h"
@@ -245,15 +244,14 @@ TEST(Agent, EndsASessionThatNeverOpens) {
 
 TEST(Agent, AnswersAWrongPasswordLater) {
     CannedHost host;
-    agent::Options options;
-    options.login = agent::OneUser{"operator", "secret"};
-    options.rejection_delay = std::chrono::hours(1);
     std::promise<void> tried;
     int messages = 0;
-    options.tap = [&](auto, auto) {
+    const auto count = [&](auto, auto) {
         if (++messages == 2) tried.set_value();
     };
-    TestAgent agent(host, options);
+    TestAgent agent(host, {.login = agent::OneUser{"operator", "secret"},
+                           .tap = count,
+                           .rejection_delay = std::chrono::hours(1)});
     RawClient client(agent.Port());
     client.Open();
     std::thread stopper([&] {
@@ -269,15 +267,14 @@ TEST(Agent, ChangesNothingWithoutTheToken) {
     TestAgent agent(host, {.grant_token = false});
     RawClient client(agent.Port());
     client.Open();
-    const std::map<int, std::vector<uint16_t>> changes = {
+    const Table<uint8_t, std::vector<uint16_t>> changes = {
         {2, {101, 104, 106}},
         {4, {139, 140}},
         {5, {143, 145, 146, 147}},
         {6, {170, 171, 172, 175, 299, 300, 301, 324}},
         {7, {177, 178, 179}}};
-    for (const auto& [service, opcodes] : changes) {
+    for (const auto& [to, opcodes] : changes) {
         for (const uint16_t opcode : opcodes) {
-            const auto to = static_cast<uint8_t>(service);
             EXPECT_EQ(client.Ask(to, opcode, {}), Header(kLinux, to, opcode, 9)) << opcode;
         }
     }
@@ -285,7 +282,7 @@ TEST(Agent, ChangesNothingWithoutTheToken) {
 }
 
 TEST(Agent, RepliesToFilesEchoServiceOpcodeAndOs) {
-    CannedHost host([](auto...) { return agent::Reply{}; }, kFreeBsd);
+    CannedHost host(agent::Reply{}, kFreeBsd);
     TestAgent agent(host);
     RawClient client(agent.Port());
     client.Open();

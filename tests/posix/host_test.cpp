@@ -55,10 +55,8 @@ TEST(Host, BothStreamsReachOnePlaceInOrder) {
 
 TEST(Host, NoPasswordStaysOnTheStack) {
     const std::string password = "the-secret-of-it";
-    agent::Options options;
-    options.login = agent::OneUser{"operator", password};
     CannedHost host;
-    Linked session(host, options);
+    Linked session(host, {.login = agent::OneUser{"operator", password}});
     session.SetPassword(password.c_str());
     const auto log_in = [](void* given) -> void* {
         auto* to = static_cast<TestSession*>(given);

@@ -46,7 +46,11 @@ class Job {
         seen = shown.size();
     }
     void Type(const std::string& keys) { (void)!write(terminal, keys.data(), keys.size()); }
-    void Signal(int signal) { kill(pid, signal); }
+    /// By its keys, where it has some.
+    void Signal(int signal, const std::string& keys = "") {
+        if (keys.empty()) kill(pid, signal);
+        Type(keys);
+    }
     /// How waitpid tells what has become of the job next.
     int Next() {
         int report = -1;
@@ -87,18 +91,12 @@ class Job {
 
 class AtATerminal : public testing::Test {
   protected:
-    static agent::Options WithLogin() {
-        agent::Options options;
-        options.login = agent::OneUser{"operator", "secret"};
-        return options;
-    }
     std::string Command(const std::string& redirections = "") const {
         return std::string(ZWCLI_PATH) + " --verify off --user operator --port " +
                std::to_string(agent.Port()) + " system listdrivers " + redirections;
     }
 
-    zmsim::ScenarioHost host{BuiltinScenario("linux")};
-    TestAgent agent{host, WithLogin()};
+    SimulatedAgent agent{"linux", {.login = agent::OneUser{"operator", "secret"}}};
 };
 
 }  // namespace
@@ -112,11 +110,7 @@ TEST_F(AtATerminal, WhateverEndsThePromptLeavesTheTerminalAsItWas) {
         Job job(Command());
         job.AwaitPrompt();
         EXPECT_EQ(job.Modes(), Job::kUsual & ~tcflag_t{ECHO});
-        if (keys[0] == '\0') {
-            job.Signal(signal);
-        } else {
-            job.Type(keys);
-        }
+        job.Signal(signal, keys);
         const int status = job.Next();
         EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << signal << ' ' << status;
         EXPECT_EQ(job.Modes(), Job::kUsual) << signal;
@@ -127,11 +121,7 @@ TEST_F(AtATerminal, AStoppedPromptAsksAgain) {
     for (const int signal : {SIGTSTP, SIGSTOP}) {
         Job job(Command(">/dev/null"));
         job.AwaitPrompt();
-        if (signal == SIGTSTP) {
-            job.Type("wrong\x1a");
-        } else {
-            job.Signal(signal);
-        }
+        job.Signal(signal, signal == SIGTSTP ? "wrong\x1a" : "");
         EXPECT_TRUE(WIFSTOPPED(job.Next()));
         if (signal == SIGTSTP) {
             EXPECT_EQ(job.Modes(), Job::kUsual);
