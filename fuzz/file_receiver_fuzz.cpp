@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "agent/file_receiver.h"
+#include "fuzz/sessions.h"
 
 namespace {
 
@@ -35,7 +36,8 @@ FileTransferRecord RecordOf(const Seed& seed) {
 }
 
 /// Never gets more than was announced, and all of it before the end.
-struct FileHost : zwmgmt::agent::HostModel {
+struct FileHost : NamelessHost {
+    using NamelessHost::NamelessHost;
     struct Sink : zwmgmt::agent::FileSink {
         explicit Sink(uint64_t size) : left(size) {}
         uint32_t Take(std::span<const uint8_t> piece) override {
@@ -50,9 +52,6 @@ struct FileHost : zwmgmt::agent::HostModel {
         uint64_t left;
     };
 
-    uint8_t OsType() const override { return 0; }
-    uint8_t WordSize() const override { return 8; }
-    zwmgmt::agent::Reply Answer(uint8_t, uint16_t, std::span<const uint8_t>) override { return {}; }
     zwmgmt::agent::FileOpening OpenFile(const zwmgmt::agent::FileAnnouncement& file) override {
         return {.status = 0, .sink = std::make_unique<Sink>(file.size)};
     }
@@ -61,7 +60,7 @@ struct FileHost : zwmgmt::agent::HostModel {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* input, size_t size) {
-    FileHost host;
+    FileHost host(0);
     zwmgmt::agent::FileReceiver receiver(host);
     for (Seed seed; size >= sizeof(seed); input += sizeof(seed), size -= sizeof(seed)) {
         std::memcpy(&seed, input, sizeof(seed));

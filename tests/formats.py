@@ -64,14 +64,10 @@ WORDS = {
     "duplex": ["half", "full"],
     "rss_profile": ["Closest Processor", "Closest Processor Static", "NUMA Scaling",
                     "NUMA Scaling Static", "Conservative Scaling"],
-    "flow_control": DIRECTIONS,
-    "ipv4_checksum": DIRECTIONS,
-    "tcp_checksum_ipv4": DIRECTIONS,
-    "tcp_checksum_ipv6": DIRECTIONS,
-    "udp_checksum_ipv4": DIRECTIONS,
-    "udp_checksum_ipv6": DIRECTIONS,
     "ndis_function": ["Disabled", "NIC mode", "Offload mode"],
     "performance_mode": ["Compatibility", "Performance"],
+    **dict.fromkeys(["flow_control", "ipv4_checksum", "tcp_checksum_ipv4", "tcp_checksum_ipv6",
+                     "udp_checksum_ipv4", "udp_checksum_ipv6"], DIRECTIONS),
 }
 failures = []
 

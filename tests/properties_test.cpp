@@ -4,28 +4,6 @@
 using namespace testing_support;
 using namespace zwmgmt;
 
-TEST(SetProperty, WhatTheAgentLacksIsAFailure) {
-    // Bits are shared: these keys set one that agents of this OS read otherwise.
-    const Table<const char*, const char*, const char*> rows = {
-        {"linux", "0000:03:00.0", "rx_pause=1"},
-        {"linux", "0000:03:00.0", "holdoff_tmr_idx=3"},
-        {"xen", "0000:03:00.0", "accept-jumbo=1"},
-        {"solaris", "pci/3,0", "tso=1"},
-        {"windows", "3:0:0", "lsoipv4=1"}};
-    for (const auto& [os, location, setting] : rows) {
-        zmsim::ScenarioHost host(BuiltinScenario(os));
-        Linked session(host);
-        const std::string pci = std::string("pci=") + location;
-        const std::vector<const char*> list = {"korvane", "listports", pci.c_str()};
-        EXPECT_EQ(session.Run(list), 0);
-        const std::string before = session.Printed();
-        EXPECT_EQ(session.Run({"korvane", "setportproperty", pci.c_str(), "port=0", setting}), 0);
-        EXPECT_EQ(session.Printed(), "Command Failed\n") << os << setting;
-        EXPECT_EQ(session.Run(list), 0);
-        EXPECT_EQ(session.Printed(), before);
-    }
-}
-
 TEST(SetProperty, WhatIsSetIsListed) {
     for (const auto& row : Cases("settings_listed")) {
         const auto& [os, words, place, line] = std::tie(row[0], row[1], row[2], row[3]);

@@ -133,35 +133,21 @@ long RefuseEach(const std::function<void()>& prepare, const std::function<void()
 }
 
 /// A session whose every step is kept apart, so that each can be refused memory alone.
-struct Steps {
-    std::optional<TestSession> session;
-    _Message message = {};
-    void* out = nullptr;
-    uint32_t status = 0;
-
-    void Connect(uint16_t port) {
-        session.emplace();
-        ASSERT_EQ(session->Connect(port), kSuccess);
-    }
-    void Request() {
-        message = {};
-        message.service = kKorvane;
-        message.opcode = kListAdapterProps;
-        out = nullptr;
-    }
-};
-
 class RefusedMemory : public testing::Test {
   protected:
     // What OpenSSL sets up once a process is set up here: it does not recover from a failure there.
-    RefusedMemory() : host(BuiltinScenario("linux")), agent(host) {
+    RefusedMemory() {
         EXPECT_TRUE(openssl_uses_the_allocator);
-        steps.Connect(agent.Port());
+        Connect();
+    }
+    void Connect() {
+        session.emplace();
+        ASSERT_EQ(session->Connect(agent.Port()), kSuccess);
     }
 
-    zmsim::ScenarioHost host;
-    TestAgent agent;
-    Steps steps;
+    SimulatedAgent agent{"linux"};
+    std::optional<TestSession> session;
+    uint32_t status = 0;
 };
 
 }  // namespace
@@ -173,73 +159,75 @@ TEST_F(RefusedMemory, WhileConnecting) {
     ASSERT_TRUE(platform::CertificatePath(path, sizeof(path)));
     std::string trust_store = path;
     trust_store.insert(trust_store.find_last_of("/\\"), "/.");
-    ZwMgmt_interface* session = nullptr;
+    ZwMgmt_interface* client = nullptr;
     alignas(ZwMgmt_interface) char place[sizeof(ZwMgmt_interface)];
     long succeeded = 0;  // OpenSSL does without some of its memory
     const uint32_t documented[] = {kSuccess,        kReadError,       kWriteError, kNoTlsSession,
                                    kCiphersRefused, kHandshakeFailed, kOutOfMemory};
     testing::internal::CaptureStdout();  // of contexts that cannot be made
-    const long count =
-        RefuseEach([] {},
-                   [&] {
-                       session = new (place) ZwMgmt_interface(trust_store.c_str());
-                       steps.status = session->CLConnectToServer("127.0.0.1", "operator",
-                                                                 agent.Port(), result.data());
-                       session->CLDisconnectFromServer();
-                       session->~ZwMgmt_interface();
-                   },
-                   [&] {
-                       succeeded += steps.status == kSuccess;
-                       EXPECT_NE(std::ranges::find(documented, steps.status), std::end(documented))
-                           << steps.status;
-                   });
+    const long count = RefuseEach(
+        [] {},
+        [&] {
+            client = new (place) ZwMgmt_interface(trust_store.c_str());
+            status =
+                client->CLConnectToServer("127.0.0.1", "operator", agent.Port(), result.data());
+            client->CLDisconnectFromServer();
+            client->~ZwMgmt_interface();
+        },
+        [&] {
+            succeeded += status == kSuccess;
+            EXPECT_NE(std::ranges::find(documented, status), std::end(documented)) << status;
+        });
     testing::internal::GetCapturedStdout();
-    EXPECT_EQ(steps.status, kSuccess) << "with nothing refused";
+    EXPECT_EQ(status, kSuccess) << "with nothing refused";
     EXPECT_GT(count, 100);
     EXPECT_LT(succeeded, count) << "no refusal was noticed";
 }
 
 TEST_F(RefusedMemory, InARoundTripWithABlockAndWithAList) {
     for (uint32_t record_size : {0u, 548u}) {
+        _Message message = {};
+        void* out = nullptr;
         const long count = RefuseEach(
             [&] {
-                steps.Connect(agent.Port());
-                steps.Request();
+                Connect();
+                message = {};
+                message.service = kKorvane;
+                message.opcode = kListAdapterProps;
+                out = nullptr;
             },
             [&] {
-                steps.status =
-                    steps.session->Client_TalkToServer(&steps.message, steps.session->result.data(),
-                                                       record_size, 556, 1, 8, &steps.out);
+                status = session->Client_TalkToServer(&message, session->result.data(), record_size,
+                                                      556, 1, 8, &out);
             },
             [&] {
-                EXPECT_NE(steps.status, kSuccess);
-                EXPECT_EQ(steps.out, nullptr);
+                EXPECT_NE(status, kSuccess);
+                EXPECT_EQ(out, nullptr);
             });
-        EXPECT_EQ(steps.status, kSuccess);
+        EXPECT_EQ(status, kSuccess);
         EXPECT_GE(count, record_size == 0 ? 1 : 4) << "the block, and three nodes";
-        ZwMgmt_interface::CLFreeMem(record_size == 0 ? 0 : kListAdapterProps, steps.out);
+        ZwMgmt_interface::CLFreeMem(record_size == 0 ? 0 : kListAdapterProps, out);
     }
 }
 
 TEST_F(RefusedMemory, WhilePushingAFile) {
     const TemporaryFile file(std::string(40'000, 'x'));
     const FileTransfer transfer = {.path = file.Path().c_str(), .extra = nullptr};
-    const long count =
-        RefuseEach([&] { steps.Connect(agent.Port()); },
-                   [&] {
-                       steps.status = static_cast<uint32_t>(
-                           steps.session->SendFile(transfer, steps.session->result.data()));
-                       // A transfer that broke off while data was written counts as
-                       // finished, but says so.
-                       if (steps.status == kSuccess) steps.status = steps.session->LastStatus();
-                   },
-                   [&] {
-                       // OpenSSL does without some of its memory: then the file has
-                       // to be there.
-                       const auto report = host.Answer(kSystem, kGetInstallResult, {});
-                       EXPECT_TRUE(steps.status != kSuccess || report.status == kSuccess);
-                   });
-    EXPECT_EQ(steps.status, kSuccess);
+    const long count = RefuseEach(
+        [&] { Connect(); },
+        [&] {
+            status = static_cast<uint32_t>(session->SendFile(transfer, session->result.data()));
+            // A transfer that broke off while data was written counts as
+            // finished, but says so.
+            if (status == kSuccess) status = session->LastStatus();
+        },
+        [&] {
+            // OpenSSL does without some of its memory: then the file has
+            // to be there.
+            const auto report = agent.host.Answer(kSystem, kGetInstallResult, {});
+            EXPECT_TRUE(status != kSuccess || report.status == kSuccess);
+        });
+    EXPECT_EQ(status, kSuccess);
     EXPECT_GE(count, 2) << "one record for the announcement, one for the chunks";
 }
 
@@ -268,14 +256,14 @@ TEST_F(RefusedMemory, FreedBlocksHoldNoPassword) {
     std::free(block);
     EXPECT_EQ(secrets_freed, 1) << "the watch itself";
     secrets_freed = 0;
-    steps.session->SetPassword(kSecret.data());
-    EXPECT_EQ(steps.session->CLAuthenticateUser(result.data()), kLoginRejected);
+    session->SetPassword(kSecret.data());
+    EXPECT_EQ(session->CLAuthenticateUser(result.data()), kLoginRejected);
     _Message message = {};
     message.service = kSystem;
     message.data = std::malloc(64);
     message.data_length = 64;
     SetFixedText(message.data, 64, kSecret);
-    steps.session->Client_TalkToServer(&message, result.data(), 0, 0, 0, 8, nullptr);
+    session->Client_TalkToServer(&message, result.data(), 0, 0, 0, 8, nullptr);
     watched_thread = 0;
     EXPECT_EQ(secrets_freed, 0);
 }
@@ -285,7 +273,7 @@ TEST_F(RefusedMemory, OfAThreadThatEndsNothingIsLeft) {
     const auto talk_in_threads = [](int threads) {
         SimulatedAgent own_agent("linux");
         for (int i = 0; i < threads; ++i) {
-            std::thread([&] { TestSession session(own_agent.Port()); }).join();
+            std::thread([&] { TestSession other(own_agent.Port()); }).join();
         }
         own_agent.Stop();
         return openssl_blocks.load();

@@ -15,21 +15,6 @@ using namespace zwmgmt;
 
 namespace {
 
-/// Keeps every message that a tap sees.
-struct Wire {
-    std::mutex mutex;
-    std::vector<Bytes> headers;
-    std::vector<Bytes> bodies;
-
-    void Tap(agent::Options* options) {
-        options->tap = [this](auto header, auto body) {
-            const std::lock_guard lock(mutex);
-            headers.emplace_back(header.begin(), header.end());
-            bodies.emplace_back(body.begin(), body.end());
-        };
-    }
-};
-
 Bytes HeaderBytes(std::vector<std::pair<size_t, uint8_t>> set) {
     Bytes header(26, 0);
     for (const auto& [offset, value] : set) header[offset] = value;
@@ -44,12 +29,16 @@ std::string TextAt(const Bytes& bytes, size_t offset, size_t width) {
 
 TEST(Session, SendsTheDocumentedBytes) {
     const std::string user(256, 'u'), password(64, 'p');  // as long as their fields
-    Wire wire;
-    agent::Options options = {.login = agent::OneUser{user, password}};
-    wire.Tap(&options);
+    std::mutex mutex;
+    std::vector<Bytes> headers, bodies;
+    const auto tap = [&](auto header, auto body) {
+        const std::lock_guard lock(mutex);
+        headers.emplace_back(header.begin(), header.end());
+        bodies.emplace_back(body.begin(), body.end());
+    };
     CannedHost host;
     host.os = kWindows;
-    TestAgent agent(host, options);
+    TestAgent agent(host, {.login = agent::OneUser{user, password}, .tap = tap});
     {
         TestSession session;
         ASSERT_EQ(session.SetPassword("too early"), kSuccess);
@@ -69,13 +58,13 @@ TEST(Session, SendsTheDocumentedBytes) {
         HeaderBytes({{1, 1}, {4, 4}, {6, 142}}),  // request: OS, service, opcode
         HeaderBytes({{6, 1}}),                    // logout, once
     };
-    EXPECT_EQ(wire.headers, expected);
-    ASSERT_EQ(wire.bodies.at(0).size(), 580u);
-    EXPECT_EQ(TextAt(wire.bodies[0], 4, 256), user);
-    EXPECT_EQ(TextAt(wire.bodies[0], 260, 64), "") << "the opening never carries a password";
-    EXPECT_NE(TextAt(wire.bodies[0], 324, 256), "");
-    EXPECT_EQ(TextAt(wire.bodies[1], 260, 64), password);
-    EXPECT_EQ(wire.bodies[2].size() + wire.bodies[3].size(), 0u);
+    EXPECT_EQ(headers, expected);
+    ASSERT_EQ(bodies.at(0).size(), 580u);
+    EXPECT_EQ(TextAt(bodies[0], 4, 256), user);
+    EXPECT_EQ(TextAt(bodies[0], 260, 64), "") << "the opening never carries a password";
+    EXPECT_NE(TextAt(bodies[0], 324, 256), "");
+    EXPECT_EQ(TextAt(bodies[1], 260, 64), password);
+    EXPECT_EQ(bodies[2].size() + bodies[3].size(), 0u);
 }
 
 TEST(Session, LearnsFromTheOpeningReply) {
