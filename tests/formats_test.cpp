@@ -84,22 +84,25 @@ TEST(Formats, ShowNoPhantomRecords) {
 }
 
 TEST(Formats, RunsAndBlocksEndWithTheirLastWholeRecord) {
-    const Table<std::vector<std::string>, size_t, std::string> rows = {
-        {{"filter", "maxfilters", "get", "ifname=eth2"}, 3, "null"},
-        {{"filter", "maxfilters", "get", "ifname=eth2"}, 4, R"({"max":0})"},
-        {{"net", "ping", "getresult"}, 9, "null"},
-        {{"net", "ping", "getresult"}, 10, R"({"sent":0,"received":0,"avg_rtt_ms":0})"},
-        {{"filter", "listx3"}, 239, R"([{"id":0}])"},
-        {{"filter", "listx3"}, 240, R"([{"id":0},{"id":0}])"},
+    const Table<std::vector<std::string>, Bytes, std::string> rows = {
+        {{"filter", "maxfilters", "get", "ifname=eth2"}, Bytes(3), "null"},
+        {{"filter", "maxfilters", "get", "ifname=eth2"}, Bytes(4), R"({"max":0})"},
+        {{"net", "ping", "getresult"}, Bytes(9), "null"},
+        {{"net", "ping", "getresult"}, Bytes(10), R"({"sent":0,"received":0,"avg_rtt_ms":0})"},
+        {{"filter", "listx3"}, Bytes(239), R"([{"id":0}])"},
+        {{"filter", "list", "pci=1", "show=all"},
+         {'F', 'i', 'l', 't', 'e', 'r', ' ', 'i', 'd', ' ', '1', '2'},
+         R"([{"id":12}])"},
+        {{"filter", "listx3"}, Bytes(240), R"([{"id":0},{"id":0}])"},
     };
-    for (const auto& [words, length, records] : rows) {
-        CannedHost host(ReplyOf(Bytes(length)));
+    for (const auto& [words, data, records] : rows) {
+        CannedHost host(ReplyOf(data));
         Linked session(host);
         CommandWords command(Pointers(words).data(), words.size());
         Result result(session, command.Request(), session.result.data());
         std::string text;
         EXPECT_TRUE(result.Render(ResultFormat::kJsonLine, &text));
-        EXPECT_EQ(text, records + "\n") << words[1] << length;
+        EXPECT_EQ(text, records + "\n") << words[1] << data.size();
         const bool unheard = words[1] == "ping";
         EXPECT_EQ(result.Status(), unheard ? uint32_t{kHostNotReached} : uint32_t{kSuccess});
         EXPECT_STREQ(result.Message(), unheard ? StatusText(kHostNotReached) : "");

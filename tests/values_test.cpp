@@ -115,7 +115,7 @@ TEST(Words, FlagsAndCharacters) {
     const Table<uint8_t, std::vector<const char*>> flags = {
         {1, {"yes", "1", "enable", "on", "true"}},
         {0, {"no", "0", "disable", "off", "false"}},
-        {kUntouched, {"Yes", "", "on ", "2"}}};
+        {kUntouched, {"Yes", "", "on ", "2", nullptr}}};
     for (const auto& [expected, words] : flags) {
         for (const char* word : words) {
             uint8_t flag = kUntouched;
