@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <cmath>
 #include <tuple>
 
 #include "policies/reach.h"
@@ -12,7 +11,7 @@ namespace {
 
 constexpr int kBudget = 100;          // cubes tried for each step of the program
 constexpr size_t kMostLeftOut = 128;  // tests
-constexpr size_t kMostSearched = 24;  // steps
+constexpr size_t kMostSearched = 16;  // steps
 
 constexpr uint64_t Bit(size_t position) { return uint64_t{1} << position; }
 
@@ -20,6 +19,11 @@ int BitCount(const Cube& cube) {
     int bits = 0;
     for (const uint64_t mask : cube.mask) bits += std::popcount(mask);
     return bits;
+}
+
+/// What asks for so many bits more has this share.
+double Share(int bits) {
+    return 1 / static_cast<double>(Bit(static_cast<size_t>(std::min(bits, 62))));
 }
 
 /// Whether something passes a cube and misses all others, as far as a bounded search tells; true
@@ -44,18 +48,28 @@ void ForEach(uint64_t positions, Take take) {
 
 }  // namespace
 
-Search::Search(const std::vector<Step>& program, int only_field) {
-    cubes.reserve(kMostClasses);
-    cubes.emplace_back();
+std::vector<Search::Test> Search::TestsOf(const std::vector<Step>& program) {
+    std::vector<Test> found;
     for (const Step& step : program) {
         for (int field = 0; field < kFieldCount; ++field) {
             const Cube part = PartOf(step.cube, static_cast<FieldId>(field));
-            if (part.IsAny()) continue;
-            const bool wanted = only_field == kAllFields || only_field == field;
-            if (!wanted || !AddTest(part)) left_out.push_back(part);
+            if (part.IsAny() || std::ranges::find(found, part, &Test::cube) != found.end())
+                continue;
+            found.push_back({field, part});
         }
     }
-    if (left_out.size() > kMostLeftOut) return;
+    return found;
+}
+
+Search::Search(const std::vector<Step>& program, const std::vector<Test>& all_tests,
+               int only_field) {
+    cubes.reserve(kMostClasses);
+    cubes.emplace_back();
+    for (const Test& test : all_tests) {
+        const bool wanted = only_field == kAllFields || only_field == test.field;
+        if (!wanted || !AddTest(test.cube)) left_out.push_back(test.cube);
+    }
+    if (tests.empty() || left_out.size() > kMostLeftOut) return;
     for (const Cube& test : left_out) {
         // It could part these classes, too.
         if (std::ranges::any_of(cubes, [&](const Cube& c) { return c.IsWithin(test); })) return;
@@ -65,17 +79,21 @@ Search::Search(const std::vector<Step>& program, int only_field) {
 }
 
 int Search::LeastSteps(const std::vector<Step>& program) {
-    const Search search(program);
-    int least = search.least;
-    for (int field = 0; field < kFieldCount && !search.left_out.empty(); ++field) {
-        least = std::max(least, Search(program, field).least);
+    const std::vector<Test> all_tests = TestsOf(program);
+    int least = 1;
+    if (program.size() <= kMostSearched) {
+        const Search search(program, all_tests, kAllFields);
+        least = search.least;
+        if (search.left_out.empty()) return least;
+    }
+    for (int field = 0; field < kFieldCount; ++field) {
+        least = std::max(least, Search(program, all_tests, field).least);
     }
     return least;
 }
 
 /// Adds the test and what it has in common with the others; false when that would be too much.
 bool Search::AddTest(const Cube& test) {
-    if (std::ranges::find(tests, test) != tests.end()) return true;
     const size_t before = cubes.size();
     for (size_t i = 0; i < before; ++i) {
         if (cubes[i].Conflicts(test) || cubes[i].IsWithin(test)) continue;
@@ -130,12 +148,12 @@ bool Search::IsInhabited(size_t position) const {
     double parts = 0;
     ForEach(within[position] & ~Bit(position), [&](size_t smaller) {
         missed.push_back(cubes[smaller]);
-        parts += std::exp2(sizes[position] - sizes[smaller]);
+        parts += Share(sizes[smaller] - sizes[position]);
     });
     for (const Cube& test : left_out) {
         if (cube.Conflicts(test)) continue;
         missed.push_back(test);
-        parts += std::exp2(sizes[position] - BitCount(cube.And(test)));
+        parts += Share(BitCount(cube.And(test)) - sizes[position]);
     }
     return parts < 1 || SomeMissAll(cube, missed);
 }

@@ -22,7 +22,8 @@ namespace zwmgmt::policy {
 
 class Search {
   public:
-    explicit Search(const std::vector<Step>& program) : Search(program, kAllFields) {}
+    explicit Search(const std::vector<Step>& program)
+        : Search(program, TestsOf(program), kAllFields) {}
 
     /// The shortest program of at most so many steps, or what the budget finds; false when nothing.
     bool Find(int most, std::vector<Step>* program);
@@ -33,8 +34,16 @@ class Search {
   private:
     static constexpr int kAllFields = -1;
 
-    /// Parts connections by one field alone, unless it is kAllFields.
-    Search(const std::vector<Step>& program, int only_field);
+    struct Test {
+        int field;
+        Cube cube;
+    };
+
+    /// The tests of a program, field by field.
+    static std::vector<Test> TestsOf(const std::vector<Step>& program);
+
+    /// Parts connections by the tests of one field, or of all.
+    Search(const std::vector<Step>& program, const std::vector<Test>& all_tests, int only_field);
 
     using Classes = uint64_t;
     static constexpr size_t kMostClasses = 64;
