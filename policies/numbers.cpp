@@ -43,7 +43,8 @@ bool AreTernary(const Numbers& numbers, int bits, uint32_t* value, uint32_t* mas
     uint32_t differing = 0;
     uint64_t count = 0;
     for (const Span& span : numbers) {
-        differing |= (span.low ^ first) | Ones(std::bit_width(span.low ^ span.high));
+        differing |=
+            (span.low ^ first) | Ones(static_cast<int>(std::bit_width(span.low ^ span.high)));
         count += uint64_t{span.high} - span.low + 1;
     }
     *mask = Ones(bits) & ~differing;
