@@ -14,9 +14,10 @@ OpenResult OpenRegularFile(const char* path, FILE** file, uint64_t* size);
 
 /// Opens for binary reading what a person names: a regular file, or, where they are wanted, also a
 /// pipe or a device, which is waited for. Tells folders and what is not allowed from the rest. On
-/// kOpened *file belongs to the caller (fclose).
+/// kOpened *file belongs to the caller (fclose), and *size is a regular file's length in bytes, 0
+/// for anything else.
 enum class Wanted { kRegularFile, kPipesToo };
-OpenResult OpenToRead(const char* path, Wanted wanted, FILE** file);
+OpenResult OpenToRead(const char* path, Wanted wanted, FILE** file, uint64_t* size);
 
 /// Why a file was not opened, in words.
 constexpr const char* WhyNot(OpenResult result) {

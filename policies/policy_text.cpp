@@ -16,16 +16,19 @@ bool IsLineEnd(char c) { return c == '\n' || c == '\r'; }
 /// Whether a byte goes on with a character of UTF-8.
 bool Continues(char c) { return (static_cast<uint8_t>(c) & 0xC0) == 0x80; }
 
-/// "" or why the stream was not read whole.
-const char* ReadAll(FILE* stream, std::string* text) {
+/// "" or why the stream was not read whole. size_said: what it is said to have, 0: not known.
+const char* ReadAll(FILE* stream, uint64_t size_said, std::string* text) {
     constexpr size_t kPiece = 64 * 1024;
+    constexpr const char* kTooLarge = "it is larger than 64 MiB";
+    if (size_said > kLargestText) return kTooLarge;
+    text->reserve(static_cast<size_t>(size_said) + kPiece);
     for (size_t size = 0;;) {
         text->resize(size + kPiece);
         const size_t read = std::fread(text->data() + size, 1, kPiece, stream);
         size += read;
         text->resize(size);
         if (std::ferror(stream)) return "it cannot be read whole";
-        if (size > kLargestText) return "it is larger than 64 MiB";
+        if (size > kLargestText) return kTooLarge;
         if (read < kPiece) return "";
     }
 }
@@ -48,16 +51,17 @@ std::string JudgeText(std::string* text) {
 bool ReadText(const char* name, Source source, std::string* text, std::string* reason) {
     text->clear();
     FILE* file = stdin;
+    uint64_t size = 0;
     std::unique_ptr<FILE, int (*)(FILE*)> closer(nullptr, std::fclose);
     if (source == Source::kFile || std::string_view(name) != "-") {
         const auto wanted =
             source == Source::kFile ? platform::Wanted::kRegularFile : platform::Wanted::kPipesToo;
-        *reason = platform::WhyNot(platform::OpenToRead(name, wanted, &file));
+        *reason = platform::WhyNot(platform::OpenToRead(name, wanted, &file, &size));
         if (!reason->empty()) return false;
         closer.reset(file);
     }
     try {
-        *reason = ReadAll(file, text);
+        *reason = ReadAll(file, size, text);
         if (reason->empty()) *reason = JudgeText(text);
     } catch (const std::bad_alloc&) {
         *reason = "there is not enough memory";

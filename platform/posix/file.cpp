@@ -32,23 +32,35 @@ OpenResult OpenRegularFile(const char* path, FILE** file, uint64_t* size) {
     return OpenResult::kOpened;
 }
 
-OpenResult OpenToRead(const char* path, Wanted wanted, FILE** file) {
+namespace {
+
+/// Whether it is what is wanted, once its attributes are known.
+OpenResult Judge(const struct stat& found, Wanted wanted) {
+    if (S_ISDIR(found.st_mode)) return OpenResult::kFolder;
+    const bool wrong = wanted == Wanted::kRegularFile && !S_ISREG(found.st_mode);
+    return wrong ? OpenResult::kNotRegular : OpenResult::kOpened;
+}
+
+OpenResult WhyNotOpened() {
+    return errno == ENOENT || errno == ENOTDIR ? OpenResult::kNotThere
+           : errno == EACCES                   ? OpenResult::kNotAllowed
+                                               : OpenResult::kNotReadable;
+}
+
+}  // namespace
+
+OpenResult OpenToRead(const char* path, Wanted wanted, FILE** file, uint64_t* size) {
+    // A pipe that is not wanted is not opened, either: its writer would go on.
+    struct stat found;
+    if (stat(path, &found) != 0) return WhyNotOpened();
+    OpenResult result = Judge(found, wanted);
+    if (result != OpenResult::kOpened) return result;
     const int waiting = wanted == Wanted::kRegularFile ? O_NONBLOCK : 0;
     const int fd = open(path, O_RDONLY | O_CLOEXEC | waiting);
-    if (fd < 0) {
-        return errno == ENOENT || errno == ENOTDIR ? OpenResult::kNotThere
-               : errno == EACCES                   ? OpenResult::kNotAllowed
-                                                   : OpenResult::kNotReadable;
-    }
-    struct stat found;
-    OpenResult result = OpenResult::kOpened;
-    if (fstat(fd, &found) != 0) result = OpenResult::kNotReadable;
-    if (result == OpenResult::kOpened && S_ISDIR(found.st_mode)) result = OpenResult::kFolder;
-    if (result == OpenResult::kOpened && wanted == Wanted::kRegularFile &&
-        !S_ISREG(found.st_mode)) {
-        result = OpenResult::kNotRegular;
-    }
+    if (fd < 0) return WhyNotOpened();
+    result = fstat(fd, &found) == 0 ? Judge(found, wanted) : OpenResult::kNotReadable;
     *file = result == OpenResult::kOpened ? fdopen(fd, "rb") : nullptr;
+    *size = S_ISREG(found.st_mode) ? static_cast<uint64_t>(found.st_size) : 0;
     if (*file != nullptr) return OpenResult::kOpened;
     close(fd);
     return result == OpenResult::kOpened ? OpenResult::kNotReadable : result;

@@ -107,7 +107,7 @@ OpenResult OpenRegularFile(const char* path, FILE** file, uint64_t* size) {
     return OpenResult::kOpened;
 }
 
-OpenResult OpenToRead(const char* path, Wanted wanted, FILE** file) {
+OpenResult OpenToRead(const char* path, Wanted wanted, FILE** file, uint64_t* size) {
     const HANDLE handle = Open(path);
     if (handle == INVALID_HANDLE_VALUE) {
         switch (GetLastError()) {
@@ -128,6 +128,9 @@ OpenResult OpenToRead(const char* path, Wanted wanted, FILE** file) {
         CloseHandle(handle);
         return result;
     }
+    LARGE_INTEGER length = {};
+    if (on_disk && !GetFileSizeEx(handle, &length)) length.QuadPart = 0;
+    *size = static_cast<uint64_t>(length.QuadPart);
     *file = StreamOf(handle);
     return *file != nullptr ? OpenResult::kOpened : OpenResult::kNotReadable;
 }
