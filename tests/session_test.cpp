@@ -230,7 +230,6 @@ TEST(Session, ConnectFailuresHaveStatusesOfTheirOwn) {
 
 TEST(Session, ConnectingAgainReleasesTheEarlierConnection) {
     std::atomic<int> released = 0;
-    TestSession session;
     RawAgent agent([&](SSL* ssl) {
         AcceptOpening(ssl);
         ReadFrom(ssl, kHeaderSize);
@@ -238,6 +237,7 @@ TEST(Session, ConnectingAgainReleasesTheEarlierConnection) {
         AwaitEnd(ssl);
         ++released;
     });
+    TestSession session;
     for (int attempt = 0; attempt < 5; ++attempt) {
         ASSERT_EQ(session.Connect(agent.Port()), kSuccess);
         EXPECT_NE(session.Run({"korvane", "listadapterprops"}), 0);
