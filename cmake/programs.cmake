@@ -24,6 +24,7 @@ add_executable(korvane_zwcli
     front_end/run.cpp
     front_end/say.cpp
     front_end/target.cpp
+    front_end/trace.cpp
     front_end/trust.cpp
     ${program_resources})
 target_link_libraries(korvane_zwcli PRIVATE zwmgmt_internal zwmgmt_platform_programs CLI11::CLI11)

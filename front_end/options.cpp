@@ -67,6 +67,7 @@ std::string Contradiction(const CLI::App& app, const Options& options) {
     if (options.client_certificate.empty() != options.client_key.empty()) {
         return "--client-cert and --client-key go together";
     }
+    if (options.trace_data && options.trace.empty()) return "--trace-data is for --trace";
     for (const char* option : {"--known-agents", "--hash-agents"}) {
         if (!keeps_keys && app.count(option) != 0) {
             return std::string(option) + " is for --verify known or strict";
@@ -129,6 +130,12 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
         ->capture_default_str();
     app.add_option("--connections", options->connections,
                    "File of connections for policy check, one a line, with what is expected");
+    app.add_option("--trace", options->trace,
+                   "File to which every message of the session is appended, a JSON object a line");
+    app.add_flag("--trace-data", options->trace_data, "With the messages' data, logins apart");
+    app.add_option("--keylog", options->key_log,
+                   "File to which the session's TLS secrets are appended, for packet analysers")
+        ->envname("SSLKEYLOGFILE");
     for (CLI::Option* option : app.get_options(
              [](const CLI::Option* each) { return each->get_items_expected_max() == 1; })) {
         option->multi_option_policy(CLI::MultiOptionPolicy::TakeLast)->check(kNotEmpty);

@@ -28,6 +28,9 @@ struct Options {
     std::string client_certificate;  // file; "": none
     std::string client_key;          // file
     std::string least_tls = "1.2";
+    std::string key_log;                       // file that TLS secrets go to; "": nowhere
+    std::string trace;                         // file that messages are told in; "": nowhere
+    bool trace_data = false;                   // with their data
     bool hash_agents = false;                  // names of new agents are not to be read there
     std::optional<std::string> user;           // default: the local user
     std::optional<std::string> password_file;  // "-": standard input

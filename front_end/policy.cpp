@@ -113,7 +113,7 @@ ExitStatus PolicyOutput::End(ExitStatus status) {
     json.BeginArray();
     for (const std::string& message : messages) json.Text(message);
     json.EndArray();
-    AddNumber("exit_status", status);
+    AddNumber("exit_status", static_cast<uint64_t>(status));
     json.EndObject();
     sink.Add('\n');
     sink.Flush();

@@ -14,6 +14,7 @@
 #include "commands/talk.h"
 #include "front_end/exit_status.h"
 #include "front_end/say.h"
+#include "front_end/trace.h"
 #include "front_end/trust.h"
 #include "zwmgmt/argument_notes.h"
 #include "zwmgmt/zwmgmt_interface.h"
@@ -53,7 +54,8 @@ class Run {
         : options(run_options),
           password(given_password),
           result_buffer(zwmgmt::kResultBufferSize),
-          trust(run_options) {
+          trust(run_options),
+          trace(run_options) {
         if (options.format != Format::kText) talk.emplace(session);
     }
     ~Run() { session.CLDisconnectFromServer(); }
@@ -119,8 +121,8 @@ class Run {
     }
 
     ExitStatus Connect() {
-        if (const std::string reason = trust.Guard(session); !reason.empty()) {
-            return Fail(kNoSession, reason);
+        for (const std::string& reason : {trace.Follow(session), trust.Guard(session)}) {
+            if (!reason.empty()) return Fail(kNoSession, reason);
         }
         const uint32_t status = session.CLConnectToServer(
             options.host.c_str(), options.user->c_str(), options.port, result_buffer.data());
@@ -290,6 +292,7 @@ class Run {
     uint32_t last_result = zwmgmt::kSuccess;  // of a question for an outcome
     uint32_t last_status = zwmgmt::kSuccess;  // of the last answer
     Trust trust;
+    Trace trace;
     ZwMgmt_interface session;
     std::optional<zwmgmt::Talk> talk;  // unless the library's own text is asked for
     Answer answer;

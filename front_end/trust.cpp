@@ -23,6 +23,12 @@ Trust::Trust(const Options& run_options)
       agents(KnownAgentsFile(run_options)) {}
 
 std::string Trust::Guard(ZwMgmt_interface& session) {
+    if (!options.key_log.empty()) {
+        if (session.LogTlsKeys(options.key_log.c_str()) != zwmgmt::kSuccess) {
+            return session.FailureDetail();
+        }
+        notes.push_back("warning: whoever has " + options.key_log + " can read this session");
+    }
     if ((options.least_tls == "1.3" && session.SetLeastTlsVersion(3) != zwmgmt::kSuccess) ||
         (!options.client_key.empty() &&
          session.UseClientCertificate(options.client_certificate.c_str(),

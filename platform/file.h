@@ -35,6 +35,9 @@ constexpr const char* WhyNot(OpenResult result) {
 /// Whether users other than the owner may read the file.
 bool ReadableByOthers(const char* path);
 
+/// Opens a file to append to, which only its owner can read where it is made now; null with errno.
+FILE* AppendPrivately(const char* path);
+
 /// Has a file to itself, which is made where there is none, while others wait that ask the same in
 /// this process or another one.
 class FileLock {

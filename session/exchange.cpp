@@ -143,14 +143,19 @@ SessionResult Exchange::Send(const _Message& message) {
     if (moved.outcome == tls::Outcome::kDone && gathered < length) {
         moved = connection->Send(data + gathered, length - gathered);
     }
-    return moved.outcome == tls::Outcome::kDone ? SessionResult{}
-                                                : WriteFailure(moved.outcome, header_sent);
+    if (moved.outcome != tls::Outcome::kDone) return WriteFailure(moved.outcome, header_sent);
+    Show(true, message, data);
+    return {};
 }
 
 SessionResult Exchange::Send(const uint8_t* bytes, uint32_t length, bool* header_sent) {
     const Moved moved = connection->Send(bytes, length);
     *header_sent = moved.bytes >= kHeaderSize;
-    return moved.bytes == length ? SessionResult{} : WriteFailure(moved.outcome, *header_sent);
+    if (moved.bytes != length) return WriteFailure(moved.outcome, *header_sent);
+    _Message message = {};
+    std::memcpy(&message, bytes, kHeaderSize);
+    Show(true, message, bytes + kHeaderSize);
+    return {};
 }
 
 SessionResult Exchange::Receive(_Message* message) {
@@ -159,7 +164,10 @@ SessionResult Exchange::Receive(_Message* message) {
     const bool received = moved.bytes == kHeaderSize;
     if (received) *message = reply;
     last_reply_header = *message;
-    return received ? SessionResult{} : ReadFailure(moved.outcome);
+    if (!received) return ReadFailure(moved.outcome);
+    // What has data is shown with them.
+    if (reply.status != kSuccess || reply.data_length == 0) Show(false, reply, nullptr);
+    return {};
 }
 
 SessionResult Exchange::ReceiveAnswer(char* result_buffer, _Message* message) {
@@ -202,8 +210,17 @@ SessionResult Exchange::ReceiveBlock(uint32_t length, ReplyData* block) {
         if (moved.bytes != wanted) return ReadFailure(moved.outcome);
         received += wanted;
     }
+    Show(false, last_reply_header, arrived.get());
     *block = std::move(arrived);
     return {};
+}
+
+void Exchange::Show(bool sent, const _Message& header, const void* data) const {
+    if (tracer.function == nullptr) return;
+    const bool secret = sent && header.service == 0;  // a login
+    const bool has_data = header.data_length != 0 && !secret;
+    tracer.function(tracer.context,
+                    {sent, header, has_data ? static_cast<const uint8_t*>(data) : nullptr});
 }
 
 SessionResult Exchange::Lose(SessionResult reason) {

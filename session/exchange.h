@@ -10,6 +10,7 @@
 #include "session/connection.h"
 #include "session/session_result.h"
 #include "zwmgmt/message.h"
+#include "zwmgmt/trace.h"
 
 namespace zwmgmt {
 
@@ -18,6 +19,12 @@ struct FreeBlock {
 };
 /// The data of a reply.
 using ReplyData = std::unique_ptr<uint8_t, FreeBlock>;
+
+/// Whom messages are shown to.
+struct Tracer {
+    TraceFunction* function = nullptr;  // null: nobody
+    void* context = nullptr;
+};
 
 /// Wipes and frees the data of a request.
 void DropData(_Message* message);
@@ -80,10 +87,12 @@ class Exchange {
     const _Message& LastReplyHeader() const { return last_reply_header; }
 
     FailureDetail detail;  ///< of the last failure
+    Tracer tracer;         ///< sees every message
 
   private:
     SessionResult ReceiveBlock(uint32_t length, ReplyData* block);
     void TakeAlert();
+    void Show(bool sent, const _Message& header, const void* data) const;
     Moved ReceiveBytes(uint8_t* bytes, uint32_t length);
 
     Connection* connection = nullptr;

@@ -144,6 +144,16 @@ void ZwMgmt_interface::VerifyByCaller(PeerJudge* judge, void* context) {
     SessionState::Of(*this).peer_check = {judge, context};
 }
 
+uint32_t ZwMgmt_interface::LogTlsKeys(const char* file) {
+    if (file == nullptr || file[0] == '\0') return kInvalidValue;
+    return ChangeContext(SessionState::Of(*this), file,
+                         [=](tls::ContextSettings& settings) { settings.key_log = file; });
+}
+
+void ZwMgmt_interface::SetTrace(TraceFunction* function, void* context) {
+    SessionState::Of(*this).exchange.tracer = {function, context};
+}
+
 bool ZwMgmt_interface::GetPeer(Peer* peer) const {
     SSL* session = SessionState::Of(*this).exchange.Tls();
     if (session == nullptr) return false;

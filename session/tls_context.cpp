@@ -2,19 +2,25 @@
 
 #include <openssl/err.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <memory>
 #include <mutex>
 #include <new>
 #include <utility>
 
+#include "platform/file.h"
 #include "session/tls.h"
 
 namespace zwmgmt::tls {
 namespace {
 
 struct FreeContext {
-    void operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
+    void operator()(SSL_CTX* context) const {
+        auto* key_log = static_cast<FILE*>(SSL_CTX_get_app_data(context));
+        SSL_CTX_free(context);
+        if (key_log != nullptr) std::fclose(key_log);
+    }
 };
 
 struct SharedContext {
@@ -39,6 +45,24 @@ bool LoadAuthorities(SSL_CTX* context, const std::string& file) {
     return loaded;
 }
 
+/// A line at a time, so that processes can share the file.
+void AppendKey(const SSL* session, const char* line) {
+    auto* file = static_cast<FILE*>(SSL_CTX_get_app_data(SSL_get_SSL_CTX(session)));
+    std::fprintf(file, "%s\n", line);
+    std::fflush(file);
+}
+
+bool LogKeys(SSL_CTX* context, const std::string& path) {
+    FILE* file = platform::AppendPrivately(path.c_str());
+    if (file == nullptr) {
+        ERR_raise(ERR_LIB_SYS, errno);
+        return false;
+    }
+    SSL_CTX_set_app_data(context, file);
+    SSL_CTX_set_keylog_callback(context, AppendKey);
+    return true;
+}
+
 /// A key that is locked is not asked for: there need not be anybody to ask.
 int NoPassword(char*, int, int, void*) { return 0; }
 
@@ -54,7 +78,8 @@ std::unique_ptr<SSL_CTX, FreeContext> MakeContext(const ContextSettings& setting
     if (!context || SSL_CTX_set_min_proto_version(context.get(), settings.least_version) != 1 ||
         SSL_CTX_load_verify_locations(context.get(), settings.trust_store.c_str(), nullptr) != 1 ||
         (settings.authorities && !LoadAuthorities(context.get(), *settings.authorities)) ||
-        (!settings.certificate.empty() && !LoadPair(context.get(), settings))) {
+        (!settings.certificate.empty() && !LoadPair(context.get(), settings)) ||
+        (!settings.key_log.empty() && !LogKeys(context.get(), settings.key_log))) {
         return nullptr;
     }
     SSL_CTX_set_verify(context.get(), settings.authorities ? SSL_VERIFY_PEER : SSL_VERIFY_NONE,

@@ -17,6 +17,7 @@ struct ContextSettings {
     std::optional<std::string> authorities;  // without them anybody is fine; "": the system's own
     std::string certificate, key;            // of this client; "": it has none
     int least_version = TLS1_2_VERSION;
+    std::string key_log;  // what secrets are appended to; "": nothing
 
     bool operator==(const ContextSettings&) const = default;
 };

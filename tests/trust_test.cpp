@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "tests/support.h"
 
@@ -327,6 +329,61 @@ TEST(Trust, TheFileIsReadStrictlyAndAgentsAreNamed) {
     EXPECT_EQ(Front({"--ca", "x", "system", "listdrivers"}).exit_status, 2);
     EXPECT_EQ(Front({"--verify", "off", "--hash-agents", "system", "listdrivers"}).exit_status, 2);
     EXPECT_EQ(Front({"--verify", "on", "system", "listdrivers"}).exit_status, 2);
+}
+
+TEST(Trace, TellsEveryMessageAndNoSecret) {
+    const std::string secret = "a-secret-of-its-own";
+    const TemporaryFile password(secret + "\n"), plain(""), whole(""), keys("");
+    agent::Options options;
+    options.login = agent::OneUser{"operator", secret};
+    SimulatedAgent agent("linux", options);
+    const std::vector<std::string> login = {"--user",        "operator", "--password-file",
+                                            password.Path(), "system",   "listdrivers"};
+    const auto run = [&](std::vector<std::string> words) {
+        words.insert(words.end(), login.begin(), login.end());
+        return Zwcli(agent.Port(), words);
+    };
+    const std::string answer = run({"--trace", plain.Path()}).out;
+    const ProcessResult seen =
+        run({"--trace", whole.Path(), "--trace-data", "--keylog", keys.Path()});
+    EXPECT_EQ(seen.out, answer);
+    EXPECT_TRUE(seen.err.ends_with("whoever has " + keys.Path() + " can read this session\n"));
+    EXPECT_EQ(Read(keys.Path()).find("CLIENT_HANDSHAKE_TRAFFIC_SECRET"),
+              Read(keys.Path()).find("CLIENT_"));
+    const Table<const char*, const char*, bool, bool> expected = {
+        {"sent", "", true, false},  // opening
+        {"received", "", false, false},
+        {"sent", "", true, false},  // login
+        {"received", "", false, false},
+        {"sent", "getcapabilities", false, false},
+        {"received", "getcapabilities", true, true},
+        {"sent", "listdrivers", false, false},
+        {"received", "listdrivers", true, true},
+    };
+    for (const bool with_data : {false, true}) {
+        std::istringstream lines(Read(with_data ? whole.Path() : plain.Path()));
+        std::string line;
+        for (const auto& [direction, command, has_length, has_data] : expected) {
+            ASSERT_TRUE(std::getline(lines, line));
+            const auto message = nlohmann::json::parse(line);
+            EXPECT_EQ(message["direction"], direction) << line;
+            EXPECT_EQ(message.value("command", ""), command) << line;
+            EXPECT_EQ(message["length"] != 0, has_length) << line;
+            EXPECT_EQ(message["port"], agent.Port());
+            ASSERT_EQ(message.contains("data"), with_data && has_data) << line;
+            if (with_data && has_data) {
+                EXPECT_EQ(message["data"].get<std::string>().size(),
+                          2 * message["length"].get<size_t>());
+            }
+        }
+        EXPECT_FALSE(std::getline(lines, line)) << line;
+    }
+    for (const char* option : {"--trace", "--keylog"}) {
+        const ProcessResult refused = run({option, "/no/such/folder/file"});
+        EXPECT_EQ(refused.exit_status, 3);
+        EXPECT_TRUE(refused.err.ends_with("/no/such/folder/file: No such file or directory\n"));
+    }
+    EXPECT_EQ(run({"--trace-data"}).exit_status, 2);
 }
 
 TEST(Trust, ManyProcessesRecordAtOnceAndLoseNone) {

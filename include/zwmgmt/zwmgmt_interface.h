@@ -40,6 +40,7 @@
 #include "zwmgmt/records/statistics.h"
 #include "zwmgmt/request.h"
 #include "zwmgmt/status.h"
+#include "zwmgmt/trace.h"
 #include "zwmgmt/trust.h"
 #include "zwmgmt/version.h"
 #include "zwmgmt/vocabulary.h"
@@ -137,6 +138,16 @@ class ZWMGMT_API ZwMgmt_interface {
     /// Its certificates as PEM, its own first: as much as fits, terminated. Returns the length of
     /// the whole, 0 without a connection.
     uint32_t GetPeerChain(char* pem, uint32_t capacity) const;
+
+    // ---- Connection: what goes over it --------------------------------------------------------
+
+    /// Shows every message of the session to a function of the program's; null: no longer.
+    void SetTrace(zwmgmt::TraceFunction* function, void* context);
+
+    /// Appends the TLS secrets of connections to come to a file, in the form that packet analysers
+    /// read: whoever has it can read along. Returns kSuccess, kInvalidValue without a file name, or
+    /// kNoTlsSession with the reason in FailureDetail().
+    [[nodiscard]] uint32_t LogTlsKeys(const char* file);
 
     // ---- Connection: state --------------------------------------------------------------------
 

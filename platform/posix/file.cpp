@@ -71,6 +71,12 @@ bool ReadableByOthers(const char* path) {
     return stat(path, &found) == 0 && (found.st_mode & (S_IRGRP | S_IROTH)) != 0;
 }
 
+FILE* AppendPrivately(const char* path) {
+    constexpr mode_t kOwnerAlone = 0600;
+    const int fd = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, kOwnerAlone);
+    return fd < 0 ? nullptr : fdopen(fd, "ab");
+}
+
 FileLock::FileLock(const char* path) {
     constexpr mode_t kOwnerAlone = 0600;
     const int fd = open(path, O_RDWR | O_CREAT | O_CLOEXEC, kOwnerAlone);

@@ -148,6 +148,8 @@ bool ReadableByOthers(const char* path) {
     return list == nullptr || LetsOthersRead(*list, owner);  // without a list everybody may
 }
 
+FILE* AppendPrivately(const char* path) { return std::fopen(path, "ab"); }
+
 FileLock::FileLock(const char* path) {
     const int fd = _open(path, _O_RDWR | _O_CREAT | _O_NOINHERIT | _O_BINARY, _S_IREAD | _S_IWRITE);
     if (fd < 0) return;

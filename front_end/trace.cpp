@@ -1,0 +1,92 @@
+#include "front_end/trace.h"
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <ctime>
+
+#include "commands/vocabulary.h"
+#include "output/json.h"
+#include "platform/file.h"
+
+namespace zwcli {
+namespace {
+
+/// "2026-11-22T07:15:03.250Z"
+std::string Now() {
+    using std::chrono::system_clock;
+    const auto now = system_clock::now();
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(now);
+    const auto thousandths =
+        std::chrono::duration_cast<std::chrono::milliseconds>(now - seconds).count();
+    const time_t time = system_clock::to_time_t(seconds);
+    char text[32];
+    const size_t length =
+        std::strftime(text, sizeof(text), "%Y-%m-%dT%H:%M:%S", std::gmtime(&time));
+    std::snprintf(text + length, sizeof(text) - length, ".%03dZ", static_cast<int>(thousandths));
+    return text;
+}
+
+std::string Hex(const uint8_t* bytes, size_t length) {
+    static constexpr char kDigits[] = "0123456789abcdef";
+    std::string text;
+    text.reserve(2 * length);
+    for (size_t i = 0; i < length; ++i) {
+        text += kDigits[bytes[i] >> 4];
+        text += kDigits[bytes[i] & 0xF];
+    }
+    return text;
+}
+
+}  // namespace
+
+Trace::~Trace() {
+    if (file != nullptr) std::fclose(file);
+}
+
+std::string Trace::Follow(ZwMgmt_interface& session) {
+    if (options.trace.empty()) return "";
+    file = zwmgmt::platform::AppendPrivately(options.trace.c_str());
+    if (file == nullptr) return "cannot write " + options.trace + ": " + std::strerror(errno);
+    session.SetTrace(
+        [](void* self, const zwmgmt::TracedMessage& message) {
+            static_cast<Trace*>(self)->Write(message);
+        },
+        this);
+    return "";
+}
+
+void Trace::Write(const zwmgmt::TracedMessage& message) {
+    const _Message& header = message.header;
+    std::string line;
+    zwmgmt::TextSink sink(&line, file);
+    zwmgmt::JsonWriter json(sink, false);
+    const auto text = [&](const char* key, const char* value) {
+        if (value == nullptr) return;
+        json.Key(key);
+        json.Text(value);
+    };
+    const auto number = [&](const char* key, uint32_t value) {
+        json.Key(key);
+        json.Unsigned(value);
+    };
+    json.BeginObject();
+    text("time", Now().c_str());
+    text("host", options.host.c_str());
+    number("port", options.port);
+    text("direction", message.sent ? "sent" : "received");
+    text("service", zwmgmt::ServiceWord(header.service));
+    text("command", zwmgmt::CommandWord(header.service, header.opcode));
+    number("service_number", header.service);
+    number("opcode", header.opcode);
+    number("status", header.status);
+    number("length", header.data_length);
+    if (options.trace_data && message.data != nullptr) {
+        text("data", Hex(message.data, header.data_length).c_str());
+    }
+    json.EndObject();
+    sink.Add('\n');
+    sink.Flush();
+}
+
+}  // namespace zwcli

@@ -1,0 +1,30 @@
+/// "--trace FILE": every message of a session as a JSON object a line.
+#pragma once
+
+#include <cstdio>
+#include <string>
+
+#include "front_end/options.h"
+#include "zwmgmt/zwmgmt_interface.h"
+
+namespace zwcli {
+
+/// Outlives the session that it follows.
+class Trace {
+  public:
+    explicit Trace(const Options& run_options) : options(run_options) {}
+    ~Trace();
+    Trace(const Trace&) = delete;
+    Trace& operator=(const Trace&) = delete;
+
+    /// Opens the file that the options name, if any; the reason when that fails.
+    std::string Follow(ZwMgmt_interface& session);
+
+  private:
+    void Write(const zwmgmt::TracedMessage& message);
+
+    const Options& options;
+    FILE* file = nullptr;
+};
+
+}  // namespace zwcli
