@@ -161,7 +161,8 @@ TEST(Trust, AnAgentMayAskWhoTheClientIs) {
     const TemporaryFile authorities(Pem(root.get(), nullptr));
     const TemporaryFile good_pair(Pem(good.get(), key.get())), own_pair(Pem(own.get(), key.get()));
     const TemporaryFile no_key("x");
-    const auto owner_alone = std::filesystem::perms::owner_read;
+    using std::filesystem::perms;
+    const auto owner_alone = perms::owner_read | perms::owner_write;
     std::filesystem::permissions(good_pair.Path(), owner_alone);
     std::filesystem::permissions(no_key.Path(), owner_alone);
     const auto pair = [](const TemporaryFile& certificate, const TemporaryFile& with_key) {
@@ -244,7 +245,7 @@ TEST(Trust, ASessionThatRefusedItsAgentSendsNothingLater) {
     EXPECT_EQ(session.GetPeerChain(pem, sizeof(pem)), 0u);
     EXPECT_STREQ(pem, "");
     EXPECT_EQ(session.VerifyByAuthority("/no/such/file"), kNoTlsSession);
-    EXPECT_STREQ(session.FailureDetail(), "cannot load /no/such/file: No such file or directory");
+    EXPECT_TRUE(std::string(session.FailureDetail()).starts_with("cannot load /no/such/file: "));
     session.CLDisconnectFromServer();
     EXPECT_EQ(impostor.got, "");
 }
@@ -381,7 +382,7 @@ TEST(Trace, TellsEveryMessageAndNoSecret) {
     for (const char* option : {"--trace", "--keylog"}) {
         const ProcessResult refused = run({option, "/no/such/folder/file"});
         EXPECT_EQ(refused.exit_status, 3);
-        EXPECT_TRUE(refused.err.ends_with("/no/such/folder/file: No such file or directory\n"));
+        EXPECT_NE(refused.err.find("/no/such/folder/file: "), std::string::npos) << refused.err;
     }
     EXPECT_EQ(run({"--trace-data"}).exit_status, 2);
 }
