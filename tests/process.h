@@ -45,6 +45,9 @@ class BackgroundProcess {
     std::unique_ptr<Process> process;
 };
 
+/// Says whether others than its owner may read a file.
+void SetReadableByOthers(const std::string& path, bool readable);
+
 /// Where korvane_zwcli looks for stored credentials, with nothing in it. Away from anybody's own
 /// home where the system lets a test say so (POSIX); elsewhere it throws when somebody's are there.
 class CredentialsHome {

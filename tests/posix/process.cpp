@@ -140,10 +140,13 @@ CredentialsHome::CredentialsHome()
 
 CredentialsHome::~CredentialsHome() { std::filesystem::remove_all(home); }
 
+void SetReadableByOthers(const std::string& path, bool readable) {
+    std::filesystem::permissions(path, std::filesystem::perms(readable ? 0640 : 0600));
+}
+
 void CredentialsHome::Write(const std::string& text, bool readable_by_others) const {
     std::ofstream(credentials, std::ios::binary) << text;
-    std::filesystem::permissions(credentials,
-                                 std::filesystem::perms(readable_by_others ? 0640 : 0600));
+    SetReadableByOthers(credentials.string(), readable_by_others);
 }
 
 std::vector<std::string> CredentialsHome::Within(std::vector<std::string> arguments) const {

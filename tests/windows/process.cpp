@@ -278,7 +278,11 @@ CredentialsHome::~CredentialsHome() { std::filesystem::remove(credentials); }
 
 void CredentialsHome::Write(const std::string& text, bool readable_by_others) const {
     std::ofstream(credentials, std::ios::binary) << text;
-    std::string path = credentials.string();
+    SetReadableByOthers(credentials.string(), readable_by_others);
+}
+
+void SetReadableByOthers(const std::string& file, bool readable) {
+    std::string path = file;
     PSID owner = nullptr;
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     Require(GetNamedSecurityInfoA(path.data(), SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION, &owner,
@@ -287,7 +291,7 @@ void CredentialsHome::Write(const std::string& text, bool readable_by_others) co
     char* name = nullptr;
     Require(ConvertSidToStringSidA(owner, &name), "name a file's owner");
     const std::string list = "D:P(A;;FA;;;" + std::string(name) + ")" +
-                             (readable_by_others ? "(A;;FR;;;WD)" : "");  // WD is everybody
+                             (readable ? "(A;;FR;;;WD)" : "");  // WD is everybody
     LocalFree(name);
     LocalFree(descriptor);
     Require(ConvertStringSecurityDescriptorToSecurityDescriptorA(list.c_str(), SDDL_REVISION_1,
