@@ -118,6 +118,7 @@ ExitStatus AgentsCommand(const Options& options, const Words& words) {
                     "agents what? agents list; agents add|remove|scan HOST[:PORT] ...; "
                     "agents add HOST[:PORT] SHA256:...");
     }
+    if (options.format != Format::kText) return Fail(kUsage, "agents prints text alone");
     const bool key_given = row->act == Add && words.size() == 3 && IsFingerprint(words[2]);
     std::vector<Target> targets;
     for (auto word = words.begin() + 1; word != words.end() - (key_given ? 1 : 0); ++word) {

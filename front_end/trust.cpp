@@ -61,7 +61,8 @@ bool Trust::Accepts(const zwmgmt::Peer& peer) {
     switch (answer.verdict) {
         case KnownAgents::kKnown: return true;
         case KnownAgents::kUnknown: return Meet(peer);
-        case KnownAgents::kTrouble: return Refuse(answer.trouble);
+        case KnownAgents::kTrouble:
+            return Refuse("nothing was sent to " + Sentence(target) + ": " + answer.trouble);
         case KnownAgents::kOtherKey: break;
     }
     return Refuse(

@@ -1,6 +1,7 @@
 /// The stages of the compiler, one after the other, and the interpreter of what they make.
 #include <algorithm>
 #include <new>
+#include <utility>
 
 #include "policies/generate.h"
 #include "policies/parser.h"
@@ -19,12 +20,14 @@ struct Classifier::Stages {
     std::string reason;  // the error's, and its place
     size_t column = 0;
     size_t length = 0;
+    size_t unfit = 0;  // the number of a rule whose filter does not fit; 0: none
 
     bool Run(std::string_view rule, size_t rule_number, std::vector<PolicyInstruction>* program,
              PolicySettings* settings);
     bool Wrong(size_t rule_number, const std::string& text);
     bool Wrong(size_t rule_number, const Complaint& complaint);
     std::string TooLong() const;
+    void Explain() noexcept;
 };
 
 bool Classifier::Stages::Wrong(size_t rule_number, const std::string& text) {
@@ -128,6 +131,17 @@ std::string Classifier::Stages::TooLong() const {
     return text;
 }
 
+/// What a filter takes that does not fit is worked out for those who ask.
+void Classifier::Stages::Explain() noexcept {
+    const size_t rule_number = std::exchange(unfit, 0);
+    if (rule_number == 0) return;
+    try {
+        Wrong(rule_number, TooLong());
+    } catch (const std::bad_alloc&) {
+        error.clear();
+    }
+}
+
 bool Classifier::Stages::Run(std::string_view rule, size_t rule_number,
                              std::vector<PolicyInstruction>* program, PolicySettings* settings) {
     Words words(rule);
@@ -145,7 +159,10 @@ bool Classifier::Stages::Run(std::string_view rule, size_t rule_number,
                                       std::to_string(Generator::kMostSteps) + " instructions" +
                                       std::string(kLimit));
     }
-    if (steps.size() > zwmgmt::kPolicyInstructions) return Wrong(rule_number, TooLong());
+    if (steps.size() > zwmgmt::kPolicyInstructions) {
+        unfit = rule_number;
+        return false;
+    }
     if (!CanMatch(steps)) {
         return Wrong(rule_number, "pattern " + std::to_string(rule_number) + " matches no packets");
     }
@@ -164,6 +181,7 @@ bool Classifier::Compile(std::string_view rule, size_t rule_number,
     if (stages == nullptr) return false;
     try {
         stages->error.clear();
+        stages->unfit = 0;
         return stages->Run(rule, rule_number, program, settings);
     } catch (const std::bad_alloc&) {
         stages->error.clear();
@@ -172,11 +190,13 @@ bool Classifier::Compile(std::string_view rule, size_t rule_number,
 }
 
 const char* Classifier::Error() const noexcept {
-    return stages != nullptr ? stages->error.c_str() : "";
+    if (stages == nullptr) return "";
+    stages->Explain();
+    return stages->error.c_str();
 }
 
 Classifier::Reason Classifier::WhyNot() const noexcept {
-    if (stages == nullptr || stages->error.empty()) return {"", 0, 0};
+    if (Error()[0] == '\0') return {"", 0, 0};
     return {stages->reason.c_str(), stages->column, stages->length};
 }
 
