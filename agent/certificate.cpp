@@ -7,7 +7,6 @@
 #include <openssl/x509.h>
 
 #include <filesystem>
-#include <fstream>
 #include <string_view>
 #include <utility>
 
@@ -122,11 +121,11 @@ bool WriteNewKey(const std::string& file) {
     }
     char* bytes = nullptr;
     const long length = BIO_get_mem_data(texts.get(), &bytes);
-    std::ofstream stream(file, std::ios::binary);
-    std::error_code failure;
-    using std::filesystem::perms;
-    std::filesystem::permissions(file, perms::owner_read | perms::owner_write, failure);
-    return !failure && stream.write(bytes, length).flush();
+    FILE* stream = platform::AppendPrivately(file.c_str());
+    if (stream == nullptr) return false;
+    const auto size = static_cast<size_t>(length);
+    const bool written = std::fwrite(bytes, 1, size, stream) == size;
+    return std::fclose(stream) == 0 && written;
 }
 
 /// The key of a file, where one is made when there is none.

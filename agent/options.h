@@ -17,11 +17,10 @@ struct Options {
     std::string listen = "127.0.0.1";
     uint16_t port = 0;  // 0: any free one
     bool grant_token = true;
-    int tls_version = 0;                // TLS1_2_VERSION or TLS1_3_VERSION; 0: both
-    std::string certificate_file = {};  // PEM; "": a certificate that vouches for itself
-    std::string key_file = {};          // where its key is kept; "": it is thrown away
-    std::string client_authorities =
-        {};  // PEM: who has to vouch for a client's certificate; "": nobody
+    int tls_version = 0;                  // TLS1_2_VERSION or TLS1_3_VERSION; 0: both
+    std::string certificate_file = {};    // PEM; "": a certificate that vouches for itself
+    std::string key_file = {};            // where its key is kept; "": it is thrown away
+    std::string client_authorities = {};  // PEM: who has to vouch for clients; "": nobody
 
     /// The status that a login is answered with; without this no login is asked for. This and the
     /// next two are called from the clients' threads.

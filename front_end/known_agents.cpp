@@ -14,14 +14,14 @@
 
 #include "commands/texts.h"
 #include "platform/file.h"
+#include "zwmgmt/trust.h"
 
 namespace zwcli {
 namespace {
 
 constexpr char kHashMark = '|';
 constexpr size_t kSaltSize = 16;
-constexpr std::string_view kFingerprintHead = "SHA256:";
-constexpr size_t kFingerprintSize = kFingerprintHead.size() + 43;  // base 64 of 32 bytes
+constexpr std::string_view kFingerprintHead = zwmgmt::kFingerprintHead;
 
 std::string Base64(const unsigned char* bytes, int length) {
     std::string text(static_cast<size_t>(length + 2) / 3 * 4 + 1, '\0');
@@ -91,7 +91,7 @@ bool EndsInMidLine(const std::string& path) {
 }  // namespace
 
 bool IsFingerprint(const std::string& text) {
-    return text.size() == kFingerprintSize && text.starts_with(kFingerprintHead) &&
+    return text.size() == zwmgmt::kFingerprintLength && text.starts_with(kFingerprintHead) &&
            std::all_of(text.begin() + kFingerprintHead.size(), text.end(), [](char c) {
                return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') ||
                       c == '+' || c == '/';
@@ -136,7 +136,10 @@ KnownAgents::Answer KnownAgents::LookUp(const Target& target,
     Answer answer = Look(target, fingerprint);
     // Somebody may have been writing: then it is looked at again when he is done.
     if (answer.verdict == kTrouble) {
-        Locked([&] { return answer = Look(target, fingerprint), std::string(); });
+        Locked([&] {
+            answer = Look(target, fingerprint);
+            return std::string();
+        });
     }
     return answer;
 }

@@ -55,13 +55,18 @@ std::string FateText(const RuleFate& fate) {
     return text;
 }
 
-void AddFate(PolicyOutput& output, const RuleFate& fate) {
-    output.Json().Key("decides");
-    if (fate.decides == Answer::kUnknown) {
+/// Null where it is not known.
+void AddKnown(PolicyOutput& output, const char* key, Answer answer) {
+    output.Json().Key(key);
+    if (answer == Answer::kUnknown) {
         output.Json().Null();
     } else {
-        output.Json().Flag(fate.decides == Answer::kYes);
+        output.Json().Flag(answer == Answer::kYes);
     }
+}
+
+void AddFate(PolicyOutput& output, const RuleFate& fate) {
+    AddKnown(output, "decides", fate.decides);
     if (fate.decides == Answer::kYes) output.AddText("example", ConnectionText(fate.connection));
     if (fate.covered_by != kNoRule) output.AddNumber("covered_by", fate.covered_by + 1);
     output.Json().Key("overlaps");
@@ -155,12 +160,7 @@ ExitStatus DiffPolicies(PolicyOutput& output, const Options& /*options*/,
     const bool differ = difference.alike == Answer::kNo;
     const std::string connection = differ ? ConnectionText(difference.connection) : "";
     if (output.IsJson()) {
-        output.Json().Key("alike");
-        if (difference.alike == Answer::kUnknown) {
-            output.Json().Null();
-        } else {
-            output.Json().Flag(!differ);
-        }
+        AddKnown(output, "alike", difference.alike);
         if (differ) {
             output.AddText("connection", connection);
             AddSide(output, "first", files[0], policies[0], rules[0]);

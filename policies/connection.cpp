@@ -14,38 +14,32 @@ constexpr std::string_view kBlanks = " \t\v\f";
 struct KeyRow {
     std::string_view key;
     FieldId field;
-    int bits;
     Operand form;  // kHost: an address; kNothing: a word
 };
 
 constexpr KeyRow kKeys[] = {
-    {"src", FieldId::kSourceAddress, 32, Operand::kHost},
-    {"dst", FieldId::kDestinationAddress, 32, Operand::kHost},
-    {"sport", FieldId::kSourcePort, 16, Operand::kNumber},
-    {"dport", FieldId::kDestinationPort, 16, Operand::kNumber},
-    {"vlan", FieldId::kVlan, 12, Operand::kNumber},
-    {"tos", FieldId::kTos, 8, Operand::kNumber},
-    {"vers", FieldId::kVersion, 4, Operand::kNumber},
-    {"mark", FieldId::kMark, 32, Operand::kNumber},
-    {"open", FieldId::kOpen, 2, Operand::kNothing},
+    {"src", FieldId::kSourceAddress, Operand::kHost},
+    {"dst", FieldId::kDestinationAddress, Operand::kHost},
+    {"sport", FieldId::kSourcePort, Operand::kNumber},
+    {"dport", FieldId::kDestinationPort, Operand::kNumber},
+    {"vlan", FieldId::kVlan, Operand::kNumber},
+    {"tos", FieldId::kTos, Operand::kNumber},
+    {"vers", FieldId::kVersion, Operand::kNumber},
+    {"mark", FieldId::kMark, Operand::kNumber},
+    {"open", FieldId::kOpen, Operand::kNothing},
 };
 
 constexpr uint32_t kIpv4 = 4;
 
-uint32_t BitOf(FieldId field) {
-    for (size_t i = 0; i < std::size(kKeys); ++i) {
-        if (kKeys[i].field == field) return 1u << i;
-    }
-    return 0;
-}
+constexpr uint32_t BitOf(FieldId field) { return 1u << static_cast<int>(field); }
 
 bool HasAddress(uint32_t keys) {
     return (keys & (BitOf(FieldId::kSourceAddress) | BitOf(FieldId::kDestinationAddress))) != 0;
 }
 
 /// Sets a field that is still 0.
-void SetField(FieldId field, int bits, uint32_t value, PolicyFields* fields) {
-    const Cube cube = FieldCube(field, value, Ones(bits));
+void SetField(FieldId field, uint32_t value, PolicyFields* fields) {
+    const Cube cube = FieldCube(field, value, Ones(BitsOf(field)));
     Cube all;
     std::memcpy(all.value, fields, sizeof(*fields));
     for (int i = 0; i < 3; ++i) all.value[i] |= cube.value[i];
@@ -60,7 +54,7 @@ bool ReadValue(const KeyRow& row, std::string_view text, uint32_t* value) {
     *value = first.number;
     if (row.form == Operand::kHost) return first.mark == Mark::kAddress;
     if (row.form == Operand::kNumber) {
-        return first.mark == Mark::kNumber && first.number <= Ones(row.bits);
+        return first.mark == Mark::kNumber && first.number <= Ones(BitsOf(row.field));
     }
     const auto* word = std::ranges::find(kDirectives, first.text, &Directive::word);
     if (word == std::end(kDirectives) || word->operand != Operand::kNothing) return false;
@@ -71,7 +65,7 @@ bool ReadValue(const KeyRow& row, std::string_view text, uint32_t* value) {
 std::string WhatIsExpected(const KeyRow& row) {
     if (row.form == Operand::kHost) return "an IPv4 address";
     if (row.form == Operand::kNothing) return "listen, aopen or popen";
-    return "a number between 0 and " + std::to_string(Ones(row.bits));
+    return "a number between 0 and " + std::to_string(Ones(BitsOf(row.field)));
 }
 
 /// A value with these bits. "" where no word has them: then it is none of them, as it is when
@@ -109,7 +103,7 @@ std::string TakeWord(std::string_view word, Connection* connection) {
     const uint32_t bit = BitOf(row->field);
     if ((connection->given & bit) != 0) return std::string(row->key) + "= is given twice";
     connection->given |= bit;
-    SetField(row->field, row->bits, value, &connection->fields);
+    SetField(row->field, value, &connection->fields);
     return "";
 }
 
@@ -119,7 +113,7 @@ std::string Assume(Connection* connection) {
     std::string zeros;
     if (HasAddress(connection->given) && (connection->given & version) == 0) {
         connection->given |= version;
-        SetField(FieldId::kVersion, 4, kIpv4, &connection->fields);
+        SetField(FieldId::kVersion, kIpv4, &connection->fields);
         assumed = "vers=4";
     }
     for (const KeyRow& row : kKeys) {
@@ -134,7 +128,7 @@ std::string ConnectionText(const Cube& bits) {
     for (const KeyRow& row : kKeys) {
         uint32_t value = 0;
         uint32_t mask = 0;
-        for (int i = 0; i < row.bits; ++i) {
+        for (int i = 0; i < BitsOf(row.field); ++i) {
             const uint32_t bit = 1u << i;
             if (bits.Conflicts(FieldCube(row.field, 0, bit))) value |= bit;
             if (bits.Conflicts(FieldCube(row.field, bit, bit))) mask |= bit;

@@ -46,6 +46,12 @@ std::string JudgeText(std::string* text) {
            ", column " + std::to_string(place.column);
 }
 
+/// A character as a terminal may have it.
+std::string Harmless(std::string_view character) {
+    const bool plain = character.size() > 1 || static_cast<uint8_t>(character[0]) < 0x80;
+    return IsControl(character) || !plain ? "?" : std::string(character);
+}
+
 }  // namespace
 
 bool ReadText(const char* name, Source source, std::string* text, std::string* reason) {
@@ -100,8 +106,7 @@ MarkedLine MarkIn(std::string_view text, size_t offset, size_t length) {
     for (size_t width = 0; at < text.size() && !IsLineEnd(text[at]) && width < kWidth; ++width) {
         const std::string_view character = FirstCharacter(text.substr(at));
         const bool blank = character == " " || character == "\t";
-        const bool plain = character.size() > 1 || static_cast<uint8_t>(character[0]) < 0x80;
-        marked.line += blank ? " " : IsControl(character) || !plain ? "?" : std::string(character);
+        marked.line += blank ? " " : Harmless(character);
         if (at < offset) {
             marked.mark += ' ';
         } else if (at == offset || at < offset + length) {
@@ -118,8 +123,7 @@ std::string Shown(std::string_view text, size_t most) {
     std::string shown;
     for (size_t width = 0; !text.empty() && width < most; ++width) {
         const std::string_view character = FirstCharacter(text);
-        const bool plain = character.size() > 1 || static_cast<uint8_t>(character[0]) < 0x80;
-        shown += IsControl(character) || !plain ? "?" : character;
+        shown += Harmless(character);
         text.remove_prefix(character.size());
     }
     return text.empty() ? shown : shown + "...";

@@ -40,8 +40,6 @@ void Copy(char (&text)[Capacity], std::string_view from) {
 
 /// SHA-256 of the key as certificates carry it, in base 64 without padding.
 void WriteFingerprint(X509* certificate, Peer* peer) {
-    static constexpr char kHead[] = "SHA256:";
-    constexpr size_t kHeadLength = sizeof(kHead) - 1;
     unsigned char* key = nullptr;
     const int length = i2d_X509_PUBKEY(X509_get_X509_PUBKEY(certificate), &key);
     if (length <= 0) return;
@@ -50,12 +48,11 @@ void WriteFingerprint(X509* certificate, Peer* peer) {
         EVP_Digest(key, static_cast<size_t>(length), digest, nullptr, EVP_sha256(), nullptr) == 1;
     OPENSSL_free(key);
     if (!digested) return;
-    unsigned char text[45];
+    unsigned char text[45];  // with padding, which is left out
     EVP_EncodeBlock(text, digest, sizeof(digest));
-    static_assert(kHeadLength + sizeof(text) <= sizeof(peer->fingerprint));
-    std::memcpy(peer->fingerprint, kHead, kHeadLength);
-    std::memcpy(peer->fingerprint + kHeadLength, text, 43);
-    peer->fingerprint[kHeadLength + 43] = '\0';
+    text[kFingerprintLength - (sizeof(kFingerprintHead) - 1)] = '\0';
+    std::snprintf(peer->fingerprint, sizeof(peer->fingerprint), "%s%s", kFingerprintHead,
+                  reinterpret_cast<const char*>(text));
 }
 
 template <size_t Capacity>

@@ -15,7 +15,7 @@ struct PeerCheck {
     void* context = nullptr;
 };
 
-/// Without a memory or a certificate the texts that need them are "".
+/// Without memory or a certificate the texts that need them are "".
 Peer PeerOf(SSL* session);
 
 /// The certificates as PEM, the agent's own first: as much as fits, terminated. Returns the length

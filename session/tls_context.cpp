@@ -16,11 +16,7 @@ namespace zwmgmt::tls {
 namespace {
 
 struct FreeContext {
-    void operator()(SSL_CTX* context) const {
-        auto* key_log = static_cast<FILE*>(SSL_CTX_get_app_data(context));
-        SSL_CTX_free(context);
-        if (key_log != nullptr) std::fclose(key_log);
-    }
+    void operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
 };
 
 struct SharedContext {
@@ -45,9 +41,19 @@ bool LoadAuthorities(SSL_CTX* context, const std::string& file) {
     return loaded;
 }
 
+void CloseKeyLog(void*, void* file, CRYPTO_EX_DATA*, int, long, void*) {
+    if (file != nullptr) std::fclose(static_cast<FILE*>(file));
+}
+
+/// Where a context has its key log, which goes with it: connections outlive a session's share.
+int KeyLogIndex() {
+    static const int index = SSL_CTX_get_ex_new_index(0, nullptr, nullptr, nullptr, CloseKeyLog);
+    return index;
+}
+
 /// A line at a time, so that processes can share the file.
 void AppendKey(const SSL* session, const char* line) {
-    auto* file = static_cast<FILE*>(SSL_CTX_get_app_data(SSL_get_SSL_CTX(session)));
+    auto* file = static_cast<FILE*>(SSL_CTX_get_ex_data(SSL_get_SSL_CTX(session), KeyLogIndex()));
     std::fprintf(file, "%s\n", line);
     std::fflush(file);
 }
@@ -58,7 +64,10 @@ bool LogKeys(SSL_CTX* context, const std::string& path) {
         ERR_raise(ERR_LIB_SYS, errno);
         return false;
     }
-    SSL_CTX_set_app_data(context, file);
+    if (SSL_CTX_set_ex_data(context, KeyLogIndex(), file) != 1) {
+        std::fclose(file);
+        return false;
+    }
     SSL_CTX_set_keylog_callback(context, AppendKey);
     return true;
 }

@@ -384,6 +384,27 @@ TEST(Trace, TellsEveryMessageAndNoSecret) {
     EXPECT_EQ(run({"--trace-data"}).exit_status, 2);
 }
 
+TEST(Trace, TellsThePiecesOfAFile) {
+    SimulatedAgent agent("linux");
+    const TemporaryFile package(std::string(16'385, 'x'), "-KorvaneZwire-4.3.0.tar.gz"), trace("");
+    const ProcessResult run =
+        Zwcli(agent.Port(), {"--trace", trace.Path(), "--trace-data", "system", "install",
+                             "type=nic,toe", "zwirepath=" + package.Path()});
+    EXPECT_EQ(run.exit_status, 0) << run.err;
+    std::istringstream lines(Read(trace.Path()));
+    std::vector<std::string> pieces;
+    for (std::string line; std::getline(lines, line);) {
+        const auto message = nlohmann::json::parse(line);
+        if (message["length"] == sizeof(FileTransferRecord)) pieces.push_back(message["data"]);
+    }
+    ASSERT_EQ(pieces.size(), 3u) << "the announcement and two pieces";
+    for (const size_t piece : {1, 2}) {
+        EXPECT_EQ(pieces[piece].size(), 2 * sizeof(FileTransferRecord));
+        EXPECT_EQ(pieces[piece].substr(0, 4), piece == 1 ? "0100" : "0200");
+        EXPECT_EQ(pieces[piece].find("78"), 2 * offsetof(FileTransferRecord, chunk_data));
+    }
+}
+
 TEST(Trust, ManyProcessesRecordAtOnceAndLoseNone) {
     constexpr int kProcesses = 100;
     const KnownFile known;

@@ -9,6 +9,10 @@
 
 namespace zwmgmt {
 
+/// A fingerprint is "SHA256:" and the digest in base 64 without padding.
+inline constexpr char kFingerprintHead[] = "SHA256:";
+inline constexpr size_t kFingerprintLength = sizeof(kFingerprintHead) - 1 + 43;
+
 /// Texts are terminated; what would not fit is left out.
 struct Peer {
     char fingerprint[64] = "";  ///< of its public key: "SHA256:" and 43 characters, as OpenSSH
