@@ -47,8 +47,7 @@ int ZwMgmt_interface::CLInstallKorvaneDrivers(Client_Request_Message* request, _
         Remarks::Refuse(*this, key, "this file cannot be sent");
         return kRequestRefused;
     }
-    if (Remarks::Of(*this) != nullptr) return 0;  // asked about, not to be sent
-
+    const bool dry = Remarks::Of(*this) != nullptr;  // asked about, not to be sent
     FileTransfer transfer = {.path = nullptr, .flags = options.type_mask};
     const char conf_type = static_cast<char>(options.conf_type);
     if (options.type_mask & kTextExtraFlags) {
@@ -59,6 +58,10 @@ int ZwMgmt_interface::CLInstallKorvaneDrivers(Client_Request_Message* request, _
     for (const Client_Request_Argument& key : KeysOf(request)) {
         if (!IsPackage(key.key)) continue;
         transfer.path = key.value;
+        if (dry) {
+            NoteAnnouncement(*this, transfer);
+            continue;
+        }
         bool announced = false;
         const PushOutcome outcome = PushFile(*this, transfer, result_buffer, &announced);
         if (!Connected()) return static_cast<int>(LastStatus());
@@ -71,7 +74,7 @@ int ZwMgmt_interface::CLInstallKorvaneDrivers(Client_Request_Message* request, _
         if (FileRefusalText(LastStatus()) == nullptr) PrintOutput("%s", kFailed);
         return 0;
     }
-    PrintOutput("Command completed successfully.\n");
+    if (!dry) PrintOutput("Command completed successfully.\n");
     return 0;
 }
 

@@ -44,6 +44,7 @@ set(library_sources
     filters/x4_rules.cpp
     output/json.cpp
     output/layout.cpp
+    output/message_fields.cpp
     output/records.cpp
     output/render.cpp
     output/value.cpp
@@ -72,6 +73,7 @@ set(library_sources
     policies/search.cpp
     policies/simplify.cpp
     policies/words.cpp
+    records/messages.cpp
     session/compatibility.cpp
     session/connection.cpp
     session/exchange.cpp

@@ -12,6 +12,7 @@ target_include_directories(zwmgmt_platform_programs PUBLIC ${PROJECT_SOURCE_DIR}
 add_executable(korvane_zwcli
     front_end/agents.cpp
     front_end/answer.cpp
+    front_end/dry_run.cpp
     front_end/exit_status.cpp
     front_end/help.cpp
     front_end/known_agents.cpp

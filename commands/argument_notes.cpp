@@ -1,7 +1,7 @@
 #include "zwmgmt/argument_notes.h"
 
 #include <algorithm>
-#include <cstdlib>
+#include <memory>
 #include <new>
 #include <span>
 #include <string>
@@ -13,6 +13,7 @@
 #include "commands/routes.h"
 #include "commands/vocabulary.h"
 #include "session/agent_names.h"
+#include "session/exchange.h"
 
 namespace zwmgmt {
 
@@ -26,6 +27,7 @@ struct ArgumentNotes::Parts {
     std::vector<Note> notes;
     bool refused = false;
     std::string refusal;  // as the library prints it
+    std::vector<Remarks::Message> messages;
 
     /// Takes what building for agents of the OS gives.
     void Build(const ZwMgmt_interface& session, Client_Request_Message* request, uint8_t os_type);
@@ -101,7 +103,10 @@ int BuildFor(const ZwMgmt_interface& session, Client_Request_Message* request, u
     _Message message = {};
     char unused_buffer[1];
     const int result = builder.Client_ProcessRequest(&message, request, unused_buffer, nullptr);
-    std::free(message.data);
+    const std::unique_ptr<uint8_t, FreeBlock> data(static_cast<uint8_t*>(message.data));
+    if (result == 0 && message.opcode != 0) {
+        remarks->messages.push_back({message, {data.get(), data.get() + message.data_length}});
+    }
     return result;
 }
 
@@ -208,17 +213,21 @@ void ArgumentNotes::Parts::Build(const ZwMgmt_interface& session, Client_Request
     refused = IsRefusal(result);
     if (result == 0 || refused) Take(*request, os_type, remarks);
     if (refused) refusal = std::move(remarks.printed);
+    if (result == 0) messages = std::move(remarks.messages);
 }
 
 ArgumentNotes::ArgumentNotes(const ZwMgmt_interface& session,
                              Client_Request_Message* request) noexcept
+    : ArgumentNotes(session, request, session.OsType()) {}
+
+ArgumentNotes::ArgumentNotes(const ZwMgmt_interface& session, Client_Request_Message* request,
+                             uint8_t os_type) noexcept
     : parts(nullptr) {
     if (request == nullptr) return;
     try {
         parts = new Parts;
-        const bool knows_agent = session.Connected() || session.OsType() != 0;
-        if (knows_agent) {
-            parts->Build(session, request, session.OsType());
+        if (os_type != 0 || session.Connected()) {
+            parts->Build(session, request, os_type);
         } else if (AllAreRefused(session, request)) {
             parts->Build(session, request, MostConcerned(*request));
         }
@@ -238,6 +247,17 @@ ArgumentNote ArgumentNotes::operator[](size_t index) const noexcept {
 }
 
 bool ArgumentNotes::Refused() const noexcept { return parts != nullptr && parts->refused; }
+
+size_t ArgumentNotes::MessageCount() const noexcept {
+    return parts != nullptr ? parts->messages.size() : 0;
+}
+
+_Message ArgumentNotes::MessageAt(size_t index) const noexcept {
+    Remarks::Message& built = parts->messages[index];
+    _Message message = built.header;
+    message.data = built.data.empty() ? nullptr : built.data.data();
+    return message;
+}
 
 const char* ArgumentNotes::RefusalText() const noexcept {
     return parts != nullptr ? parts->refusal.c_str() : "";

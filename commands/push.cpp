@@ -1,5 +1,6 @@
 #include "commands/push.h"
 
+#include "commands/remarks.h"
 #include "commands/reports.h"
 #include "session/state.h"
 #include "zwmgmt/zwmgmt_interface.h"
@@ -64,6 +65,13 @@ class PushTalk : public PushWatcher {
 
 bool zwmgmt::CanBeSent(ZwMgmt_interface& session, const char* path) {
     return SayWhetherSendable(session, OutgoingFile(path));
+}
+
+void zwmgmt::NoteAnnouncement(ZwMgmt_interface& session, const FileTransfer& transfer) {
+    Remarks::Message message = {TransferHeader(), std::vector<uint8_t>(sizeof(FileTransferRecord))};
+    FillAnnouncement(reinterpret_cast<FileTransferRecord*>(message.data.data()), transfer,
+                     OutgoingFile(transfer.path));
+    Remarks::Of(session)->messages.push_back(std::move(message));
 }
 
 const char* zwmgmt::FileRefusalText(uint32_t status) {

@@ -16,7 +16,14 @@ struct Remarks {
         std::string text;
     };
 
+    /// A message that would be sent; its data pointer means nothing.
+    struct Message {
+        _Message header;
+        std::vector<uint8_t> data;
+    };
+
     std::vector<Warning> warnings;
+    std::vector<Message> messages;
     const Client_Request_Argument* refused = nullptr;
     std::string reason;       // why, where the entry's form does not tell
     bool lacks_keys = false;  // and what was printed names none

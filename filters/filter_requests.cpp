@@ -7,6 +7,7 @@
 #include "filters/combinations.h"
 #include "filters/x3_rules.h"
 #include "filters/x4_rules.h"
+#include "records/x4_rule.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
 using namespace zwmgmt;
@@ -99,7 +100,7 @@ const RequestForm kAddX4 = X4Form(kAddFilterX4, X4Arguments(), kX4Added);
 const RequestForm kDeleteX4 = X4Form(kDeleteFilterX4, X4Arguments().first(2), kX4Deleted);
 const RequestForm kModifyX4 = X4Form(kModifyFilterX4, X4Arguments(), kX4Modified);
 
-constexpr Word kShown[] = {{"all", 1}, {"active", 2}};
+constexpr auto kShown = NumberedWords<kX4Shows>();
 constexpr const char* kWrongList = "Invalid Parameter specified\n";
 constexpr const char* kWrongCombination = "Invalid Parameter Specified\n";
 

@@ -67,8 +67,6 @@ void DecodeX4Rules(const void* data, uint32_t length, Cells* rows) {
     });
 }
 
-constexpr Field kMaxCells[] = {{"max", 0, sizeof(int32_t), FieldType::kSigned, Plain("rules")}};
-
 constexpr Field kCombinationCells[] = {CellField("combination", 0, kListSense)};
 
 void ListCombinations(const void*, uint32_t, Cells* rows) {
@@ -113,7 +111,7 @@ const Description kMaxFilterRules = {.name = "rule_table",
                                      .shape = Description::kOne,
                                      .single = true,
                                      .size = sizeof(int32_t),
-                                     .fields = kMaxCells};
+                                     .fields = kRuleTableFields};
 const Description kCombinationRows = {.name = "combination",
                                       .shape = Description::kDecoded,
                                       .fields = kCombinationCells,

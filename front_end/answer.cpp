@@ -75,6 +75,10 @@ void PrintJson(zwmgmt::TextSink& sink, const Options& options,
     } else {
         json.Null();
     }
+    if (answer.dry_run) {
+        json.Key("dry_run");
+        answer.dry_run->Write(json);
+    }
     json.EndObject();
     sink.Add('\n');
 }

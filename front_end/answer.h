@@ -3,10 +3,12 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "api/result_parts.h"
+#include "front_end/dry_run.h"
 #include "front_end/exit_status.h"
 #include "front_end/options.h"
 
@@ -19,6 +21,7 @@ struct Answer {
     std::string message;                          // why there is no result
     std::vector<std::string> messages;            // what was said on the way
     std::unique_ptr<zwmgmt::ResultParts> result;  // null: the agent was not asked
+    std::optional<DryRun> dry_run;                // instead of it
 };
 
 /// What is wrong with the fields that the options choose of this command's records; "" otherwise.

@@ -53,6 +53,7 @@ ExitStatus Main(int argc, const char* const* argv) {
         return Fail(kUsage, "--wait is for net ping, net traceroute and system install");
     }
     if (ZwMgmt_interface::NeedsNoAgent(command.Request()->service, command.Request()->command)) {
+        if (options.dry_run) return Fail(kUsage, "--dry-run is for commands that ask an agent");
         return RunLocally(options, command.Request());
     }
     if (!options.user) {

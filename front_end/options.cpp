@@ -8,6 +8,7 @@
 #include "front_end/say.h"
 #include "front_end/target.h"
 #include "zwmgmt/version.h"
+#include "zwmgmt/vocabulary.h"
 
 namespace zwcli {
 namespace {
@@ -38,6 +39,11 @@ constexpr WordRow<Format> kFormats[] = {{"text", Format::kText},
                                         {"csv", Format::kCsv},
                                         {"table", Format::kTable}};
 
+constexpr WordRow<uint8_t> kAgents[] = {
+    {"windows", zwmgmt::kWindows}, {"linux", zwmgmt::kLinux}, {"solaris", zwmgmt::kSolaris},
+    {"freebsd", zwmgmt::kFreeBsd}, {"esx", zwmgmt::kEsx},     {"mac", zwmgmt::kMac},
+    {"xen", zwmgmt::kXen}};
+
 constexpr WordRow<Verify> kVerifications[] = {{"known", Verify::kKnown},
                                               {"strict", Verify::kStrict},
                                               {"ca", Verify::kAuthority},
@@ -67,6 +73,11 @@ std::string Contradiction(const CLI::App& app, const Options& options) {
     if (options.client_certificate.empty() != options.client_key.empty()) {
         return "--client-cert and --client-key go together";
     }
+    if (options.agent_os != 0 && !options.dry_run) return "--agent-os is for --dry-run";
+    if (options.dry_run && options.wait) return "--wait is not for --dry-run";
+    if (options.dry_run && (options.format == Format::kCsv || options.format == Format::kTable)) {
+        return "--dry-run has --format text, json or jsonl";
+    }
     if (options.trace_data && options.trace.empty()) return "--trace-data is for --trace";
     for (const char* option : {"--known-agents", "--hash-agents"}) {
         if (!keeps_keys && app.count(option) != 0) {
@@ -89,6 +100,7 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
     std::string format = kFormats[0].word;
     std::string verification = kVerifications[0].word;
     std::string host = options->host;
+    std::string agent_os;
     CLI::App app("Manages the Korvane Ethernet adapters of a host through its agent.",
                  "korvane_zwcli");
     app.allow_windows_style_options(false);  // a word that begins with a slash is a path
@@ -108,6 +120,11 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
                    "File whose first line is the password; - reads standard input");
     app.add_flag("--wait", options->wait,
                  "Wait for the outcome of net ping, net traceroute or system install");
+    app.add_flag("--dry-run", options->dry_run,
+                 "Show by field and in bytes what would be sent, and send nothing of it");
+    app.add_option("--agent-os", agent_os,
+                   "OS of the agent of --dry-run, which then needs none: windows, linux, solaris, "
+                   "freebsd, esx, mac or xen");
     app.add_option("--format", format, "How answers are printed: text, json, jsonl, csv or table")
         ->capture_default_str();
     app.add_option("--fields", options->fields,
@@ -156,6 +173,7 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
     for (const std::string& wrong :
          {TakeWord(kFormats, "format", format, &options->format),
           TakeWord(kVerifications, "verification", verification, &options->verify),
+          agent_os.empty() ? "" : TakeWord(kAgents, "agent OS", agent_os, &options->agent_os),
           ParseTarget(host, options->port, &target), Contradiction(app, *options)}) {
         if (!wrong.empty()) return Fail(kUsage, wrong);
     }

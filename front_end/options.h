@@ -35,6 +35,8 @@ struct Options {
     std::optional<std::string> user;           // default: the local user
     std::optional<std::string> password_file;  // "-": standard input
     bool help = false;                         // of the words
+    bool dry_run = false;                      // show what would be sent
+    uint8_t agent_os = 0;                      // of a dry run that asks no agent; 0: it asks
     bool wait = false;                         // until what runs in the background has an outcome
     Format format = Format::kText;
     std::string fields;  // names, separated by commas; "": those the agent fills

@@ -35,6 +35,13 @@ zwmgmt::CommandWords CommandOf(const std::vector<std::string>& words) {
     return zwmgmt::CommandWords(pointers.data(), pointers.size());
 }
 
+/// What stands behind service and command.
+std::string WrittenArguments(const std::vector<std::string>& words) {
+    std::string written;
+    for (size_t i = 2; i < words.size(); ++i) written += (i > 2 ? " " : "") + words[i];
+    return written;
+}
+
 /// Whether the request itself only asks for an outcome.
 bool IsQuestion(const Client_Request_Message& request) {
     const std::vector<std::string> words = QuestionFor(request);
@@ -74,16 +81,21 @@ class Run {
         if (const zwmgmt::ArgumentNotes notes(session, request); notes.Refused()) {
             return Refused(notes);
         }
+        if (options.agent_os != 0) return Show(request, options.agent_os);
         ExitStatus done = Connect();
         if (done == kOk && session.LoginRequired()) done = LogIn();
         if (done == kOk) done = CheckCompatibility(*request);
-        if (done == kOk) done = options.wait ? SendAndWait(request) : Send(request);
+        if (done == kOk) {
+            done = options.dry_run ? Show(request, session.OsType())
+                   : options.wait  ? SendAndWait(request)
+                                   : Send(request);
+        }
         session.CLLogOut();
         return done;
     }
 
     void Report(const Client_Request_Message& request) {
-        answer.agent_os = session.OsType();
+        answer.agent_os = options.agent_os != 0 ? options.agent_os : session.OsType();
         if (answer.result) answer.status = answer.result->status;
         const bool json = options.format == Format::kJson || options.format == Format::kJsonLines;
         for (std::string& line : talk->Lines()) {
@@ -205,6 +217,21 @@ class Run {
         return Explain(*request, Ask(request));
     }
 
+    /// Tells what would be sent.
+    ExitStatus Show(Client_Request_Message* request, uint8_t os_type) {
+        preview.emplace(session, request, os_type);
+        if (preview->Refused()) return Refused(*preview);
+        SayNotes(*preview);
+        if (preview->MessageCount() == 0) {
+            answer.status = zwmgmt::kNotForThisAgent;
+            return Fail(kUnsupported, zwmgmt::StatusText(answer.status));
+        }
+        answer.dry_run.emplace(*preview, WrittenArguments(options.words), request->command);
+        answer.message = "nothing was sent";
+        if (options.format == Format::kText) std::fputs(answer.dry_run->Text().c_str(), stdout);
+        return kOk;
+    }
+
     ExitStatus Refused(const zwmgmt::ArgumentNotes& notes) {
         answer.status = zwmgmt::kRequestRefused;
         if (options.format == Format::kText) {
@@ -294,6 +321,7 @@ class Run {
     Trust trust;
     Trace trace;
     ZwMgmt_interface session;
+    std::optional<zwmgmt::ArgumentNotes> preview;
     std::optional<zwmgmt::Talk> talk;  // unless the library's own text is asked for
     Answer answer;
 };

@@ -6,7 +6,7 @@
 #include <ctime>
 
 #include "commands/vocabulary.h"
-#include "output/json.h"
+#include "output/message_fields.h"
 #include "platform/file.h"
 
 namespace zwcli {
@@ -27,15 +27,15 @@ std::string Now() {
     return text;
 }
 
-std::string Hex(const uint8_t* bytes, size_t length) {
-    static constexpr char kDigits[] = "0123456789abcdef";
-    std::string text;
-    text.reserve(2 * length);
-    for (size_t i = 0; i < length; ++i) {
-        text += kDigits[bytes[i] >> 4];
-        text += kDigits[bytes[i] & 0xF];
+void WriteField(zwmgmt::JsonWriter& json, const zwmgmt::ShownField& field) {
+    json.Key(field.name);
+    if (field.is_signed) {
+        json.Integer(field.number);
+    } else if (field.is_number) {
+        json.Unsigned(static_cast<uint64_t>(field.number));
+    } else {
+        json.Text(field.value);
     }
-    return text;
 }
 
 }  // namespace
@@ -70,23 +70,50 @@ void Trace::Write(const zwmgmt::TracedMessage& message) {
         json.Key(key);
         json.Unsigned(value);
     };
+    if (message.sent) {
+        form = zwmgmt::FindMessageForm(header.service, header.opcode, header.os_type);
+    }
     json.BeginObject();
     text("time", Now().c_str());
     text("host", options.host.c_str());
     number("port", options.port);
     text("direction", message.sent ? "sent" : "received");
     text("service", zwmgmt::ServiceWord(header.service));
-    text("command", zwmgmt::CommandWord(header.service, header.opcode));
+    text("command", form != nullptr ? form->Command() : nullptr);
     number("service_number", header.service);
     number("opcode", header.opcode);
     number("status", header.status);
     number("length", header.data_length);
-    if (options.trace_data && message.data != nullptr) {
-        text("data", Hex(message.data, header.data_length).c_str());
-    }
+    if (options.trace_data && message.data != nullptr) WriteData(json, message);
     json.EndObject();
     sink.Add('\n');
     sink.Flush();
+}
+
+/// The fields of each record that came whole, and all bytes.
+void Trace::WriteData(zwmgmt::JsonWriter& json, const zwmgmt::TracedMessage& message) const {
+    const std::span<const uint8_t> data(message.data, message.header.data_length);
+    if (form != nullptr) {
+        size_t records = 0;
+        json.Key("records");
+        json.BeginArray();
+        const zwmgmt::Payload& payload = message.sent ? form->request : form->reply;
+        const size_t rest = ForEachField(payload, data, [&](const zwmgmt::ShownField& field) {
+            if (field.record == records) {
+                if (records++ != 0) json.EndObject();
+                json.BeginObject();
+            }
+            WriteField(json, field);
+        });
+        if (records != 0) json.EndObject();
+        json.EndArray();
+        if (rest != 0) {
+            json.Key("unknown_bytes");
+            json.Unsigned(rest);
+        }
+    }
+    json.Key("data");
+    json.Text(zwmgmt::Hexadecimal(data));
 }
 
 }  // namespace zwcli

@@ -5,6 +5,8 @@
 #include <string>
 
 #include "front_end/options.h"
+#include "output/json.h"
+#include "records/messages.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
 namespace zwcli {
@@ -22,9 +24,11 @@ class Trace {
 
   private:
     void Write(const zwmgmt::TracedMessage& message);
+    void WriteData(zwmgmt::JsonWriter& json, const zwmgmt::TracedMessage& message) const;
 
     const Options& options;
     FILE* file = nullptr;
+    const zwmgmt::MessageForm* form = nullptr;  // of the last request: replies tell nothing of it
 };
 
 }  // namespace zwcli

@@ -49,10 +49,8 @@ ResultValue OfText(std::string_view text, const Field& field) {
         }
         case Meaning::kDecimal: return Decimal(text);
         case Meaning::kList: return Text(text, ValueType::kList);
-        case Meaning::kPlain:
-        case Meaning::kAddress: break;
+        default: return Text(text);
     }
-    return Text(text);
 }
 
 }  // namespace
@@ -80,7 +78,7 @@ ValueType TypeOf(const Field& field) {
         case Meaning::kList: return ValueType::kList;
         case Meaning::kWord:
         case Meaning::kAddress: return ValueType::kText;
-        case Meaning::kPlain: break;
+        default: break;
     }
     return field.type == FieldType::kSigned     ? ValueType::kInteger
            : field.type == FieldType::kUnsigned ? ValueType::kUnsigned

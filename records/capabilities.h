@@ -6,6 +6,11 @@
 
 namespace zwmgmt {
 
+/// By AgentOs.
+inline constexpr const char* kOsWords[] = {"",    "Windows", "Linux", "Solaris", "FreeBSD",
+                                           "ESX", "Mac OS",  "",      "Xen"};
+inline constexpr Sense kOsSense = OneOf(kOsWords);
+
 #define CAPABILITIES(member) ZWMGMT_FIELD(Capabilities, member)
 
 inline constexpr Field kCapabilitiesFields[] = {

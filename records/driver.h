@@ -1,4 +1,4 @@
-/// One driver of a host.
+/// One driver of a host, and the request that loads one.
 #pragma once
 
 #include "records/field.h"
@@ -12,6 +12,11 @@ inline constexpr Field kDriverFields[] = {
     ZWMGMT_FIELD(DriverInfo, version),
     ZWMGMT_FIELD(DriverInfo, date),
     ZWMGMT_FIELD(DriverInfo, loaded, kFlagSense),
+};
+
+inline constexpr Field kDriverLoadFields[] = {
+    ZWMGMT_FIELD(DriverLoadRequest, name),
+    ZWMGMT_FIELD(DriverLoadRequest, virtual_functions),
 };
 
 }  // namespace zwmgmt

@@ -2,6 +2,7 @@
 /// means. Text layouts, the formats for programs and the simulated agent read the same rows.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -27,8 +28,11 @@ enum class Meaning {
     kFlag,     // off or on: a number, or a text that begins with '0' or '1'
     kWord,     // one of the field's words, by number or by the text's first digit
     kDecimal,  // a text that is a decimal number
-    kAddress,  // an IPv4 address of 4 bytes
+    kAddress,  // an IP address: IPv4 of 4 bytes, or of 16 bytes, of which IPv4 fills the first 4
     kList,     // texts, separated by a comma and a blank
+    kBits,     // a mask
+    kBytes,    // bytes that are no text
+    kSecret,   // a text that is shown to nobody
 };
 
 struct Sense {
@@ -42,6 +46,9 @@ constexpr Sense Decimal(const char* unit = "") { return {Meaning::kDecimal, unit
 inline constexpr Sense kFlagSense = {Meaning::kFlag};
 inline constexpr Sense kAddressSense = {Meaning::kAddress};
 inline constexpr Sense kListSense = {Meaning::kList};
+inline constexpr Sense kBitsSense = {Meaning::kBits};
+inline constexpr Sense kBytesSense = {Meaning::kBytes};
+inline constexpr Sense kSecretSense = {Meaning::kSecret};
 constexpr Sense OneOf(std::span<const char* const> words) {
     return {.meaning = Meaning::kWord, .words = words};
 }
@@ -73,7 +80,9 @@ consteval Field MakeField(const char* name, size_t offset, Sense sense = {}, uin
     const bool text = type == FieldType::kText;
     if (sense.meaning == Meaning::kWord && sense.words.empty()) throw "no words";
     if (sense.meaning == Meaning::kDecimal && !text) throw "a number needs no text";
-    if (sense.meaning == Meaning::kAddress && sizeof(Member) != 4) throw "no address";
+    if (sense.meaning == Meaning::kAddress && sizeof(Member) != 4 && sizeof(Member) != 16) {
+        throw "no address";
+    }
     return {name, offset, sizeof(Member), type, sense, bit};
 }
 
@@ -83,11 +92,18 @@ consteval Field MakeField(const char* name, size_t offset, Sense sense = {}, uin
     MakeField<decltype(Record::member)>(#member, \
                                         offsetof(Record, member) __VA_OPT__(, ) __VA_ARGS__)
 
-/// The same for a member of Record::part, under its own name.
-#define ZWMGMT_PART_FIELD(Record, part, member, ...)                                              \
-    MakeField<decltype(decltype(Record::part)::member)>(                                          \
-        #member, offsetof(Record, part) + offsetof(decltype(Record::part), member) __VA_OPT__(, ) \
-                                              __VA_ARGS__)
+/// The rows of a record, and those of a part of it, which begins at the offset.
+template <size_t Own, size_t Part>
+consteval auto WithPart(const std::array<Field, Own>& own, size_t offset,
+                        const std::array<Field, Part>& part) {
+    std::array<Field, Own + Part> rows = {};
+    for (size_t i = 0; i < Own; ++i) rows[i] = own[i];
+    for (size_t i = 0; i < Part; ++i) {
+        rows[Own + i] = part[i];
+        rows[Own + i].offset += offset;
+    }
+    return rows;
+}
 
 /// The row of a name; does not compile for a name that the table lacks.
 consteval const Field* FieldNamed(std::span<const Field> table, std::string_view name) {

@@ -1,6 +1,7 @@
 /// One port of an adapter.
 #pragma once
 
+#include "records/capabilities.h"
 #include "records/field.h"
 #include "zwmgmt/records/port.h"
 
@@ -17,66 +18,9 @@ inline constexpr const char* kSpeedModes[] = {"fixed", "auto"};
 inline constexpr const char* kDuplexes[] = {"half", "full"};
 
 #define PORT(member, ...) ZWMGMT_FIELD(_PortInformation, member, __VA_ARGS__)
-#define SETTING(member, ...) ZWMGMT_PART_FIELD(_PortInformation, settings, member, __VA_ARGS__)
+#define SETTING(member, ...) ZWMGMT_FIELD(PortSettings, member, __VA_ARGS__)
 
-inline constexpr Field kPortFields[] = {
-    PORT(port_instance),
-    PORT(link_up, kFlagSense),
-    PORT(adv_autoneg_cap, kFlagSense),
-    PORT(adv_1000fdx_cap, kFlagSense),
-    PORT(rx_pause, kFlagSense),
-    PORT(tx_pause, kFlagSense),
-    PORT(adv_10gfdx_cap, kFlagSense),
-    PORT(adv_1000hdx_cap, kFlagSense),
-    PORT(adv_100fdx_cap, kFlagSense),
-    PORT(adv_100hdx_cap, kFlagSense),
-    PORT(adv_10fdx_cap, kFlagSense),
-    PORT(adv_10hdx_cap, kFlagSense),
-    PORT(autoneg_cap, kFlagSense),
-    PORT(pause_cap, kFlagSense),
-    PORT(asym_pause_cap, kFlagSense),
-    PORT(cap_1000fdx, kFlagSense),
-    PORT(cap_1000hdx, kFlagSense),
-    PORT(cap_100fdx, kFlagSense),
-    PORT(cap_100hdx, kFlagSense),
-    PORT(cap_10fdx, kFlagSense),
-    PORT(cap_10hdx, kFlagSense),
-    PORT(lp_autoneg_cap, kFlagSense),
-    PORT(lp_pause_cap, kFlagSense),
-    PORT(lp_asym_pause_cap, kFlagSense),
-    PORT(lp_1000hdx_cap, kFlagSense),
-    PORT(lp_1000fdx_cap, kFlagSense),
-    PORT(lp_100fdx_cap, kFlagSense),
-    PORT(lp_100hdx_cap, kFlagSense),
-    PORT(lp_10fdx_cap, kFlagSense),
-    PORT(lp_10hdx_cap, kFlagSense),
-    PORT(link_autoneg, kFlagSense),
-    PORT(accept_jumbo),
-    PORT(hw_csum),
-    PORT(hw_lso),
-    PORT(solaris_lso),
-    PORT(link_duplex),
-    PORT(holdoff_timer_idx),
-    PORT(solaris_holdoff_pktc_idx),
-    PORT(coalesce),
-    PORT(link_speed, Plain("Mb/s")),
-    PORT(description),
-    PORT(name),
-    PORT(media_supported),
-    PORT(media_type),
-    PORT(wake_on),
-    PORT(supported_wake_on),
-    PORT(supported_link_modes),
-    PORT(advertised_link_modes),
-    PORT(supports_autonegotiation, kFlagSense),
-    PORT(advertises_autonegotiation, kFlagSense),
-    PORT(ring_max_rx, Plain("entries")),
-    PORT(ring_max_rx_mini, Plain("entries")),
-    PORT(ring_max_rx_jumbo, Plain("entries")),
-    PORT(ring_max_tx, Plain("entries")),
-    PORT(phy_address),
-    PORT(transceiver),
-    PORT(link_detected, kFlagSense),
+inline constexpr auto kPortSettingFields = std::to_array<Field>({
     SETTING(mtu, Decimal("bytes")),
     SETTING(tx_checksum, kFlagSense),
     SETTING(rx_checksum, kFlagSense),
@@ -144,7 +88,93 @@ inline constexpr Field kPortFields[] = {
     SETTING(nofldtxq),
     SETTING(first_ofld_txq),
     SETTING(qsize_txq),
-};
+});
+
+inline constexpr auto kPortOwnFields = std::to_array<Field>({
+    PORT(port_instance),
+    PORT(link_up, kFlagSense),
+    PORT(adv_autoneg_cap, kFlagSense),
+    PORT(adv_1000fdx_cap, kFlagSense),
+    PORT(rx_pause, kFlagSense),
+    PORT(tx_pause, kFlagSense),
+    PORT(adv_10gfdx_cap, kFlagSense),
+    PORT(adv_1000hdx_cap, kFlagSense),
+    PORT(adv_100fdx_cap, kFlagSense),
+    PORT(adv_100hdx_cap, kFlagSense),
+    PORT(adv_10fdx_cap, kFlagSense),
+    PORT(adv_10hdx_cap, kFlagSense),
+    PORT(autoneg_cap, kFlagSense),
+    PORT(pause_cap, kFlagSense),
+    PORT(asym_pause_cap, kFlagSense),
+    PORT(cap_1000fdx, kFlagSense),
+    PORT(cap_1000hdx, kFlagSense),
+    PORT(cap_100fdx, kFlagSense),
+    PORT(cap_100hdx, kFlagSense),
+    PORT(cap_10fdx, kFlagSense),
+    PORT(cap_10hdx, kFlagSense),
+    PORT(lp_autoneg_cap, kFlagSense),
+    PORT(lp_pause_cap, kFlagSense),
+    PORT(lp_asym_pause_cap, kFlagSense),
+    PORT(lp_1000hdx_cap, kFlagSense),
+    PORT(lp_1000fdx_cap, kFlagSense),
+    PORT(lp_100fdx_cap, kFlagSense),
+    PORT(lp_100hdx_cap, kFlagSense),
+    PORT(lp_10fdx_cap, kFlagSense),
+    PORT(lp_10hdx_cap, kFlagSense),
+    PORT(link_autoneg, kFlagSense),
+    PORT(accept_jumbo),
+    PORT(hw_csum),
+    PORT(hw_lso),
+    PORT(solaris_lso),
+    PORT(link_duplex),
+    PORT(holdoff_timer_idx),
+    PORT(solaris_holdoff_pktc_idx),
+    PORT(coalesce),
+    PORT(link_speed, Plain("Mb/s")),
+    PORT(description),
+    PORT(name),
+    PORT(media_supported),
+    PORT(media_type),
+    PORT(wake_on),
+    PORT(supported_wake_on),
+    PORT(supported_link_modes),
+    PORT(advertised_link_modes),
+    PORT(supports_autonegotiation, kFlagSense),
+    PORT(advertises_autonegotiation, kFlagSense),
+    PORT(ring_max_rx, Plain("entries")),
+    PORT(ring_max_rx_mini, Plain("entries")),
+    PORT(ring_max_rx_jumbo, Plain("entries")),
+    PORT(ring_max_tx, Plain("entries")),
+    PORT(phy_address),
+    PORT(transceiver),
+    PORT(link_detected, kFlagSense),
+});
+
+inline constexpr auto kPortFields =
+    WithPart(kPortOwnFields, offsetof(_PortInformation, settings), kPortSettingFields);
+
+/// What agents are asked to set in other members than they report.
+inline constexpr auto kPortOnlySetFields = std::to_array<Field>({
+    SETTING(set_coalesce),
+    SETTING(set_hw_lso),
+    SETTING(set_rx_pause),
+    SETTING(set_tx_pause),
+    SETTING(set_holdoff_timer_idx),
+    SETTING(set_holdoff_pktc_idx),
+    SETTING(set_hw_csum),
+    SETTING(set_accept_jumbo),
+    SETTING(advertised_modes, kBitsSense),
+});
+
+inline constexpr auto kPortRequestFields =
+    WithPart(WithPart(std::to_array<Field>({
+                          ZWMGMT_FIELD(PortRequest, os_type, kOsSense),
+                          ZWMGMT_FIELD(PortRequest, set_mask, kBitsSense),
+                          ZWMGMT_FIELD(PortRequest, pci_bus_location),
+                          ZWMGMT_FIELD(PortRequest, port_instance),
+                      }),
+                      offsetof(PortRequest, settings), kPortSettingFields),
+             offsetof(PortRequest, settings), kPortOnlySetFields);
 
 #undef PORT
 #undef SETTING

@@ -14,7 +14,7 @@ inline constexpr const char* kX3Actions[] = {"", "pass", "drop"};
     MakeField<decltype(_Filter::member)>(#member, offsetof(_Filter, member), Sense(__VA_ARGS__), \
                                          bit)
 
-inline constexpr Field kX3RuleFields[] = {
+inline constexpr auto kX3RuleFields = std::to_array<Field>({
     X3(interface_name, 0),
     X3(id, 0),
     X3(source_address, 0x1, kAddressSense),
@@ -28,9 +28,18 @@ inline constexpr Field kX3RuleFields[] = {
     X3(protocol, 0x100, OneOf(kX3Protocols)),
     X3(queue, 0x200),
     X3(action, 0x400, OneOf(kX3Actions)),
-};
+});
 
 #undef X3
+
+/// What a rule has besides, as it travels.
+inline constexpr auto kX3WireFields = WithPart(
+    kX3RuleFields, 0,
+    std::to_array<Field>({ZWMGMT_FIELD(_Filter, max), ZWMGMT_FIELD(_Filter, present, kBitsSense)}));
+
+/// The size of a rule table: a number alone.
+inline constexpr Field kRuleTableFields[] = {
+    {"max", 0, sizeof(int32_t), FieldType::kSigned, Plain("rules")}};
 
 /// The bit that says whether a member was given.
 consteval uint32_t X3Bit(std::string_view member) { return FieldNamed(kX3RuleFields, member)->bit; }

@@ -21,6 +21,7 @@ struct X4Field {
 
 inline constexpr const char* kX4Families[] = {"ipv4", "ipv6"};
 inline constexpr const char* kX4Actions[] = {"", "pass", "drop", "", "switch"};
+inline constexpr const char* kX4Shows[] = {"", "all", "active"};
 inline constexpr const char* kX4VlanActions[] = {"", "none", "insert", "rewrite"};
 
 #define X4_AS(bit, member, label, form, ...)                                         \
@@ -72,6 +73,23 @@ consteval uint32_t X4Bit(std::string_view member) {
     }
     throw "no such member";
 }
+
+inline constexpr Field kX4OwnFields[] = {
+    ZWMGMT_FIELD(_FilterX4, pci_bus_location),
+    ZWMGMT_FIELD(_FilterX4, combination),
+    ZWMGMT_FIELD(_FilterX4, id),
+    ZWMGMT_FIELD(_FilterX4, present, kBitsSense),
+};
+
+inline constexpr Field kX4MaskedFields[] = {ZWMGMT_FIELD(FilterField, value),
+                                            ZWMGMT_FIELD(FilterField, mask, kBitsSense)};
+inline constexpr Field kX4AddressFields[] = {ZWMGMT_FIELD(FilterAddress, address, kAddressSense),
+                                             ZWMGMT_FIELD(FilterAddress, mask, kAddressSense)};
+
+inline constexpr Field kX4ListFields[] = {
+    ZWMGMT_FIELD(FilterListRequest, pci_bus_location),
+    ZWMGMT_FIELD(FilterListRequest, show, OneOf(kX4Shows)),
+};
 
 /// Of the type and of either address: each tells the rule's family.
 inline constexpr uint32_t kX4FamilyBits = X4Bit("address_family") | X4Bit("lip") | X4Bit("fip");

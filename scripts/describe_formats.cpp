@@ -36,12 +36,19 @@ One object a run, indented (`json`) or in one line (`jsonl`):
 | message | text | the outcome in the system's words, or why there is no result |
 | messages | texts | what was said on the way: warnings, refusals, progress |
 | result | array, object or null | the records of the sections below; null where there are none |
+| dry_run | object | with `--dry-run` alone: what would be sent |
 
 Numbers are JSON numbers with all their digits, 64 bits included; flags are true or false;
 enumerations are their words (a code without a word stays a number); addresses and masks are texts as
 people write them. A field that agents of a system do not fill is absent, and so is an empty text. A
 text where a number is due stays a text. Control characters are escaped; a byte that is no UTF-8 is
 U+FFFD.
+
+`dry_run` has `changes` (whether the command changes something on the host), `purpose` and `arguments`
+in words, and `messages`, of which most commands send one, and `system install` an announcement a
+package. A message has its `name`, its `length` (bytes of data), `header` and `data` in hexadecimal
+digits, and `header_fields` and `fields`: `name`, `offset` and `width` in bytes, `value` as it lies there
+(a number, a text, or the digits of what is neither), and `meaning` in words where there is more to say.
 
 ## CSV and table
 
@@ -257,6 +264,59 @@ void WriteRule(JsonWriter& json, const std::string& command, const Description* 
     json.EndObject();
 }
 
+struct Property {
+    const char* name;
+    const char* type;
+    const char* of = nullptr;  // "$defs" of the items of an array
+};
+
+/// An object that has these properties and no others.
+void WriteObject(JsonWriter& json, const char* name, const std::vector<Property>& properties) {
+    json.Key(name);
+    json.BeginObject();
+    WriteType(json, "object");
+    json.Key("additionalProperties");
+    json.Flag(false);
+    json.Key("properties");
+    json.BeginObject();
+    for (const Property& property : properties) {
+        json.Key(property.name);
+        json.BeginObject();
+        if (property.type != nullptr) WriteType(json, property.type);
+        if (property.of != nullptr) {
+            json.Key("items");
+            json.BeginObject();
+            json.Key("$ref");
+            json.Text(std::string("#/$defs/") + property.of);
+            json.EndObject();
+        }
+        json.EndObject();
+    }
+    json.EndObject();
+    json.EndObject();
+}
+
+void WriteDryRun(JsonWriter& json) {
+    WriteObject(json, "dry_run",
+                {{"changes", "boolean"},
+                 {"purpose", "string"},
+                 {"arguments", "string"},
+                 {"messages", "array", "message"}});
+    WriteObject(json, "message",
+                {{"name", "string"},
+                 {"length", "integer"},
+                 {"header_fields", "array", "message_field"},
+                 {"fields", "array", "message_field"},
+                 {"header", "string"},
+                 {"data", "string"}});
+    WriteObject(json, "message_field",
+                {{"name", "string"},
+                 {"offset", "integer"},
+                 {"width", "integer"},
+                 {"value", nullptr},
+                 {"meaning", "string"}});
+}
+
 void WriteEnvelope(JsonWriter& json) {
     const auto property = [&](const char* key, const char* type) {
         json.Key(key);
@@ -298,6 +358,11 @@ void WriteEnvelope(JsonWriter& json) {
     json.Key("result");
     json.BeginObject();
     json.EndObject();
+    json.Key("dry_run");
+    json.BeginObject();
+    json.Key("$ref");
+    json.Text("#/$defs/dry_run");
+    json.EndObject();
     json.EndObject();
 }
 
@@ -322,6 +387,7 @@ void PrintSchema() {
     json.EndArray();
     json.Key("$defs");
     json.BeginObject();
+    WriteDryRun(json);
     for (const Description* what : Descriptions()) WriteRecord(json, *what);
     json.EndObject();
     json.EndObject();

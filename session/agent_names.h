@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "records/capabilities.h"
 #include "session/os_set.h"
 
 namespace zwmgmt {
@@ -13,8 +14,9 @@ struct AgentName {
 };
 
 inline constexpr AgentName kAgentNames[] = {
-    {kWindows, "Windows"}, {kLinux, "Linux"}, {kSolaris, "Solaris"}, {kFreeBsd, "FreeBSD"},
-    {kEsx, "ESX"},         {kMac, "Mac OS"},  {kXen, "Xen"},
+    {kWindows, kOsWords[kWindows]}, {kLinux, kOsWords[kLinux]}, {kSolaris, kOsWords[kSolaris]},
+    {kFreeBsd, kOsWords[kFreeBsd]}, {kEsx, kOsWords[kEsx]},     {kMac, kOsWords[kMac]},
+    {kXen, kOsWords[kXen]},
 };
 
 /// Null for a code that this client does not know.

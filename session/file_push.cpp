@@ -27,10 +27,7 @@ using OwnedMessage = std::unique_ptr<TransferMessage, FreeBlock>;
 OwnedMessage NewTransferMessage() {
     OwnedMessage message(static_cast<TransferMessage*>(std::calloc(1, sizeof(TransferMessage))));
     if (!message) return message;
-    _Message header = {};
-    header.service = kSystem;
-    header.opcode = kInstall;
-    header.data_length = sizeof(FileTransferRecord);
+    const _Message header = TransferHeader();
     std::memcpy(message->header, &header, kHeaderSize);
     return message;
 }
@@ -42,19 +39,6 @@ void SetExtra(FileTransferRecord* record, uint32_t flags, const char* extra) {
     } else {
         record->extra[0] = extra[0];
     }
-}
-
-void FillAnnouncement(FileTransferRecord* record, const FileTransfer& transfer,
-                      const OutgoingFile& file) {
-    record->chunk_count = static_cast<uint16_t>(file.ChunkCount());
-    record->file_size = file.Size();
-    SetFixedText(record->file_name, platform::BaseName(file.Path()));
-    if (transfer.tool_file) return;
-    record->transfer_flags = transfer.flags;
-    record->transfer_arg1 = transfer.arg1;
-    record->transfer_arg2 = transfer.arg2;
-    record->transfer_arg3 = transfer.arg3;
-    SetExtra(record, transfer.flags, transfer.extra);
 }
 
 class FilePush {
@@ -168,6 +152,27 @@ OutgoingFile::OutgoingFile(const char* file_path) : path(file_path) {
     FILE* open_file = nullptr;
     opened = platform::OpenRegularFile(path, &open_file, &size);
     if (opened == platform::OpenResult::kOpened) file.reset(open_file);
+}
+
+_Message TransferHeader() {
+    _Message header = {};
+    header.service = kSystem;
+    header.opcode = kInstall;
+    header.data_length = sizeof(FileTransferRecord);
+    return header;
+}
+
+void FillAnnouncement(FileTransferRecord* record, const FileTransfer& transfer,
+                      const OutgoingFile& file) {
+    record->chunk_count = static_cast<uint16_t>(file.ChunkCount());
+    record->file_size = file.Size();
+    SetFixedText(record->file_name, platform::BaseName(file.Path()));
+    if (transfer.tool_file) return;
+    record->transfer_flags = transfer.flags;
+    record->transfer_arg1 = transfer.arg1;
+    record->transfer_arg2 = transfer.arg2;
+    record->transfer_arg3 = transfer.arg3;
+    SetExtra(record, transfer.flags, transfer.extra);
 }
 
 Pushed PushOver(Exchange& exchange, const FileTransfer& transfer, OutgoingFile& file,

@@ -63,6 +63,13 @@ struct Pushed {
     bool announced;
 };
 
+/// The header of each message of a push.
+_Message TransferHeader();
+
+/// Fills an empty record with what announces a file that can be sent.
+void FillAnnouncement(FileTransferRecord* record, const FileTransfer& transfer,
+                      const OutgoingFile& file);
+
 /// Pushes a file that can be sent.
 Pushed PushOver(Exchange& exchange, const FileTransfer& transfer, OutgoingFile& file,
                 char* result_buffer, PushWatcher& watcher);

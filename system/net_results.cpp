@@ -22,14 +22,7 @@ constexpr Field kHopCells[] = {
     CellField("outcome", 3),
 };
 
-const char* OutcomeOf(uint8_t kind) {
-    switch (kind) {
-        case kHopReached: return "reached";
-        case kHopTimedOut: return "timed out";
-        case kHopRouter: return "router";
-        default: return "";
-    }
-}
+const char* OutcomeOf(uint8_t kind) { return kind < std::size(kHopKinds) ? kHopKinds[kind] : ""; }
 
 template <class Each>
 void ForEachHop(const void* data, uint32_t length, Each each) {

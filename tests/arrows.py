@@ -10,7 +10,7 @@ ROOMS = {
     "include": "",
     "platform": "",
     "records": "include",
-    "session": "include platform",
+    "session": "include platform records",
     "output": "include platform records session",
     "commands": "include platform records session output",
     "adapters": "include platform records session output commands",

@@ -41,6 +41,8 @@ QUESTIONS = [
     ("korvane listports pci=none", []),
     ("korvane setportproperty pci=0000:03:00.0 port=0 mtu=none", []),
 ]
+# No agent gets these.
+NOT_SENT = ["filter showcomb", "korvane setportproperty pci=0000:03:00.0 port=0 mtu=none"]
 # What the Linux agent's answers hold after the changes above.
 RESULTS = {
     "filter listx3": [{"interface_name": "eth2", "id": 1, "source_address": "10.0.0.1",
@@ -77,16 +79,37 @@ def check(right, what):
         failures.append(what)
 
 
-def run(port, form, question):
+def run(port, form, question, options=()):
     words = question.split(" ")
     if "policy=" in question:
         head, policy = question.split("policy=")
         words = head.split() + ["policy=" + policy]
     if form != "text":
         words = ["--format", form] + words
-    done = subprocess.run([BIN + "/korvane_zwcli", "--verify", "off", "--port", port] + words, capture_output=True,
+    done = subprocess.run([BIN + "/korvane_zwcli", "--verify", "off", "--port", port, *options] + words, capture_output=True,
                           timeout=60, stdin=subprocess.DEVNULL)
     return done.returncode, done.stdout
+
+
+def preview(system, question, validator):
+    """What a dry run tells of each field must be what lies in the bytes that it shows."""
+    answer = json.loads(run("1", "json", question, ["--dry-run", "--agent-os", system])[1])
+    for error in validator.iter_errors(answer):
+        check(False, f"{question}: {error.json_path}: {error.message}")
+    for message in answer["dry_run"]["messages"]:
+        check(len(message["data"]) == 2 * message["length"], question + ": length")
+        for part, fields in (("header", "header_fields"), ("data", "fields")):
+            for field in message[fields]:
+                lies = bytes.fromhex(message[part])[field["offset"]:][:field["width"]]
+                value = field["value"]
+                if isinstance(value, int):
+                    tells = int.from_bytes(lies, "little", signed=value < 0)
+                elif field["name"].endswith(("address", ".mask")):
+                    tells = lies.hex()
+                else:
+                    tells = lies.rstrip(b"\0")
+                    value = bytes.fromhex(value) if field["name"] == "target" else value.encode()
+                check(value == tells, f"{question}: {field}")
 
 
 def cell(value):
@@ -171,6 +194,8 @@ def main():
                 if systems != SYSTEMS and system != "linux":
                     continue
                 asked = question % location if "%s" in question else question
+                if question not in NOT_SENT:
+                    preview(system, asked.replace("--wait ", ""), validator)
                 answer = ask(port, asked, system in systems, validator)
                 if "listadapterprops" in question:
                     compare(answer, told["adapters"], system + " adapters")

@@ -349,14 +349,10 @@ TEST(Trace, TellsEveryMessageAndNoSecret) {
     EXPECT_EQ(Read(keys.Path()).find("CLIENT_HANDSHAKE_TRAFFIC_SECRET"),
               Read(keys.Path()).find("CLIENT_"));
     const Table<const char*, const char*, bool, bool> expected = {
-        {"sent", "", true, false},  // opening
-        {"received", "", false, false},
-        {"sent", "", true, false},  // login
-        {"received", "", false, false},
-        {"sent", "getcapabilities", false, false},
-        {"received", "getcapabilities", true, true},
-        {"sent", "listdrivers", false, false},
-        {"received", "listdrivers", true, true},
+        {"sent", "opening or login", true, false}, {"received", "opening or login", false, false},
+        {"sent", "opening or login", true, false}, {"received", "opening or login", false, false},
+        {"sent", "getcapabilities", false, false}, {"received", "getcapabilities", true, true},
+        {"sent", "listdrivers", false, false},     {"received", "listdrivers", true, true},
     };
     for (const bool with_data : {false, true}) {
         std::istringstream lines(Read(with_data ? whole.Path() : plain.Path()));
@@ -373,6 +369,13 @@ TEST(Trace, TellsEveryMessageAndNoSecret) {
                 EXPECT_EQ(message["data"].get<std::string>().size(),
                           2 * message["length"].get<size_t>());
             }
+            EXPECT_EQ(message.contains("records"), with_data && has_data) << line;
+        }
+        if (with_data) {
+            const auto drivers = nlohmann::json::parse(line)["records"];
+            ASSERT_EQ(drivers.size(), 4u) << line;
+            EXPECT_EQ(drivers[0]["name"], "kxgb3");
+            EXPECT_EQ(drivers[0]["loaded"], 1);
         }
         EXPECT_FALSE(std::getline(lines, line)) << line;
     }

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "zwmgmt/export.h"
+#include "zwmgmt/message.h"
 #include "zwmgmt/request.h"
 
 class ZwMgmt_interface;
@@ -35,6 +36,9 @@ class ZWMGMT_API ArgumentNotes {
     /// every OS count: only what all of them would be refused is, and nothing else is noted. The
     /// session is left as it is.
     ArgumentNotes(const ZwMgmt_interface& session, Client_Request_Message* request) noexcept;
+    /// The same as for an agent of this OS (AgentOs), whatever the session knows.
+    ArgumentNotes(const ZwMgmt_interface& session, Client_Request_Message* request,
+                  uint8_t os_type) noexcept;
     ~ArgumentNotes();
     ArgumentNotes(const ArgumentNotes&) = delete;
     ArgumentNotes& operator=(const ArgumentNotes&) = delete;
@@ -46,6 +50,14 @@ class ZWMGMT_API ArgumentNotes {
 
     /// Whether Client_ProcessRequest will refuse the request by itself, without asking the agent.
     [[nodiscard]] bool Refused() const noexcept;
+
+    /// The messages that Client_ProcessRequest would send: one, or an announcement for each file;
+    /// none when it refuses the request, asks no agent, or the agent's OS is not known.
+    [[nodiscard]] size_t MessageCount() const noexcept;
+
+    /// The message with an index below MessageCount(): a header, and data_length bytes of data.
+    /// Owned by this object.
+    [[nodiscard]] _Message MessageAt(size_t index) const noexcept;
 
     /// What Client_ProcessRequest prints when it refuses the request. Owned by this object.
     [[nodiscard]] const char* RefusalText() const noexcept;
