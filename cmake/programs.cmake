@@ -24,6 +24,7 @@ add_executable(korvane_zwcli
     front_end/policy_compare.cpp
     front_end/run.cpp
     front_end/say.cpp
+    front_end/settings.cpp
     front_end/target.cpp
     front_end/trace.cpp
     front_end/trust.cpp

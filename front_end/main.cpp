@@ -49,7 +49,7 @@ ExitStatus Main(int argc, const char* const* argv) {
         !wrong.empty()) {
         return Fail(kUsage, wrong);
     }
-    if (options.wait && !RunsInBackground(*command.Request())) {
+    if (options.asked_to_wait && !RunsInBackground(*command.Request())) {
         return Fail(kUsage, "--wait is for net ping, net traceroute and system install");
     }
     if (ZwMgmt_interface::NeedsNoAgent(command.Request()->service, command.Request()->command)) {

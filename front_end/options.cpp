@@ -6,6 +6,7 @@
 #include "commands/texts.h"
 #include "commands/vocabulary.h"
 #include "front_end/say.h"
+#include "front_end/settings.h"
 #include "front_end/target.h"
 #include "zwmgmt/version.h"
 #include "zwmgmt/vocabulary.h"
@@ -67,14 +68,15 @@ std::string TakeWord(const WordRow<Value> (&rows)[Count], const char* what, cons
 /// What is wrong with options that are each right.
 std::string Contradiction(const CLI::App& app, const Options& options) {
     const bool keeps_keys = options.verify == Verify::kKnown || options.verify == Verify::kStrict;
-    if (!options.authorities.empty() && options.verify != Verify::kAuthority) {
+    // What a file or a variable says beside it does no harm.
+    if (app.count("--ca") != 0 && options.verify != Verify::kAuthority) {
         return "--ca is for --verify ca";
     }
     if (options.client_certificate.empty() != options.client_key.empty()) {
         return "--client-cert and --client-key go together";
     }
     if (options.agent_os != 0 && !options.dry_run) return "--agent-os is for --dry-run";
-    if (options.dry_run && options.wait) return "--wait is not for --dry-run";
+    if (options.dry_run && app.count("--wait") != 0) return "--wait is not for --dry-run";
     if (options.dry_run && (options.format == Format::kCsv || options.format == Format::kTable)) {
         return "--dry-run has --format text, json or jsonl";
     }
@@ -101,6 +103,7 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
     std::string verification = kVerifications[0].word;
     std::string host = options->host;
     std::string agent_os;
+    bool show_settings = false;
     CLI::App app("Manages the Korvane Ethernet adapters of a host through its agent.",
                  "korvane_zwcli");
     app.allow_windows_style_options(false);  // a word that begins with a slash is a path
@@ -157,12 +160,18 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
              [](const CLI::Option* each) { return each->get_items_expected_max() == 1; })) {
         option->multi_option_policy(CLI::MultiOptionPolicy::TakeLast)->check(kNotEmpty);
     }
+    app.add_option("--config",
+                   "File with defaults of these options (default: the user's own zwcli.toml)");
+    app.add_flag("--show-config", show_settings, "Say what holds of these options, and why");
     app.add_option("command", options->words)->group("");
     if (const char* empty = zwmgmt::FindEmptyOption(argc, argv)) {
         return Fail(kUsage, std::string(empty) + " lacks its value");
     }
+    Settings settings(app);
     try {
-        app.parse(argc, argv);
+        settings.Parse(argc, argv);
+    } catch (const WrongSetting& wrong) {
+        return Fail(kUsage, wrong.text);
     } catch (const CLI::Success& stop) {
         app.exit(stop);
         return kOk;
@@ -177,8 +186,13 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
           ParseTarget(host, options->port, &target), Contradiction(app, *options)}) {
         if (!wrong.empty()) return Fail(kUsage, wrong);
     }
+    options->asked_to_wait = app.count("--wait") != 0;
     options->host = target.host;
     options->port = target.port;
+    if (show_settings) {
+        std::fputs(settings.Text().c_str(), stdout);
+        return kOk;
+    }
     if (!options->help || !options->words.empty()) return std::nullopt;
     std::fputs(app.help().c_str(), stdout);
     return kOk;

@@ -35,6 +35,7 @@ struct Options {
     std::optional<std::string> user;           // default: the local user
     std::optional<std::string> password_file;  // "-": standard input
     bool help = false;                         // of the words
+    bool asked_to_wait = false;                // by the command line itself
     bool dry_run = false;                      // show what would be sent
     uint8_t agent_os = 0;                      // of a dry run that asks no agent; 0: it asks
     bool wait = false;                         // until what runs in the background has an outcome

@@ -86,9 +86,9 @@ class Run {
         if (done == kOk && session.LoginRequired()) done = LogIn();
         if (done == kOk) done = CheckCompatibility(*request);
         if (done == kOk) {
-            done = options.dry_run ? Show(request, session.OsType())
-                   : options.wait  ? SendAndWait(request)
-                                   : Send(request);
+            done = options.dry_run                              ? Show(request, session.OsType())
+                   : options.wait && RunsInBackground(*request) ? SendAndWait(request)
+                                                                : Send(request);
         }
         session.CLLogOut();
         return done;

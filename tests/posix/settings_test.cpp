@@ -1,0 +1,91 @@
+/// Defaults of options: the user's file, variables over it, the command line over both.
+#include <cstdlib>
+#include <filesystem>
+
+#include "tests/support.h"
+
+using namespace testing_support;
+
+namespace {
+
+constexpr char kFile[] =
+    "# mine\nport = 7\nverify = \"off\"\nwait = true\nhost = node7\n"
+    "[groups]\nweb = \"node[1-20],rack[1-3]\"\n";
+
+/// With the variables, and the text as the file that --config names.
+ProcessResult RunWith(const std::vector<std::string>& variables, const std::string& text,
+                  const std::vector<std::string>& words) {
+    const TemporaryFile file(text, ".toml");
+    std::vector<std::string> command = {"/usr/bin/env"};
+    command.insert(command.end(), variables.begin(), variables.end());
+    command.insert(command.end(), {ZWCLI_PATH, "--config", file.Path()});
+    command.insert(command.end(), words.begin(), words.end());
+    ProcessResult run = RunProcess(command);
+    for (std::string* said : {&run.out, &run.err}) *said = Replaced(*said, file.Path(), "FILE");
+    return run;
+}
+
+std::string Line(const std::string& name, const std::string& value, const std::string& source) {
+    return name + std::string(17 - name.size(), ' ') + value + std::string(25 - value.size(), ' ') +
+           source + "\n";
+}
+
+}  // namespace
+
+TEST(Settings, HoldInTheirOrder) {
+    const Table<std::vector<std::string>, std::vector<std::string>, std::string> rows = {
+        {{}, {}, Line("port", "7", "FILE")},
+        {{}, {}, Line("host", "node7", "FILE")},
+        {{}, {}, Line("wait", "true", "FILE")},
+        {{}, {}, Line("tls-min", "1.2", "default")},
+        {{}, {}, "@web = node[1-20],rack[1-3]\n"},
+        {{"KORVANE_PORT=8"}, {}, Line("port", "8", "KORVANE_PORT")},
+        {{"KORVANE_PORT=8"}, {"--port", "9"}, Line("port", "9", "command line")},
+        {{"KORVANE_WAIT=false"}, {}, Line("wait", "false", "KORVANE_WAIT")},
+        {{"KORVANE_PASSWORD_FILE=pass"},
+         {},
+         Line("password-file", "pass", "KORVANE_PASSWORD_FILE")},
+    };
+    for (const auto& [variables, words, line] : rows) {
+        std::vector<std::string> all = {"--show-config"};
+        all.insert(all.end(), words.begin(), words.end());
+        const ProcessResult run = RunWith(variables, kFile, all);
+        EXPECT_EQ(run.exit_status, 0) << run.err;
+        EXPECT_NE(run.out.find(line), std::string::npos) << line << run.out;
+    }
+}
+
+TEST(Settings, AreUsedAndTheUsersOwnFileIsFound) {
+    const std::string home = std::filesystem::temp_directory_path() / "zwmgmt_settings_home";
+    std::filesystem::create_directories(home + "/.config/korvane");
+    SimulatedAgent agent("linux");
+    const std::string file = home + "/.config/korvane/zwcli.toml";
+    FILE* out = std::fopen(file.c_str(), "w");
+    ASSERT_NE(out, nullptr);
+    std::fprintf(out, "port = %d\nverify = \"off\"\nformat = csv\nwait = true\n", agent.Port());
+    std::fclose(out);
+    const ProcessResult run =
+        RunProcess({"/usr/bin/env", "HOME=" + home, ZWCLI_PATH, "filter", "listx3adapters"});
+    EXPECT_EQ(run.out, "interface_name\r\neth2\r\neth3\r\n") << run.err;
+    std::filesystem::remove_all(home);
+}
+
+TEST(Settings, ErrorsNameTheirSource) {
+    const std::vector<std::string> command = {"tm", "list"};
+    const Table<std::vector<std::string>, std::string, std::string> rows = {
+        {{}, "prt = 3\n", "FILE: unknown setting \"prt\"; nearest: port"},
+        {{}, "port = 70000\n", "FILE: --port: Value 70000 not in range 1 to 65535"},
+        {{}, "[site]\nport = 7\n", "FILE: unknown setting \"site.port\""},
+        {{}, "help = true\n", "FILE: unknown setting \"help\""},
+        {{"KORVANE_PORT=x"}, "", "KORVANE_PORT: --port: Value x not in range 1 to 65535"},
+        {{"KORVANE_USER="}, "", "KORVANE_USER: --user"},
+        {{}, std::string((1u << 20) + 1, '#'), "FILE: larger than 1 MiB"},
+    };
+    for (const auto& [variables, text, error] : rows) {
+        const ProcessResult run = RunWith(variables, text, command);
+        EXPECT_EQ(run.exit_status, 2) << error;
+        EXPECT_EQ(run.err.find("korvane_zwcli: " + error), 0u) << run.err;
+    }
+    const ProcessResult missing = RunProcess({ZWCLI_PATH, "--config", "/none", "tm", "list"});
+    EXPECT_EQ(missing.err, "korvane_zwcli: /none: there is no such file\n");
+}
