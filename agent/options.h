@@ -6,6 +6,7 @@
 #include <functional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "agent/wire.h"
 #include "zwmgmt/message.h"
@@ -14,8 +15,9 @@
 namespace zwmgmt::agent {
 
 struct Options {
-    std::string listen = "127.0.0.1";
-    uint16_t port = 0;  // 0: any free one
+    /// IPv4 and IPv6 addresses; "localhost" is 127.0.0.1, and ::1 where the machine has it.
+    std::vector<std::string> listen = {"localhost"};
+    uint16_t port = 0;  // of all of them; 0: any that is free for all
     bool grant_token = true;
     int tls_version = 0;                  // TLS1_2_VERSION or TLS1_3_VERSION; 0: both
     std::string certificate_file = {};    // PEM; "": a certificate that vouches for itself

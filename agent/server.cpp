@@ -1,5 +1,6 @@
 #include "agent/server.h"
 
+#include <algorithm>
 #include <memory>
 #include <system_error>
 #include <utility>
@@ -11,6 +12,33 @@ namespace zwmgmt::agent {
 namespace {
 
 constexpr platform::Milliseconds kAcceptRound{200};
+/// How often a free port is looked for that is free for every address.
+constexpr int kPortTrials = 100;
+
+bool MachineHas(const platform::Address& address) {
+    uint16_t any = 0;
+    const auto socket = platform::Listen(address, &any);
+    if (socket != platform::kNoSocket) platform::CloseSocket(socket);
+    return socket != platform::kNoSocket;
+}
+
+/// What a text says to listen on, each address once; false when it says nothing of the kind.
+bool AddAddresses(std::string text, std::vector<platform::Address>* addresses) {
+    std::vector<platform::Address> said;
+    if (text == "localhost") {
+        said = {platform::kIpv4Loopback};
+        if (MachineHas(platform::kIpv6Loopback)) said.push_back(platform::kIpv6Loopback);
+    } else {
+        if (text.starts_with('[') && text.ends_with(']')) text = text.substr(1, text.size() - 2);
+        const auto address = platform::ParseAddress(text.c_str());
+        if (!address) return false;
+        said = {*address};
+    }
+    for (const platform::Address& address : said) {
+        if (std::ranges::count(*addresses, address) == 0) addresses->push_back(address);
+    }
+    return true;
+}
 
 }  // namespace
 
@@ -32,35 +60,66 @@ bool Server::Start(std::string* error) {
         SSL_CTX_set_max_proto_version(context.get(), options.tls_version);
     }
     if (!AskForCertificates(context.get(), options.client_authorities, error)) return false;
-    const auto address = platform::ParseIpv4(options.listen.c_str());
-    if (!address) {
-        *error = "not a dotted quad: " + options.listen;
-        return false;
-    }
-    platform::Reason reason;
-    listener = platform::Listen(*address, &options.port, &reason);
-    if (listener == platform::kNoSocket) {
-        *error = "cannot listen on " + options.listen + " port " + std::to_string(options.port) +
-                 ": " + reason.text;
-        return false;
-    }
+    if (!Listen(error)) return false;
     acceptor = std::thread([this] { AcceptClients(); });
     return true;
 }
 
+bool Server::Listen(std::string* error) {
+    std::vector<platform::Address> addresses;
+    for (const std::string& text : options.listen) {
+        if (AddAddresses(text, &addresses)) continue;
+        *error = "neither an address of this machine nor localhost: " + text;
+        return false;
+    }
+    if (addresses.empty() || addresses.size() > platform::kMostSockets) {
+        *error = "cannot listen on " + std::to_string(addresses.size()) + " addresses";
+        return false;
+    }
+    // A free port is the first address's; another's may have it in use.
+    for (int trials = options.port == 0 ? kPortTrials : 1; trials > 0; --trials) {
+        if (ListenOn(addresses, error)) return true;
+    }
+    return false;
+}
+
+/// Opens all listeners or none.
+bool Server::ListenOn(const std::vector<platform::Address>& addresses, std::string* error) {
+    uint16_t port = options.port;
+    for (const platform::Address& address : addresses) {
+        platform::Reason reason;
+        const auto listener = platform::Listen(address, &port, &reason);
+        if (listener == platform::kNoSocket) {
+            *error = std::string("cannot listen on ") + platform::FormatAddress(address).text +
+                     " port " + std::to_string(port) + ": " + reason.text;
+            CloseListeners();
+            return false;
+        }
+        listeners.push_back(listener);
+    }
+    options.port = port;
+    return true;
+}
+
+void Server::CloseListeners() {
+    for (const auto listener : listeners) platform::CloseSocket(listener);
+    listeners.clear();
+}
+
 void Server::Stop() {
     stopping.request_stop();
-    if (listener != platform::kNoSocket) platform::CloseBothWays(listener);
+    for (const auto listener : listeners) platform::CloseBothWays(listener);
     if (acceptor.joinable()) acceptor.join();
     ReapClients(true);
-    if (listener != platform::kNoSocket) platform::CloseSocket(listener);
-    listener = platform::kNoSocket;
+    CloseListeners();
     if (std::exchange(sockets_started, false)) platform::StopSockets();
 }
 
 void Server::AcceptClients() {
+    std::vector<platform::SocketHandle> turns = listeners;
     while (!stopping.stop_requested()) {
-        const auto socket = platform::Accept(listener, kAcceptRound);
+        const auto socket = platform::Accept(turns, kAcceptRound);
+        std::ranges::rotate(turns, turns.begin() + 1);  // no listener keeps the others waiting
         ReapClients(false);
         if (socket == platform::kNoSocket) continue;
         Client& client = clients.emplace_back();

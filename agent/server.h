@@ -8,6 +8,7 @@
 #include <stop_token>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "agent/certificate.h"
 #include "agent/host_model.h"
@@ -40,6 +41,9 @@ class Server {
         std::thread thread;
     };
 
+    bool Listen(std::string* error);
+    bool ListenOn(const std::vector<platform::Address>& addresses, std::string* error);
+    void CloseListeners();
     void AcceptClients();
     void Serve(Client* client);
     void Converse(platform::SocketHandle socket);
@@ -49,7 +53,7 @@ class Server {
     Options options;
     TlsContext context;
     bool sockets_started = false;
-    platform::SocketHandle listener = platform::kNoSocket;
+    std::vector<platform::SocketHandle> listeners;
     std::stop_source stopping;
     std::thread acceptor;
     std::list<Client> clients;  // touched by the acceptor alone while it runs

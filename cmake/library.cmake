@@ -3,7 +3,7 @@
 
 if(WIN32)
     set(platform_folder windows)
-    set(platform_libraries ws2_32 advapi32 shell32)
+    set(platform_libraries ws2_32 iphlpapi advapi32 shell32)
     enable_language(RC)
     set(program_resources ${PROJECT_SOURCE_DIR}/platform/windows/program.rc)
 else()
@@ -53,6 +53,7 @@ set(library_sources
     platform/${platform_folder}/host.cpp
     platform/${platform_folder}/socket.cpp
     platform/${platform_folder}/thread_end.cpp
+    platform/address.cpp
     platform/socket.cpp
     policies/classifier.cpp
     policies/compare.cpp
@@ -80,6 +81,7 @@ set(library_sources
     session/file_push.cpp
     session/login.cpp
     session/peer.cpp
+    session/race.cpp
     session/session.cpp
     session/status.cpp
     session/tls.cpp

@@ -38,6 +38,12 @@ int LastError();
 /// The system's words for what getaddrinfo returned.
 void DescribeResolverError(int error, char* text, size_t capacity);
 
+/// The number of a network interface, 0 where there is none of the name.
+uint32_t InterfaceNumber(const char* name);
+/// As people call it in a zone: by its name or its number, as is usual on the system. Terminated;
+/// 17 characters are enough.
+void WriteInterface(uint32_t number, char* text, size_t capacity);
+
 /// Makes the socket non-blocking and keeps it from processes that this one starts.
 void Prepare(Socket socket);
 /// Lets a listener take a port that closed connections linger on, and no other process share it.

@@ -1,12 +1,12 @@
 #include "platform/socket.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <new>
 #include <system_error>
 #include <thread>
 
-#include "platform/address.h"
 #include "platform/native_socket.h"
 
 namespace zwmgmt::platform {
@@ -14,12 +14,63 @@ namespace {
 
 using native::Failure;
 
-sockaddr_in SocketAddress(const Ipv4Address& address, uint16_t port) {
-    sockaddr_in result = {};
-    result.sin_family = AF_INET;
-    result.sin_port = htons(port);
-    std::memcpy(&result.sin_addr, address.octets, sizeof(address.octets));
+/// An address and port as the system takes and gives them.
+struct SystemAddress {
+    sockaddr_storage storage = {};
+    socklen_t length = sizeof(storage);
+
+    sockaddr* Generic() { return reinterpret_cast<sockaddr*>(&storage); }
+};
+
+SystemAddress ForSystem(const Address& address, uint16_t port) {
+    SystemAddress result;
+    if (address.family == Family::kIpv4) {
+        sockaddr_in ipv4 = {};
+        ipv4.sin_family = AF_INET;
+        ipv4.sin_port = htons(port);
+        std::memcpy(&ipv4.sin_addr, address.bytes, sizeof(ipv4.sin_addr));
+        std::memcpy(&result.storage, &ipv4, result.length = sizeof(ipv4));
+    } else {
+        sockaddr_in6 ipv6 = {};
+        ipv6.sin6_family = AF_INET6;
+        ipv6.sin6_port = htons(port);
+        ipv6.sin6_scope_id = address.zone;
+        std::memcpy(&ipv6.sin6_addr, address.bytes, sizeof(ipv6.sin6_addr));
+        std::memcpy(&result.storage, &ipv6, result.length = sizeof(ipv6));
+    }
     return result;
+}
+
+Address FromSystem(const addrinfo& found) {
+    Address address;
+    if (found.ai_family == AF_INET) {
+        sockaddr_in ipv4;
+        std::memcpy(&ipv4, found.ai_addr, sizeof(ipv4));
+        std::memcpy(address.bytes, &ipv4.sin_addr, sizeof(ipv4.sin_addr));
+    } else {
+        sockaddr_in6 ipv6;
+        std::memcpy(&ipv6, found.ai_addr, sizeof(ipv6));
+        address.family = Family::kIpv6;
+        address.zone = ipv6.sin6_scope_id;
+        std::memcpy(address.bytes, &ipv6.sin6_addr, sizeof(ipv6.sin6_addr));
+    }
+    return address;
+}
+
+void DescribeLastError(Reason* reason) {
+    DescribeError(native::LastError(), reason->text, sizeof(reason->text));
+}
+
+/// Why a text with a colon is no address.
+void DescribeWrongAddress(const char* text, Reason* reason) {
+    const ZonedText cut = CutZone(text);
+    uint8_t ignored[16];
+    if (cut.zone != nullptr && ParseAddress(Family::kIpv6, cut.address, ignored)) {
+        std::snprintf(reason->text, sizeof(reason->text),
+                      "this machine has no network interface \"%s\"", cut.zone);
+    } else {
+        *reason = {"it is no IPv6 address"};
+    }
 }
 
 SocketHandle Prepared(native::Socket socket) {
@@ -38,12 +89,6 @@ int TransferResult(int moved) {
 
 }  // namespace
 
-std::optional<Ipv4Address> ParseIpv4(const char* text) {
-    Ipv4Address address;
-    if (!ParseAddress(Family::kIpv4, text, address.octets)) return std::nullopt;
-    return address;
-}
-
 void DescribeError(int error, char* text, size_t capacity) {
     try {
         std::snprintf(text, capacity, "%s", std::system_category().message(error).c_str());
@@ -52,55 +97,69 @@ void DescribeError(int error, char* text, size_t capacity) {
     }
 }
 
-std::optional<Ipv4Address> ResolveIpv4(const char* host, Reason* reason) {
-    if (*host == '\0') return std::nullopt;  // some systems take it for themselves
+size_t Resolve(const char* host, std::span<Address> addresses, Reason* reason) {
+    if (*host == '\0') return 0;  // some systems take it for themselves
+    if (const auto address = ParseAddress(host)) {
+        if (address->IsLinkLocal() && address->zone == 0) {
+            *reason = {"a link-local address needs its interface, as in fe80::1%eth0"};
+            return 0;
+        }
+        addresses[0] = *address;
+        return 1;
+    }
     if (std::strchr(host, ':') != nullptr) {
-        *reason = {"it is an IPv6 address; agents are reached over IPv4"};
-        return std::nullopt;
+        DescribeWrongAddress(host, reason);
+        return 0;
     }
     addrinfo hints = {};
-    hints.ai_family = AF_INET;
     hints.ai_socktype = SOCK_STREAM;
     addrinfo* found = nullptr;
     const int failed = getaddrinfo(host, nullptr, &hints, &found);
     if (failed != 0) {
         native::DescribeResolverError(failed, reason->text, sizeof(reason->text));
-        return std::nullopt;
+        return 0;
     }
-    sockaddr_in first;
-    std::memcpy(&first, found->ai_addr, sizeof(first));
+    auto end = addresses.begin();
+    for (const addrinfo* each = found; each != nullptr && end != addresses.end();
+         each = each->ai_next) {
+        if (each->ai_family != AF_INET && each->ai_family != AF_INET6) continue;
+        const Address address = FromSystem(*each);
+        if (std::find(addresses.begin(), end, address) == end) *end++ = address;
+    }
     freeaddrinfo(found);
-    Ipv4Address address;
-    std::memcpy(address.octets, &first.sin_addr, sizeof(address.octets));
-    return address;
+    return static_cast<size_t>(end - addresses.begin());
 }
 
-void FormatIpv4(const Ipv4Address& address, char* text, size_t capacity) {
-    FormatAddress(Family::kIpv4, address.octets, text, capacity);
+SocketHandle CreateSocket(Family family, Reason* reason) {
+    const SocketHandle created =
+        Prepared(::socket(family == Family::kIpv4 ? AF_INET : AF_INET6, SOCK_STREAM, 0));
+    if (created == kNoSocket) DescribeLastError(reason);
+    return created;
 }
 
-SocketHandle CreateSocket() { return Prepared(::socket(AF_INET, SOCK_STREAM, 0)); }
-
-bool Connect(SocketHandle socket, const Ipv4Address& address, uint16_t port, Milliseconds limit,
-             Reason* reason) {
-    const sockaddr_in peer = SocketAddress(address, port);
-    if (connect(native::Of(socket), reinterpret_cast<const sockaddr*>(&peer), sizeof(peer)) == 0) {
+bool BeginConnecting(SocketHandle socket, const Address& address, uint16_t port, Reason* reason) {
+    SystemAddress peer = ForSystem(address, port);
+    if (connect(native::Of(socket), peer.Generic(), peer.length) == 0 ||
+        native::LastFailure() == Failure::kMustWait) {
         return true;
     }
-    int error = native::LastError();
-    if (native::LastFailure() == Failure::kMustWait) {
-        if (WaitFor(socket, Direction::kWrite, limit) != WaitResult::kReady) {
-            *reason = {"no answer in time"};
-            return false;
-        }
-        socklen_t length = sizeof(error);
-        if (getsockopt(native::Of(socket), SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&error),
-                       &length) != 0) {
-            error = native::LastError();
-        }
+    DescribeLastError(reason);
+    return false;
+}
+
+bool EndConnecting(SocketHandle socket, Reason* reason) {
+    int error = 0;
+    socklen_t length = sizeof(error);
+    if (getsockopt(native::Of(socket), SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&error),
+                   &length) != 0) {
+        error = native::LastError();
     }
     if (error != 0) DescribeError(error, reason->text, sizeof(reason->text));
     return error == 0;
+}
+
+WaitResult WaitFor(SocketHandle socket, Direction direction, Milliseconds limit) {
+    return WaitForAny({&socket, 1}, direction, limit);
 }
 
 int Send(SocketHandle socket, const void* bytes, int length, bool more_follows) {
@@ -119,31 +178,42 @@ void HalfCloseForSending(SocketHandle socket) { native::ShutDown(native::Of(sock
 void CloseBothWays(SocketHandle socket) { native::ShutDown(native::Of(socket), true); }
 void CloseSocket(SocketHandle socket) { native::Close(native::Of(socket)); }
 
-SocketHandle Listen(const Ipv4Address& address, uint16_t* port, Reason* reason) {
-    sockaddr_in local = SocketAddress(address, *port);
-    auto* generic = reinterpret_cast<sockaddr*>(&local);
-    socklen_t length = sizeof(local);
-    const SocketHandle listener = CreateSocket();
-    if (listener != kNoSocket) native::ClaimPort(native::Of(listener));
-    if (listener != kNoSocket && bind(native::Of(listener), generic, length) == 0 &&
-        listen(native::Of(listener), SOMAXCONN) == 0 &&
-        getsockname(native::Of(listener), generic, &length) == 0) {
-        *port = ntohs(local.sin_port);
+SocketHandle Listen(const Address& address, uint16_t* port, Reason* reason) {
+    Reason ignored;
+    if (reason == nullptr) reason = &ignored;
+    SystemAddress local = ForSystem(address, *port);
+    const SocketHandle listener = CreateSocket(address.family, reason);
+    if (listener == kNoSocket) return kNoSocket;
+    const native::Socket socket = native::Of(listener);
+    native::ClaimPort(socket);
+    if (address.family == Family::kIpv6) {
+        const int on = 1;
+        setsockopt(socket, IPPROTO_IPV6, IPV6_V6ONLY, reinterpret_cast<const char*>(&on),
+                   sizeof(on));
+    }
+    if (bind(socket, local.Generic(), local.length) == 0 && listen(socket, SOMAXCONN) == 0 &&
+        getsockname(socket, local.Generic(), &local.length) == 0) {
+        // Both families have the port in the same place.
+        *port = ntohs(reinterpret_cast<const sockaddr_in*>(&local.storage)->sin_port);
         return listener;
     }
-    if (reason != nullptr) DescribeError(native::LastError(), reason->text, sizeof(reason->text));
-    if (listener != kNoSocket) CloseSocket(listener);
+    DescribeLastError(reason);
+    CloseSocket(listener);
     return kNoSocket;
 }
 
-SocketHandle Accept(SocketHandle listener, Milliseconds limit) {
-    if (WaitFor(listener, Direction::kRead, limit) != WaitResult::kReady) return kNoSocket;
-    const SocketHandle client = Prepared(accept(native::Of(listener), nullptr, nullptr));
-    // A client that cannot be taken for want of handles stays ready: no busy waiting for it.
-    if (client == kNoSocket && native::LastFailure() == Failure::kOutOfHandles) {
-        std::this_thread::sleep_for(limit);
+SocketHandle Accept(std::span<const SocketHandle> listeners, Milliseconds limit) {
+    if (WaitForAny(listeners, Direction::kRead, limit) != WaitResult::kReady) return kNoSocket;
+    for (const SocketHandle listener : listeners) {
+        const SocketHandle client = Prepared(accept(native::Of(listener), nullptr, nullptr));
+        if (client != kNoSocket) return client;
+        // A client that cannot be taken for want of handles stays ready: no busy waiting for it.
+        if (native::LastFailure() == Failure::kOutOfHandles) {
+            std::this_thread::sleep_for(limit);
+            break;
+        }
     }
-    return client;
+    return kNoSocket;
 }
 
 }  // namespace zwmgmt::platform

@@ -1,11 +1,13 @@
-/// TCP over IPv4, the same on every platform. All sockets are non-blocking and never raise a
-/// signal; a caller waits with WaitFor.
+/// TCP over IPv4 and IPv6, the same on every platform. All sockets are non-blocking and never raise
+/// a signal; a caller waits with WaitFor.
 #pragma once
 
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
+#include <span>
+
+#include "platform/address.h"
 
 namespace zwmgmt::platform {
 
@@ -13,10 +15,6 @@ using SocketHandle = intptr_t;
 inline constexpr SocketHandle kNoSocket = -1;
 
 using Milliseconds = std::chrono::milliseconds;
-
-struct Ipv4Address {
-    uint8_t octets[4];
-};
 
 /// What went wrong, in words; "" where nothing is known.
 struct Reason {
@@ -34,19 +32,25 @@ enum class WaitResult { kReady, kTimeout, kFailed };
 bool StartSockets();
 void StopSockets();
 
-/// A dotted quad of four decimal octets; nothing for any other text.
-std::optional<Ipv4Address> ParseIpv4(const char* text);
-/// The first IPv4 address of a host name; without one, why goes into `reason`.
-std::optional<Ipv4Address> ResolveIpv4(const char* host, Reason* reason);
-/// "a.b.c.d", terminated; 16 bytes are enough.
-void FormatIpv4(const Ipv4Address& address, char* text, size_t capacity);
+/// The addresses of a host in the order in which the system would try them, each once, as many as
+/// there is room for. Returns how many; without any, why goes into `reason`. An address needs no
+/// look-up; one that is link-local needs its zone.
+size_t Resolve(const char* host, std::span<Address> addresses, Reason* reason);
 
-/// A TCP socket that sends small packets at once; kNoSocket on failure.
-SocketHandle CreateSocket();
-/// False, with why in `reason`, when there is no connection within the limit.
-bool Connect(SocketHandle socket, const Ipv4Address& address, uint16_t port, Milliseconds limit,
-             Reason* reason);
+/// A TCP socket that sends small packets at once; kNoSocket, with why in `reason`, on failure.
+SocketHandle CreateSocket(Family family, Reason* reason);
+/// Begins to connect; the socket becomes ready for writing when that has ended. False, with why in
+/// `reason`, when it has failed at once.
+bool BeginConnecting(SocketHandle socket, const Address& address, uint16_t port, Reason* reason);
+/// Whether a connection was made, once the socket is ready; why not goes into `reason`.
+bool EndConnecting(SocketHandle socket, Reason* reason);
+
 WaitResult WaitFor(SocketHandle socket, Direction direction, Milliseconds limit);
+/// How many sockets can be waited for at once.
+inline constexpr size_t kMostSockets = 16;
+/// Waits until at least one of them is ready.
+WaitResult WaitForAny(std::span<const SocketHandle> sockets, Direction direction,
+                      Milliseconds limit);
 
 /// Bytes moved, 0 when the peer has closed (Receive only), or one of these.
 inline constexpr int kWouldBlock = -1;
@@ -60,10 +64,11 @@ void HalfCloseForSending(SocketHandle socket);
 void CloseBothWays(SocketHandle socket);
 void CloseSocket(SocketHandle socket);
 
-/// A listening socket on an address and port (0: any free one, told through *port). kNoSocket with
-/// why in *reason, where that is asked for.
-SocketHandle Listen(const Ipv4Address& address, uint16_t* port, Reason* reason = nullptr);
-/// The next client, waiting at most `limit`; kNoSocket when none came or the listener is closed.
-SocketHandle Accept(SocketHandle listener, Milliseconds limit);
+/// A listening socket on an address and port (0: any free one, told through *port), whose clients
+/// are of the address's family alone. kNoSocket with why in *reason, where that is asked for.
+SocketHandle Listen(const Address& address, uint16_t* port, Reason* reason = nullptr);
+/// The next client of any of the listeners, waiting at most `limit`; kNoSocket when none came or a
+/// listener is closed.
+SocketHandle Accept(std::span<const SocketHandle> listeners, Milliseconds limit);
 
 }  // namespace zwmgmt::platform

@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "session/race.h"
+
 namespace zwmgmt {
 namespace {
 
@@ -15,6 +17,8 @@ constexpr platform::Milliseconds kConnectLimit{15'000};
 constexpr platform::Milliseconds kHandshakeLimit{31 * 500};
 constexpr platform::Milliseconds kSendLimit{15'000};
 constexpr platform::Milliseconds kPassingLimit{250};
+/// Addresses of a host that are looked at, in search of both families.
+constexpr size_t kMostFound = 64;
 
 uint32_t HandshakeFailure(SSL* session, FailureDetail* detail) {
     tls::DescribeFailure(detail->text, sizeof(detail->text));
@@ -49,21 +53,21 @@ void Connection::EndTls::operator()(SSL* session) const {
 
 uint32_t Connection::Open(SSL_CTX* context, const char* host, uint16_t port, const PeerCheck& check,
                           std::span<char> address, FailureDetail* detail) {
-    socket.handle = platform::CreateSocket();
-    if (socket.handle == platform::kNoSocket) return kNoSocket;
-
     platform::Reason reason;
-    auto found = platform::ParseIpv4(host);
-    if (!found) found = platform::ResolveIpv4(host, &reason);
-    if (!found) {
+    platform::Address found[kMostFound];
+    const size_t count = platform::Resolve(host, found, &reason);
+    if (count == 0) {
         detail->Set("%s", reason.text);
         return kHostNotResolved;
     }
-    platform::FormatIpv4(*found, address.data(), address.size());
 
-    if (!platform::Connect(socket.handle, *found, port, kConnectLimit, &reason)) {
-        detail->Set("%s", reason.text);
-        return kConnectFailed;
+    ConnectionRace race({found, count}, port);
+    socket.handle = race.Run(kConnectLimit);
+    std::snprintf(address.data(), address.size(), "%s",
+                  platform::FormatAddress(race.Winner()).text);
+    if (socket.handle == platform::kNoSocket) {
+        race.Explain(host, detail);
+        return race.HadSocket() ? kConnectFailed : kNoSocket;
     }
 
     if (context == nullptr) return kNoTlsSession;
@@ -89,9 +93,12 @@ uint32_t Connection::Open(SSL_CTX* context, const char* host, uint16_t port, con
 bool Connection::ExpectHost(const char* host) const {
     SSL* session = tls_session.get();
     if (SSL_get_verify_mode(session) == SSL_VERIFY_NONE) return true;
+    if (const auto address = platform::ParseAddress(host)) {  // its zone is this machine's affair
+        return X509_VERIFY_PARAM_set1_ip(SSL_get0_param(session), address->bytes,
+                                         platform::AddressSize(address->family)) == 1;
+    }
     SSL_set_hostflags(session, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS);
-    return X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(session), host) == 1 ||
-           SSL_set1_host(session, host) == 1;
+    return SSL_set1_host(session, host) == 1;
 }
 
 Moved Connection::Send(const uint8_t* bytes, uint32_t length, bool more_follows) {

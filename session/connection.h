@@ -22,8 +22,8 @@ struct Moved {
 class Connection {
   public:
     /// Opens TCP, then TLS, and has the agent checked. Returns kSuccess or the status of the step
-    /// that failed; what is open by then stays so. address gets the host's dotted quad as soon as
-    /// it is known.
+    /// that failed; what is open by then stays so. address gets the host's: the one connected to,
+    /// or the first that was tried.
     uint32_t Open(SSL_CTX* context, const char* host, uint16_t port, const PeerCheck& check,
                   std::span<char> address, FailureDetail* detail);
 

@@ -46,8 +46,10 @@ void Describe(CLI::App* app, Options* options) {
     app->set_version_flag("--version", "korvane_zmsim " ZWMGMT_VERSION);
     app->add_option("--port", options->agent.port,
                     "TCP port (default: 0, any free one); printed as one line on standard output");
-    app->add_option("--listen", options->agent.listen, "IPv4 address to listen on")
-        ->capture_default_str();
+    app->add_option("--listen", options->agent.listen,
+                    "IPv4 or IPv6 address to listen on, again for each (default: localhost, both "
+                    "127.0.0.1 and ::1)")
+        ->allow_extra_args(false);
     auto* os = app->add_option("--os", options->os, "Built-in scenario of this agent OS")
                    ->check(CLI::IsMember(systems))
                    ->capture_default_str();

@@ -209,7 +209,7 @@ TEST(Session, ConnectFailuresHaveStatusesOfTheirOwn) {
     }
     EXPECT_EQ(session.Port(), 35001) << "port 0 means the default";
     uint16_t closed_port = 0;
-    platform::CloseSocket(platform::Listen({{127, 0, 0, 1}}, &closed_port));
+    platform::CloseSocket(platform::Listen(platform::kIpv4Loopback, &closed_port));
     EXPECT_EQ(session.Connect(closed_port), kConnectFailed);
     const Table<std::string, const char*> rows = {
         {"HTTP/1.1 400 Bad Request\r\n\r\n", "the other side does not speak TLS"},

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <future>
 
+#include "session/race.h"
 #include "session/tls.h"
 #include "tests/support.h"
 #include "zwmgmt/policy.h"
@@ -53,10 +54,9 @@ Record With(Record record, size_t offset, const Value& value) {
 /// A client that says what it likes, message by message.
 class RawClient {
   public:
-    explicit RawClient(uint16_t port) : socket(platform::CreateSocket()) {
-        const platform::Milliseconds limit(60'000);
-        platform::Reason reason;
-        EXPECT_TRUE(platform::Connect(socket, {{127, 0, 0, 1}}, port, limit, &reason));
+    explicit RawClient(uint16_t port)
+        : socket(ConnectionRace({&platform::kIpv4Loopback, 1}, port).Run(limit)) {
+        EXPECT_NE(socket, platform::kNoSocket);
         ssl = SSL_new(context);
         EXPECT_TRUE(tls::Attach(ssl, socket));
         SSL_set_connect_state(ssl);
@@ -86,6 +86,7 @@ class RawClient {
     }
 
   private:
+    static constexpr platform::Milliseconds limit{60'000};
     SSL_CTX* context = SSL_CTX_new(TLS_client_method());
     SSL* ssl = nullptr;
     platform::SocketHandle socket;
@@ -181,7 +182,7 @@ TEST(Simulator, RefusesWrongOptions) {
         {{"--certificate", folder}, 1, "neither a file nor a pipe"},
         {{"--certificate", empty.Path()}, 1, "cannot use the certificate of"},
         {{"--certificate", no_key.Path()}, 1, "cannot use the key of"},
-        {{"--listen", "host"}, 1, "not a dotted quad: host"},
+        {{"--listen", "host"}, 1, "neither an address of this machine nor localhost: host"},
         {{"--port", std::to_string(other.Port())}, 1, std::to_string(other.Port()) + ": "},
     };
     for (auto [command, status, text] : rows) {

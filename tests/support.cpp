@@ -159,11 +159,11 @@ RawAgent::RawAgent(std::function<void(platform::SocketHandle)> talk_plain) {
 
 void RawAgent::Accept(std::function<void(platform::SocketHandle)> serve) {
     platform::StartSockets();
-    listener = platform::Listen({{127, 0, 0, 1}}, &port);
+    listener = platform::Listen(platform::kIpv4Loopback, &port);
     EXPECT_NE(listener, platform::kNoSocket);
     thread = std::thread([this, serve = std::move(serve)] {
         while (!stopping) {
-            const auto socket = platform::Accept(listener, platform::Milliseconds(50));
+            const auto socket = platform::Accept({&listener, 1}, platform::Milliseconds(50));
             if (socket == platform::kNoSocket) continue;
             serve(socket);
             platform::CloseSocket(socket);

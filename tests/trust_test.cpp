@@ -249,12 +249,13 @@ TEST(Trust, ASessionThatRefusedItsAgentSendsNothingLater) {
 
 TEST(Trust, ASessionTellsWhatItsAgentHasShown) {
     const Key key = NewKey();
-    const Kind kind = {"DNS:node7.example,IP:127.0.0.1,IP:fe80::1,email:a@b,DNS:evil\x01name", 1};
+    const Kind kind = {"DNS:node7.example,IP:127.0.0.1,IP:::1,email:a@b,DNS:evil\x01name", 1};
     const Certificate certificate = Sign(key, kind, nullptr, key);
     const std::string pem = Pem(certificate.get(), nullptr);
     const TemporaryFile pair(Pem(certificate.get(), key.get())), authority(pem);
     agent::Options options;
     options.certificate_file = pair.Path();
+    options.listen = {"localhost", "127.0.0.2"};
     CannedHost host;
     TestAgent agent(host, options);
     TestSession session;
@@ -263,11 +264,20 @@ TEST(Trust, ASessionTellsWhatItsAgentHasShown) {
     Peer peer;
     ASSERT_TRUE(session.GetPeer(&peer));
     EXPECT_EQ(peer.fingerprint, FingerprintOf(key.get()));
-    EXPECT_STREQ(peer.names, "node7.example 127.0.0.1 fe80::1");
+    EXPECT_STREQ(peer.names, "node7.example 127.0.0.1 ::1");
     EXPECT_EQ(std::string(peer.valid_until).size(), 20u);
     std::string chain(pem.size() + 1, 'x');
     EXPECT_EQ(session.GetPeerChain(chain.data(), static_cast<uint32_t>(chain.size())), pem.size());
     EXPECT_STREQ(chain.c_str(), pem.c_str());
+
+    const auto connect = [&](const char* to) {
+        return session.CLConnectToServer(to, "u", agent.Port(), session.result.data());
+    };
+    EXPECT_EQ(connect("127.0.0.2"), kAgentNotTrusted) << "its certificate is for others";
+    const uint32_t status = connect("0::1%1");
+    if (status == kConnectFailed) GTEST_SKIP() << "this machine has no IPv6";
+    EXPECT_EQ(status, kSuccess) << "a zone is nobody's name";
+    EXPECT_EQ(std::string(session.ServerAddress()).find("::1%"), 0u);
 }
 
 TEST(Trust, AFirstContactIsRecordedAndSaid) {

@@ -33,7 +33,7 @@ enum Status : uint32_t {
     kNoFilters = 264,          ///< the agent: there are no filter rules
     kOffloadNotLoaded = 265,   ///< the agent: the offload module is not loaded
     kOffloadLoaded = 266,      ///< the agent: the offload module owns the filter table
-    kHostNotResolved = 267,    ///< the host name has no IPv4 address
+    kHostNotResolved = 267,    ///< no address is known of the host name
     kConnectFailed = 268,      ///< the TCP connection could not be made
     kNoTlsSession = 269,       ///< no TLS session object (no context, or no memory)
     kCiphersRefused = 270,     ///< the TLS library accepts none of the ciphers

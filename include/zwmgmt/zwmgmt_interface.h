@@ -72,11 +72,15 @@ class ZWMGMT_API ZwMgmt_interface {
     // ---- Connection: open, log in, close ------------------------------------------------------
 
     /// Connects, runs the TLS handshake (at most 15.5 seconds; TLS 1.2 is the least) and the
-    /// opening exchange. host: name or dotted quad. user_name: at most 256 bytes. port: 0 means
-    /// 35001. result_buffer: kResultBufferSize bytes of the caller's, overwritten. Returns
-    /// kSuccess, kNoReadWriteToken, or what failed. LoginRequired() tells whether a login must
-    /// follow. A password set earlier is forgotten, and an earlier connection of this object
-    /// released. After a failure try again or tear the session down.
+    /// opening exchange. host: a name, a dotted quad, or an IPv6 address, which may have a zone by
+    /// name or number ("fe80::1%eth0") and has to where it is link-local. The addresses of a name
+    /// (at most 16) are tried in the system's order, the families in turn, the next one beside
+    /// those before when they have not ended after 250 ms, all within 15 seconds; the first that
+    /// connects is spoken to. user_name: at most 256 bytes. port: 0 means 35001. result_buffer:
+    /// kResultBufferSize bytes of the caller's, overwritten. Returns kSuccess, kNoReadWriteToken,
+    /// or what failed. LoginRequired() tells whether a login must follow. A password set earlier is
+    /// forgotten, and an earlier connection of this object released. After a failure try again or
+    /// tear the session down.
     [[nodiscard]] uint32_t CLConnectToServer(const char* host, const char* user_name, uint16_t port,
                                              char* result_buffer);
 
@@ -157,11 +161,14 @@ class ZWMGMT_API ZwMgmt_interface {
     [[nodiscard]] bool LoginRequired() const;      ///< the agent waits for a login
     [[nodiscard]] uint32_t LastStatus() const;     ///< last status of session or agent
     /// What is known of the session's last failure beyond its status ("Connection refused"); ""
-    /// when nothing is.
+    /// when nothing is. Of a name that could not be connected to: each address with its reason
+    /// ("::1: Connection refused; 127.0.0.1: Connection refused"), as many as have room.
     [[nodiscard]] const char* FailureDetail() const;
-    [[nodiscard]] const char* ServerAddress() const;  ///< dotted quad; "" before connecting
-    [[nodiscard]] uint16_t Port() const;              ///< TCP port of the agent
-    [[nodiscard]] int64_t LastSuccessTime() const;    ///< seconds since 1970-01-01 UTC; 0: never
+    /// The address that is connected to: a dotted quad, or an IPv6 address in its shortest form,
+    /// with its zone. The first that was tried where none answered; "" before connecting.
+    [[nodiscard]] const char* ServerAddress() const;
+    [[nodiscard]] uint16_t Port() const;            ///< TCP port of the agent
+    [[nodiscard]] int64_t LastSuccessTime() const;  ///< seconds since 1970-01-01 UTC; 0: never
     [[nodiscard]] const _Message& LastReplyHeader() const;  ///< header of the last reply
 
     // ---- Compatibility ------------------------------------------------------------------------

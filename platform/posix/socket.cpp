@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <net/if.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -14,17 +15,24 @@ namespace zwmgmt::platform {
 bool StartSockets() { return true; }
 void StopSockets() {}
 
-WaitResult WaitFor(SocketHandle socket, Direction direction, Milliseconds limit) {
+WaitResult WaitForAny(std::span<const SocketHandle> sockets, Direction direction,
+                      Milliseconds limit) {
     using Clock = std::chrono::steady_clock;
     const short events = direction == Direction::kRead ? POLLIN : POLLOUT;
+    pollfd entries[kMostSockets] = {};
+    nfds_t count = 0;
+    for (const SocketHandle socket : sockets) entries[count++] = {native::Of(socket), events, 0};
     const auto deadline = Clock::now() + limit;
     for (;;) {
         // Rounded up, so that the last wait does not spin through its final millisecond.
         const auto left = std::chrono::ceil<Milliseconds>(deadline - Clock::now());
-        pollfd entry = {native::Of(socket), events, 0};
         const int wait_ms = static_cast<int>(std::clamp<int64_t>(left.count(), 0, INT_MAX));
-        const int ready = poll(&entry, 1, wait_ms);
-        if (ready > 0) return (entry.revents & POLLNVAL) ? WaitResult::kFailed : WaitResult::kReady;
+        const int ready = poll(entries, count, wait_ms);
+        if (ready > 0) {
+            const bool failed = std::any_of(entries, entries + count,
+                                            [](const pollfd& e) { return e.revents & POLLNVAL; });
+            return failed ? WaitResult::kFailed : WaitResult::kReady;
+        }
         if (ready == 0) return WaitResult::kTimeout;
         if (errno != EINTR) return WaitResult::kFailed;
     }
@@ -51,6 +59,16 @@ int LastError() { return errno; }
 void DescribeResolverError(int error, char* text, size_t capacity) {
     if (error == EAI_SYSTEM) return DescribeError(errno, text, capacity);
     std::snprintf(text, capacity, "%s", gai_strerror(error));
+}
+
+uint32_t InterfaceNumber(const char* name) { return if_nametoindex(name); }
+
+void WriteInterface(uint32_t number, char* text, size_t capacity) {
+    char name[IF_NAMESIZE];
+    if (if_indextoname(number, name) == nullptr) {
+        std::snprintf(name, sizeof(name), "%u", number);
+    }
+    std::snprintf(text, capacity, "%s", name);
 }
 
 void Prepare(Socket socket) {

@@ -1,14 +1,19 @@
-#include <algorithm>
-
 #include "platform/native_socket.h"
+
+// Behind the headers of Windows Sockets, which it needs.
+#include <iphlpapi.h>
+
+#include <algorithm>
+#include <cstdio>
 
 namespace zwmgmt::platform {
 namespace {
 
 /// Whether this side has shut the socket down for reading.
-bool IsShutDown(native::Socket socket) {
+bool IsShutDown(SocketHandle socket) {
     char ignored;
-    return recv(socket, &ignored, 1, MSG_PEEK) == SOCKET_ERROR && WSAGetLastError() == WSAESHUTDOWN;
+    return recv(native::Of(socket), &ignored, 1, MSG_PEEK) == SOCKET_ERROR &&
+           WSAGetLastError() == WSAESHUTDOWN;
 }
 
 }  // namespace
@@ -20,7 +25,8 @@ bool StartSockets() {
 
 void StopSockets() { WSACleanup(); }
 
-WaitResult WaitFor(SocketHandle socket, Direction direction, Milliseconds limit) {
+WaitResult WaitForAny(std::span<const SocketHandle> sockets, Direction direction,
+                      Milliseconds limit) {
     using Clock = std::chrono::steady_clock;
     // A socket that another thread shuts down need not wake select: look again every so often.
     constexpr Milliseconds kRound{200};
@@ -30,7 +36,7 @@ WaitResult WaitFor(SocketHandle socket, Direction direction, Milliseconds limit)
         const auto round = std::clamp(left, Milliseconds(0), kRound);
         fd_set ready;
         FD_ZERO(&ready);
-        FD_SET(native::Of(socket), &ready);
+        for (const SocketHandle socket : sockets) FD_SET(native::Of(socket), &ready);
         fd_set failed = ready;  // for a writer: a connection that could not be made
         timeval time = {0, static_cast<long>(round.count() * 1000)};
         const bool reads = direction == Direction::kRead;
@@ -38,7 +44,7 @@ WaitResult WaitFor(SocketHandle socket, Direction direction, Milliseconds limit)
                                 : select(0, nullptr, &ready, &failed, &time);
         if (count > 0) return WaitResult::kReady;
         if (count < 0) return WaitResult::kFailed;
-        if (IsShutDown(native::Of(socket))) return WaitResult::kReady;
+        if (std::ranges::any_of(sockets, IsShutDown)) return WaitResult::kReady;
         if (left <= round) return WaitResult::kTimeout;
     }
 }
@@ -58,6 +64,12 @@ int LastError() { return WSAGetLastError(); }
 
 void DescribeResolverError(int error, char* text, size_t capacity) {
     DescribeError(error, text, capacity);  // one space of numbers
+}
+
+uint32_t InterfaceNumber(const char* name) { return if_nametoindex(name); }
+
+void WriteInterface(uint32_t number, char* text, size_t capacity) {
+    std::snprintf(text, capacity, "%lu", static_cast<unsigned long>(number));
 }
 
 void Prepare(Socket socket) {
