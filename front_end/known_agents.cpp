@@ -100,7 +100,8 @@ bool IsFingerprint(const std::string& text) {
 
 std::string NameOf(const Target& target) {
     std::string name = target.Name();
-    for (char& c : name) c = zwmgmt::ToLower(c);
+    const auto zone = std::ranges::find(name, '%');
+    std::transform(name.begin(), zone, name.begin(), zwmgmt::ToLower);
     return name;
 }
 

@@ -21,7 +21,7 @@ struct KnownKey {
 /// Whether the text has the form of a fingerprint.
 bool IsFingerprint(const std::string& text);
 
-/// Hosts are the same in any case.
+/// Hosts are the same in any case; zones are not.
 std::string NameOf(const Target& target);
 
 class KnownAgents {

@@ -113,7 +113,9 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
     app.add_flag("-h,--help", options->help,
                  "Print this help message, or that of the SERVICE [COMMAND] given, and exit");
     app.set_version_flag("--version", "korvane_zwcli " ZWMGMT_VERSION);
-    app.add_option("--host", host, "Host of the agent, name or dotted quad, as HOST or HOST:PORT")
+    app.add_option("--host", host,
+                   "Host of the agent, name or address, as HOST or HOST:PORT; with a port an IPv6 "
+                   "address stands in brackets ([fe80::1%eth0]:35001)")
         ->capture_default_str();
     app.add_option("--port", options->port, "TCP port of the agent")
         ->check(CLI::Range(1, 65535))

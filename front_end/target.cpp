@@ -3,7 +3,34 @@
 #include <algorithm>
 #include <charconv>
 
+#include "platform/address.h"
+
 namespace zwcli {
+namespace {
+
+/// An IPv6 address as everybody writes it, so that it is the same agent's however it was written;
+/// "" where the text is none. A zone need not be one that this machine has today.
+std::string UsualIpv6(const std::string& text) {
+    if (const auto address = zwmgmt::platform::ParseAddress(text.c_str())) {
+        return zwmgmt::platform::FormatAddress(*address).text;
+    }
+    const auto cut = zwmgmt::platform::CutZone(text.c_str());
+    zwmgmt::platform::Address address = {.family = zwmgmt::platform::Family::kIpv6};
+    if (cut.zone == nullptr || cut.zone[0] == '\0' ||
+        !zwmgmt::platform::ParseAddress(address.family, cut.address, address.bytes)) {
+        return "";
+    }
+    return std::string(zwmgmt::platform::FormatAddress(address).text) + "%" + cut.zone;
+}
+
+/// Whether a text can stand for a host on a line and in brackets.
+bool MayBeHost(const std::string& text) {
+    return !text.empty() && text[0] != '#' && text[0] != '|' &&
+           std::ranges::none_of(
+               text, [](unsigned char c) { return c <= ' ' || c == 0x7F || c == '[' || c == ']'; });
+}
+
+}  // namespace
 
 std::string Target::Name() const {
     const bool is_ipv6 = host.find(':') != host.npos;
@@ -12,8 +39,9 @@ std::string Target::Name() const {
 
 std::string ParseTarget(const std::string& text, uint16_t usual_port, Target* target) {
     *target = {text, usual_port};
+    const bool in_brackets = text.starts_with('[');
     std::string port;
-    if (text.starts_with('[')) {
+    if (in_brackets) {
         const size_t end = text.find(']');
         if (end == text.npos) return "\"" + text + "\" lacks its closing bracket";
         target->host = text.substr(1, end - 1);
@@ -22,7 +50,11 @@ std::string ParseTarget(const std::string& text, uint16_t usual_port, Target* ta
         target->host = text.substr(0, text.find(':'));
         port = text.substr(text.find(':'));
     }
-    if (target->host.empty()) return "\"" + text + "\" names no host";
+    if (!MayBeHost(target->host)) return "\"" + text + "\" names no host";
+    if (in_brackets || target->host.find(':') != text.npos) {
+        target->host = UsualIpv6(target->host);
+        if (target->host.empty()) return "\"" + text + "\" is no IPv6 address";
+    }
     if (port.empty()) return "";
     const char* const end = port.data() + port.size();
     const auto number = std::from_chars(port.data() + 1, end, target->port);

@@ -305,7 +305,7 @@ TEST(Trust, AFirstContactIsRecordedAndSaid) {
 }
 
 TEST(Trust, TheFileIsReadStrictlyAndAgentsAreNamed) {
-    const Table<std::string, const char*, int> rows = {
+    const Table<std::string, std::string, int> rows = {
         {"\r\n# x\r\nnode7:1 " + kSomeKey + "\r\n", "list", 0},
         {"node7 SHA256:short\n", "list", 1},
         {"node7:1\n", "list", 1},
@@ -313,6 +313,9 @@ TEST(Trust, TheFileIsReadStrictlyAndAgentsAreNamed) {
         {"node7:35001 " + kSomeKey + "\n", "remove NODE7", 0},
         {"[fe80::1]:35001 " + kSomeKey + "\n", "remove fe80::1", 0},
         {"[fe80::1]:7 " + kSomeKey + "\n", "remove [FE80::1]:7", 0},
+        {"[::1]:35001 " + kSomeKey + "\n", "remove 0:0::1", 0},
+        {"[fe80::1%no-such]:7 " + kSomeKey + "\n", "remove [FE80:0::1%no-such]:7", 0},
+        {"[fe80::1%no-such]:7 " + kSomeKey + "\n", "remove [fe80::1%NO-SUCH]:7", 1},
         {"", "remove node7", 1},
         {"", "add", 2},
         {"", "list node7", 2},
@@ -322,6 +325,11 @@ TEST(Trust, TheFileIsReadStrictlyAndAgentsAreNamed) {
         {"", "remove node7:65536", 2},
         {"", "remove [::1", 2},
         {"", "remove [::1]7", 2},
+        {"", "remove ::1::", 2},
+        {"", "remove [fe80::1%]:7", 2},
+        {"", "remove [node7]:7", 2},
+        {"", "add \"a b\" " + kSomeKey, 2},
+        {"", "add #node7 " + kSomeKey, 2},
     };
     for (const auto& [text, words, exit_status] : rows) {
         const KnownFile known(text);
