@@ -39,7 +39,7 @@ std::string RaceTo(const std::string& texts, uint16_t port) {
 
 }  // namespace
 
-TEST(Addresses, HaveOneText) {
+TEST(AgentAddresses, HaveOneText) {
     const Table<const char*, std::string> rows = {
         {"FD00:0::0:A", "fd00::a"},
         {"fe80::1%4294967295", "fe80::1%4294967295"},
@@ -57,7 +57,7 @@ TEST(Addresses, HaveOneText) {
     EXPECT_EQ(AddressesOf(TextsOf(zoned)), zoned) << "whatever the first interface is called";
 }
 
-TEST(Addresses, OfBothFamiliesTakeTurns) {
+TEST(AgentAddresses, OfBothFamiliesTakeTurns) {
     const Table<const char*, const char*> rows = {
         {"::1 ::2 ::3 1.0.0.1 1.0.0.2", "::1 1.0.0.1 ::2 1.0.0.2 ::3"},
         {"1.0.0.1 1.0.0.2 1.0.0.3 ::1", "1.0.0.1 ::1 1.0.0.2 1.0.0.3"},
