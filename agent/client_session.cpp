@@ -1,33 +1,25 @@
 #include "agent/client_session.h"
 
 #include <cstring>
-#include <vector>
 
+#include "agent/messages.h"
 #include "zwmgmt/fixed_text.h"
 #include "zwmgmt/status.h"
 #include "zwmgmt/vocabulary.h"
 
 namespace zwmgmt::agent {
-namespace {
-
-constexpr uint32_t kLongestRequest = 1u << 20;
-
-}  // namespace
-
 uint32_t OneUser::operator()(const LoginRecord& login) const {
     const bool right = FixedText(login.user_name) == user && FixedText(login.password) == password;
     return right ? uint32_t{kSuccess} : rejection;
 }
 
 bool ClientSession::ServeOne() {
-    const uint32_t longest = opened ? kLongestRequest : uint32_t{sizeof(LoginRecord)};
-    const auto deadline = Clock::now() + (opened ? kIdleLimit : options.opening_limit);
-    _Message header = {};
-    const std::span header_bytes(reinterpret_cast<uint8_t*>(&header), kHeaderSize);
-    if (!wire.Read(header_bytes, deadline) || header.data_length > longest) return false;
-    std::vector<uint8_t> data(header.data_length);
-    if (!wire.Read(data, deadline)) return false;
-    if (options.tap) options.tap(header_bytes, data);
+    Message message;
+    if (!ReadMessage(wire, opened, options.opening_limit, &message)) return false;
+    const auto& [header, data] = message;
+    if (options.tap) {
+        options.tap({reinterpret_cast<const uint8_t*>(&header), kHeaderSize}, data);
+    }
     if (header.service == kSession) return ServeControl(header, data);
     if (!opened) return false;
     if (login_pending) return Send(AnswerTo(header, kLoginRejected));
@@ -87,10 +79,7 @@ _Message ClientSession::AnswerTo(const _Message& request, uint32_t status) const
 }
 
 bool ClientSession::Send(const _Message& header, Data data) {
-    const auto* bytes = reinterpret_cast<const uint8_t*>(&header);
-    std::vector<uint8_t> message(bytes, bytes + kHeaderSize);
-    message.insert(message.end(), data.begin(), data.end());
-    return wire.Write(message);
+    return WriteMessage(wire, header, data);
 }
 
 }  // namespace zwmgmt::agent

@@ -43,7 +43,16 @@ bool AddAddresses(std::string text, std::vector<platform::Address>* addresses) {
 }  // namespace
 
 Server::Server(HostModel& host_model, Options agent_options)
-    : model(host_model), options(std::move(agent_options)) {}
+    : Server(
+          [this, &host_model](Wire& wire) {
+              ClientSession session(wire, host_model, options);
+              while (session.ServeOne()) {
+              }
+          },
+          std::move(agent_options)) {}
+
+Server::Server(ServeClient serve_client, Options agent_options)
+    : options(std::move(agent_options)), serve(std::move(serve_client)) {}
 
 Server::~Server() { Stop(); }
 
@@ -156,9 +165,7 @@ void Server::Converse(platform::SocketHandle socket) {
     std::unique_ptr<TlsWire> tls = TlsWire::Accept(context.get(), socket);
     if (!tls) return;
     const std::unique_ptr<Wire> wire = options.wrap ? options.wrap(std::move(tls)) : std::move(tls);
-    ClientSession session(*wire, model, options);
-    while (session.ServeOne()) {
-    }
+    serve(*wire);
     wire->End();
 }
 

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <list>
 #include <stop_token>
 #include <string>
@@ -13,14 +14,20 @@
 #include "agent/certificate.h"
 #include "agent/host_model.h"
 #include "agent/options.h"
+#include "agent/wire.h"
 #include "platform/socket.h"
 
 namespace zwmgmt::agent {
+
+/// Serves one client until its session is over; called from the clients' threads.
+using ServeClient = std::function<void(Wire&)>;
 
 class Server {
   public:
     /// The model outlives the server.
     Server(HostModel& host_model, Options agent_options);
+    /// Clients are served otherwise: of the options, those of login and token mean nothing.
+    Server(ServeClient serve_client, Options agent_options);
     ~Server();
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
@@ -49,8 +56,8 @@ class Server {
     void Converse(platform::SocketHandle socket);
     void ReapClients(bool all);
 
-    HostModel& model;
     Options options;
+    ServeClient serve;
     TlsContext context;
     bool sockets_started = false;
     std::vector<platform::SocketHandle> listeners;

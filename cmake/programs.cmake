@@ -55,6 +55,7 @@ add_library(zwmgmt_agent STATIC
     agent/client_session.cpp
     agent/file_receiver.cpp
     agent/local_file.cpp
+    agent/messages.cpp
     agent/requests.cpp
     agent/server.cpp
     agent/wire.cpp)

@@ -37,6 +37,9 @@ bool ReadableByOthers(const char* path);
 
 /// Opens a file to append to, which only its owner can read where it is made now; null with errno.
 FILE* AppendPrivately(const char* path);
+/// Makes a file to write to, which only its owner can read; null with errno, also where there is
+/// one already.
+FILE* CreatePrivately(const char* path);
 
 /// Has a file to itself, which is made where there is none, while others wait that ask the same in
 /// this process or another one.

@@ -71,11 +71,19 @@ bool ReadableByOthers(const char* path) {
     return stat(path, &found) == 0 && (found.st_mode & (S_IRGRP | S_IROTH)) != 0;
 }
 
-FILE* AppendPrivately(const char* path) {
+namespace {
+
+FILE* OpenPrivately(const char* path, int flags, const char* mode) {
     constexpr mode_t kOwnerAlone = 0600;
-    const int fd = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, kOwnerAlone);
-    return fd < 0 ? nullptr : fdopen(fd, "ab");
+    const int fd = open(path, O_WRONLY | O_CREAT | O_CLOEXEC | flags, kOwnerAlone);
+    return fd < 0 ? nullptr : fdopen(fd, mode);
 }
+
+}  // namespace
+
+FILE* AppendPrivately(const char* path) { return OpenPrivately(path, O_APPEND, "ab"); }
+
+FILE* CreatePrivately(const char* path) { return OpenPrivately(path, O_EXCL, "wb"); }
 
 FileLock::FileLock(const char* path) {
     constexpr mode_t kOwnerAlone = 0600;

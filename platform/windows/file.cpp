@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <memory>
 
 namespace zwmgmt::platform {
@@ -23,19 +24,29 @@ struct FreeLocal {
 constexpr WELL_KNOWN_SID_TYPE kNobodyElse[] = {WinLocalSystemSid, WinBuiltinAdministratorsSid,
                                                WinCreatorOwnerRightsSid};
 
-/// Whether it is the user who runs this process.
-bool IsThisUser(PSID who) {
-    HANDLE token = nullptr;
-    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token)) return false;
+/// The user who runs this process.
+class ThisUser {
+  public:
+    ThisUser() {
+        HANDLE token = nullptr;
+        if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token)) return;
+        DWORD length = 0;
+        told = GetTokenInformation(token, TokenUser, memory, sizeof(memory), &length);
+        CloseHandle(token);
+    }
+    /// Null when the system does not tell.
+    PSID Sid() const {
+        return told ? reinterpret_cast<const TOKEN_USER*>(memory)->User.Sid : nullptr;
+    }
+
+  private:
     alignas(TOKEN_USER) char memory[sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE];
-    DWORD length = 0;
-    const bool told = GetTokenInformation(token, TokenUser, memory, sizeof(memory), &length);
-    CloseHandle(token);
-    return told && EqualSid(who, reinterpret_cast<const TOKEN_USER*>(memory)->User.Sid);
-}
+    bool told = false;
+};
 
 bool IsOther(PSID who, PSID owner) {
-    return !EqualSid(who, owner) && !IsThisUser(who) &&
+    const ThisUser user;
+    return !EqualSid(who, owner) && (user.Sid() == nullptr || !EqualSid(who, user.Sid())) &&
            std::ranges::none_of(kNobodyElse, [who](WELL_KNOWN_SID_TYPE type) {
                return IsWellKnownSid(who, type) != FALSE;
            });
@@ -70,14 +81,14 @@ HANDLE Open(const char* path) {
 }
 
 /// The handle as a stream, or closed.
-FILE* StreamOf(HANDLE handle) {
+FILE* StreamOf(HANDLE handle, int access = _O_RDONLY, const char* mode = "rb") {
     const int fd =
-        _open_osfhandle(reinterpret_cast<intptr_t>(handle), _O_RDONLY | _O_BINARY | _O_NOINHERIT);
+        _open_osfhandle(reinterpret_cast<intptr_t>(handle), access | _O_BINARY | _O_NOINHERIT);
     if (fd < 0) {
         CloseHandle(handle);
         return nullptr;
     }
-    FILE* stream = _fdopen(fd, "rb");
+    FILE* stream = _fdopen(fd, mode);
     if (stream == nullptr) _close(fd);
     return stream;
 }
@@ -149,6 +160,28 @@ bool ReadableByOthers(const char* path) {
 }
 
 FILE* AppendPrivately(const char* path) { return std::fopen(path, "ab"); }
+
+FILE* CreatePrivately(const char* path) {
+    const ThisUser user;
+    alignas(ACL) char memory[sizeof(ACL) + sizeof(ACCESS_ALLOWED_ACE) + SECURITY_MAX_SID_SIZE];
+    auto* list = reinterpret_cast<ACL*>(memory);
+    SECURITY_DESCRIPTOR rights;
+    if (user.Sid() == nullptr || !InitializeAcl(list, sizeof(memory), ACL_REVISION) ||
+        !AddAccessAllowedAce(list, ACL_REVISION, FILE_ALL_ACCESS, user.Sid()) ||
+        !InitializeSecurityDescriptor(&rights, SECURITY_DESCRIPTOR_REVISION) ||
+        !SetSecurityDescriptorControl(&rights, SE_DACL_PROTECTED, SE_DACL_PROTECTED) ||
+        !SetSecurityDescriptorDacl(&rights, TRUE, list, FALSE)) {
+        errno = EACCES;
+        return nullptr;
+    }
+    SECURITY_ATTRIBUTES attributes = {sizeof(attributes), &rights, FALSE};
+    const HANDLE handle = CreateFileA(path, GENERIC_WRITE, FILE_SHARE_READ, &attributes, CREATE_NEW,
+                                      FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (handle != INVALID_HANDLE_VALUE) return StreamOf(handle, _O_WRONLY, "wb");
+    const DWORD error = GetLastError();
+    errno = error == ERROR_FILE_EXISTS ? EEXIST : error == ERROR_ACCESS_DENIED ? EACCES : ENOENT;
+    return nullptr;
+}
 
 FileLock::FileLock(const char* path) {
     const int fd = _open(path, _O_RDWR | _O_CREAT | _O_NOINHERIT | _O_BINARY, _S_IREAD | _S_IWRITE);

@@ -1,0 +1,27 @@
+#include "agent/messages.h"
+
+namespace zwmgmt::agent {
+namespace {
+
+constexpr uint32_t kLongestRequest = 1u << 20;
+
+}  // namespace
+
+bool ReadMessage(Wire& wire, bool opened, platform::Milliseconds opening_limit, Message* message) {
+    const uint32_t longest = opened ? kLongestRequest : uint32_t{sizeof(LoginRecord)};
+    const auto deadline = Clock::now() + (opened ? kIdleLimit : opening_limit);
+    message->header = {};
+    const std::span header(reinterpret_cast<uint8_t*>(&message->header), kHeaderSize);
+    if (!wire.Read(header, deadline) || message->header.data_length > longest) return false;
+    message->data.assign(message->header.data_length, 0);
+    return wire.Read(message->data, deadline);
+}
+
+bool WriteMessage(Wire& wire, const _Message& header, std::span<const uint8_t> data) {
+    const auto* bytes = reinterpret_cast<const uint8_t*>(&header);
+    std::vector<uint8_t> message(bytes, bytes + kHeaderSize);
+    message.insert(message.end(), data.begin(), data.end());
+    return wire.Write(message);
+}
+
+}  // namespace zwmgmt::agent
