@@ -69,9 +69,13 @@ add_library(zmsim STATIC
     simulator/policy_table.cpp
     simulator/probes.cpp
     simulator/property_changes.cpp
+    simulator/recording.cpp
     simulator/refusing_host.cpp
+    simulator/relay.cpp
+    simulator/replay.cpp
     simulator/scenario.cpp
     simulator/scenario_host.cpp)
+target_sources(zmsim PRIVATE front_end/known_agents.cpp front_end/target.cpp front_end/trust.cpp)
 target_link_libraries(zmsim PUBLIC zwmgmt_agent nlohmann_json::nlohmann_json)
 
 add_executable(korvane_zmsim simulator/main.cpp ${program_resources})

@@ -6,11 +6,15 @@
 #include "agent/local_file.h"
 #include "agent/server.h"
 #include "commands/texts.h"
+#include "front_end/options.h"
+#include "front_end/target.h"
 #include "platform/host.h"
 #include "platform/stop_signal.h"
 #include "platform/terminal.h"
 #include "simulator/faulty_wire.h"
 #include "simulator/refusing_host.h"
+#include "simulator/relay.h"
+#include "simulator/replay.h"
 #include "simulator/scenario_host.h"
 #include "zwmgmt/version.h"
 
@@ -19,6 +23,7 @@ namespace {
 
 constexpr int kUsage = 2;
 constexpr size_t kLargestScenario = 4u << 20;
+constexpr size_t kLargestRecording = 64u << 20;
 
 struct Options {
     agent::Options agent;
@@ -29,6 +34,10 @@ struct Options {
     int word_size = 0;  // 0: the scenario's
     std::string user;
     std::string password_file;
+    std::string record_file;
+    std::string upstream;  // of the agent to record
+    std::string known_agents;
+    std::string replay_file;
 };
 
 int Fail(const std::string& text, int exit_status) {
@@ -79,6 +88,31 @@ void Describe(CLI::App* app, Options* options) {
     app->add_option("--stall-chunk", options->faults.stall_at_chunk,
                     "Never answer the chunk of this number");
     app->add_flag("!--no-token", options->agent.grant_token, "Grant no read-write token");
+
+    auto* record = app->add_option("--record", options->record_file,
+                                   "Pass everything on to --agent and keep what it answers in "
+                                   "this file, which is made")
+                       ->check(given);
+    auto* upstream =
+        app->add_option("--agent", options->upstream, "HOST[:PORT] of the agent to record")
+            ->check(given);
+    app->add_option("--known-agents", options->known_agents,
+                    "File of the known agents' keys (default: the user's own)")
+        ->needs(record)
+        ->check(given);
+    auto* replay =
+        app->add_option("--replay", options->replay_file, "Answer as it was recorded in this file")
+            ->check(given);
+    record->needs(upstream);
+    upstream->needs(record);
+    // There is no host of the simulator's own then.
+    for (CLI::Option* instead : {record, replay}) {
+        for (const char* of_the_host : {"--os", "--scenario", "--word-size", "--user", "--no-token",
+                                        "--refuse-files", "--refuse-chunk"}) {
+            instead->excludes(app->get_option(of_the_host));
+        }
+    }
+    record->excludes(replay);
 }
 
 bool ReadPassword(const std::string& file, std::string* password, std::string* error) {
@@ -89,7 +123,7 @@ bool ReadPassword(const std::string& file, std::string* password, std::string* e
     return false;
 }
 
-/// Reads the files that the options name. False, with the reason in *error.
+/// Reads the files that the options name of the host. False, with the reason in *error.
 bool Complete(Options* options, Scenario* scenario, std::string* error) {
     std::string json(BuiltinScenarioJson(options->os));
     if (!options->scenario_file.empty() &&
@@ -101,15 +135,59 @@ bool Complete(Options* options, Scenario* scenario, std::string* error) {
         return false;
     }
     if (options->word_size != 0) scenario->word_size = static_cast<uint8_t>(options->word_size);
-    char key_file[4096];
-    if (zwmgmt::platform::UserFilePath("zmsim.key", key_file, sizeof(key_file))) {
-        options->agent.key_file = key_file;
-    }
     if (options->user.empty()) return true;
     agent::OneUser login{options->user, ""};
     if (!ReadPassword(options->password_file, &login.password, error)) return false;
     options->agent.login = login;
     return true;
+}
+
+/// Serves until the program is told to stop. False, with the reason in *error, when it cannot.
+bool Serve(agent::Server& server, std::string* error) {
+    zwmgmt::platform::HoldStopSignals();
+    if (!server.Start(error)) return false;
+    std::printf("%d\n", server.Port());
+    std::fflush(stdout);
+    zwmgmt::platform::WaitForStop();
+    return true;
+}
+
+int Simulate(Options& options) {
+    Scenario scenario;
+    std::string error;
+    if (!Complete(&options, &scenario, &error)) return Fail(error, kUsage);
+    ScenarioHost host(std::move(scenario));
+    RefusingHost refusing(host, options.refusals);
+    agent::Server server(refusing, options.agent);
+    return Serve(server, &error) ? 0 : Fail(error, 1);
+}
+
+int Record(const Options& options) {
+    zwcli::Target target;
+    std::string error = zwcli::ParseTarget(options.upstream, zwcli::Options().port, &target);
+    if (!error.empty()) return Fail("--agent: " + error, kUsage);
+    Recorder recorder;
+    if (!recorder.Open(options.record_file, &error)) return Fail(error, kUsage);
+    agent::Server server(RelayTo({target.host, target.port, options.known_agents}, recorder),
+                         options.agent);
+    if (!Serve(server, &error)) {
+        recorder.Close();
+        std::remove(options.record_file.c_str());
+        return Fail(error, 1);
+    }
+    // Nobody waits for a session that waits for the agent: every answer that came is in the file.
+    std::_Exit(recorder.Close() ? 0 : Fail("cannot write " + options.record_file, 1));
+}
+
+int Replay(const Options& options) {
+    std::string text, error;
+    if (!agent::ReadLocalFile(options.replay_file, kLargestRecording, &text, &error)) {
+        return Fail(error, kUsage);
+    }
+    Recording recording;
+    if (!recording.Parse(text, &error)) return Fail(options.replay_file + ":" + error, kUsage);
+    agent::Server server(ReplayOf(recording), options.agent);
+    return Serve(server, &error) ? 0 : Fail(error, 1);
 }
 
 int Main(int argc, char** argv) {
@@ -125,21 +203,14 @@ int Main(int argc, char** argv) {
     } catch (const CLI::ParseError& stop) {
         return app.exit(stop) == 0 ? 0 : kUsage;
     }
-    Scenario scenario;
-    std::string error;
-    if (!Complete(&options, &scenario, &error)) return Fail(error, kUsage);
-
-    zwmgmt::platform::HoldStopSignals();
-    ScenarioHost host(std::move(scenario));
-    RefusingHost refusing(host, options.refusals);
+    char key_file[4096];
+    if (zwmgmt::platform::UserFilePath("zmsim.key", key_file, sizeof(key_file))) {
+        options.agent.key_file = key_file;
+    }
     if (options.faults.stall_at_chunk != 0) options.agent.wrap = WithFaults(options.faults);
-    agent::Server server(refusing, options.agent);
-    if (!server.Start(&error)) return Fail(error, 1);
-    std::printf("%d\n", server.Port());
-    std::fflush(stdout);
-    zwmgmt::platform::WaitForStop();
-    server.Stop();
-    return 0;
+    if (!options.record_file.empty()) return Record(options);
+    if (!options.replay_file.empty()) return Replay(options);
+    return Simulate(options);
 }
 
 }  // namespace

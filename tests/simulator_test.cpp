@@ -183,6 +183,11 @@ TEST(Simulator, RefusesWrongOptions) {
         {{"--certificate", empty.Path()}, 1, "cannot use the certificate of"},
         {{"--certificate", no_key.Path()}, 1, "cannot use the key of"},
         {{"--listen", "host"}, 1, "neither an address of this machine nor localhost: host"},
+        {{"--record", "x"}, 2, "--agent"},
+        {{"--record", "x", "--agent", "node7:0"}, 2, "--agent: \"node7:0\""},
+        {{"--record", empty.Path(), "--agent", "node7"}, 2, "cannot write"},
+        {{"--replay", empty.Path(), "--os", "xen"}, 2, "--os"},
+        {{"--replay", empty.Path()}, 2, ":1: no session was opened"},
         {{"--port", std::to_string(other.Port())}, 1, std::to_string(other.Port()) + ": "},
     };
     for (auto [command, status, text] : rows) {
