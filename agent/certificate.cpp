@@ -153,6 +153,7 @@ TlsContext MakeServerContext(const std::string& certificate_file, const std::str
         return nullptr;
     }
     SSL_CTX_set_read_ahead(context.get(), 1);
+    SSL_CTX_set_options(context.get(), SSL_OP_CLEANSE_PLAINTEXT);  // clients send passwords
     if (!certificate_file.empty()) {
         return UseFile(context.get(), certificate_file, error) ? std::move(context) : nullptr;
     }
