@@ -15,7 +15,7 @@ namespace {
 using Words = std::vector<std::string>;
 
 /// The key that an agent shows; "" with the reason in *reason. Nothing is sent to it.
-std::string KeyOf(const Target& target, std::string* reason) {
+std::string KeyOf(const Target& target, const Options& options, std::string* reason) {
     std::vector<char> buffer(zwmgmt::kResultBufferSize);
     std::string key;
     ZwMgmt_interface session;
@@ -25,14 +25,15 @@ std::string KeyOf(const Target& target, std::string* reason) {
             return false;
         },
         &key);
-    const uint32_t status =
-        session.CLConnectToServer(target.host.c_str(), "", target.port, buffer.data());
-    const std::string detail = session.FailureDetail();
-    session.CLDisconnectFromServer();
-    if (key.empty()) {
-        *reason = "cannot see the key of " + target.Name() + ": " + zwmgmt::StatusText(status) +
-                  (detail.empty() ? "" : ": " + detail);
+    std::string failure = PrepareTls(options, session);
+    if (failure.empty()) {
+        failure = zwmgmt::StatusText(
+            session.CLConnectToServer(target.host.c_str(), "", target.port, buffer.data()));
+        const std::string detail = session.FailureDetail();
+        if (!detail.empty()) failure += ": " + detail;
     }
+    session.CLDisconnectFromServer();
+    if (key.empty()) *reason = "cannot see the key of " + target.Name() + ": " + failure;
     return key;
 }
 
@@ -46,11 +47,11 @@ ExitStatus List(const KnownAgents& agents, const Options&, const std::vector<Tar
     return kOk;
 }
 
-ExitStatus Scan(const KnownAgents&, const Options&, const std::vector<Target>& targets) {
+ExitStatus Scan(const KnownAgents&, const Options& options, const std::vector<Target>& targets) {
     ExitStatus done = kOk;
     for (const Target& target : targets) {
         std::string reason;
-        const std::string key = KeyOf(target, &reason);
+        const std::string key = KeyOf(target, options, &reason);
         if (key.empty()) {
             done = Fail(kNoSession, reason);
         } else {
@@ -81,7 +82,7 @@ ExitStatus Add(const KnownAgents& agents, const Options& options,
     ExitStatus done = kOk;
     for (const Target& target : targets) {
         std::string reason;
-        const std::string key = KeyOf(target, &reason);
+        const std::string key = KeyOf(target, options, &reason);
         const ExitStatus kept =
             key.empty() ? Fail(kNoSession, reason) : Keep(agents, options, target, key);
         done = std::max(done, kept);

@@ -71,6 +71,10 @@ class Run {
 
     ExitStatus Execute(Client_Request_Message* request) {
         answer.exit_status = Converse(request);
+        if (!trace.Failure().empty()) {
+            Note(trace.Failure());
+            if (answer.exit_status == kOk) answer.exit_status = kFailed;
+        }
         if (options.format != Format::kText) Report(*request);
         return answer.exit_status;
     }

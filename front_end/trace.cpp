@@ -47,7 +47,7 @@ Trace::~Trace() {
 std::string Trace::Follow(ZwMgmt_interface& session) {
     if (options.trace.empty()) return "";
     file = zwmgmt::platform::AppendPrivately(options.trace.c_str());
-    if (file == nullptr) return "cannot write " + options.trace + ": " + std::strerror(errno);
+    if (file == nullptr) return WriteFailure();
     session.SetTrace(
         [](void* self, const zwmgmt::TracedMessage& message) {
             static_cast<Trace*>(self)->Write(message);
@@ -88,6 +88,11 @@ void Trace::Write(const zwmgmt::TracedMessage& message) {
     json.EndObject();
     sink.Add('\n');
     sink.Flush();
+    if (std::fflush(file) != 0 || std::ferror(file)) failure = WriteFailure();
+}
+
+std::string Trace::WriteFailure() const {
+    return "cannot write " + options.trace + ": " + std::strerror(errno);
 }
 
 /// The fields of each record that came whole, and all bytes.

@@ -22,12 +22,17 @@ class Trace {
     /// Opens the file that the options name, if any; the reason when that fails.
     std::string Follow(ZwMgmt_interface& session);
 
+    /// Why the file lacks something; "" when it is whole.
+    const std::string& Failure() const { return failure; }
+
   private:
     void Write(const zwmgmt::TracedMessage& message);
     void WriteData(zwmgmt::JsonWriter& json, const zwmgmt::TracedMessage& message) const;
+    std::string WriteFailure() const;
 
     const Options& options;
     FILE* file = nullptr;
+    std::string failure;
     const zwmgmt::MessageForm* form = nullptr;  // of the last request: replies tell nothing of it
 };
 

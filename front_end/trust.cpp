@@ -17,6 +17,15 @@ std::string KnownAgentsFile(const Options& options) {
     return zwmgmt::platform::UserFilePath("known_agents", path, sizeof(path)) ? path : "";
 }
 
+std::string PrepareTls(const Options& options, ZwMgmt_interface& session) {
+    const bool prepared =
+        (options.least_tls != "1.3" || session.SetLeastTlsVersion(3) == zwmgmt::kSuccess) &&
+        (options.client_key.empty() ||
+         session.UseClientCertificate(options.client_certificate.c_str(),
+                                      options.client_key.c_str()) == zwmgmt::kSuccess);
+    return prepared ? "" : session.FailureDetail();
+}
+
 Trust::Trust(const Options& run_options)
     : options(run_options),
       target{options.host, options.port},
@@ -29,12 +38,8 @@ std::string Trust::Guard(ZwMgmt_interface& session) {
         }
         notes.push_back("warning: whoever has " + options.key_log + " can read this session");
     }
-    if ((options.least_tls == "1.3" && session.SetLeastTlsVersion(3) != zwmgmt::kSuccess) ||
-        (!options.client_key.empty() &&
-         session.UseClientCertificate(options.client_certificate.c_str(),
-                                      options.client_key.c_str()) != zwmgmt::kSuccess)) {
-        return session.FailureDetail();
-    }
+    const std::string unfit = PrepareTls(options, session);
+    if (!unfit.empty()) return unfit;
     switch (options.verify) {
         case Verify::kOff:
             notes.push_back(

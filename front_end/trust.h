@@ -39,6 +39,9 @@ class Trust {
     std::string refusal;
 };
 
+/// Sets the least version of TLS and the client's certificate; the reason when that fails.
+std::string PrepareTls(const Options& options, ZwMgmt_interface& session);
+
 /// Where the keys are kept that the options lead to.
 std::string KnownAgentsFile(const Options& options);
 

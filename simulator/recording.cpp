@@ -9,9 +9,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "commands/vocabulary.h"
 #include "platform/file.h"
-#include "records/field.h"
+#include "records/messages.h"
 #include "zwmgmt/records/file_transfer.h"
 #include "zwmgmt/vocabulary.h"
 
@@ -167,11 +166,10 @@ void Converse(agent::Wire& wire, const std::function<Answer(Kind, const agent::M
 std::string CommandOf(Kind kind, const _Message& header) {
     if (kind == Kind::kOpening) return kOpening;
     if (kind == Kind::kLogin) return kLogin;
-    const auto word = [](const char* known, unsigned number) {
-        return known != nullptr ? std::string(known) : std::to_string(number);
-    };
-    return word(zwmgmt::ServiceWord(header.service), header.service) + " " +
-           word(zwmgmt::CommandWord(header.service, header.opcode), header.opcode);
+    const zwmgmt::MessageForm* form =
+        zwmgmt::FindMessageForm(header.service, header.opcode, header.os_type);
+    if (form != nullptr) return form->name;
+    return std::to_string(header.service) + " " + std::to_string(header.opcode);
 }
 
 bool Recorder::Open(const std::string& path, std::string* error) {

@@ -1,5 +1,5 @@
 /// korvane_zwcli at a terminal whose signals and job control are the system's own: what happens to
-/// the terminal, and where things go when standard streams lead elsewhere.
+/// the terminal, and where things go when streams lead elsewhere.
 #include <fcntl.h>
 #include <pty.h>
 #include <signal.h>
@@ -155,4 +155,13 @@ TEST_F(AtATerminal, NothingTakesThePlaceOfAStandardStreamThatIsClosed) {
         EXPECT_EQ(run.exit_status, exit_status) << streams;
         EXPECT_EQ(run.out.empty(), exit_status != 0) << streams;
     }
+}
+
+TEST_F(AtATerminal, ATraceThatCannotBeWrittenIsAFailure) {
+    const TemporaryFile secret("secret\n");
+    const std::string command = Command("--trace /dev/full --password-file " + secret.Path());
+    const ProcessResult run = RunProcess({"/bin/sh", "-c", command});
+    EXPECT_EQ(run.exit_status, 1);
+    EXPECT_NE(run.out, "");
+    EXPECT_NE(run.err.find("korvane_zwcli: cannot write /dev/full: No space"), run.err.npos);
 }
