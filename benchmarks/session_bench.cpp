@@ -3,10 +3,7 @@
 /// of every pair.
 #include <benchmark/benchmark.h>
 #include <malloc.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <pcap/pcap.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -21,6 +18,7 @@
 #include <vector>
 
 #include "agent/server.h"
+#include "benchmarks/bare.h"
 #include "benchmarks/table_reporter.h"
 #include "output/render.h"
 #include "zwmgmt/policy.h"
@@ -44,11 +42,6 @@ struct BenchHost : agent::HostModel {
         return {.status = 0, .data = std::vector<uint8_t>(kReplyLength, 7)};
     }
 };
-
-[[noreturn]] void Die(const char* what) {
-    std::fprintf(stderr, "benchmark: %s failed\n", what);
-    std::exit(1);
-}
 
 /// The agent that both sides talk to.
 uint16_t AgentPort() {
@@ -114,51 +107,6 @@ struct Ours {
     ZwMgmt_interface session;
 };
 
-/// The same connection bare: a blocking socket, SSL_write and SSL_read.
-struct Bare {
-    explicit Bare(SSL_CTX* context) : fd(socket(AF_INET, SOCK_STREAM, 0)), ssl(SSL_new(context)) {
-        const int on = 1;
-        setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
-        sockaddr_in peer = {};
-        peer.sin_family = AF_INET;
-        peer.sin_port = htons(AgentPort());
-        peer.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        if (connect(fd, reinterpret_cast<sockaddr*>(&peer), sizeof(peer)) != 0) Die("connect");
-        SSL_set_cipher_list(ssl, "AES256-SHA");
-        SSL_set_fd(ssl, fd);
-        if (SSL_connect(ssl) != 1) Die("SSL_connect");
-        std::vector<uint8_t> opening(kHeaderSize + sizeof(LoginRecord));
-        reinterpret_cast<_Message*>(opening.data())->data_length = sizeof(LoginRecord);
-        Write(opening);
-        Read(reply.data(), kHeaderSize);
-    }
-    ~Bare() {
-        SSL_shutdown(ssl);
-        SSL_free(ssl);
-        close(fd);
-    }
-    void Write(const std::vector<uint8_t>& bytes) {
-        if (SSL_write(ssl, bytes.data(), static_cast<int>(bytes.size())) <= 0) Die("SSL_write");
-    }
-    void Read(uint8_t* bytes, size_t length) {
-        for (size_t got = 0; got < length;) {
-            const int moved = SSL_read(ssl, bytes + got, static_cast<int>(length - got));
-            if (moved <= 0) Die("SSL_read");
-            got += static_cast<size_t>(moved);
-        }
-    }
-
-    static SSL_CTX* Context() {
-        SSL_CTX* context = SSL_CTX_new(TLS_client_method());
-        SSL_CTX_set_read_ahead(context, 1);
-        return context;
-    }
-
-    int fd;
-    SSL* ssl;
-    std::vector<uint8_t> reply = std::vector<uint8_t>(kReplyLength + kHeaderSize);
-};
-
 std::vector<uint8_t> RequestBytes(uint16_t opcode, uint32_t length) {
     std::vector<uint8_t> bytes(kHeaderSize + length);
     _Message header = {};
@@ -179,7 +127,7 @@ void RoundTripOurs(State& state, uint16_t opcode, uint32_t length) {
 void RoundTripFloor(State& state, uint16_t opcode, uint32_t length) {
     SSL_CTX* context = Bare::Context();
     {
-        Bare bare(context);
+        Bare bare(context, INADDR_LOOPBACK, AgentPort());
         const auto request = RequestBytes(opcode, length);
         const size_t reply = kHeaderSize + (opcode == kReplyOpcode ? kReplyLength : 0);
         for (auto _ : state) {
@@ -208,7 +156,7 @@ void ConnectFloor(State& state) {
         SSL_CTX* context = Bare::Context();
         SSL_CTX_load_verify_locations(context, certificate.c_str(), nullptr);
         {
-            Bare bare(context);
+            Bare bare(context, INADDR_LOOPBACK, AgentPort());
             std::vector<uint8_t> logout(kHeaderSize);
             reinterpret_cast<_Message*>(logout.data())->opcode = kLogoutOpcode;
             bare.Write(logout);
@@ -228,7 +176,7 @@ void FileOurs(State& state, size_t size) {
 void FileFloor(State& state, size_t size) {
     SSL_CTX* context = Bare::Context();
     {
-        Bare bare(context);
+        Bare bare(context, INADDR_LOOPBACK, AgentPort());
         auto message = RequestBytes(kInstall, sizeof(FileTransferRecord));
         auto* record = reinterpret_cast<FileTransferRecord*>(message.data() + kHeaderSize);
         for (auto _ : state) {

@@ -33,6 +33,7 @@ bool FaultyWire::Read(std::span<uint8_t> buffer, agent::Clock::time_point deadli
 }
 
 bool FaultyWire::Write(std::span<const uint8_t> message) {
+    if (faults.delay.count() != 0) wire->Pause(faults.delay);
     if (faults.housekeeping && !KeepHouse()) return false;
     std::vector<uint8_t> bytes(message.begin(), message.end());
     if (faults.announced_length && bytes.size() > zwmgmt::kHeaderSize) {

@@ -30,6 +30,8 @@ struct WireFaults {
     bool split_replies = false;
     /// A new session ticket (TLS 1.3) or a renegotiation before each reply.
     bool housekeeping = false;
+    /// Before each reply.
+    zwmgmt::platform::Milliseconds delay{0};
     /// data_length of replies with data, whatever follows.
     std::optional<uint32_t> announced_length = {};
 };

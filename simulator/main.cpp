@@ -87,6 +87,11 @@ void Describe(CLI::App* app, Options* options) {
     app->add_option("--refuse-chunk", options->refusals.chunk, "Refuse the chunk of this number");
     app->add_option("--stall-chunk", options->faults.stall_at_chunk,
                     "Never answer the chunk of this number");
+    app->add_option_function<int>(
+           "--delay",
+           [options](int time) { options->faults.delay = std::chrono::milliseconds(time); },
+           "Milliseconds to let pass before each reply")
+        ->check(CLI::Range(0, 600'000));
     app->add_flag("!--no-token", options->agent.grant_token, "Grant no read-write token");
 
     auto* record = app->add_option("--record", options->record_file,
@@ -207,7 +212,8 @@ int Main(int argc, char** argv) {
     if (zwmgmt::platform::UserFilePath("zmsim.key", key_file, sizeof(key_file))) {
         options.agent.key_file = key_file;
     }
-    if (options.faults.stall_at_chunk != 0) options.agent.wrap = WithFaults(options.faults);
+    if (options.faults.stall_at_chunk != 0 || options.faults.delay.count() != 0)
+        options.agent.wrap = WithFaults(options.faults);
     if (!options.record_file.empty()) return Record(options);
     if (!options.replay_file.empty()) return Replay(options);
     return Simulate(options);
