@@ -18,6 +18,7 @@ add_executable(korvane_zwcli
     front_end/known_agents.cpp
     front_end/main.cpp
     front_end/options.cpp
+    front_end/own_commands.cpp
     front_end/password.cpp
     front_end/policy.cpp
     front_end/policy_check.cpp

@@ -5,6 +5,7 @@
 
 #include "commands/texts.h"
 #include "front_end/known_agents.h"
+#include "front_end/own_commands.h"
 #include "front_end/say.h"
 #include "front_end/trust.h"
 #include "zwmgmt/zwmgmt_interface.h"
@@ -115,9 +116,7 @@ ExitStatus AgentsCommand(const Options& options, const Words& words) {
         return !words.empty() && zwmgmt::SameIgnoringCase(words[0], each.word);
     });
     if (row == std::end(kActions)) {
-        return Fail(kUsage,
-                    "agents what? agents list; agents add|remove|scan HOST[:PORT] ...; "
-                    "agents add HOST[:PORT] SHA256:...");
+        return Fail(kUsage, "agents is for:\n" + UsageOf("agents"));
     }
     if (options.format != Format::kText) return Fail(kUsage, "agents prints text alone");
     const bool key_given = row->act == Add && words.size() == 3 && IsFingerprint(words[2]);

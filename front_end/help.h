@@ -4,10 +4,13 @@
 #include <string>
 #include <vector>
 
+#include "front_end/exit_status.h"
+#include "front_end/options.h"
+
 namespace zwcli {
 
-/// Prints the help that "help WORD ..." asks for; "" or what is wrong with the words.
-std::string PrintHelpFor(const std::vector<const char*>& words);
+/// "help [SERVICE [COMMAND]]"; words: what follows "help".
+ExitStatus HelpCommand(const Options& options, const std::vector<std::string>& words);
 
 /// What is wrong with words of which the library makes no request, the front end's own considered.
 std::string ComplaintAbout(const std::vector<const char*>& words);

@@ -4,13 +4,11 @@
 #include <string>
 #include <vector>
 
-#include "commands/texts.h"
-#include "front_end/agents.h"
 #include "front_end/exit_status.h"
 #include "front_end/help.h"
 #include "front_end/options.h"
+#include "front_end/own_commands.h"
 #include "front_end/password.h"
-#include "front_end/policy.h"
 #include "front_end/run.h"
 #include "front_end/say.h"
 #include "platform/host.h"
@@ -20,28 +18,17 @@
 namespace zwcli {
 namespace {
 
-/// A command of the front end itself: it needs no agent.
-ExitStatus Help(const std::vector<const char*>& words) {
-    const std::string wrong = PrintHelpFor(words);
-    return wrong.empty() ? kOk : Fail(kUsage, wrong);
-}
-
 ExitStatus Main(int argc, const char* const* argv) {
     Options options;
     if (const auto stop = ParseOptions(argc, argv, &options)) return static_cast<ExitStatus>(*stop);
 
-    std::vector<const char*> words;
-    for (const std::string& word : options.words) words.push_back(word.c_str());
-    const bool asks_for_help = !words.empty() && zwmgmt::SameIgnoringCase(words[0], "help");
-    if (asks_for_help) words.erase(words.begin());
-    if (asks_for_help || options.help) return Help(words);
-    if (!words.empty() && zwmgmt::SameIgnoringCase(words[0], "policy")) {
-        return PolicyCommand(options, {words.begin() + 1, words.end()});
+    const OwnCommand* own = options.words.empty() ? nullptr : FindOwnCommand(options.words[0]);
+    if (own != nullptr && (own->run == HelpCommand || !options.help)) {
+        return own->run(options, {options.words.begin() + 1, options.words.end()});
     }
-    if (!words.empty() && zwmgmt::SameIgnoringCase(words[0], "agents")) {
-        return AgentsCommand(options, {options.words.begin() + 1, options.words.end()});
-    }
+    if (options.help) return HelpCommand(options, options.words);
     if (options.connections) return Fail(kUsage, "--connections is for policy check");
+    const std::vector<const char*> words = PointersTo(options.words);
     zwmgmt::CommandWords command(words.data(), words.size());
     if (command.Request() == nullptr) return Fail(kUsage, ComplaintAbout(words));
 

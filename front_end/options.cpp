@@ -98,6 +98,12 @@ class Help : public CLI::Formatter {
 
 }  // namespace
 
+std::vector<const char*> PointersTo(const std::vector<std::string>& words) {
+    std::vector<const char*> pointers;
+    for (const std::string& word : words) pointers.push_back(word.c_str());
+    return pointers;
+}
+
 std::optional<int> ParseOptions(int argc, const char* const* argv, Options* options) {
     std::string format = kFormats[0].word;
     std::string verification = kVerifications[0].word;

@@ -49,4 +49,7 @@ struct Options {
 /// error; said on standard output or error).
 std::optional<int> ParseOptions(int argc, const char* const* argv, Options* options);
 
+/// The words as the library takes them; they are the caller's.
+std::vector<const char*> PointersTo(const std::vector<std::string>& words);
+
 }  // namespace zwcli

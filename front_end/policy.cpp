@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "commands/texts.h"
+#include "front_end/own_commands.h"
 #include "front_end/say.h"
 #include "policies/compiled_rules.h"
 #include "policies/format.h"
@@ -17,7 +18,6 @@ using zwmgmt::policy::Place;
 
 struct PolicyRow {
     const char* word;
-    const char* usage;
     size_t files;
     bool takes_connections;
     bool has_json;
@@ -25,16 +25,16 @@ struct PolicyRow {
 };
 
 constexpr PolicyRow kRows[] = {
-    {"check", "policy check FILE [src=ADDRESS dport=N ...]", 1, true, true, CheckPolicy},
-    {"explain", "policy explain FILE", 1, false, true, ExplainPolicy},
-    {"diff", "policy diff FILE OTHER", 2, false, true, DiffPolicies},
-    {"fmt", "policy fmt FILE", 1, false, false, FormatPolicy},
+    {"check", 1, true, true, CheckPolicy},
+    {"explain", 1, false, true, ExplainPolicy},
+    {"diff", 2, false, true, DiffPolicies},
+    {"fmt", 1, false, false, FormatPolicy},
 };
 
 /// "" or what is wrong with the command line.
 std::string Judge(const PolicyRow& row, const Options& options, size_t words) {
     if (words < row.files || (words > row.files && !row.takes_connections)) {
-        return std::string("expected: ") + row.usage;
+        return "expected: " + UsageOf(std::string("policy ") + row.word);
     }
     if (options.connections && !row.takes_connections) return "--connections is for policy check";
     if (options.connections && words > row.files) {
@@ -50,17 +50,16 @@ std::string Judge(const PolicyRow& row, const Options& options, size_t words) {
 
 }  // namespace
 
-ExitStatus PolicyCommand(const Options& options, const std::vector<const char*>& words) {
+ExitStatus PolicyCommand(const Options& options, const std::vector<std::string>& words) {
     for (const PolicyRow& row : kRows) {
         if (words.empty() || !zwmgmt::SameIgnoringCase(words[0], row.word)) continue;
         const std::string wrong = Judge(row, options, words.size() - 1);
         if (!wrong.empty()) return Fail(kUsage, wrong);
         PolicyOutput output(options, std::string("policy ") + row.word);
-        return output.End(row.run(output, options, {words.begin() + 1, words.end()}));
+        const std::vector<const char*> pointers = PointersTo(words);
+        return output.End(row.run(output, options, {pointers.begin() + 1, pointers.end()}));
     }
-    std::string usage = "policy is for:";
-    for (const PolicyRow& row : kRows) usage.append("\n  ").append(row.usage);
-    return Fail(kUsage, usage);
+    return Fail(kUsage, "policy is for:\n" + UsageOf("policy"));
 }
 
 ExitStatus FormatPolicy(PolicyOutput& output, const Options& /*options*/,

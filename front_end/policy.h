@@ -12,7 +12,7 @@
 namespace zwcli {
 
 /// words: what follows "policy".
-ExitStatus PolicyCommand(const Options& options, const std::vector<const char*>& words);
+ExitStatus PolicyCommand(const Options& options, const std::vector<std::string>& words);
 
 /// A file of the command line, and what to call it.
 struct NamedText {

@@ -30,8 +30,7 @@ std::vector<std::string> QuestionFor(const Client_Request_Message& request) {
 }
 
 zwmgmt::CommandWords CommandOf(const std::vector<std::string>& words) {
-    std::vector<const char*> pointers;
-    for (const std::string& word : words) pointers.push_back(word.c_str());
+    const std::vector<const char*> pointers = PointersTo(words);
     return zwmgmt::CommandWords(pointers.data(), pointers.size());
 }
 
