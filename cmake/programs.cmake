@@ -15,6 +15,9 @@ add_executable(korvane_zwcli
     front_end/dry_run.cpp
     front_end/exit_status.cpp
     front_end/help.cpp
+    front_end/host_fold.cpp
+    front_end/host_set.cpp
+    front_end/hosts.cpp
     front_end/known_agents.cpp
     front_end/main.cpp
     front_end/options.cpp

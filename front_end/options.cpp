@@ -126,6 +126,7 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
     app.add_option("--port", options->port, "TCP port of the agent")
         ->check(CLI::Range(1, 65535))
         ->capture_default_str();
+    app.add_option("--exclude", options->exclude, "Hosts of the set that are left out");
     app.add_option("--user", options->user, "User name for the agent (default: the local user)");
     app.add_option("--password-file", options->password_file,
                    "File whose first line is the password; - reads standard input");

@@ -22,6 +22,8 @@ enum class Verify {
 struct Options {
     std::string host = "127.0.0.1";
     uint16_t port = 35001;
+    std::optional<std::string> hosts;    // a set of them, instead of the one
+    std::optional<std::string> exclude;  // those of the set that are left out
     Verify verify = Verify::kKnown;
     std::string authorities;         // file; "": the system's own
     std::string known_agents;        // file; "": the user's

@@ -6,6 +6,7 @@
 #include "commands/texts.h"
 #include "front_end/agents.h"
 #include "front_end/help.h"
+#include "front_end/hosts.h"
 #include "front_end/policy.h"
 
 namespace zwcli {
@@ -20,6 +21,12 @@ constexpr OwnCommand kOwnCommands[] = {
      "one "
      "given, forgets it, or only looks\n",
      AgentsCommand},
+    {"hosts",
+     "hosts EXPRESSION ... | hosts fold EXPRESSION ...\n"
+     "    shows the hosts that sets such as node[1-9,12]!node7 or @FILE mean, one a line, or "
+     "folded "
+     "into\n    one set\n",
+     HostsCommand},
     {"policy",
      "policy check FILE [src=ADDRESS] [dst=ADDRESS] [sport=N] [dport=N] [vlan=N] [tos=N] [vers=N] "
      "[mark=N] [open=listen|aopen|popen]\n"

@@ -1,0 +1,49 @@
+/// Sets of hosts as operators write them: "node[001-999,1200],rack[1-3]n[01-16]!node007".
+/// docs/hosts.md describes the notation.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "front_end/target.h"
+
+namespace zwcli {
+
+/// Each host once, in the order in which they were first named. Hosts are the same in any case.
+class HostSet {
+  public:
+    static constexpr size_t kMost = 1'000'000;
+
+    /// Hosts are at this port where nothing else is said of them.
+    explicit HostSet(uint16_t usual) : usual_port(usual) {}
+
+    /// Adds the hosts that the expression means, or takes them out. Returns what is wrong with it,
+    /// and where, or "": then the set may hold a part of it.
+    std::string Add(std::string_view expression) { return Read(expression, true); }
+    std::string Remove(std::string_view expression);
+
+    std::vector<Target> Hosts() const;
+
+  private:
+    std::string Read(std::string_view expression, bool files);
+    std::string Take(std::string_view term, bool remove, bool files);
+    std::string TakeFile(const std::string& file, bool remove);
+    std::string TakePattern(std::string_view pattern, bool remove);
+    std::string TakeHost(const std::string& text, bool remove);
+    void Change(const Target& host, bool remove);
+
+    const uint16_t usual_port;
+    std::vector<Target> hosts;  // those without a name were taken out
+    std::unordered_map<std::string, size_t> places;
+};
+
+/// The host as a set names it: with its port where that is not the usual one.
+std::string HostText(const Target& host, uint16_t usual_port);
+
+/// Names folded into one expression: "node[1-3,7]".
+std::string FoldHosts(const std::vector<std::string>& names);
+
+}  // namespace zwcli
