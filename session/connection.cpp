@@ -3,6 +3,7 @@
 #include <openssl/err.h>
 #include <openssl/x509v3.h>
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -51,8 +52,21 @@ void Connection::EndTls::operator()(SSL* session) const {
     SSL_free(session);
 }
 
+platform::Milliseconds Patience::Left(Stop::Clock::time_point begin,
+                                      platform::Milliseconds usual) const {
+    using platform::Milliseconds;
+    using std::chrono::ceil;
+    const auto now = Stop::Clock::now();
+    Milliseconds left =
+        connecting.count() == 0 ? usual : ceil<Milliseconds>(begin + connecting - now);
+    if (stop != nullptr) left = std::min(left, ceil<Milliseconds>(stop->Moment() - now));
+    return std::max(left, Milliseconds(0));
+}
+
 uint32_t Connection::Open(SSL_CTX* context, const char* host, uint16_t port, const PeerCheck& check,
-                          std::span<char> address, FailureDetail* detail) {
+                          std::span<char> address, FailureDetail* detail,
+                          const Patience& patience) {
+    const auto begin = Stop::Clock::now();
     platform::Reason reason;
     platform::Address found[kMostFound];
     const size_t count = platform::Resolve(host, found, &reason);
@@ -62,7 +76,7 @@ uint32_t Connection::Open(SSL_CTX* context, const char* host, uint16_t port, con
     }
 
     ConnectionRace race({found, count}, port);
-    socket.handle = race.Run(kConnectLimit);
+    socket.handle = race.Run(patience.Left(begin, kConnectLimit), patience.stop);
     std::snprintf(address.data(), address.size(), "%s",
                   platform::FormatAddress(race.Winner()).text);
     if (socket.handle == platform::kNoSocket) {
@@ -76,10 +90,10 @@ uint32_t Connection::Open(SSL_CTX* context, const char* host, uint16_t port, con
     if (!tls_session) return kNoTlsSession;
     SSL* session = tls_session.get();
     if (SSL_set_cipher_list(session, kCipherList) != 1) return kCiphersRefused;
-    if (!tls::Attach(session, socket.handle)) return kHandshakeFailed;
+    if (!tls::Attach(session, socket.handle, patience.stop)) return kHandshakeFailed;
     if (!ExpectHost(host)) return kNoTlsSession;
     SSL_set_connect_state(session);
-    switch (tls::Handshake(session, kHandshakeLimit)) {
+    switch (tls::Handshake(session, patience.Left(begin, kHandshakeLimit))) {
         case tls::Outcome::kDone: break;
         case tls::Outcome::kTimeout: return kHandshakeTimeout;
         default: return HandshakeFailure(session, detail);

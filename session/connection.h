@@ -9,6 +9,7 @@
 #include "session/peer.h"
 #include "session/session_result.h"
 #include "session/tls.h"
+#include "zwmgmt/stop.h"
 
 namespace zwmgmt {
 
@@ -18,6 +19,15 @@ struct Moved {
     tls::Outcome outcome;
 };
 
+/// How long connecting may take, and what ends all waits.
+struct Patience {
+    platform::Milliseconds connecting{0};  // TCP and TLS together; 0: the usual limits
+    const Stop* stop = nullptr;
+
+    /// What is left of a step's usual limit, some time after connecting began.
+    platform::Milliseconds Left(Stop::Clock::time_point begin, platform::Milliseconds usual) const;
+};
+
 /// Closes itself: first TLS says goodbye, then the socket goes.
 class Connection {
   public:
@@ -25,7 +35,7 @@ class Connection {
     /// that failed; what is open by then stays so. address gets the host's: the one connected to,
     /// or the first that was tried.
     uint32_t Open(SSL_CTX* context, const char* host, uint16_t port, const PeerCheck& check,
-                  std::span<char> address, FailureDetail* detail);
+                  std::span<char> address, FailureDetail* detail, const Patience& patience = {});
 
     /// The TLS to speak over; null where there is none.
     SSL* Tls() const { return tls_session.get(); }

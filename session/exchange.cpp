@@ -69,7 +69,8 @@ uint32_t Exchange::Connect(SSL_CTX* context, const char* host, uint16_t port,
     Release();
     connection = new (std::nothrow) Connection;
     if (connection == nullptr) return kOutOfMemory;
-    const uint32_t opened = connection->Open(context, host, port, check, address, &detail);
+    const uint32_t opened =
+        connection->Open(context, host, port, check, address, &detail, patience);
     if (opened == kAgentNotTrusted) Release();  // nothing may be sent to it, now or later
     return opened;
 }

@@ -86,6 +86,7 @@ class Exchange {
 
     const _Message& LastReplyHeader() const { return last_reply_header; }
 
+    Patience patience;     ///< of the connections to come
     FailureDetail detail;  ///< of the last failure
     Tracer tracer;         ///< sees every message
 

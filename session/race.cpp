@@ -13,6 +13,7 @@ using Clock = std::chrono::steady_clock;
 
 /// How long an attempt has for itself before the next begins beside it.
 constexpr platform::Milliseconds kHeadStart{250};
+constexpr platform::Milliseconds kStopInterval{50};  // in which a stop is looked for
 
 }  // namespace
 
@@ -44,19 +45,21 @@ ConnectionRace::~ConnectionRace() {
     for (Attempt& attempt : Begun()) Close(&attempt);
 }
 
-platform::SocketHandle ConnectionRace::Run(platform::Milliseconds limit) {
+platform::SocketHandle ConnectionRace::Run(platform::Milliseconds limit, const Stop* stop) {
     const auto deadline = Clock::now() + limit;
     auto next_begin = Clock::now();
     for (;;) {
         platform::SocketHandle sockets[kMostAddresses];
         const size_t running = CollectSockets(sockets);
         const auto now = Clock::now();
+        if (stop != nullptr && stop->IsAsked()) return platform::kNoSocket;
         if (now >= deadline || (running == 0 && begun == count)) return platform::kNoSocket;
         if (begun < count && (running == 0 || now >= next_begin)) {
             if (Begin(&attempts[begun++])) next_begin = now + kHeadStart;
             continue;
         }
-        const auto until = begun < count ? std::min(next_begin, deadline) : deadline;
+        auto until = begun < count ? std::min(next_begin, deadline) : deadline;
+        if (stop != nullptr) until = std::min(until, now + kStopInterval);
         platform::WaitForAny({sockets, running}, platform::Direction::kWrite,
                              std::chrono::ceil<platform::Milliseconds>(until - now));
         for (Attempt& attempt : Begun()) {

@@ -8,6 +8,7 @@
 
 #include "platform/socket.h"
 #include "session/session_result.h"
+#include "zwmgmt/stop.h"
 
 namespace zwmgmt {
 
@@ -26,8 +27,9 @@ class ConnectionRace {
     ConnectionRace(const ConnectionRace&) = delete;
     ConnectionRace& operator=(const ConnectionRace&) = delete;
 
-    /// The connected socket, which is the caller's; kNoSocket when there is none within the limit.
-    platform::SocketHandle Run(platform::Milliseconds limit);
+    /// The connected socket, which is the caller's; kNoSocket when there is none within the limit,
+    /// or before the stop, if any, is asked for.
+    platform::SocketHandle Run(platform::Milliseconds limit, const Stop* stop = nullptr);
 
     /// Who has won; before that, and where nobody has, who began.
     const platform::Address& Winner() const { return attempts[winner].address; }

@@ -225,6 +225,12 @@ uint32_t ZwMgmt_interface::Client_TalkToServer(_Message* message, char* result_b
 void ZwMgmt_interface::SetOutputStream(FILE* stream) {
     SessionState::Of(*this).voice.stream = stream;
 }
+void ZwMgmt_interface::SetConnectTimeout(uint32_t milliseconds) {
+    SessionState::Of(*this).exchange.patience.connecting = platform::Milliseconds(milliseconds);
+}
+void ZwMgmt_interface::SetStop(const Stop* stop) {
+    SessionState::Of(*this).exchange.patience.stop = stop;
+}
 void ZwMgmt_interface::SetReceiveTimeout(uint32_t seconds) {
     SessionState::Of(*this).exchange.SetReceiveTimeout(seconds);
 }

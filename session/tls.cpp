@@ -13,10 +13,11 @@
 namespace zwmgmt::tls {
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using Clock = Stop::Clock;
 
 constexpr Milliseconds kGoodbyeLimit{100};
 constexpr Milliseconds kHousekeepingLimit{1000};
+constexpr Milliseconds kStopInterval{50};  // in which a stop is looked for
 
 /// What TLS means by its reasons, where its own words would not help an operator.
 struct ReasonRow {
@@ -35,7 +36,8 @@ constexpr ReasonRow kReasons[] = {
 /// housekeeping records without end cannot keep the TLS library in its own read loop.
 struct Channel {
     platform::SocketHandle socket;
-    Clock::time_point deadline;
+    const Stop* stop = nullptr;
+    Clock::time_point deadline = {};
     bool more_follows = false;
     bool ended = false;  // the peer sends no more
 };
@@ -94,15 +96,13 @@ const BIO_METHOD* Method() {
     return method;
 }
 
-Outcome OutcomeOf(platform::WaitResult failed_wait) {
-    return failed_wait == platform::WaitResult::kTimeout ? Outcome::kTimeout : Outcome::kWaitFailed;
-}
-
 /// Repeats one TLS operation until it is done, fails, or the time is up.
 template <class Operation>
 Outcome Drive(SSL* ssl, Milliseconds limit, Operation operation) {
     Channel* channel = ChannelOf(SSL_get_rbio(ssl));
-    const auto deadline = Clock::now() + limit;
+    const Stop* const stop = channel->stop;
+    auto deadline = Clock::now() + limit;
+    if (stop != nullptr) deadline = std::min(deadline, stop->Moment());
     channel->deadline = deadline;
     for (;;) {
         ERR_clear_error();
@@ -114,21 +114,23 @@ Outcome Drive(SSL* ssl, Milliseconds limit, Operation operation) {
             return Outcome::kFailed;
         }
         const auto left = std::chrono::ceil<Milliseconds>(deadline - Clock::now());
-        if (left.count() <= 0) return Outcome::kTimeout;
+        if (left.count() <= 0 || (stop != nullptr && stop->IsAsked())) return Outcome::kTimeout;
         const auto direction = reason == SSL_ERROR_WANT_READ ? platform::Direction::kRead
                                                              : platform::Direction::kWrite;
-        const auto waited = platform::WaitFor(channel->socket, direction, left);
-        if (waited != platform::WaitResult::kReady) return OutcomeOf(waited);
+        const auto waited = platform::WaitFor(
+            channel->socket, direction, stop != nullptr ? std::min(left, kStopInterval) : left);
+        if (waited == platform::WaitResult::kTimeout) continue;
+        if (waited != platform::WaitResult::kReady) return Outcome::kWaitFailed;
     }
 }
 
 }  // namespace
 
-bool Attach(SSL* ssl, platform::SocketHandle socket) {
+bool Attach(SSL* ssl, platform::SocketHandle socket, const Stop* stop) {
     platform::FreeTlsStateOfEndedThreads();
     const BIO_METHOD* method = Method();
     if (method == nullptr) return false;
-    auto* channel = new (std::nothrow) Channel{socket, {}};
+    auto* channel = new (std::nothrow) Channel{socket, stop};
     if (channel == nullptr) return false;
     BIO* bio = BIO_new(method);
     if (bio == nullptr) {

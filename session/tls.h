@@ -5,6 +5,7 @@
 #include <openssl/ssl.h>
 
 #include "platform/socket.h"
+#include "zwmgmt/stop.h"
 
 namespace zwmgmt::tls {
 
@@ -23,8 +24,8 @@ struct Transfer {
 };
 
 /// Lets TLS speak over the socket, which stays the caller's. Sends without ever raising SIGPIPE.
-/// False when there is no memory.
-bool Attach(SSL* ssl, platform::SocketHandle socket);
+/// When the stop, if any, is reached, no step waits any longer. False when there is no memory.
+bool Attach(SSL* ssl, platform::SocketHandle socket, const Stop* stop = nullptr);
 
 Outcome Handshake(SSL* ssl, Milliseconds limit);
 

@@ -40,6 +40,7 @@
 #include "zwmgmt/records/statistics.h"
 #include "zwmgmt/request.h"
 #include "zwmgmt/status.h"
+#include "zwmgmt/stop.h"
 #include "zwmgmt/trace.h"
 #include "zwmgmt/trust.h"
 #include "zwmgmt/version.h"
@@ -105,6 +106,15 @@ class ZWMGMT_API ZwMgmt_interface {
 
     /// Where the library's texts go; not owned. Null means standard output, the default.
     void SetOutputStream(FILE* stream);
+
+    /// How long TCP and TLS may take together when the session connects, in milliseconds; 0
+    /// restores the default, 15 seconds and 15.5.
+    void SetConnectTimeout(uint32_t milliseconds);
+
+    /// Once the stop is reached, the session gives up within a tenth of a second what it waits for,
+    /// as after a timeout. Looking up a name is not given up, and TCP's connecting at the stop's
+    /// moment alone. Not owned; it outlives the session. Null: no longer.
+    void SetStop(const zwmgmt::Stop* stop);
 
     /// Overrides the receive timeouts (120 to 900 seconds by command and agent OS); 0 restores
     /// them.
