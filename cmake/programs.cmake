@@ -12,11 +12,15 @@ target_include_directories(zwmgmt_platform_programs PUBLIC ${PROJECT_SOURCE_DIR}
 add_executable(korvane_zwcli
     front_end/agents.cpp
     front_end/answer.cpp
+    front_end/consolidate.cpp
+    front_end/difference.cpp
     front_end/dry_run.cpp
     front_end/exit_status.cpp
+    front_end/fan_out.cpp
     front_end/help.cpp
     front_end/host_fold.cpp
     front_end/host_set.cpp
+    front_end/host_writer.cpp
     front_end/hosts.cpp
     front_end/known_agents.cpp
     front_end/main.cpp
@@ -26,6 +30,8 @@ add_executable(korvane_zwcli
     front_end/policy.cpp
     front_end/policy_check.cpp
     front_end/policy_compare.cpp
+    front_end/progress.cpp
+    front_end/report.cpp
     front_end/run.cpp
     front_end/say.cpp
     front_end/settings.cpp

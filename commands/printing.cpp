@@ -38,12 +38,12 @@ void Remarks::Attach(ZwMgmt_interface& session, uint8_t os_type, Remarks* remark
     state.voice.remarks = remarks;
 }
 
-Talk::Talk(ZwMgmt_interface& talking_session)
+Talk::Talk(ZwMgmt_interface& talking_session, Lists lists)
     : session(talking_session),
       former(SessionState::Of(session).voice.talk),
       former_list_mode(SessionState::Of(session).voice.build_list_mode) {
     SessionState::Of(session).voice.talk = this;
-    session.SetBuildListMode();
+    if (lists == Lists::kHandedOut) session.SetBuildListMode();
 }
 
 Talk::~Talk() {

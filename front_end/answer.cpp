@@ -3,7 +3,6 @@
 #include <cstdlib>
 
 #include "commands/vocabulary.h"
-#include "front_end/say.h"
 #include "output/render.h"
 #include "platform/terminal.h"
 #include "session/agent_names.h"
@@ -52,9 +51,10 @@ void AddMessages(JsonWriter& json, const Answer& answer) {
     json.EndArray();
 }
 
-void PrintJson(zwmgmt::TextSink& sink, const Options& options,
-               const Client_Request_Message& request, const Answer& answer) {
-    JsonWriter json(sink, options.format == Format::kJson);
+}  // namespace
+
+void WriteAnswer(JsonWriter& json, const Options& options, const Client_Request_Message& request,
+                 const Answer& answer) {
     json.BeginObject();
     if (!ZwMgmt_interface::NeedsNoAgent(request.service, request.command)) {
         AddText(json, "host", options.host);
@@ -80,27 +80,23 @@ void PrintJson(zwmgmt::TextSink& sink, const Options& options,
         answer.dry_run->Write(json);
     }
     json.EndObject();
-    sink.Add('\n');
 }
 
-/// For programs and for people alike the talk goes to standard error, so that the data stay alone.
+zwmgmt::TableStyle StyleOfOutput() {
+    const char* no_color = std::getenv("NO_COLOR");
+    const size_t width = zwmgmt::platform::TerminalWidth();
+    return {width, width != 0 && (no_color == nullptr || no_color[0] == '\0')};
+}
+
+namespace {
+
 void PrintRecords(zwmgmt::TextSink& sink, const Options& options, const Answer& answer) {
-    if (answer.result) {
-        for (const std::string& message : answer.result->messages) Say(message);
-    }
-    if (!answer.result) return;
-    if (!answer.result->records) {
-        if (!answer.result->outcome.empty()) Say(answer.result->outcome);
-        return;
-    }
+    if (!answer.result || !answer.result->records) return;
     const FieldList fields = FieldsOf(options, *answer.result);
     if (options.format == Format::kCsv) {
         return WriteCsv(sink, *answer.result->records, fields);
     }
-    const char* no_color = std::getenv("NO_COLOR");
-    const size_t width = zwmgmt::platform::TerminalWidth();
-    const bool bold = width != 0 && (no_color == nullptr || no_color[0] == '\0');
-    WriteTable(sink, *answer.result->what, *answer.result->records, fields, {width, bold});
+    WriteTable(sink, *answer.result->what, *answer.result->records, fields, StyleOfOutput());
 }
 
 }  // namespace
@@ -117,12 +113,22 @@ std::string WrongFields(const Options& options, uint16_t command) {
     return error;
 }
 
+std::vector<std::string> RemarksOf(const Answer& answer) {
+    if (!answer.result) return {};
+    std::vector<std::string> remarks = answer.result->messages;
+    const std::string& outcome = answer.result->outcome;
+    if (!answer.result->records && !outcome.empty()) remarks.push_back(outcome);
+    return remarks;
+}
+
 void PrintAnswer(const Options& options, const Client_Request_Message& request,
                  const Answer& answer) {
     std::string piece;
     zwmgmt::TextSink sink(&piece, stdout);
     if (options.format == Format::kJson || options.format == Format::kJsonLines) {
-        PrintJson(sink, options, request, answer);
+        JsonWriter json(sink, options.format == Format::kJson);
+        WriteAnswer(json, options, request, answer);
+        sink.Add('\n');
     } else {
         PrintRecords(sink, options, answer);
     }

@@ -11,6 +11,8 @@
 #include "front_end/dry_run.h"
 #include "front_end/exit_status.h"
 #include "front_end/options.h"
+#include "output/json.h"
+#include "output/render.h"
 
 namespace zwcli {
 
@@ -26,6 +28,16 @@ struct Answer {
 
 /// What is wrong with the fields that the options choose of this command's records; "" otherwise.
 std::string WrongFields(const Options& options, uint16_t command);
+
+/// What is said of the answer where standard output has its data alone.
+std::vector<std::string> RemarksOf(const Answer& answer);
+
+/// The answer as a JSON object.
+void WriteAnswer(zwmgmt::JsonWriter& json, const Options& options,
+                 const Client_Request_Message& request, const Answer& answer);
+
+/// How a table looks on standard output.
+zwmgmt::TableStyle StyleOfOutput();
 
 /// Prints the answer in the format of the options, which is not text.
 void PrintAnswer(const Options& options, const Client_Request_Message& request,

@@ -160,8 +160,8 @@ void WriteFields(zwmgmt::JsonWriter& json, const char* key, const Fields& fields
 
 std::string DryRun::Text() const {
     std::string text;
-    for (size_t i = 0; i < notes.MessageCount(); ++i) {
-        const Preview preview(notes.MessageAt(i));
+    for (size_t i = 0; i < notes->MessageCount(); ++i) {
+        const Preview preview(notes->MessageAt(i));
         if (i == 0) {
             text += preview.Changes() ? "Would change something: " : "Would change nothing: ";
             text += Purpose(command) + (written.empty() ? "" : ": " + written) + "\n";
@@ -179,13 +179,13 @@ std::string DryRun::Text() const {
 void DryRun::Write(zwmgmt::JsonWriter& json) const {
     json.BeginObject();
     json.Key("changes");
-    json.Flag(notes.MessageCount() != 0 && Preview(notes.MessageAt(0)).Changes());
+    json.Flag(notes->MessageCount() != 0 && Preview(notes->MessageAt(0)).Changes());
     AddText(json, "purpose", Purpose(command));
     AddText(json, "arguments", written);
     json.Key("messages");
     json.BeginArray();
-    for (size_t i = 0; i < notes.MessageCount(); ++i) {
-        const Preview preview(notes.MessageAt(i));
+    for (size_t i = 0; i < notes->MessageCount(); ++i) {
+        const Preview preview(notes->MessageAt(i));
         json.BeginObject();
         AddText(json, "name", preview.Name());
         AddNumber(json, "length", preview.data.size());

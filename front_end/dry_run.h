@@ -1,6 +1,7 @@
 /// What a command would send, field by field and byte by byte, without sending it.
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include "output/json.h"
@@ -11,9 +12,11 @@ namespace zwcli {
 class DryRun {
   public:
     /// Of a request that is not refused, with its arguments as they were written.
-    DryRun(const zwmgmt::ArgumentNotes& request_notes, std::string arguments,
+    DryRun(std::unique_ptr<const zwmgmt::ArgumentNotes> request_notes, std::string arguments,
            uint16_t request_command)
-        : notes(request_notes), written(std::move(arguments)), command(request_command) {}
+        : notes(std::move(request_notes)),
+          written(std::move(arguments)),
+          command(request_command) {}
 
     /// For people.
     std::string Text() const;
@@ -21,9 +24,9 @@ class DryRun {
     void Write(zwmgmt::JsonWriter& json) const;
 
   private:
-    const zwmgmt::ArgumentNotes& notes;
-    const std::string written;
-    const uint16_t command;
+    std::unique_ptr<const zwmgmt::ArgumentNotes> notes;
+    std::string written;
+    uint16_t command;
 };
 
 }  // namespace zwcli

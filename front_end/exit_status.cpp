@@ -1,5 +1,7 @@
 #include "front_end/exit_status.h"
 
+#include <algorithm>
+
 #include "zwmgmt/status.h"
 
 namespace zwcli {
@@ -20,6 +22,13 @@ ExitStatus ExitStatusOf(uint32_t result, uint32_t agent_status) {
         case zwmgmt::kSendTimeout: return kNoSession;
         default: return kFailed;
     }
+}
+
+ExitStatus Worse(ExitStatus one, ExitStatus other) {
+    // The best first.
+    static constexpr ExitStatus kOrder[] = {kOk,     kNotFinished, kUnsupported, kUsage,
+                                            kFailed, kNotLoggedIn, kNoSession,   kInterrupted};
+    return std::ranges::find(kOrder, one) < std::ranges::find(kOrder, other) ? other : one;
 }
 
 }  // namespace zwcli

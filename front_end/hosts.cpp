@@ -71,6 +71,7 @@ std::string Exclude(const Options& options, HostSet* set) {
 }
 
 std::string TargetsOf(const Options& options, std::vector<Target>* targets) {
+    if (!options.hosts) return options.exclude ? "--exclude is for --hosts" : "";
     HostSet set(options.port);
     std::string wrong = set.Add(*options.hosts);
     if (!wrong.empty()) return "--hosts: " + wrong;

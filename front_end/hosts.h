@@ -16,7 +16,7 @@ ExitStatus HostsCommand(const Options& options, const std::vector<std::string>& 
 /// Takes out what --exclude names; what is wrong with it, or "".
 std::string Exclude(const Options& options, HostSet* set);
 
-/// The hosts that --hosts and --exclude mean; what is wrong with them, or "".
+/// The hosts that --hosts and --exclude mean, if given; what is wrong with them, or "".
 std::string TargetsOf(const Options& options, std::vector<Target>* targets);
 
 }  // namespace zwcli

@@ -5,7 +5,9 @@
 #include <vector>
 
 #include "front_end/exit_status.h"
+#include "front_end/fan_out.h"
 #include "front_end/help.h"
+#include "front_end/hosts.h"
 #include "front_end/options.h"
 #include "front_end/own_commands.h"
 #include "front_end/password.h"
@@ -53,12 +55,14 @@ ExitStatus Main(int argc, const char* const* argv) {
     if (options.user->size() > sizeof(LoginRecord::user_name)) {
         return Fail(kUsage, "the user name is longer than 256 bytes");
     }
-    Secret password;
-    std::string error;
-    if (options.password_file && !ReadPasswordFile(*options.password_file, &password, &error)) {
-        return Fail(kUsage, error);
+    std::vector<Target> hosts;
+    if (const std::string wrong = TargetsOf(options, &hosts); !wrong.empty()) {
+        return Fail(kUsage, wrong);
     }
-    return RunRemotely(options, password, command.Request());
+    Passwords passwords(options, options.hosts.has_value());
+    if (const std::string wrong = passwords.ReadFile(); !wrong.empty()) return Fail(kUsage, wrong);
+    if (options.hosts) return RunOnMany(options, hosts, passwords);
+    return RunRemotely(options, passwords, command.Request());
 }
 
 }  // namespace

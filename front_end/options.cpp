@@ -19,13 +19,20 @@ constexpr char kFooter[] = R"(
 
 Exit status: 0 success; 1 the command failed on the agent; 2 the command line is wrong (told before
 connecting, unless the agent's OS decides); 3 no session with the agent; 4 login failed; 5 the agent
-does not support the command; 6 not finished yet; 130 interrupted.
+does not support the command; 6 not finished yet; 130 interrupted. Of several hosts the worst counts:
+130, 3, 4, 1, 2, 5, 6, 0.
 
 Example: korvane_zwcli --host node7 korvane listadapterprops
 )";
 
 const CLI::Validator kNotEmpty(
     [](std::string& value) { return value.empty() ? std::string("the value is empty") : ""; }, "");
+
+/// Milliseconds.
+const CLI::Validator kDuration =
+    CLI::AsNumberWithUnit(std::map<std::string, uint32_t>{{"ms", 1}, {"s", 1000}, {"m", 60'000}},
+                          CLI::AsNumberWithUnit::UNIT_REQUIRED)
+        .description("");
 
 /// A word of an option, and what it stands for.
 template <class Value>
@@ -81,6 +88,15 @@ std::string Contradiction(const CLI::App& app, const Options& options) {
         return "--dry-run has --format text, json or jsonl";
     }
     if (options.trace_data && options.trace.empty()) return "--trace-data is for --trace";
+    for (const char* option :
+         {"--fanout", "--ordered", "--consolidate", "--diff", "--min-success"}) {
+        if (!options.hosts && app.count(option) != 0)
+            return std::string(option) + " is for --hosts";
+    }
+    if (options.hosts && app.count("--host") != 0) return "--host and --hosts exclude each other";
+    if ((options.consolidate || options.diff) && options.format != Format::kText) {
+        return "--consolidate and --diff are for --format text";
+    }
     for (const char* option : {"--known-agents", "--hash-agents"}) {
         if (!keeps_keys && app.count(option) != 0) {
             return std::string(option) + " is for --verify known or strict";
@@ -126,10 +142,36 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
     app.add_option("--port", options->port, "TCP port of the agent")
         ->check(CLI::Range(1, 65535))
         ->capture_default_str();
+    app.add_option("--hosts", options->hosts,
+                   "A set of hosts to ask, as node[001-120,200]!node007, @FILE or -");
     app.add_option("--exclude", options->exclude, "Hosts of the set that are left out");
+    app.add_option("--fanout", options->fanout, "How many hosts of a set are asked at once")
+        ->check(CLI::Range(1, 1000))
+        ->capture_default_str();
+    app.add_flag("--ordered", options->ordered,
+                 "Print the answers of a set in the order of its hosts, not as they come");
+    app.add_flag("--consolidate", options->consolidate,
+                 "Print equal answers once, under the hosts that gave them");
+    app.add_flag("--diff", options->diff,
+                 "Print how other answers differ from that of the most hosts");
+    app.add_option("--min-success", options->min_success,
+                   "Percent of the hosts that have to succeed for exit status 0")
+        ->check(CLI::Range(0, 100))
+        ->capture_default_str();
     app.add_option("--user", options->user, "User name for the agent (default: the local user)");
     app.add_option("--password-file", options->password_file,
                    "File whose first line is the password; - reads standard input");
+    app.add_option("--connect-timeout", options->connect_timeout,
+                   "How long connecting may take, as 500ms, 10s or 2m (default: 15s)")
+        ->transform(kDuration)
+        ->type_name("TIME");
+    app.add_option("--timeout", options->timeout,
+                   "How long a host may take in all, in the same form (default: no limit)")
+        ->transform(kDuration)
+        ->type_name("TIME");
+    app.add_option("--retries", options->retries,
+                   "How often connecting is tried again; what was sent is never sent again")
+        ->check(CLI::Range(0, 100));
     app.add_flag("--wait", options->wait,
                  "Wait for the outcome of net ping, net traceroute or system install");
     app.add_flag("--dry-run", options->dry_run,

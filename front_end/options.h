@@ -40,6 +40,14 @@ struct Options {
     bool asked_to_wait = false;                // by the command line itself
     bool dry_run = false;                      // show what would be sent
     uint8_t agent_os = 0;                      // of a dry run that asks no agent; 0: it asks
+    uint32_t fanout = 64;                      // hosts at once
+    bool ordered = false;                      // hosts in the order given
+    bool consolidate = false;                  // equal answers once
+    bool diff = false;                         // how other answers differ from the most frequent
+    uint32_t min_success = 100;                // percent of the hosts, for success
+    uint32_t connect_timeout = 0;              // milliseconds; 0: the usual
+    uint32_t timeout = 0;                      // milliseconds for all there is to do; 0: no limit
+    uint32_t retries = 0;                      // of connecting
     bool wait = false;                         // until what runs in the background has an outcome
     Format format = Format::kText;
     std::string fields;  // names, separated by commas; "": those the agent fills

@@ -105,4 +105,29 @@ bool AskForPassword(const std::string& prompt, Secret* password, std::string* er
     return !password->Empty() && Judge(*password, error);
 }
 
+std::string Passwords::ReadFile() {
+    std::string error;
+    if (options.password_file) ReadPasswordFile(*options.password_file, &password, &error);
+    return error;
+}
+
+std::string Passwords::Give(ZwMgmt_interface& session) {
+    const std::lock_guard lock(mutex);
+    if (password.Empty() && refusal.empty()) refusal = Find();
+    if (!refusal.empty()) return refusal;
+    session.SetPassword(password.Text());
+    if (!many) password.Wipe();
+    return "";
+}
+
+std::string Passwords::Find() {
+    std::string error;
+    if (!ReadStoredPassword(*options.user, &password, &error)) return error;
+    const std::string where = many ? "all hosts" : options.host;
+    if (password.Empty()) {
+        AskForPassword("Password of " + *options.user + " for " + where + ": ", &password, &error);
+    }
+    return error;
+}
+
 }  // namespace zwcli

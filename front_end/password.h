@@ -3,7 +3,11 @@
 #pragma once
 
 #include <cstddef>
+#include <mutex>
 #include <string>
+
+#include "front_end/options.h"
+#include "zwmgmt/zwmgmt_interface.h"
 
 namespace zwcli {
 
@@ -34,5 +38,28 @@ bool ReadPasswordFile(const std::string& file, Secret* password, std::string* er
 bool ReadStoredPassword(const std::string& user, Secret* password, std::string* error);
 
 bool AskForPassword(const std::string& prompt, Secret* password, std::string* error);
+
+/// The user's password for any number of sessions at once: asked for when the first of them needs
+/// it.
+class Passwords {
+  public:
+    Passwords(const Options& run_options, bool for_many) : options(run_options), many(for_many) {}
+
+    /// Reads the file that the options name, if any; what is wrong with it, or "".
+    std::string ReadFile();
+
+    /// Hands the password to the session; why there is none, or "". One that is for one session
+    /// alone is wiped.
+    std::string Give(ZwMgmt_interface& session);
+
+  private:
+    std::string Find();
+
+    const Options& options;
+    const bool many;
+    std::mutex mutex;
+    Secret password;
+    std::string refusal;
+};
 
 }  // namespace zwcli

@@ -55,27 +55,42 @@ bool IsQuestion(const Client_Request_Message& request) {
 /// One run against one agent.
 class Run {
   public:
-    /// The password may still be empty; it is wiped once it is sent.
-    Run(const Options& run_options, Secret& given_password)
+    enum class Voice { kAloud, kQuiet };
+
+    Run(const Options& run_options, Passwords& run_passwords, Voice run_voice,
+        const zwmgmt::Stop* run_stop)
         : options(run_options),
-          password(given_password),
+          passwords(run_passwords),
+          is_quiet(run_voice == Voice::kQuiet),
+          stop(run_stop),
           result_buffer(zwmgmt::kResultBufferSize),
           trust(run_options),
           trace(run_options) {
-        if (options.format != Format::kText) talk.emplace(session);
+        using Lists = zwmgmt::Talk::Lists;
+        if (options.format != Format::kText) {
+            talk.emplace(session, Lists::kHandedOut);
+        } else if (is_quiet) {
+            talk.emplace(session, Lists::kPrinted);
+        }
+        session.SetConnectTimeout(options.connect_timeout);
+        session.SetStop(stop);
     }
     ~Run() { session.CLDisconnectFromServer(); }
     Run(const Run&) = delete;
     Run& operator=(const Run&) = delete;
 
-    ExitStatus Execute(Client_Request_Message* request) {
+    Outcome Execute(Client_Request_Message* request) {
         answer.exit_status = Converse(request);
         if (!trace.Failure().empty()) {
             Note(trace.Failure());
             if (answer.exit_status == kOk) answer.exit_status = kFailed;
         }
-        if (options.format != Format::kText) Report(*request);
-        return answer.exit_status;
+        if (options.format != Format::kText) {
+            Report();
+        } else if (is_quiet) {
+            KeepText();
+        }
+        return std::move(outcome);
     }
 
   private:
@@ -97,7 +112,18 @@ class Run {
         return done;
     }
 
-    void Report(const Client_Request_Message& request) {
+    /// What was printed of a host that gave no answer is said of it.
+    void KeepText() {
+        const ExitStatus status = answer.exit_status;
+        if (status != kNoSession && status != kNotLoggedIn && status != kInterrupted) {
+            outcome.text = talk->Text();
+            return;
+        }
+        const std::vector<std::string> lines = talk->Lines();
+        outcome.said.insert(outcome.said.begin(), lines.begin(), lines.end());
+    }
+
+    void Report() {
         answer.agent_os = options.agent_os != 0 ? options.agent_os : session.OsType();
         if (answer.result) answer.status = answer.result->status;
         const bool json = options.format == Format::kJson || options.format == Format::kJsonLines;
@@ -105,7 +131,16 @@ class Run {
             if (!json) Say(line);
             answer.messages.push_back(std::move(line));
         }
-        PrintAnswer(options, request, answer);
+        if (json) return;
+        for (const std::string& remark : RemarksOf(answer)) Say(remark);
+    }
+
+    void Say(const std::string& text) {
+        if (is_quiet) {
+            outcome.said.push_back(text);
+        } else {
+            zwcli::Say(text);
+        }
     }
 
     /// Says why there is no answer, or why it is no success.
@@ -117,8 +152,16 @@ class Run {
 
     std::string Agent() const { return options.host + " port " + std::to_string(options.port); }
 
+    /// Where the session was given up: why.
+    ExitStatus GivenUp() {
+        if (stop->IsAsked()) return Fail(kInterrupted, "interrupted");
+        return Fail(kNoSession, "not done in the time that --timeout gives");
+    }
+    bool IsGivenUp() const { return stop != nullptr && stop->IsReached(); }
+
     ExitStatus Lost(uint32_t status) {
         answer.status = status;
+        if (IsGivenUp()) return GivenUp();
         const std::string detail = session.FailureDetail();
         if (detail.empty()) {
             return Fail(kNoSession, "connection to " + Agent() + " lost: " + Words(status));
@@ -139,12 +182,12 @@ class Run {
         for (const std::string& reason : {trace.Follow(session), trust.Guard(session)}) {
             if (!reason.empty()) return Fail(kNoSession, reason);
         }
-        const uint32_t status = session.CLConnectToServer(
-            options.host.c_str(), options.user->c_str(), options.port, result_buffer.data());
+        const uint32_t status = TryToConnect();
         answer.status = status;
         for (const std::string& note : trust.Notes()) Note(note);
         if (status == zwmgmt::kSuccess) return kOk;
         if (!trust.Refusal().empty()) return Fail(kNoSession, trust.Refusal());
+        if (IsGivenUp()) return GivenUp();
         if (status == zwmgmt::kNoReadWriteToken) {
             return Fail(kNoSession, "No read write token available");
         }
@@ -154,18 +197,32 @@ class Run {
                                     zwmgmt::StatusText(status) + detail + NumberOf(status));
     }
 
+    /// Nothing of the command is sent before there is a session: connecting can be tried again.
+    uint32_t TryToConnect() {
+        std::chrono::milliseconds pause(100);
+        for (uint32_t retries = options.retries;; --retries) {
+            const uint32_t status = session.CLConnectToServer(
+                options.host.c_str(), options.user->c_str(), options.port, result_buffer.data());
+            if (status == zwmgmt::kSuccess || status == zwmgmt::kAgentNotTrusted || retries == 0 ||
+                !Pause(&pause)) {
+                return status;
+            }
+        }
+    }
+
+    /// Lets time pass, each time more; false where it is not to be waited for.
+    bool Pause(std::chrono::milliseconds* pause) {
+        const auto end = std::chrono::steady_clock::now() + *pause;
+        *pause = std::min(2 * *pause, kLongestPause);
+        while (!IsGivenUp() && std::chrono::steady_clock::now() < end) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        }
+        return !IsGivenUp();
+    }
+
     ExitStatus LogIn() {
-        std::string error;
-        if (password.Empty() && !ReadStoredPassword(*options.user, &password, &error)) {
-            return Fail(kNotLoggedIn, error);
-        }
-        if (password.Empty() &&
-            !AskForPassword("Password of " + *options.user + " for " + options.host + ": ",
-                            &password, &error)) {
-            return Fail(kNotLoggedIn, error);
-        }
-        session.SetPassword(password.Text());
-        password.Wipe();
+        const std::string no_password = passwords.Give(session);
+        if (!no_password.empty()) return Fail(kNotLoggedIn, no_password);
         const uint32_t status = session.CLAuthenticateUser(result_buffer.data());
         answer.status = status;
         if (status == zwmgmt::kSuccess) return kOk;
@@ -222,16 +279,18 @@ class Run {
 
     /// Tells what would be sent.
     ExitStatus Show(Client_Request_Message* request, uint8_t os_type) {
-        preview.emplace(session, request, os_type);
-        if (preview->Refused()) return Refused(*preview);
-        SayNotes(*preview);
-        if (preview->MessageCount() == 0) {
+        auto notes = std::make_unique<zwmgmt::ArgumentNotes>(session, request, os_type);
+        if (notes->Refused()) return Refused(*notes);
+        SayNotes(*notes);
+        if (notes->MessageCount() == 0) {
             answer.status = zwmgmt::kNotForThisAgent;
             return Fail(kUnsupported, zwmgmt::StatusText(answer.status));
         }
-        answer.dry_run.emplace(*preview, WrittenArguments(options.words), request->command);
+        answer.dry_run.emplace(std::move(notes), WrittenArguments(options.words), request->command);
         answer.message = "nothing was sent";
-        if (options.format == Format::kText) std::fputs(answer.dry_run->Text().c_str(), stdout);
+        if (options.format == Format::kText) {
+            session.PrintOutput("%s", answer.dry_run->Text().c_str());
+        }
         return kOk;
     }
 
@@ -287,8 +346,7 @@ class Run {
         if (question.Request() == nullptr) return Fail(kFailed, question.Error());
         std::fflush(stdout);
         for (std::chrono::milliseconds pause(100); !HasOutcome(question.Request());) {
-            std::this_thread::sleep_for(pause);
-            pause = std::min(2 * pause, kLongestPause);
+            if (!Pause(&pause)) return GivenUp();
         }
         return Explain(*question.Request(), last_result);
     }
@@ -317,16 +375,18 @@ class Run {
     static constexpr std::chrono::milliseconds kLongestPause{2000};
 
     const Options& options;
-    Secret& password;
+    Passwords& passwords;
+    const bool is_quiet;
+    const zwmgmt::Stop* const stop;  // null: nothing ends it
     std::vector<char> result_buffer;
     uint32_t last_result = zwmgmt::kSuccess;  // of a question for an outcome
     uint32_t last_status = zwmgmt::kSuccess;  // of the last answer
     Trust trust;
     Trace trace;
     ZwMgmt_interface session;
-    std::optional<zwmgmt::ArgumentNotes> preview;
-    std::optional<zwmgmt::Talk> talk;  // unless the library's own text is asked for
-    Answer answer;
+    std::optional<zwmgmt::Talk> talk;  // unless the session prints by itself
+    Outcome outcome;
+    Answer& answer = outcome.answer;
 };
 
 }  // namespace
@@ -335,8 +395,19 @@ bool RunsInBackground(const Client_Request_Message& request) {
     return !QuestionFor(request).empty();
 }
 
-ExitStatus RunRemotely(const Options& options, Secret& password, Client_Request_Message* request) {
-    return Run(options, password).Execute(request);
+ExitStatus RunRemotely(const Options& options, Passwords& passwords,
+                       Client_Request_Message* request) {
+    using Clock = zwmgmt::Stop::Clock;
+    const zwmgmt::Stop stop(Clock::now() + std::chrono::milliseconds(options.timeout));
+    Run run(options, passwords, Run::Voice::kAloud, options.timeout != 0 ? &stop : nullptr);
+    const Outcome outcome = run.Execute(request);
+    if (options.format != Format::kText) PrintAnswer(options, *request, outcome.answer);
+    return outcome.answer.exit_status;
+}
+
+Outcome RunQuietly(const Options& options, Passwords& passwords, Client_Request_Message* request,
+                   const zwmgmt::Stop& stop) {
+    return Run(options, passwords, Run::Voice::kQuiet, &stop).Execute(request);
 }
 
 ExitStatus RunLocally(const Options& options, Client_Request_Message* request) {
@@ -349,6 +420,10 @@ ExitStatus RunLocally(const Options& options, Client_Request_Message* request) {
     } else {
         answer.result = std::make_unique<zwmgmt::ResultParts>(session, request, buffer.data());
         answer.exit_status = answer.result->returned == 0 ? kOk : kFailed;
+        const bool json = options.format == Format::kJson || options.format == Format::kJsonLines;
+        for (const std::string& remark : RemarksOf(answer)) {
+            if (!json) Say(remark);
+        }
         PrintAnswer(options, *request, answer);
     }
     session.CLDisconnectFromServer();

@@ -90,8 +90,6 @@ std::string Cut(std::string text, size_t width) {
     return text.substr(0, end) + "~";
 }
 
-using Row = std::vector<std::string>;
-
 /// Narrows the widest columns until a line fits.
 void Fit(std::vector<size_t>* widths, size_t gaps, size_t width) {
     constexpr size_t kNarrowest = 8;
@@ -107,7 +105,8 @@ void Fit(std::vector<size_t>* widths, size_t gaps, size_t width) {
     }
 }
 
-void AddLine(TextSink& sink, const Row& cells, const std::vector<size_t>& widths) {
+void AddLine(TextSink& sink, const std::vector<std::string>& cells,
+             const std::vector<size_t>& widths) {
     for (size_t i = 0; i < cells.size(); ++i) {
         const std::string cell = Cut(cells[i], widths[i]);
         sink.Add(cell);
@@ -115,21 +114,11 @@ void AddLine(TextSink& sink, const Row& cells, const std::vector<size_t>& widths
     }
 }
 
-void AddTable(TextSink& sink, const Row& header, const std::vector<Row>& lines,
-              const TableStyle& style) {
-    std::vector<size_t> widths(header.size());
-    for (size_t i = 0; i < header.size(); ++i) {
-        widths[i] = WidthOf(header[i]);
-        for (const Row& line : lines) widths[i] = std::max(widths[i], WidthOf(line[i]));
-    }
-    if (!widths.empty()) Fit(&widths, 2 * (widths.size() - 1), style.width);
-    if (style.bold) sink.Add("\x1b[1m");
-    AddLine(sink, header, widths);
-    sink.Add(style.bold ? "\x1b[0m\n" : "\n");
-    for (const Row& line : lines) {
-        AddLine(sink, line, widths);
-        sink.Add('\n');
-    }
+std::string InCapitals(std::string name) {
+    std::ranges::transform(name, name.begin(), [](char c) {
+        return 'a' <= c && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+    });
+    return name;
 }
 
 }  // namespace
@@ -156,17 +145,23 @@ void WriteJson(JsonWriter& json, const Description& what, Records& records,
     }
 }
 
-void WriteCsv(TextSink& sink, Records& records, const FieldList& fields) {
-    std::string cell;
-    const char* separator = "";
+void WriteCsvHeader(TextSink& sink, const FieldList& fields, const std::string& first) {
+    sink.Add(first);
+    const char* separator = first.empty() ? "" : ",";
     for (const Field* field : fields) {
         sink.Add(separator);
         AddCsv(sink, field->name);
         separator = ",";
     }
     sink.Add("\r\n");
+}
+
+void WriteCsvRecords(TextSink& sink, Records& records, const FieldList& fields,
+                     const std::string& first) {
+    std::string cell;
     for (const void* record = records.First(); record != nullptr; record = records.Next()) {
-        separator = "";
+        AddCsv(sink, first);
+        const char* separator = first.empty() ? "" : ",";
         for (const Field* field : fields) {
             cell.clear();
             AppendPlain(records.ValueOf(record, *field), &cell);
@@ -178,34 +173,61 @@ void WriteCsv(TextSink& sink, Records& records, const FieldList& fields) {
     }
 }
 
-void WriteTable(TextSink& sink, const Description& what, Records& records, const FieldList& fields,
-                const TableStyle& style) {
-    Row header;
-    std::vector<Row> lines;
-    if (what.single) header = {"FIELD", "VALUE"};
+void WriteCsv(TextSink& sink, Records& records, const FieldList& fields) {
+    WriteCsvHeader(sink, fields);
+    WriteCsvRecords(sink, records, fields);
+}
+
+RecordTable::RecordTable(const Description& description, const FieldList& shown,
+                         const std::string& first)
+    : single(description.single), has_first(!first.empty()), fields(shown) {
+    if (has_first) header.push_back(InCapitals(first));
+    if (single) {
+        header.insert(header.end(), {"FIELD", "VALUE"});
+        return;
+    }
+    for (const Field* field : fields) header.push_back(InCapitals(field->name));
+}
+
+void RecordTable::Add(Records& records, const std::string& first) {
+    const Row begin = has_first ? Row{first} : Row{};
     for (const void* record = records.First(); record != nullptr; record = records.Next()) {
-        Row line;
+        Row line = begin;
         for (const Field* field : fields) {
             std::string cell;
             AppendPlain(records.ValueOf(record, *field), &cell);
-            if (!what.single) {
+            if (!single) {
                 line.push_back(cell.empty() ? "-" : cell);
             } else if (!cell.empty()) {
-                lines.push_back({field->name, cell});
+                lines.push_back(begin);
+                lines.back().insert(lines.back().end(), {field->name, cell});
             }
         }
-        if (!what.single) lines.push_back(line);
+        if (!single) lines.push_back(line);
     }
-    if (!what.single) {
-        for (const Field* field : fields) {
-            std::string name = field->name;
-            std::ranges::transform(name, name.begin(), [](char c) {
-                return 'a' <= c && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-            });
-            header.push_back(name);
-        }
+}
+
+void RecordTable::Write(TextSink& sink, const TableStyle& style) const {
+    std::vector<size_t> widths(header.size());
+    for (size_t i = 0; i < header.size(); ++i) {
+        widths[i] = WidthOf(header[i]);
+        for (const Row& line : lines) widths[i] = std::max(widths[i], WidthOf(line[i]));
     }
-    AddTable(sink, header, lines, style);
+    if (!widths.empty()) Fit(&widths, 2 * (widths.size() - 1), style.width);
+    if (style.bold) sink.Add("\x1b[1m");
+    AddLine(sink, header, widths);
+    sink.Add(style.bold ? "\x1b[0m\n" : "\n");
+    for (const Row& line : lines) {
+        AddLine(sink, line, widths);
+        sink.Add('\n');
+    }
+}
+
+void WriteTable(TextSink& sink, const Description& what, Records& records, const FieldList& fields,
+                const TableStyle& style) {
+    RecordTable table(what, fields);
+    table.Add(records);
+    table.Write(sink, style);
 }
 
 }  // namespace zwmgmt

@@ -10,7 +10,11 @@ namespace zwmgmt {
 void WriteJson(JsonWriter& json, const Description& what, Records& records,
                const FieldList& fields);
 
-/// RFC 4180: a header line, a line a record.
+/// RFC 4180: a header line, a line a record; with a first column, if it has a name.
+void WriteCsvHeader(TextSink& sink, const FieldList& fields, const std::string& first = "");
+void WriteCsvRecords(TextSink& sink, Records& records, const FieldList& fields,
+                     const std::string& first = "");
+
 void WriteCsv(TextSink& sink, Records& records, const FieldList& fields);
 
 struct TableStyle {
@@ -18,7 +22,26 @@ struct TableStyle {
     bool bold = false;
 };
 
-/// Aligned columns; of a single record a line a field.
+/// Aligned columns; of a single record a line a field. With a first column, if it has a name, which
+/// tells the records of several replies apart.
+class RecordTable {
+  public:
+    RecordTable(const Description& description, const FieldList& shown,
+                const std::string& first = "");
+
+    void Add(Records& records, const std::string& first = "");
+    void Write(TextSink& sink, const TableStyle& style) const;
+
+  private:
+    using Row = std::vector<std::string>;
+
+    const bool single;
+    const bool has_first;
+    const FieldList fields;
+    Row header;
+    std::vector<Row> lines;
+};
+
 void WriteTable(TextSink& sink, const Description& what, Records& records, const FieldList& fields,
                 const TableStyle& style);
 

@@ -1,6 +1,7 @@
 #include "platform/stop_signal.h"
 
 #include <csignal>
+#include <initializer_list>
 
 namespace zwmgmt::platform {
 namespace {
@@ -11,6 +12,13 @@ sigset_t StopSignals() {
     sigaddset(&signals, SIGTERM);
     sigaddset(&signals, SIGINT);
     return signals;
+}
+
+volatile sig_atomic_t is_noted = 0;
+
+void Note(int) {
+    is_noted = 1;
+    for (const int signal : {SIGTERM, SIGINT}) std::signal(signal, SIG_DFL);
 }
 
 }  // namespace
@@ -25,5 +33,18 @@ void WaitForStop() {
     int received = 0;
     sigwait(&signals, &received);
 }
+
+void NoteStopSignal() {
+    struct sigaction noting = {};
+    noting.sa_handler = Note;
+    noting.sa_flags = SA_RESTART;
+    for (const int signal : {SIGTERM, SIGINT}) {
+        struct sigaction before;
+        const bool known = sigaction(signal, nullptr, &before) == 0;
+        if (known && before.sa_handler != SIG_IGN) sigaction(signal, &noting, nullptr);
+    }
+}
+
+bool StopIsNoted() { return is_noted != 0; }
 
 }  // namespace zwmgmt::platform

@@ -66,7 +66,7 @@ class GuardedBySignals {
         for (int signal = 1; signal < NSIG; ++signal) {
             taken[signal] =
                 EndsOrStops(signal) && sigaction(signal, nullptr, &before[signal]) == 0 &&
-                before[signal].sa_handler == SIG_DFL && sigaction(signal, &restoring, nullptr) == 0;
+                IsOurs(signal, before[signal]) && sigaction(signal, &restoring, nullptr) == 0;
         }
     }
     ~GuardedBySignals() {
@@ -81,6 +81,12 @@ class GuardedBySignals {
     static bool EndsOrStops(int signal) {
         return signal != SIGCHLD && signal != SIGURG && signal != SIGWINCH && signal != SIGKILL &&
                signal != SIGSTOP;
+    }
+
+    /// A request to stop is not for later while a person is asked.
+    static bool IsOurs(int signal, const struct sigaction& action) {
+        const bool stops = signal == SIGINT || signal == SIGTERM;
+        return action.sa_handler == SIG_DFL || (stops && action.sa_handler != SIG_IGN);
     }
 
     struct sigaction before[NSIG];
@@ -132,6 +138,8 @@ Typed ReadPassword(const char* prompt, char* line, size_t capacity, size_t* leng
     if (own != -1) close(own);
     return typed;
 }
+
+bool ErrorsShowOnTerminal() { return isatty(STDERR_FILENO) != 0; }
 
 size_t TerminalWidth() {
     winsize size = {};

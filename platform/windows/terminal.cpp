@@ -115,6 +115,8 @@ Typed ReadPassword(const char* prompt, char* bytes, size_t capacity, size_t* len
     return Typed::kLine;
 }
 
+bool ErrorsShowOnTerminal() { return _isatty(_fileno(stderr)) != 0; }
+
 size_t TerminalWidth() {
     CONSOLE_SCREEN_BUFFER_INFO screen = {};
     if (GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &screen) == 0) return 0;

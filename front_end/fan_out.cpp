@@ -1,0 +1,175 @@
+#include "front_end/fan_out.h"
+
+#include <algorithm>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <deque>
+#include <list>
+#include <mutex>
+#include <new>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "front_end/progress.h"
+#include "front_end/report.h"
+#include "front_end/say.h"
+#include "platform/stop_signal.h"
+
+namespace zwcli {
+namespace {
+
+using Clock = zwmgmt::Stop::Clock;
+using std::chrono::milliseconds;
+
+constexpr milliseconds kLook{50};      // how often a request to stop is looked for
+constexpr milliseconds kGrace{1'000};  // for what runs, to end
+
+Outcome FailedOutcome(ExitStatus status, const char* why) {
+    Outcome outcome;
+    outcome.answer.exit_status = status;
+    outcome.answer.message = why;
+    outcome.said.push_back(why);
+    return outcome;
+}
+
+/// The threads, a session each, and what they have done.
+class Crew {
+  public:
+    struct Done {
+        size_t host;
+        Outcome outcome;
+    };
+
+    Crew(const Options& run_options, const std::vector<Target>& run_hosts, Passwords& run_passwords)
+        : options(run_options),
+          hosts(run_hosts),
+          passwords(run_passwords),
+          size(std::min<size_t>(options.fanout, hosts.size())) {}
+    Crew(const Crew&) = delete;
+    Crew& operator=(const Crew&) = delete;
+    ~Crew() {
+        for (std::thread& thread : threads) thread.join();
+    }
+
+    /// As many as the system lets us have; false where that is none.
+    bool Start() {
+        try {
+            while (threads.size() < size) threads.emplace_back([this] { Work(); });
+        } catch (const std::system_error&) {
+        }
+        return !threads.empty();
+    }
+
+    /// Waits a while for a host that is done.
+    std::deque<Done> Wait() {
+        std::unique_lock lock(mutex);
+        changed.wait_for(lock, kLook, [&] { return !done.empty(); });
+        std::deque<Done> taken = std::exchange(done, {});
+        changed.notify_all();
+        return taken;
+    }
+
+    /// No other host is begun, and those that run end.
+    void Stop() {
+        const std::lock_guard lock(mutex);
+        next = hosts.size();
+        is_stopping = true;
+        changed.notify_all();
+        for (zwmgmt::Stop* stop : running) stop->Now();
+    }
+
+    size_t Running() {
+        const std::lock_guard lock(mutex);
+        return running.size();
+    }
+
+    /// Whether nothing is left to wait for.
+    bool IsStopped() {
+        const std::lock_guard lock(mutex);
+        return is_stopping && running.empty() && done.empty();
+    }
+
+  private:
+    void Work() {
+        std::unique_lock lock(mutex);
+        while (next < hosts.size()) {
+            const size_t host = next++;
+            zwmgmt::Stop stop(options.timeout == 0 ? Clock::time_point::max()
+                                                   : Clock::now() + milliseconds(options.timeout));
+            const auto place = running.insert(running.end(), &stop);
+            lock.unlock();
+            Outcome outcome = Ask(hosts[host], stop);
+            lock.lock();
+            running.erase(place);
+            done.push_back({host, std::move(outcome)});
+            changed.notify_all();
+            // What is not printed yet takes memory: no more of it than threads.
+            changed.wait(lock, [&] { return done.size() < size || is_stopping; });
+        }
+    }
+
+    Outcome Ask(const Target& host, const zwmgmt::Stop& stop) {
+        try {
+            const Options own = OptionsFor(options, host);
+            const std::vector<const char*> words = PointersTo(options.words);
+            zwmgmt::CommandWords command(words.data(), words.size());
+            return RunQuietly(own, passwords, command.Request(), stop);
+        } catch (const std::bad_alloc&) {
+            return FailedOutcome(kFailed, "out of memory");
+        }
+    }
+
+    const Options& options;
+    const std::vector<Target>& hosts;
+    Passwords& passwords;
+    const size_t size;
+    std::vector<std::thread> threads;
+    std::mutex mutex;  // guards what follows
+    std::condition_variable changed;
+    size_t next = 0;
+    bool is_stopping = false;
+    std::list<zwmgmt::Stop*> running;
+    std::deque<Done> done;
+};
+
+}  // namespace
+
+ExitStatus RunOnMany(const Options& options, const std::vector<Target>& hosts,
+                     Passwords& passwords) {
+    const std::vector<const char*> words = PointersTo(options.words);
+    zwmgmt::CommandWords command(words.data(), words.size());
+    Report report(options, hosts, *command.Request());
+    std::vector<bool> is_done(hosts.size());
+    Progress progress(hosts.size());
+    zwmgmt::platform::NoteStopSignal();
+    Crew crew(options, hosts, passwords);
+    if (!crew.Start()) return Fail(kFailed, "no thread can be started");
+    auto give_up = Clock::time_point::max();
+    while (report.Done() < hosts.size() && !crew.IsStopped() && Clock::now() < give_up) {
+        for (Crew::Done& each : crew.Wait()) {
+            progress.Clear();
+            is_done[each.host] = true;
+            report.Add(each.host, std::move(each.outcome));
+        }
+        progress.Show(report.Done(), report.Failed(), crew.Running());
+        if (zwmgmt::platform::StopIsNoted() && give_up == Clock::time_point::max()) {
+            crew.Stop();
+            give_up = Clock::now() + kGrace;
+        }
+    }
+    progress.Clear();
+    for (size_t host = 0; host < hosts.size(); ++host) {
+        if (!is_done[host]) report.Add(host, FailedOutcome(kInterrupted, "interrupted"));
+    }
+    const ExitStatus status = report.End();
+    // A name that is looked up cannot be given up; such threads go with the process.
+    if (crew.Running() != 0) {
+        std::fflush(stdout);
+        std::_Exit(status);
+    }
+    return status;
+}
+
+}  // namespace zwcli
