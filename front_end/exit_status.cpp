@@ -26,8 +26,9 @@ ExitStatus ExitStatusOf(uint32_t result, uint32_t agent_status) {
 
 ExitStatus Worse(ExitStatus one, ExitStatus other) {
     // The best first.
-    static constexpr ExitStatus kOrder[] = {kOk,     kNotFinished, kUnsupported, kUsage,
-                                            kFailed, kNotLoggedIn, kNoSession,   kInterrupted};
+    static constexpr ExitStatus kOrder[] = {kOk,          kNotBegun,  kNotFinished,
+                                            kUnsupported, kUsage,     kFailed,
+                                            kNotLoggedIn, kNoSession, kInterrupted};
     return std::ranges::find(kOrder, one) < std::ranges::find(kOrder, other) ? other : one;
 }
 

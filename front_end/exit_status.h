@@ -13,6 +13,7 @@ enum ExitStatus : int {
     kNotLoggedIn = 4,  // the login failed or could not be tried
     kUnsupported = 5,  // the agent does not support the command
     kNotFinished = 6,  // what runs in the background has no outcome yet
+    kNotBegun = 7,     // others had failed before
     kInterrupted = 130,
 };
 

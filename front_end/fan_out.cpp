@@ -46,7 +46,9 @@ class Crew {
         : options(run_options),
           hosts(run_hosts),
           passwords(run_passwords),
-          size(std::min<size_t>(options.fanout, hosts.size())) {}
+          size(std::min<size_t>(options.fanout, hosts.size())),
+          end(options.canary != 0 ? std::min<size_t>(options.canary, hosts.size()) : hosts.size()),
+          is_closed(end == hosts.size()) {}
     Crew(const Crew&) = delete;
     Crew& operator=(const Crew&) = delete;
     ~Crew() {
@@ -71,13 +73,19 @@ class Crew {
         return taken;
     }
 
-    /// No other host is begun, and those that run end.
+    /// Those that are not the first ones may begin.
+    void BeginOthers() { Close(hosts.size()); }
+
+    /// No other host is begun.
+    void BeginNoOther() { Close(0); }
+
+    /// Those that run end, too.
     void Stop() {
+        Close(0);
         const std::lock_guard lock(mutex);
-        next = hosts.size();
         is_stopping = true;
-        changed.notify_all();
         for (zwmgmt::Stop* stop : running) stop->Now();
+        changed.notify_all();
     }
 
     size_t Running() {
@@ -85,16 +93,31 @@ class Crew {
         return running.size();
     }
 
-    /// Whether nothing is left to wait for.
-    bool IsStopped() {
+    /// Whether others than the first ones wait for these.
+    bool IsOpen() {
         const std::lock_guard lock(mutex);
-        return is_stopping && running.empty() && done.empty();
+        return !is_closed;
+    }
+
+    /// Whether nothing is left to wait for.
+    bool IsFinished() {
+        const std::lock_guard lock(mutex);
+        return is_closed && next >= end && running.empty() && done.empty();
     }
 
   private:
+    void Close(size_t new_end) {
+        const std::lock_guard lock(mutex);
+        end = new_end;
+        is_closed = true;
+        changed.notify_all();
+    }
+
     void Work() {
         std::unique_lock lock(mutex);
-        while (next < hosts.size()) {
+        for (;;) {
+            changed.wait(lock, [&] { return next < end || is_closed; });
+            if (next >= end) return;
             const size_t host = next++;
             zwmgmt::Stop stop(options.timeout == 0 ? Clock::time_point::max()
                                                    : Clock::now() + milliseconds(options.timeout));
@@ -129,10 +152,20 @@ class Crew {
     std::mutex mutex;  // guards what follows
     std::condition_variable changed;
     size_t next = 0;
+    size_t end;      // of those that may begin
+    bool is_closed;  // no others will
     bool is_stopping = false;
     std::list<zwmgmt::Stop*> running;
     std::deque<Done> done;
 };
+
+/// How many hosts may fail before no other is begun.
+size_t FailuresAllowed(const Options& options, size_t hosts) {
+    const std::string& text = options.max_failures;
+    if (text.empty()) return hosts;
+    const size_t number = std::stoul(text);
+    return text.ends_with('%') ? hosts * number / 100 : number;
+}
 
 }  // namespace
 
@@ -143,16 +176,20 @@ ExitStatus RunOnMany(const Options& options, const std::vector<Target>& hosts,
     Report report(options, hosts, *command.Request());
     std::vector<bool> is_done(hosts.size());
     Progress progress(hosts.size());
+    if (const std::string wrong = report.KeepFailed(); !wrong.empty()) return Fail(kUsage, wrong);
     zwmgmt::platform::NoteStopSignal();
     Crew crew(options, hosts, passwords);
     if (!crew.Start()) return Fail(kFailed, "no thread can be started");
+    const size_t allowed = FailuresAllowed(options, hosts.size());
     auto give_up = Clock::time_point::max();
-    while (report.Done() < hosts.size() && !crew.IsStopped() && Clock::now() < give_up) {
+    while (!crew.IsFinished() && Clock::now() < give_up) {
         for (Crew::Done& each : crew.Wait()) {
             progress.Clear();
             is_done[each.host] = true;
             report.Add(each.host, std::move(each.outcome));
         }
+        if (report.Failed() > (crew.IsOpen() ? 0 : allowed)) crew.BeginNoOther();
+        if (crew.IsOpen() && report.Done() >= options.canary) crew.BeginOthers();
         progress.Show(report.Done(), report.Failed(), crew.Running());
         if (zwmgmt::platform::StopIsNoted() && give_up == Clock::time_point::max()) {
             crew.Stop();
@@ -161,7 +198,10 @@ ExitStatus RunOnMany(const Options& options, const std::vector<Target>& hosts,
     }
     progress.Clear();
     for (size_t host = 0; host < hosts.size(); ++host) {
-        if (!is_done[host]) report.Add(host, FailedOutcome(kInterrupted, "interrupted"));
+        if (is_done[host]) continue;
+        report.Add(host, give_up != Clock::time_point::max()
+                             ? FailedOutcome(kInterrupted, "interrupted")
+                             : FailedOutcome(kNotBegun, "not begun, as others had failed"));
     }
     const ExitStatus status = report.End();
     // A name that is looked up cannot be given up; such threads go with the process.

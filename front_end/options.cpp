@@ -20,7 +20,7 @@ constexpr char kFooter[] = R"(
 Exit status: 0 success; 1 the command failed on the agent; 2 the command line is wrong (told before
 connecting, unless the agent's OS decides); 3 no session with the agent; 4 login failed; 5 the agent
 does not support the command; 6 not finished yet; 130 interrupted. Of several hosts the worst counts:
-130, 3, 4, 1, 2, 5, 6, 0.
+130, 3, 4, 1, 2, 5, 6, 7 (not begun, as others had failed), 0.
 
 Example: korvane_zwcli --host node7 korvane listadapterprops
 )";
@@ -33,6 +33,15 @@ const CLI::Validator kDuration =
     CLI::AsNumberWithUnit(std::map<std::string, uint32_t>{{"ms", 1}, {"s", 1000}, {"m", 60'000}},
                           CLI::AsNumberWithUnit::UNIT_REQUIRED)
         .description("");
+
+const CLI::Validator kNumberOrPercent(
+    [](std::string& value) {
+        const std::string_view text = value;
+        const std::string_view number = text.substr(0, text.size() - text.ends_with('%'));
+        const bool right = zwmgmt::IsAllDigits(number) && number.size() < 8;
+        return right ? std::string() : "\"" + value + "\" is neither a number nor a percentage";
+    },
+    "");
 
 /// A word of an option, and what it stands for.
 template <class Value>
@@ -88,8 +97,8 @@ std::string Contradiction(const CLI::App& app, const Options& options) {
         return "--dry-run has --format text, json or jsonl";
     }
     if (options.trace_data && options.trace.empty()) return "--trace-data is for --trace";
-    for (const char* option :
-         {"--fanout", "--ordered", "--consolidate", "--diff", "--min-success"}) {
+    for (const char* option : {"--fanout", "--ordered", "--consolidate", "--diff", "--min-success",
+                               "--canary", "--max-failures", "--failed-to"}) {
         if (!options.hosts && app.count(option) != 0)
             return std::string(option) + " is for --hosts";
     }
@@ -154,6 +163,13 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
                  "Print equal answers once, under the hosts that gave them");
     app.add_flag("--diff", options->diff,
                  "Print how other answers differ from that of the most hosts");
+    app.add_option("--canary", options->canary,
+                   "How many hosts are asked first; the others only if all of these succeed");
+    app.add_option("--max-failures", options->max_failures,
+                   "With more failures, as 3 or 10% of the hosts, no other host is begun")
+        ->check(kNumberOrPercent);
+    app.add_option("--failed-to", options->failed_to,
+                   "File for the hosts that failed or were not begun, for --hosts @FILE");
     app.add_option("--min-success", options->min_success,
                    "Percent of the hosts that have to succeed for exit status 0")
         ->check(CLI::Range(0, 100))

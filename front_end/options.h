@@ -45,6 +45,9 @@ struct Options {
     bool consolidate = false;                  // equal answers once
     bool diff = false;                         // how other answers differ from the most frequent
     uint32_t min_success = 100;                // percent of the hosts, for success
+    uint32_t canary = 0;                       // hosts that have to succeed first
+    std::string max_failures;                  // "3" or "10%"; "": no limit
+    std::string failed_to;                     // file for hosts that were not served; "": none
     uint32_t connect_timeout = 0;              // milliseconds; 0: the usual
     uint32_t timeout = 0;                      // milliseconds for all there is to do; 0: no limit
     uint32_t retries = 0;                      // of connecting

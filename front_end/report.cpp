@@ -1,6 +1,7 @@
 #include "front_end/report.h"
 
-#include <cstdio>
+#include <cerrno>
+#include <cstring>
 
 #include "front_end/host_set.h"
 #include "front_end/say.h"
@@ -25,6 +26,12 @@ Report::Report(const Options& run_options, const std::vector<Target>& run_hosts,
       hosts(run_hosts),
       writer(HostWriter::Make(run_options, request)),
       left(run_hosts.size()) {}
+
+std::string Report::KeepFailed() {
+    if (options.failed_to.empty()) return "";
+    failed_file.open(options.failed_to, std::ios::binary);
+    return failed_file ? "" : "cannot write " + options.failed_to + ": " + std::strerror(errno);
+}
 
 void Report::Add(size_t host, Outcome outcome) {
     --left;
@@ -62,6 +69,11 @@ ExitStatus Report::End() {
     const size_t succeeded = hosts.size() - failed.size();
     zwcli::Say(std::to_string(succeeded) + " of " + std::to_string(hosts.size()) +
                " hosts succeeded" + (failed.empty() ? "" : "; failed: " + Folded(failed)));
+    for (const size_t host : failed) failed_file << HostText(hosts[host], options.port) << '\n';
+    failed_file.close();
+    if (!options.failed_to.empty() && !failed_file) {
+        return zwcli::Fail(kFailed, "cannot write " + options.failed_to);
+    }
     const bool enough = succeeded * 100 >= hosts.size() * options.min_success;
     return enough && worst != kInterrupted ? kOk : worst;
 }

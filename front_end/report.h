@@ -2,6 +2,7 @@
 /// error, and one exit status.
 #pragma once
 
+#include <fstream>
 #include <map>
 #include <memory>
 #include <string>
@@ -15,6 +16,9 @@ class Report {
   public:
     Report(const Options& run_options, const std::vector<Target>& run_hosts,
            const Client_Request_Message& request);
+
+    /// Opens the file that the options name for those that fail, if any; why that fails, or "".
+    std::string KeepFailed();
 
     /// The outcome of a host, once a host.
     void Add(size_t host, Outcome outcome);
@@ -48,6 +52,7 @@ class Report {
     size_t next = 0;                    // in the order given
     std::map<size_t, Outcome> waiting;  // for their turn
     std::vector<size_t> failed;
+    std::ofstream failed_file;
     Remarks notes;
     Remarks reasons;
     ExitStatus worst = kOk;

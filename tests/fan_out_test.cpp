@@ -169,6 +169,39 @@ TEST(FanOut, ProgramsGetEveryHost) {
     EXPECT_NE(table.find(Name(hosts.first.Port()) + "  api_version"), std::string::npos) << table;
 }
 
+TEST(FanOut, FailuresKeepOtherHostsFromBeingBegun) {
+    std::atomic<int> asked = 0;
+    const agent::Options counting = {.tap = [&](auto, auto) { ++asked; }};
+    SimulatedAgent good("linux"), spared("linux", counting);
+    const std::string refusing = Name(FreePort());
+    const TemporaryFile failed("", ".hosts");
+    const auto run = [&](const std::string& options, const std::vector<std::string>& hosts) {
+        std::string set;
+        for (const std::string& host : hosts) set += host + "\n";
+        return Zwcli(1,
+                     Words("--hosts - --failed-to " + failed.Path() + " --format jsonl " + options +
+                           " system listdrivers"),
+                     set);
+    };
+    const std::string first = Name(good.Port()), last = Name(spared.Port());
+    const auto hosts_failed = [&] { return Zwcli(1, {"hosts", "@" + failed.Path()}).out; };
+    const Table<std::string, Text, std::string> rows = {
+        {"--canary 1", {refusing, last}, refusing + "\n" + last + "\n"},
+        {"--canary 2", {first, refusing, last}, refusing + "\n" + last + "\n"},
+        {"--fanout 1 --max-failures 0", {first, refusing, last}, refusing + "\n" + last + "\n"},
+        {"--fanout 1 --max-failures 40%", {refusing, first, last}, ""},
+    };
+    for (const auto& [options, hosts, left] : rows) {
+        const ProcessResult result = run(options, hosts);
+        EXPECT_EQ(result.exit_status, 3) << options;
+        EXPECT_EQ(hosts_failed(), left.empty() ? refusing + "\n" : left) << options;
+        EXPECT_EQ(asked == 0, !left.empty()) << options;
+        EXPECT_EQ(result.out.find("\"exit_status\":7,") == std::string::npos, left.empty());
+    }
+    EXPECT_EQ(run("--canary 1", {first, last}).exit_status, 0);
+    EXPECT_EQ(run("--max-failures 5x", {first}).exit_status, 2);
+}
+
 TEST(FanOut, ARequestToStopKeepsWhatIsDone) {
     SimulatedAgent good("linux"), stalled("linux", Faulty({.stall_after = 26}));
     BackgroundProcess run({ZWCLI_PATH, "--verify", "off", "--format", "jsonl", "--fanout", "2",
