@@ -190,7 +190,9 @@ ExitStatus RunOnMany(const Options& options, const std::vector<Target>& hosts,
         }
         if (report.Failed() > (crew.IsOpen() ? 0 : allowed)) crew.BeginNoOther();
         if (crew.IsOpen() && report.Done() >= options.canary) crew.BeginOthers();
-        progress.Show(report.Done(), report.Failed(), crew.Running());
+        if (!passwords.IsAsking()) {
+            progress.Show(report.Done(), report.Failed(), crew.Running());
+        }
         if (zwmgmt::platform::StopIsNoted() && give_up == Clock::time_point::max()) {
             crew.Stop();
             give_up = Clock::now() + kGrace;

@@ -125,7 +125,9 @@ std::string Passwords::Find() {
     if (!ReadStoredPassword(*options.user, &password, &error)) return error;
     const std::string where = many ? "all hosts" : options.host;
     if (password.Empty()) {
+        is_asking = true;
         AskForPassword("Password of " + *options.user + " for " + where + ": ", &password, &error);
+        is_asking = false;
     }
     return error;
 }

@@ -2,6 +2,7 @@
 /// person at the terminal; never the command line.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <mutex>
 #include <string>
@@ -52,6 +53,9 @@ class Passwords {
     /// alone is wiped.
     std::string Give(ZwMgmt_interface& session);
 
+    /// Whether a person is being asked, whose terminal nobody else writes to then.
+    bool IsAsking() const { return is_asking; }
+
   private:
     std::string Find();
 
@@ -60,6 +64,7 @@ class Passwords {
     std::mutex mutex;
     Secret password;
     std::string refusal;
+    std::atomic<bool> is_asking = false;
 };
 
 }  // namespace zwcli
