@@ -10,7 +10,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <string_view>
 
 #include "commands/texts.h"
 #include "platform/file.h"
@@ -45,28 +45,43 @@ std::string HashedAnew(const std::string& name) {
     return Hashed(name, Base64(salt, sizeof(salt)));
 }
 
-/// A line of the file; false for one that says nothing.
-bool SaysSomething(const std::string& line) {
-    const size_t first = line.find_first_not_of(" \t\r");
-    return first != line.npos && line[first] != '#';
+/// A line of the file that names an agent.
+struct KnownLine {
+    int number;
+    std::string_view name;
+    std::string_view fingerprint;
+};
+
+/// Takes the next piece between white space off the front of a line; "" where there is none.
+std::string_view NextWord(std::string_view* line) {
+    constexpr std::string_view kWhite = " \t\r";
+    line->remove_prefix(std::min(line->find_first_not_of(kWhite), line->size()));
+    const std::string_view word = line->substr(0, line->find_first_of(kWhite));
+    line->remove_prefix(word.size());
+    return word;
 }
 
-bool ParseLine(const std::string& line, KnownKey* key) {
-    std::istringstream words(line);
-    return words >> key->name >> key->fingerprint && IsFingerprint(key->fingerprint);
-}
-
-KnownAgents::Answer Judge(const std::vector<KnownKey>& keys, const std::string& name,
-                          const std::string& fingerprint) {
-    KnownAgents::Answer answer;
-    for (const KnownKey& key : keys) {
-        if (!key.IsOf(name)) continue;
-        if (key.fingerprint == fingerprint) return {.verdict = KnownAgents::kKnown, .known = key};
-        if (answer.verdict == KnownAgents::kUnknown) {
-            answer = {.verdict = KnownAgents::kOtherKey, .known = key};
-        }
+/// Shows the lines of a file's text; the number of the first that is none, or 0. With many agents
+/// at once the file is read many times: nothing here allocates.
+template <class Show>
+int ForEachLine(std::string_view text, Show show) {
+    for (int number = 1; !text.empty(); ++number) {
+        const size_t end = std::min(text.find('\n'), text.size());
+        std::string_view line = text.substr(0, end);
+        text.remove_prefix(std::min(end + 1, text.size()));
+        KnownLine known = {number, NextWord(&line), NextWord(&line)};
+        if (known.name.empty() || known.name[0] == '#') continue;
+        if (!IsFingerprint(known.fingerprint)) return number;
+        show(known);
     }
-    return answer;
+    return 0;
+}
+
+/// Whether a name in the file is the agent's.
+bool IsNameOf(std::string_view name, const std::string& agent) {
+    const size_t end_of_salt = name.rfind(kHashMark);
+    if (name[0] != kHashMark || end_of_salt == 0) return name == agent;
+    return name == Hashed(agent, std::string(name.substr(1, end_of_salt - 1)));
 }
 
 /// Writes the text and closes the file; the reason when that fails.
@@ -90,7 +105,7 @@ bool EndsInMidLine(const std::string& path) {
 
 }  // namespace
 
-bool IsFingerprint(const std::string& text) {
+bool IsFingerprint(std::string_view text) {
     return text.size() == zwmgmt::kFingerprintLength && text.starts_with(kFingerprintHead) &&
            std::all_of(text.begin() + kFingerprintHead.size(), text.end(), [](char c) {
                return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') ||
@@ -105,31 +120,37 @@ std::string NameOf(const Target& target) {
     return name;
 }
 
-bool KnownKey::IsOf(const std::string& agent) const {
-    const size_t end_of_salt = name.rfind(kHashMark);
-    if (name[0] != kHashMark || end_of_salt == 0) return name == agent;
-    return name == Hashed(agent, name.substr(1, end_of_salt - 1));
+bool KnownKey::IsOf(const std::string& agent) const { return IsNameOf(name, agent); }
+
+std::string KnownAgents::ReadText(std::string* text) const {
+    text->clear();
+    std::error_code ignored;
+    if (!std::filesystem::exists(file, ignored)) return "";
+    std::ifstream stream(file, std::ios::binary | std::ios::ate);
+    const auto size = stream.tellg();
+    if (size > 0) {
+        text->resize(static_cast<size_t>(size));
+        stream.seekg(0);
+        stream.read(text->data(), size);
+        text->resize(static_cast<size_t>(stream.gcount()));
+    }
+    return stream || stream.eof() ? "" : "cannot read " + file + ": " + std::strerror(errno);
+}
+
+std::string KnownAgents::WrongLine(int number) const {
+    if (number == 0) return "";
+    return file + " line " + std::to_string(number) + " is not \"HOST:PORT SHA256:...\"";
 }
 
 bool KnownAgents::Read(std::vector<KnownKey>* keys, std::string* trouble) const {
     keys->clear();
-    std::error_code ignored;
-    if (!std::filesystem::exists(file, ignored)) return true;
-    std::ifstream stream(file, std::ios::binary);
-    std::string line;
-    for (int number = 1; std::getline(stream, line); ++number) {
-        if (!SaysSomething(line)) continue;
-        KnownKey& key = keys->emplace_back();
-        key.line = number;
-        if (!ParseLine(line, &key)) {
-            *trouble =
-                file + " line " + std::to_string(number) + " is not \"HOST:PORT SHA256:...\"";
-            return false;
-        }
-    }
-    if (stream.eof()) return true;
-    *trouble = "cannot read " + file + ": " + std::strerror(errno);
-    return false;
+    std::string text;
+    *trouble = ReadText(&text);
+    if (!trouble->empty()) return false;
+    *trouble = WrongLine(ForEachLine(text, [&](const KnownLine& line) {
+        keys->push_back({std::string(line.name), std::string(line.fingerprint), line.number});
+    }));
+    return trouble->empty();
 }
 
 KnownAgents::Answer KnownAgents::LookUp(const Target& target,
@@ -146,10 +167,21 @@ KnownAgents::Answer KnownAgents::LookUp(const Target& target,
 }
 
 KnownAgents::Answer KnownAgents::Look(const Target& target, const std::string& fingerprint) const {
-    std::vector<KnownKey> keys;
-    std::string trouble;
-    if (!Read(&keys, &trouble)) return {.verdict = kTrouble, .trouble = trouble};
-    return Judge(keys, NameOf(target), fingerprint);
+    const std::string name = NameOf(target);
+    std::string text;
+    Answer answer;
+    std::string trouble = ReadText(&text);
+    if (trouble.empty()) {
+        trouble = WrongLine(ForEachLine(text, [&](const KnownLine& line) {
+            if (answer.verdict == kKnown || !IsNameOf(line.name, name)) return;
+            const bool same = line.fingerprint == fingerprint;
+            if (!same && answer.verdict == kOtherKey) return;
+            answer.verdict = same ? kKnown : kOtherKey;
+            answer.known = {std::string(line.name), std::string(line.fingerprint), line.number};
+        }));
+    }
+    if (!trouble.empty()) return {.verdict = kTrouble, .trouble = trouble};
+    return answer;
 }
 
 /// Makes a change while nobody else makes one; returns why it was not made.

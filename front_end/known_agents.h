@@ -19,7 +19,7 @@ struct KnownKey {
 };
 
 /// Whether the text has the form of a fingerprint.
-bool IsFingerprint(const std::string& text);
+bool IsFingerprint(std::string_view text);
 
 /// Hosts are the same in any case; zones are not.
 std::string NameOf(const Target& target);
@@ -53,6 +53,10 @@ class KnownAgents {
     int Remove(const std::vector<Target>& targets, std::string* trouble) const;
 
   private:
+    /// The file's text, empty where there is no file; why it cannot be read, or "".
+    std::string ReadText(std::string* text) const;
+    /// What is to be said of a line that is none; "" for 0.
+    std::string WrongLine(int number) const;
     Answer Look(const Target& target, const std::string& fingerprint) const;
     std::string Locked(const std::function<std::string()>& change) const;
 
