@@ -39,7 +39,6 @@ local function analyser_field(record, row)
     if row.meaning == "address" and row.width == 4 then
         return ProtoField.ipv4(abbreviation, row.name)
     end
-    if row.meaning == "address" then return ProtoField.ipv6(abbreviation, row.name) end
     return ProtoField.string(abbreviation, row.name)
 end
 
@@ -67,16 +66,22 @@ local function text_in(range)
     return (range:raw():gsub("%z.*", ""))
 end
 
--- IPv4 has the first 4 of 16 bytes.
+-- What the addresses of the record that is shown are: IPv4 where nothing else was said.
+local family
+
 local function add_address(tree, row, range)
-    if range:len() == 16 and range:range(4):bytes() == ByteArray.new(("00"):rep(12)) then
-        tree:add(row.field, range):set_text(row.name .. ": " .. tostring(range:range(0, 4):ipv4()))
-    else
+    if range:len() == 4 then
         tree:add(row.field, range)
+    elseif family == "ipv6" or family == "ipv4" then
+        local address = family == "ipv6" and range(0, 16):ipv6() or range(0, 4):ipv4()
+        tree:add(row.field, range, tostring(address))
+    else
+        tree:add(row.field, range, text_in(range))
     end
 end
 
 local function add_field(tree, row, range)
+    if row.meaning == "family" then family = row.words[range:le_uint()] end
     if row.type ~= "text" then
         tree:add_le(row.field, range):append_text(unit_of(row))
     elseif row.meaning == "secret" then
@@ -130,6 +135,7 @@ local function add_records(tree, payload, range)
     while begin + record.size <= range:len() and not (single and begin > 0) do
         if payload.form == "list" and range:range(begin, 1):uint() == 0xFF then break end
         local piece = range:range(begin, record.size)
+        family = "ipv4"
         add_record(tree:add(korvane, piece, payload.record), record, piece)
         begin = begin + record.size
     end
@@ -142,12 +148,11 @@ local function add_records(tree, payload, range)
 end
 
 local function add_texts(tree, range)
+    local bytes = range:raw()
     local begin = 0
-    while begin < range:len() do
-        local length = range:range(begin):strsize()
-        if length == nil or begin + length > range:len() then break end
-        tree:add(text_field, range:range(begin, length), range:range(begin, length):stringz())
-        begin = begin + length
+    for ending in bytes:gmatch("()%z") do
+        tree:add(text_field, range:range(begin, ending - begin), bytes:sub(begin + 1, ending - 1))
+        begin = ending
     end
     mark_rest(tree, range, begin, "a text without an end")
 end

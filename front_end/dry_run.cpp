@@ -164,7 +164,7 @@ std::string DryRun::Text() const {
         const Preview preview(notes->MessageAt(i));
         if (i == 0) {
             text += preview.Changes() ? "Would change something: " : "Would change nothing: ";
-            text += Purpose(command) + (written.empty() ? "" : ": " + written) + "\n";
+            text += Purpose(command) + (written.empty() ? "" : ": " + Printable(written)) + "\n";
         }
         text += "\n" + std::string(preview.Name()) + ": a header of " +
                 std::to_string(preview.header.size()) + " bytes and " +
@@ -173,7 +173,7 @@ std::string DryRun::Text() const {
         if (preview.data.empty()) continue;
         text += "\n" + Table("Data", preview.data_fields) + Dump(preview.data);
     }
-    return text + "\nNothing was sent.\n";
+    return text + "\nThe request was not sent.\n";
 }
 
 void DryRun::Write(zwmgmt::JsonWriter& json) const {

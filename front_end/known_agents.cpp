@@ -124,8 +124,12 @@ bool KnownKey::IsOf(const std::string& agent) const { return IsNameOf(name, agen
 
 std::string KnownAgents::ReadText(std::string* text) const {
     text->clear();
-    std::error_code ignored;
-    if (!std::filesystem::exists(file, ignored)) return "";
+    std::error_code failure;
+    const std::filesystem::file_status status = std::filesystem::status(file, failure);
+    if (status.type() == std::filesystem::file_type::not_found) return "";
+    if (!std::filesystem::is_regular_file(status)) {
+        return "cannot read " + file + ": " + (failure ? failure.message() : "it is no file");
+    }
     std::ifstream stream(file, std::ios::binary | std::ios::ate);
     const auto size = stream.tellg();
     if (size > 0) {
@@ -234,10 +238,11 @@ int KnownAgents::Remove(const std::vector<Target>& targets, std::string* trouble
             if (std::ranges::find(keys, number, &KnownKey::line) == keys.end()) kept += line + "\n";
         }
         stream.close();
-        const std::string draft = file + ".new";
-        reason = Write(draft, "wb", kept);
         std::error_code failure;
-        if (reason.empty()) std::filesystem::rename(draft, file, failure);
+        const std::string real = std::filesystem::canonical(file, failure).string();
+        const std::string draft = real + ".new";
+        if (!failure) reason = Write(draft, "wb", kept);
+        if (!failure && reason.empty()) std::filesystem::rename(draft, real, failure);
         if (failure) reason = failure.message();
         return reason.empty() ? "" : "cannot write " + file + ": " + reason;
     });

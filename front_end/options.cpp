@@ -81,6 +81,13 @@ std::string TakeWord(const WordRow<Value> (&rows)[Count], const char* what, cons
            "\"; nearest: " + zwmgmt::Joined(zwmgmt::NearestWords(word, known));
 }
 
+/// Checks the word of an option, and fills the value.
+template <class Value, size_t Count>
+CLI::Validator OneWordOf(const WordRow<Value> (&rows)[Count], const char* what, Value* value) {
+    return {[&rows, what, value](std::string& word) { return TakeWord(rows, what, word, value); },
+            ""};
+}
+
 /// What is wrong with options that are each right.
 std::string Contradiction(const CLI::App& app, const Options& options) {
     const bool keeps_keys = options.verify == Verify::kKnown || options.verify == Verify::kStrict;
@@ -91,12 +98,14 @@ std::string Contradiction(const CLI::App& app, const Options& options) {
     if (options.client_certificate.empty() != options.client_key.empty()) {
         return "--client-cert and --client-key go together";
     }
-    if (options.agent_os != 0 && !options.dry_run) return "--agent-os is for --dry-run";
+    if (app.count("--agent-os") != 0 && !options.dry_run) return "--agent-os is for --dry-run";
     if (options.dry_run && app.count("--wait") != 0) return "--wait is not for --dry-run";
     if (options.dry_run && (options.format == Format::kCsv || options.format == Format::kTable)) {
         return "--dry-run has --format text, json or jsonl";
     }
-    if (options.trace_data && options.trace.empty()) return "--trace-data is for --trace";
+    if (app.count("--trace-data") != 0 && options.trace.empty()) {
+        return "--trace-data is for --trace";
+    }
     for (const char* option : {"--fanout", "--ordered", "--consolidate", "--diff", "--min-success",
                                "--canary", "--max-failures", "--failed-to"}) {
         if (!options.hosts && app.count(option) != 0)
@@ -194,14 +203,17 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
                  "Show by field and in bytes what would be sent, and send nothing of it");
     app.add_option("--agent-os", agent_os,
                    "OS of the agent of --dry-run, which then needs none: windows, linux, solaris, "
-                   "freebsd, esx, mac or xen");
+                   "freebsd, esx, mac or xen")
+        ->check(OneWordOf(kAgents, "agent OS", &options->agent_os));
     app.add_option("--format", format, "How answers are printed: text, json, jsonl, csv or table")
+        ->check(OneWordOf(kFormats, "format", &options->format))
         ->capture_default_str();
     app.add_option("--fields", options->fields,
                    "Fields to print, in order, separated by commas (not of text)");
     app.add_option("--verify", verification,
                    "Whom to send anything: known (an agent with the key that it had before; a new "
                    "one's is kept), strict (no new ones), ca (whom an authority vouches for), off")
+        ->check(OneWordOf(kVerifications, "verification", &options->verify))
         ->capture_default_str();
     app.add_option("--ca", options->authorities,
                    "PEM file of the authorities of --verify ca (default: the system's)");
@@ -221,8 +233,8 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
                    "File to which every message of the session is appended, a JSON object a line");
     app.add_flag("--trace-data", options->trace_data, "With the messages' data, logins apart");
     app.add_option("--keylog", options->key_log,
-                   "File to which the session's TLS secrets are appended, for packet analysers")
-        ->envname("SSLKEYLOGFILE");
+                   "File to which the session's TLS secrets are appended, for packet analysers; or "
+                   "the variable SSLKEYLOGFILE");
     for (CLI::Option* option : app.get_options(
              [](const CLI::Option* each) { return each->get_items_expected_max() == 1; })) {
         option->multi_option_policy(CLI::MultiOptionPolicy::TakeLast)->check(kNotEmpty);
@@ -247,12 +259,10 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
     }
     Target target;
     for (const std::string& wrong :
-         {TakeWord(kFormats, "format", format, &options->format),
-          TakeWord(kVerifications, "verification", verification, &options->verify),
-          agent_os.empty() ? "" : TakeWord(kAgents, "agent OS", agent_os, &options->agent_os),
-          ParseTarget(host, options->port, &target), Contradiction(app, *options)}) {
+         {ParseTarget(host, options->port, &target), Contradiction(app, *options)}) {
         if (!wrong.empty()) return Fail(kUsage, wrong);
     }
+    if (!options->dry_run) options->agent_os = 0;
     options->asked_to_wait = app.count("--wait") != 0;
     options->host = target.host;
     options->port = target.port;

@@ -180,7 +180,7 @@ class Run {
 
     ExitStatus Connect() {
         for (const std::string& reason : {trace.Follow(session), trust.Guard(session)}) {
-            if (!reason.empty()) return Fail(kNoSession, reason);
+            if (!reason.empty()) return Fail(kUsage, reason);
         }
         const uint32_t status = TryToConnect();
         answer.status = status;
@@ -287,7 +287,7 @@ class Run {
             return Fail(kUnsupported, zwmgmt::StatusText(answer.status));
         }
         answer.dry_run.emplace(std::move(notes), WrittenArguments(options.words), request->command);
-        answer.message = "nothing was sent";
+        answer.message = "the request was not sent";
         if (options.format == Format::kText) {
             session.PrintOutput("%s", answer.dry_run->Text().c_str());
         }

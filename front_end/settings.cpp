@@ -16,6 +16,7 @@ namespace {
 
 constexpr size_t kLargestFile = 1u << 20;
 constexpr char kGroups[] = "groups";
+constexpr char kKeyLogVariable[] = "SSLKEYLOGFILE";  // as other programs name it
 constexpr const char* kNoSettings[] = {"help", "version", "config", "show-config", "command"};
 
 bool IsSetting(const CLI::Option& option) {
@@ -49,6 +50,26 @@ bool ReadText(const std::string& path, std::string* text) {
     return true;
 }
 
+/// What the reader of the file would take otherwise than it is written.
+void RefuseOddLines(const std::string& path, const std::string& text) {
+    std::istringstream stream(text);
+    std::string line;
+    for (int number = 1; std::getline(stream, line); ++number) {
+        const std::string value =
+            CLI::detail::trim_copy(line.substr(std::min(line.find('=') + 1, line.size())));
+        if (value.empty() || (value[0] != '"' && value[0] != '\'')) continue;
+        const size_t end = value.find(value[0], 1);
+        const std::string inner = value.substr(1, end == value.npos ? end : end - 1);
+        const size_t behind = value.find_first_not_of(" \t", end == value.npos ? end : end + 1);
+        const char* wrong =
+            end == value.npos                              ? "the quote is not closed"
+            : inner.find_first_of("#\\") != inner.npos     ? "'#' and '\\' cannot stand in a value"
+            : behind != value.npos && value[behind] != '#' ? "there is more behind the quote"
+                                                           : nullptr;
+        if (wrong != nullptr) Wrong(path + " line " + std::to_string(number), wrong);
+    }
+}
+
 std::string UsersFile() {
     char path[4096];
     return zwmgmt::platform::UserFilePath("zwcli.toml", path, sizeof(path)) ? path : "";
@@ -76,6 +97,7 @@ void Settings::ReadFile() {
         if (named) Wrong(path.empty() ? VariableOf(chosen) : path, "there is no such file");
         return;
     }
+    RefuseOddLines(path, text);
     std::istringstream stream(text);
     for (const CLI::ConfigItem& item : CLI::ConfigTOML().from_config(stream)) {
         if (item.name == "++" || item.name == "--") continue;  // where sections begin and end
@@ -94,14 +116,22 @@ void Settings::ReadFile() {
             Wrong(path, "unknown setting \"" + item.fullname() + "\"; nearest: " +
                             zwmgmt::Joined(zwmgmt::NearestWords(item.name, known)));
         }
+        if (item.inputs.size() != 1) Wrong(path, "\"" + item.name + "\" has more than one value");
         Take(*option, value, path);
     }
 }
 
 void Settings::ReadVariables() {
     for (const CLI::Option* option : app.get_options()) {
-        const char* value = IsSetting(*option) ? std::getenv(VariableOf(*option).c_str()) : nullptr;
-        if (value != nullptr) Take(*option, value, VariableOf(*option));
+        if (!IsSetting(*option)) continue;
+        std::string variable = VariableOf(*option);
+        const char* value = std::getenv(variable.c_str());
+        if (value == nullptr && option->get_single_name() == "keylog") {
+            variable = kKeyLogVariable;
+            value = std::getenv(kKeyLogVariable);
+            if (value != nullptr && *value == '\0') value = nullptr;
+        }
+        if (value != nullptr) Take(*option, value, variable);
     }
 }
 

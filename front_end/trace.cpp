@@ -8,6 +8,7 @@
 #include "commands/vocabulary.h"
 #include "output/message_fields.h"
 #include "platform/file.h"
+#include "zwmgmt/vocabulary.h"
 
 namespace zwcli {
 namespace {
@@ -84,7 +85,9 @@ void Trace::Write(const zwmgmt::TracedMessage& message) {
     number("opcode", header.opcode);
     number("status", header.status);
     number("length", header.data_length);
-    if (options.trace_data && message.data != nullptr) WriteData(json, message);
+    // What comes in answer to a login may repeat it.
+    const bool of_login = form != nullptr && form->service == zwmgmt::kSession;
+    if (options.trace_data && message.data != nullptr && !of_login) WriteData(json, message);
     json.EndObject();
     sink.Add('\n');
     sink.Flush();

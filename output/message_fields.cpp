@@ -22,15 +22,6 @@ Bytes Trimmed(Bytes bytes) {
     return bytes;
 }
 
-/// IPv4 has the first 4 of 16 bytes.
-std::string AddressText(Bytes bytes) {
-    const bool ipv6 = bytes.size() == 16 && !IsEmpty(bytes.subspan(4));
-    char text[46] = "";
-    platform::FormatAddress(ipv6 ? platform::Family::kIpv6 : platform::Family::kIpv4, bytes.data(),
-                            text, sizeof(text));
-    return text;
-}
-
 /// A text that the bytes are, where all of them can be shown.
 std::string TextIn(Bytes bytes) {
     const auto is_graphic = [](uint8_t byte) { return byte > ' ' && byte < 0x7F; };
@@ -41,6 +32,7 @@ std::string TextIn(Bytes bytes) {
 std::string WordFor(const Field& field, uint64_t number) {
     switch (field.sense.meaning) {
         case Meaning::kFlag: return number != 0 ? "on" : "off";
+        case Meaning::kFamily:
         case Meaning::kWord:
             return number < field.sense.words.size() ? field.sense.words[number] : "";
         default: return field.sense.unit;
@@ -59,7 +51,7 @@ class Walk {
 
     size_t record = 0;
 
-    void Record(const RecordForm& form, size_t begin, const std::string& prefix) const {
+    void Record(const RecordForm& form, size_t begin, const std::string& prefix) {
         for (const Field& field : form.fields) {
             if (IsGiven(form, begin, field.bit)) One(field, begin, prefix);
         }
@@ -73,7 +65,7 @@ class Walk {
         }
     }
 
-    void Text(Bytes text, size_t offset) const {
+    void Text(Bytes text, size_t offset) {
         show({.name = "text",
               .record = record,
               .offset = offset,
@@ -90,7 +82,7 @@ class Walk {
         return (present & bit) != 0;
     }
 
-    void One(const Field& field, size_t begin, const std::string& prefix) const {
+    void One(const Field& field, size_t begin, const std::string& prefix) {
         const Bytes bytes = data.subspan(begin + field.offset, field.width);
         ShownField shown = {.name = prefix + field.name,
                             .record = record,
@@ -107,11 +99,12 @@ class Walk {
         show(shown);
     }
 
-    static void Number(const Field& field, const uint8_t* bytes, ShownField* shown) {
+    void Number(const Field& field, const uint8_t* bytes, ShownField* shown) {
         shown->number = IntegerOf(bytes, field);
         const auto raw = static_cast<uint64_t>(shown->number);
         shown->value = shown->is_signed ? std::to_string(shown->number) : std::to_string(raw);
         shown->meaning = WordFor(field, raw);
+        if (field.sense.meaning == Meaning::kFamily) family = shown->meaning;
         if (field.sense.meaning == Meaning::kBits) {
             char digits[24];
             std::snprintf(digits, sizeof(digits), "0x%llx", static_cast<unsigned long long>(raw));
@@ -119,7 +112,7 @@ class Walk {
         }
     }
 
-    static void Bytewise(const Field& field, Bytes bytes, ShownField* shown) {
+    void Bytewise(const Field& field, Bytes bytes, ShownField* shown) {
         const Bytes trimmed = Trimmed(bytes);
         switch (field.sense.meaning) {
             case Meaning::kSecret:
@@ -129,18 +122,31 @@ class Walk {
                 shown->value = Hexadecimal(trimmed);
                 shown->meaning = TextIn(trimmed);
                 return;
-            case Meaning::kAddress:
-                shown->value = Hexadecimal(bytes);
-                shown->meaning = AddressText(bytes);
-                return;
+            case Meaning::kAddress: Address(bytes, shown); return;
             default:
                 shown->value = FixedText(bytes.data(), bytes.size());
                 shown->meaning = WordFor(field, shown->value);
         }
     }
 
+    /// IPv4 where nothing else was said; a name where neither was.
+    void Address(Bytes bytes, ShownField* shown) {
+        const bool ipv6 = family == "ipv6";
+        if (!ipv6 && family != "ipv4") {
+            shown->value = FixedText(bytes.data(), bytes.size());
+            return;
+        }
+        const auto kind = ipv6 ? platform::Family::kIpv6 : platform::Family::kIpv4;
+        if (bytes.size() < platform::AddressSize(kind)) return;
+        shown->value = Hexadecimal(bytes.first(std::min<size_t>(bytes.size(), 16)));
+        char text[46] = "";
+        platform::FormatAddress(kind, bytes.data(), text, sizeof(text));
+        shown->meaning = text;
+    }
+
     const Bytes data;
     const Show& show;
+    std::string family = "ipv4";  // of the addresses that follow
 };
 
 size_t ShowRecords(const Payload& payload, Bytes data, const Show& show) {

@@ -28,7 +28,8 @@ enum class Meaning {
     kFlag,     // off or on: a number, or a text that begins with '0' or '1'
     kWord,     // one of the field's words, by number or by the text's first digit
     kDecimal,  // a text that is a decimal number
-    kAddress,  // an IP address: IPv4 of 4 bytes, or of 16 bytes, of which IPv4 fills the first 4
+    kAddress,  // an IP address, of which IPv4 fills the first 4 bytes
+    kFamily,   // one of the field's words, which says what the addresses behind it are
     kList,     // texts, separated by a comma and a blank
     kBits,     // a mask
     kBytes,    // bytes that are no text
@@ -49,6 +50,9 @@ inline constexpr Sense kListSense = {Meaning::kList};
 inline constexpr Sense kBitsSense = {Meaning::kBits};
 inline constexpr Sense kBytesSense = {Meaning::kBytes};
 inline constexpr Sense kSecretSense = {Meaning::kSecret};
+constexpr Sense FamilyOf(std::span<const char* const> words) {
+    return {.meaning = Meaning::kFamily, .words = words};
+}
 constexpr Sense OneOf(std::span<const char* const> words) {
     return {.meaning = Meaning::kWord, .words = words};
 }
@@ -78,11 +82,10 @@ template <class Member>
 consteval Field MakeField(const char* name, size_t offset, Sense sense = {}, uint32_t bit = 0) {
     constexpr FieldType type = FieldTypeOf<Member>();
     const bool text = type == FieldType::kText;
-    if (sense.meaning == Meaning::kWord && sense.words.empty()) throw "no words";
+    const bool worded = sense.meaning == Meaning::kWord || sense.meaning == Meaning::kFamily;
+    if (worded && sense.words.empty()) throw "no words";
     if (sense.meaning == Meaning::kDecimal && !text) throw "a number needs no text";
-    if (sense.meaning == Meaning::kAddress && sizeof(Member) != 4 && sizeof(Member) != 16) {
-        throw "no address";
-    }
+    if (sense.meaning == Meaning::kAddress && sizeof(Member) < 4) throw "no address";
     return {name, offset, sizeof(Member), type, sense, bit};
 }
 

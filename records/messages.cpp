@@ -54,12 +54,16 @@ consteval auto X4WireFields() {
     for (const X4Field& field : kX4Fields) {
         if (IsPart(field)) continue;
         const bool text = field.form == X4Field::kText;
+        // Addresses tell the family, too: it is there without its bit.
+        const bool family = field.words.data() == kX4Families;
         *row++ = {field.name,
                   field.offset,
                   field.width,
                   text ? FieldType::kText : FieldType::kUnsigned,
-                  field.words.empty() ? Sense{} : OneOf(field.words),
-                  field.bit};
+                  family                ? FamilyOf(field.words)
+                  : field.words.empty() ? Sense{}
+                                        : OneOf(field.words),
+                  family ? 0 : field.bit};
     }
     return rows;
 }

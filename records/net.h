@@ -7,14 +7,14 @@
 namespace zwmgmt {
 
 /// By PingTarget and HopKind.
-inline constexpr const char* kTargetKinds[] = {"", "IPv4", "IPv6", "host name", "domain name"};
+inline constexpr const char* kTargetKinds[] = {"", "ipv4", "ipv6", "host name", "domain name"};
 inline constexpr const char* kHopKinds[] = {"", "reached", "timed out", "router"};
 
 inline constexpr Field kPingRequestFields[] = {
-    ZWMGMT_FIELD(PingRequest, target_kind, OneOf(kTargetKinds)),
+    ZWMGMT_FIELD(PingRequest, target_kind, FamilyOf(kTargetKinds)),
     ZWMGMT_FIELD(PingRequest, packet_count, Plain("packets")),
     ZWMGMT_FIELD(PingRequest, timeout_ms, Plain("milliseconds")),
-    ZWMGMT_FIELD(PingRequest, target, kBytesSense),
+    ZWMGMT_FIELD(PingRequest, target, kAddressSense),
 };
 
 inline constexpr Field kPingFields[] = {

@@ -31,6 +31,7 @@ const char* TypeName(FieldType type) {
 const char* MeaningName(Meaning meaning) {
     switch (meaning) {
         case Meaning::kAddress: return "address";
+        case Meaning::kFamily: return "family";
         case Meaning::kBits: return "bits";
         case Meaning::kBytes: return "bytes";
         case Meaning::kSecret: return "secret";

@@ -38,13 +38,13 @@ SSL_CTX* ContextOf(ZwMgmt_interface& session, const char* certificate_file) {
     return context;
 }
 
-/// Replaces the share in a context by one in another; `what` is named where there is none.
+/// Replaces the share in a context by one in another; where there is none, it could not do `what`.
 template <class Change>
 uint32_t ChangeContext(SessionState& own, const char* what, const Change& change) {
     char reason[200] = "there is no TLS context";
     SSL_CTX* context = tls::ShareContext(own.tls_context, change, reason, sizeof(reason));
     if (context == nullptr) {
-        own.exchange.detail.Set("cannot load %s: %s", what, reason);
+        own.exchange.detail.Set("cannot %s: %s", what, reason);
         return kNoTlsSession;
     }
     tls::ReleaseContext(own.tls_context);
@@ -114,8 +114,10 @@ uint32_t ZwMgmt_interface::CLConnectToServer(const char* host, const char* user_
 
 uint32_t ZwMgmt_interface::VerifyByAuthority(const char* authorities) {
     const std::string_view file = authorities != nullptr ? authorities : "";
-    return ChangeContext(SessionState::Of(*this),
-                         file.empty() ? "the system's authorities" : authorities,
+    char what[400];
+    std::snprintf(what, sizeof(what), "load %s",
+                  file.empty() ? "the system's authorities" : authorities);
+    return ChangeContext(SessionState::Of(*this), what,
                          [=](tls::ContextSettings& settings) { settings.authorities = file; });
 }
 
@@ -127,7 +129,9 @@ uint32_t ZwMgmt_interface::UseClientCertificate(const char* certificate_file,
         own.exchange.detail.Set("other users can read the key %s", key_file);
         return kInvalidValue;
     }
-    return ChangeContext(own, certificate_file, [=](tls::ContextSettings& settings) {
+    char what[400];
+    std::snprintf(what, sizeof(what), "load %s with the key %s", certificate_file, key_file);
+    return ChangeContext(own, what, [=](tls::ContextSettings& settings) {
         settings.certificate = certificate_file;
         settings.key = key_file;
     });
@@ -136,7 +140,7 @@ uint32_t ZwMgmt_interface::UseClientCertificate(const char* certificate_file,
 uint32_t ZwMgmt_interface::SetLeastTlsVersion(uint8_t minor) {
     if (minor != 2 && minor != 3) return kInvalidValue;
     const int version = minor == 2 ? TLS1_2_VERSION : TLS1_3_VERSION;
-    return ChangeContext(SessionState::Of(*this), "TLS",
+    return ChangeContext(SessionState::Of(*this), "use this version of TLS",
                          [=](tls::ContextSettings& settings) { settings.least_version = version; });
 }
 
@@ -146,7 +150,9 @@ void ZwMgmt_interface::VerifyByCaller(PeerJudge* judge, void* context) {
 
 uint32_t ZwMgmt_interface::LogTlsKeys(const char* file) {
     if (file == nullptr || file[0] == '\0') return kInvalidValue;
-    return ChangeContext(SessionState::Of(*this), file,
+    char what[400];
+    std::snprintf(what, sizeof(what), "write %s", file);
+    return ChangeContext(SessionState::Of(*this), what,
                          [=](tls::ContextSettings& settings) { settings.key_log = file; });
 }
 

@@ -26,8 +26,11 @@ struct ReasonRow {
 };
 
 constexpr ReasonRow kReasons[] = {
-    {SSL_R_UNSUPPORTED_PROTOCOL, "the other side offers only TLS versions older than 1.2"},
-    {SSL_R_TLSV1_ALERT_PROTOCOL_VERSION, "the other side offers only TLS versions older than 1.2"},
+    {SSL_R_UNSUPPORTED_PROTOCOL,
+     "the other side offers only TLS versions older than the least allowed"},
+    {SSL_R_TLSV1_ALERT_PROTOCOL_VERSION,
+     "the other side offers only TLS versions older than the least allowed"},
+    {SSL_R_TLSV13_ALERT_CERTIFICATE_REQUIRED, "the other side asks for a client's certificate"},
     {SSL_R_WRONG_VERSION_NUMBER, "the other side does not speak TLS"},
     {SSL_R_UNEXPECTED_EOF_WHILE_READING, "the other side closed the connection"},
 };

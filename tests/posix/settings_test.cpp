@@ -14,7 +14,7 @@ constexpr char kFile[] =
 
 /// With the variables, and the text as the file that --config names.
 ProcessResult RunWith(const std::vector<std::string>& variables, const std::string& text,
-                  const std::vector<std::string>& words) {
+                      const std::vector<std::string>& words) {
     const TemporaryFile file(text, ".toml");
     std::vector<std::string> command = {"/usr/bin/env"};
     command.insert(command.end(), variables.begin(), variables.end());
@@ -40,6 +40,8 @@ TEST(Settings, HoldInTheirOrder) {
         {{}, {}, Line("tls-min", "1.2", "default")},
         {{}, {}, "@web = node[1-20],rack[1-3]\n"},
         {{"KORVANE_PORT=8"}, {}, Line("port", "8", "KORVANE_PORT")},
+        {{"SSLKEYLOGFILE=keys"}, {}, Line("keylog", "keys", "SSLKEYLOGFILE")},
+        {{"SSLKEYLOGFILE=keys", "KORVANE_KEYLOG=own"}, {}, Line("keylog", "own", "KORVANE_KEYLOG")},
         {{"KORVANE_PORT=8"}, {"--port", "9"}, Line("port", "9", "command line")},
         {{"KORVANE_WAIT=false"}, {}, Line("wait", "false", "KORVANE_WAIT")},
         {{"KORVANE_PASSWORD_FILE=pass"},
@@ -79,6 +81,10 @@ TEST(Settings, ErrorsNameTheirSource) {
         {{}, "help = true\n", "FILE: unknown setting \"help\""},
         {{"KORVANE_PORT=x"}, "", "KORVANE_PORT: --port: Value x not in range 1 to 65535"},
         {{"KORVANE_USER="}, "", "KORVANE_USER: --user"},
+        {{"KORVANE_VERIFY=nix"}, "", "KORVANE_VERIFY: --verify: unknown verification \"nix\""},
+        {{}, "user = \"a#b\"\n", "FILE line 1: '#' and '\\' cannot stand in a value"},
+        {{}, "\nuser = \"a\n", "FILE line 2: the quote is not closed"},
+        {{}, "port = 1\nport = 2\n", "FILE: \"port\" has more than one value"},
         {{}, std::string((1u << 20) + 1, '#'), "FILE: larger than 1 MiB"},
     };
     for (const auto& [variables, text, error] : rows) {
