@@ -140,7 +140,7 @@ size_t EndOfTerm(std::string_view text, size_t at) {
 }  // namespace
 
 std::string HostSet::Remove(std::string_view expression) {
-    HostSet others(usual_port);
+    HostSet others(usual_port, groups);
     const std::string wrong = others.Add(expression);
     for (const Target& host : others.Hosts()) Change(host, true);
     return wrong;
@@ -154,7 +154,7 @@ std::vector<Target> HostSet::Hosts() const {
     return named;
 }
 
-std::string HostSet::Read(std::string_view text, bool files) {
+std::string HostSet::Read(std::string_view text, bool with_names) {
     bool term_is_due = true;
     bool remove = false;
     for (size_t at = 0; at < text.size();) {
@@ -169,7 +169,7 @@ std::string HostSet::Read(std::string_view text, bool files) {
         }
         const size_t end = EndOfTerm(text, at);
         const std::string wrong =
-            end == at ? "a host is missing" : Take(text.substr(at, end - at), remove, files);
+            end == at ? "a host is missing" : Take(text.substr(at, end - at), remove, with_names);
         if (!wrong.empty()) return "column " + std::to_string(at + 1) + ": " + wrong;
         term_is_due = remove = false;
         at = end;
@@ -177,11 +177,21 @@ std::string HostSet::Read(std::string_view text, bool files) {
     return term_is_due ? "a host is missing at the end" : "";
 }
 
-std::string HostSet::Take(std::string_view term, bool remove, bool files) {
-    const bool is_file = term[0] == '@' || term == "-";
-    if (!is_file) return TakePattern(term, remove);
-    if (!files) return "a file of hosts names no other file";
-    return TakeFile(std::string(term == "-" ? term : term.substr(1)), remove);
+std::string HostSet::Take(std::string_view term, bool remove, bool with_names) {
+    const bool is_named = term[0] == '@' || term == "-";
+    if (!is_named) return TakePattern(term, remove);
+    if (!with_names) return "a file or a group of hosts names no other";
+    const std::string name(term == "-" ? term : term.substr(1));
+    return term[0] == '@' && groups.contains(name) ? TakeGroup(name, remove)
+                                                   : TakeFile(name, remove);
+}
+
+std::string HostSet::TakeGroup(const std::string& name, bool remove) {
+    HostSet named(usual_port, groups);
+    const std::string wrong = named.Read(groups.at(name), false);
+    if (!wrong.empty()) return "group " + name + ", " + wrong;
+    for (const Target& host : named.Hosts()) Change(host, remove);
+    return places.size() <= kMost ? "" : "more than a million hosts";
 }
 
 std::string HostSet::TakeFile(const std::string& file, bool remove) {
@@ -190,7 +200,7 @@ std::string HostSet::TakeFile(const std::string& file, bool remove) {
     std::ifstream opened;
     if (!is_input) opened.open(file, std::ios::binary);
     std::istream& stream = is_input ? std::cin : opened;
-    HostSet named(usual_port);
+    HostSet named(usual_port, groups);
     std::string line;
     for (int number = 1; std::getline(stream, line); ++number) {
         const std::string_view text = std::string_view(line).substr(0, line.find('#'));

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -17,8 +18,11 @@ class HostSet {
   public:
     static constexpr size_t kMost = 1'000'000;
 
-    /// Hosts are at this port where nothing else is said of them.
-    explicit HostSet(uint16_t usual) : usual_port(usual) {}
+    /// Groups by name, each a set.
+    using Groups = std::map<std::string, std::string>;
+
+    /// Hosts are at this port where nothing else is said of them. The groups outlive the set.
+    HostSet(uint16_t usual, const Groups& named_groups) : usual_port(usual), groups(named_groups) {}
 
     /// Adds the hosts that the expression means, or takes them out. Returns what is wrong with it,
     /// and where, or "": then the set may hold a part of it.
@@ -28,14 +32,17 @@ class HostSet {
     std::vector<Target> Hosts() const;
 
   private:
-    std::string Read(std::string_view expression, bool files);
-    std::string Take(std::string_view term, bool remove, bool files);
+    /// with_names: files and groups, too.
+    std::string Read(std::string_view expression, bool with_names);
+    std::string Take(std::string_view term, bool remove, bool with_names);
+    std::string TakeGroup(const std::string& name, bool remove);
     std::string TakeFile(const std::string& file, bool remove);
     std::string TakePattern(std::string_view pattern, bool remove);
     std::string TakeHost(const std::string& text, bool remove);
     void Change(const Target& host, bool remove);
 
     const uint16_t usual_port;
+    const Groups& groups;
     std::vector<Target> hosts;  // those without a name were taken out
     std::unordered_map<std::string, size_t> places;
 };

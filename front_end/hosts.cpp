@@ -44,7 +44,7 @@ ExitStatus HostsCommand(const Options& options, const std::vector<std::string>& 
     if (options.format == Format::kCsv || options.format == Format::kTable) {
         return Fail(kUsage, "hosts has the formats text, json and jsonl");
     }
-    HostSet set(options.port);
+    HostSet set(options.port, options.groups);
     for (size_t i = fold ? 1 : 0; i < words.size(); ++i) {
         const std::string wrong = set.Add(words[i]);
         if (!wrong.empty()) return Fail(kUsage, words[i] + ": " + wrong);
@@ -72,7 +72,7 @@ std::string Exclude(const Options& options, HostSet* set) {
 
 std::string TargetsOf(const Options& options, std::vector<Target>* targets) {
     if (!options.hosts) return options.exclude ? "--exclude is for --hosts" : "";
-    HostSet set(options.port);
+    HostSet set(options.port, options.groups);
     std::string wrong = set.Add(*options.hosts);
     if (!wrong.empty()) return "--hosts: " + wrong;
     wrong = Exclude(options, &set);

@@ -43,7 +43,7 @@ ExitStatus Main(int argc, const char* const* argv) {
     }
     if (ZwMgmt_interface::NeedsNoAgent(command.Request()->service, command.Request()->command)) {
         if (options.dry_run) return Fail(kUsage, "--dry-run is for commands that ask an agent");
-        if (options.hosts)
+        if (options.asked_for_hosts)
             return Fail(kUsage, "this command needs no agent: --hosts is not for it");
         return RunLocally(options, command.Request());
     }

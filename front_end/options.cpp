@@ -257,12 +257,17 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
     } catch (const CLI::ParseError& stop) {
         return Fail(kUsage, std::string(stop.what()) + "\nRun with --help for more information.");
     }
+    // One host on the command line goes before many of the settings.
+    if (app.count("--host") != 0 && app.count("--hosts") == 0) options->hosts.reset();
+    if (!options->hosts && app.count("--exclude") == 0) options->exclude.reset();
     Target target;
     for (const std::string& wrong :
          {ParseTarget(host, options->port, &target), Contradiction(app, *options)}) {
         if (!wrong.empty()) return Fail(kUsage, wrong);
     }
     if (!options->dry_run) options->agent_os = 0;
+    options->groups = settings.Groups();
+    options->asked_for_hosts = app.count("--hosts") != 0;
     options->asked_to_wait = app.count("--wait") != 0;
     options->host = target.host;
     options->port = target.port;

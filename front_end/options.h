@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,8 +23,9 @@ enum class Verify {
 struct Options {
     std::string host = "127.0.0.1";
     uint16_t port = 35001;
-    std::optional<std::string> hosts;    // a set of them, instead of the one
-    std::optional<std::string> exclude;  // those of the set that are left out
+    std::optional<std::string> hosts;           // a set of them, instead of the one
+    std::optional<std::string> exclude;         // those of the set that are left out
+    std::map<std::string, std::string> groups;  // of hosts, by their names in the settings
     Verify verify = Verify::kKnown;
     std::string authorities;         // file; "": the system's own
     std::string known_agents;        // file; "": the user's
@@ -37,6 +39,7 @@ struct Options {
     std::optional<std::string> user;           // default: the local user
     std::optional<std::string> password_file;  // "-": standard input
     bool help = false;                         // of the words
+    bool asked_for_hosts = false;              // by the command line itself
     bool asked_to_wait = false;                // by the command line itself
     bool dry_run = false;                      // show what would be sent
     uint8_t agent_os = 0;                      // of a dry run that asks no agent; 0: it asks

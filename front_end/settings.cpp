@@ -153,11 +153,6 @@ void Settings::Note(const std::string& source) {
     }
 }
 
-const std::string* Settings::Group(const std::string& name) const {
-    const auto group = groups.find(name);
-    return group != groups.end() ? &group->second : nullptr;
-}
-
 std::string Settings::Text() const {
     std::string text;
     for (const CLI::Option* option : app.get_options()) {

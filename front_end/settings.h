@@ -22,8 +22,8 @@ class Settings {
     /// CLI11 throws.
     void Parse(int argc, const char* const* argv);
 
-    /// The hosts of a group of the file; null where there is none.
-    const std::string* Group(const std::string& name) const;
+    /// The file's groups of hosts, by their names.
+    const std::map<std::string, std::string>& Groups() const { return groups; }
 
     /// A line an option: its value, and who says so.
     std::string Text() const;

@@ -92,6 +92,8 @@ TEST(Settings, ErrorsNameTheirSource) {
         EXPECT_EQ(run.exit_status, 2) << error;
         EXPECT_EQ(run.err.find("korvane_zwcli: " + error), 0u) << run.err;
     }
+    EXPECT_EQ(RunWith({}, kFile, {"hosts", "fold", "@web", "node30"}).out,
+              "node[1-20,30],rack[1-3]\n");
     const ProcessResult missing = RunProcess({ZWCLI_PATH, "--config", "/none", "tm", "list"});
     EXPECT_EQ(missing.err, "korvane_zwcli: /none: there is no such file\n");
 }
