@@ -24,7 +24,7 @@ WRONG = [("", "a host is missing at the end"), ("a,,b", "column 3: a host is mis
          ("n[9-1]", "backwards"), ("n[1-9/0]", "no steps"), ("n[08-100]", "differ in length"),
          ("n[1-1000001]", "a million"), ("n[0-999][1-999999999999999999]", "a million"),
          ("n:99999", "port"), (":35", "names no host"), ("@/nowhere", "cannot read /nowhere: "),
-         ("a\nb,n[\n", 'standard input line 2, column 3: "n["'), ("@x\n", "names no other file")]
+         ("a\nb,n[\n", 'standard input line 2, column 3: "n["'), ("@x\n", "names no other")]
 failures = []
 
 
