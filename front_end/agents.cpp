@@ -122,6 +122,10 @@ ExitStatus AgentsCommand(const Options& options, const Words& words) {
     const bool key_given = row->act == Add && words.size() == 3 && IsFingerprint(words[2]);
     std::vector<Target> targets;
     for (auto word = words.begin() + 1; word != words.end() - (key_given ? 1 : 0); ++word) {
+        if (word->starts_with(zwmgmt::kFingerprintHead)) {
+            return Fail(kUsage, "\"" + *word + "\" is not the key of one agent: agents add " +
+                                    "HOST[:PORT] SHA256:... with 43 characters takes one of each");
+        }
         const std::string wrong = ParseTarget(*word, options.port, &targets.emplace_back());
         if (!wrong.empty()) return Fail(kUsage, wrong);
     }

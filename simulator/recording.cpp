@@ -225,10 +225,13 @@ bool Recording::Parse(std::string_view text, std::string* error) {
 }
 
 void Recording::Take(int number, std::string_view text) {
-    const json line = json::parse(text, [](int depth, json::parse_event_t event, json&) {
+    constexpr bool kThrows = false;
+    const auto limit = [](int depth, json::parse_event_t event, json&) {
         if (depth > 2 || event == json::parse_event_t::array_start) Wrong("unknown value");
         return true;
-    });
+    };
+    const json line = json::parse(text, limit, kThrows);
+    if (line.is_discarded()) Wrong("not JSON");
     Object(line, "line");
     if (number == 1) {
         if (!line.contains("format") || line["format"] != kFormat) Wrong("not a recording");
