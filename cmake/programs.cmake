@@ -10,8 +10,11 @@ add_library(zwmgmt_platform_programs OBJECT
 target_include_directories(zwmgmt_platform_programs PUBLIC ${PROJECT_SOURCE_DIR})
 
 add_executable(korvane_zwcli
+    front_end/agent_session.cpp
     front_end/agents.cpp
     front_end/answer.cpp
+    front_end/batch.cpp
+    front_end/command_run.cpp
     front_end/consolidate.cpp
     front_end/difference.cpp
     front_end/dry_run.cpp
@@ -35,7 +38,9 @@ add_executable(korvane_zwcli
     front_end/run.cpp
     front_end/say.cpp
     front_end/settings.cpp
+    front_end/shell_words.cpp
     front_end/target.cpp
+    front_end/teller.cpp
     front_end/trace.cpp
     front_end/trust.cpp
     ${program_resources})

@@ -51,19 +51,18 @@ void AddMessages(JsonWriter& json, const Answer& answer) {
     json.EndArray();
 }
 
-}  // namespace
-
-void WriteAnswer(JsonWriter& json, const Options& options, const Client_Request_Message& request,
-                 const Answer& answer) {
+/// The answer as a JSON object.
+void WriteAnswer(JsonWriter& json, const Options& options, const Answer& answer) {
     json.BeginObject();
-    if (!ZwMgmt_interface::NeedsNoAgent(request.service, request.command)) {
+    if (!ZwMgmt_interface::NeedsNoAgent(answer.service, answer.command)) {
         AddText(json, "host", options.host);
         AddNumber(json, "port", options.port);
         if (const char* os = zwmgmt::NameOfAgent(answer.agent_os)) AddText(json, "agent_os", os);
     }
+    if (answer.line != 0) AddNumber(json, "line", static_cast<uint32_t>(answer.line));
     AddText(json, "command",
-            std::string(zwmgmt::ServiceWord(request.service)) + " " +
-                zwmgmt::CommandWord(request.service, request.command));
+            std::string(zwmgmt::ServiceWord(answer.service)) + " " +
+                zwmgmt::CommandWord(answer.service, answer.command));
     AddNumber(json, "exit_status", static_cast<uint32_t>(answer.exit_status));
     AddNumber(json, "status", answer.result ? answer.result->status : answer.status);
     AddText(json, "message", OutcomeOf(answer));
@@ -81,6 +80,8 @@ void WriteAnswer(JsonWriter& json, const Options& options, const Client_Request_
     }
     json.EndObject();
 }
+
+}  // namespace
 
 zwmgmt::TableStyle StyleOfOutput() {
     const char* no_color = std::getenv("NO_COLOR");
@@ -121,17 +122,37 @@ std::vector<std::string> RemarksOf(const Answer& answer) {
     return remarks;
 }
 
-void PrintAnswer(const Options& options, const Client_Request_Message& request,
-                 const Answer& answer) {
+void PrintAnswer(const Options& options, const Answer& answer) {
     std::string piece;
     zwmgmt::TextSink sink(&piece, stdout);
-    if (options.format == Format::kJson || options.format == Format::kJsonLines) {
+    if (IsJson(options.format)) {
         JsonWriter json(sink, options.format == Format::kJson);
-        WriteAnswer(json, options, request, answer);
+        WriteAnswer(json, options, answer);
         sink.Add('\n');
     } else {
         PrintRecords(sink, options, answer);
     }
+    sink.Flush();
+}
+
+JsonAnswers::JsonAnswers(Format format) : is_array(format == Format::kJson), json(sink, is_array) {
+    if (is_array) json.BeginArray();
+}
+
+void JsonAnswers::Add(const Options& options, const Answer& answer) {
+    if (is_array) {
+        WriteAnswer(json, options, answer);
+    } else {
+        PrintAnswer(options, answer);
+    }
+    sink.Flush();
+    std::fflush(stdout);
+}
+
+void JsonAnswers::End() {
+    if (!is_array) return;
+    json.EndArray();
+    sink.Add('\n');
     sink.Flush();
 }
 

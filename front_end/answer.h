@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <memory>
 #include <optional>
 #include <string>
@@ -17,6 +18,9 @@
 namespace zwcli {
 
 struct Answer {
+    uint8_t service = 0;
+    uint16_t command = 0;
+    size_t line = 0;  // of a batch; 0: there is none
     ExitStatus exit_status = kOk;
     uint8_t agent_os = 0;  // 0: not known
     uint32_t status = 0;
@@ -32,15 +36,31 @@ std::string WrongFields(const Options& options, uint16_t command);
 /// What is said of the answer where standard output has its data alone.
 std::vector<std::string> RemarksOf(const Answer& answer);
 
-/// The answer as a JSON object.
-void WriteAnswer(zwmgmt::JsonWriter& json, const Options& options,
-                 const Client_Request_Message& request, const Answer& answer);
-
 /// How a table looks on standard output.
 zwmgmt::TableStyle StyleOfOutput();
 
 /// Prints the answer in the format of the options, which is not text.
-void PrintAnswer(const Options& options, const Client_Request_Message& request,
-                 const Answer& answer);
+void PrintAnswer(const Options& options, const Answer& answer);
+
+inline bool IsJson(Format format) {
+    return format == Format::kJson || format == Format::kJsonLines;
+}
+
+/// Prints several answers as one array of JSON, or as an object a line, each as it comes.
+class JsonAnswers {
+  public:
+    explicit JsonAnswers(Format format);
+
+    /// options: of the answer's host.
+    void Add(const Options& options, const Answer& answer);
+    /// After the last.
+    void End();
+
+  private:
+    const bool is_array;
+    std::string piece;
+    zwmgmt::TextSink sink{&piece, stdout};
+    zwmgmt::JsonWriter json;
+};
 
 }  // namespace zwcli

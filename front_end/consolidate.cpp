@@ -14,7 +14,7 @@ void Print(const std::string& text) { std::fwrite(text.data(), 1, text.size(), s
 }  // namespace
 
 void Consolidation::Add(const Target&, const std::string& name, Outcome outcome) {
-    if (outcome.text.empty() && outcome.answer.exit_status != kOk) return;  // no answer at all
+    if (outcome.text.empty() && outcome.exit_status != kOk) return;  // no answer at all
     const auto [place, is_new] = places.try_emplace(std::move(outcome.text), groups.size());
     if (is_new) groups.push_back({&place->first, {}});
     groups[place->second].hosts.push_back(name);

@@ -26,10 +26,13 @@ using std::chrono::milliseconds;
 constexpr milliseconds kLook{50};      // how often a request to stop is looked for
 constexpr milliseconds kGrace{1'000};  // for what runs, to end
 
-Outcome FailedOutcome(ExitStatus status, const char* why) {
+/// Of a host at which the command came to nothing.
+Outcome FailedOutcome(const Command& command, ExitStatus status, const char* why) {
     Outcome outcome;
-    outcome.answer.exit_status = status;
-    outcome.answer.message = why;
+    outcome.exit_status = status;
+    Answer& answer = outcome.answers.emplace_back(AnswerTo(command));
+    answer.exit_status = status;
+    answer.message = why;
     outcome.said.push_back(why);
     return outcome;
 }
@@ -42,8 +45,10 @@ class Crew {
         Outcome outcome;
     };
 
-    Crew(const Options& run_options, const std::vector<Target>& run_hosts, Passwords& run_passwords)
+    Crew(const Options& run_options, const std::vector<Command>& run_commands,
+         const std::vector<Target>& run_hosts, Passwords& run_passwords)
         : options(run_options),
+          commands(run_commands),
           hosts(run_hosts),
           passwords(run_passwords),
           size(std::min<size_t>(options.fanout, hosts.size())),
@@ -136,15 +141,14 @@ class Crew {
     Outcome Ask(const Target& host, const zwmgmt::Stop& stop) {
         try {
             const Options own = OptionsFor(options, host);
-            const std::vector<const char*> words = PointersTo(options.words);
-            zwmgmt::CommandWords command(words.data(), words.size());
-            return RunQuietly(own, passwords, command.Request(), stop);
+            return RunQuietly(own, passwords, commands, stop);
         } catch (const std::bad_alloc&) {
-            return FailedOutcome(kFailed, "out of memory");
+            return FailedOutcome(commands.front(), kFailed, "out of memory");
         }
     }
 
     const Options& options;
+    const std::vector<Command>& commands;
     const std::vector<Target>& hosts;
     Passwords& passwords;
     const size_t size;
@@ -169,16 +173,15 @@ size_t FailuresAllowed(const Options& options, size_t hosts) {
 
 }  // namespace
 
-ExitStatus RunOnMany(const Options& options, const std::vector<Target>& hosts,
-                     Passwords& passwords) {
-    const std::vector<const char*> words = PointersTo(options.words);
-    zwmgmt::CommandWords command(words.data(), words.size());
-    Report report(options, hosts, *command.Request());
+ExitStatus RunOnMany(const Options& options, const std::vector<Command>& commands,
+                     const std::vector<Target>& hosts, Passwords& passwords) {
+    const Command& first = commands.front();
+    Report report(options, hosts, first);
     std::vector<bool> is_done(hosts.size());
     Progress progress(hosts.size());
     if (const std::string wrong = report.KeepFailed(); !wrong.empty()) return Fail(kUsage, wrong);
     zwmgmt::platform::NoteStopSignal();
-    Crew crew(options, hosts, passwords);
+    Crew crew(options, commands, hosts, passwords);
     if (!crew.Start()) return Fail(kFailed, "no thread can be started");
     const size_t allowed = FailuresAllowed(options, hosts.size());
     auto give_up = Clock::time_point::max();
@@ -202,8 +205,8 @@ ExitStatus RunOnMany(const Options& options, const std::vector<Target>& hosts,
     for (size_t host = 0; host < hosts.size(); ++host) {
         if (is_done[host]) continue;
         report.Add(host, give_up != Clock::time_point::max()
-                             ? FailedOutcome(kInterrupted, "interrupted")
-                             : FailedOutcome(kNotBegun, "not begun, as others had failed"));
+                             ? FailedOutcome(first, kInterrupted, "interrupted")
+                             : FailedOutcome(first, kNotBegun, "not begun, as others had failed"));
     }
     const ExitStatus status = report.End();
     // A name that is looked up cannot be given up; such threads go with the process.

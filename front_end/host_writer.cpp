@@ -22,42 +22,21 @@ class TextWriter : public HostWriter {
     }
 };
 
-/// One array, or an object a line.
 class JsonHosts : public HostWriter {
   public:
-    JsonHosts(const Options& run_options, const Client_Request_Message& asked)
-        : options(run_options),
-          request(asked),
-          is_array(options.format == Format::kJson),
-          json(sink, is_array) {
-        if (is_array) json.BeginArray();
-    }
+    explicit JsonHosts(const Options& run_options)
+        : options(run_options), answers(options.format) {}
 
     void Add(const Target& host, const std::string&, Outcome outcome) override {
         const Options own = OptionsFor(options, host);
-        if (is_array) {
-            WriteAnswer(json, own, request, outcome.answer);
-        } else {
-            PrintAnswer(own, request, outcome.answer);
-        }
-        sink.Flush();
-        std::fflush(stdout);
+        for (const Answer& answer : outcome.answers) answers.Add(own, answer);
     }
 
-    void End() override {
-        if (!is_array) return;
-        json.EndArray();
-        sink.Add('\n');
-        sink.Flush();
-    }
+    void End() override { answers.End(); }
 
   private:
     const Options& options;
-    const Client_Request_Message& request;
-    const bool is_array;
-    std::string piece;
-    zwmgmt::TextSink sink{&piece, stdout};
-    zwmgmt::JsonWriter json;
+    JsonAnswers answers;
 };
 
 /// The fields that any agent may fill, so that every host's records fit the columns.
@@ -89,8 +68,9 @@ class ColumnWriter : public HostWriter {
     }
 
     void Add(const Target&, const std::string& name, Outcome outcome) override {
-        if (!outcome.answer.result || !outcome.answer.result->records) return;
-        zwmgmt::Records& records = *outcome.answer.result->records;
+        const Answer& answer = outcome.answers.front();
+        if (!answer.result || !answer.result->records) return;
+        zwmgmt::Records& records = *answer.result->records;
         if (options.format == Format::kTable) return table.Add(records, name);
         zwmgmt::WriteCsvRecords(sink, records, fields, name);
         sink.Flush();
@@ -118,16 +98,13 @@ class NothingWriter : public HostWriter {
 
 }  // namespace
 
-std::unique_ptr<HostWriter> HostWriter::Make(const Options& options,
-                                             const Client_Request_Message& request) {
+std::unique_ptr<HostWriter> HostWriter::Make(const Options& options, const Command& command) {
     if (options.format == Format::kText) {
         if (options.consolidate || options.diff) return std::make_unique<Consolidation>(options);
         return std::make_unique<TextWriter>();
     }
-    if (options.format == Format::kJson || options.format == Format::kJsonLines) {
-        return std::make_unique<JsonHosts>(options, request);
-    }
-    const zwmgmt::Description* what = zwmgmt::FindDescriptionOf(request.command);
+    if (IsJson(options.format)) return std::make_unique<JsonHosts>(options);
+    const zwmgmt::Description* what = zwmgmt::FindDescriptionOf(command.number);
     if (what == nullptr) return std::make_unique<NothingWriter>();
     return std::make_unique<ColumnWriter>(options, *what);
 }

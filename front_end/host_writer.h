@@ -19,8 +19,8 @@ class HostWriter {
     /// After the last.
     virtual void End() {}
 
-    static std::unique_ptr<HostWriter> Make(const Options& options,
-                                            const Client_Request_Message& request);
+    /// command: the first; of a format with columns it is the only one.
+    static std::unique_ptr<HostWriter> Make(const Options& options, const Command& command);
 };
 
 /// The options as they are for one host of many.

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "front_end/batch.h"
 #include "front_end/exit_status.h"
 #include "front_end/fan_out.h"
 #include "front_end/help.h"
@@ -20,6 +21,29 @@
 namespace zwcli {
 namespace {
 
+/// Checks the words of the command line; what is wrong with them, or "".
+std::string TakeWords(const Options& options, Command* command) {
+    const std::vector<const char*> words = PointersTo(options.words);
+    zwmgmt::CommandWords request(words.data(), words.size());
+    if (request.Request() == nullptr) return ComplaintAbout(words);
+    *command = CommandFor(options.words, *request.Request());
+    if (const std::string wrong = WrongFields(options, command->number); !wrong.empty()) {
+        return wrong;
+    }
+    if (options.asked_to_wait && !RunsInBackground(*request.Request())) {
+        return "--wait is for net ping, net traceroute and system install";
+    }
+    if (!ZwMgmt_interface::NeedsNoAgent(command->service, command->number)) return "";
+    if (options.dry_run) return "--dry-run is for commands that ask an agent";
+    return options.asked_for_hosts ? "this command needs no agent: --hosts is not for it" : "";
+}
+
+/// What is to run; what is wrong with it, or "".
+std::string CommandsOf(const Options& options, std::vector<Command>* commands) {
+    if (options.batch) return ReadBatch(options, commands);
+    return TakeWords(options, &commands->emplace_back());
+}
+
 ExitStatus Main(int argc, const char* const* argv) {
     Options options;
     if (const auto stop = ParseOptions(argc, argv, &options)) return static_cast<ExitStatus>(*stop);
@@ -30,22 +54,13 @@ ExitStatus Main(int argc, const char* const* argv) {
     }
     if (options.help) return HelpCommand(options, options.words);
     if (options.connections) return Fail(kUsage, "--connections is for policy check");
-    const std::vector<const char*> words = PointersTo(options.words);
-    zwmgmt::CommandWords command(words.data(), words.size());
-    if (command.Request() == nullptr) return Fail(kUsage, ComplaintAbout(words));
-
-    if (const std::string wrong = WrongFields(options, command.Request()->command);
-        !wrong.empty()) {
+    std::vector<Command> commands;
+    if (const std::string wrong = CommandsOf(options, &commands); !wrong.empty()) {
         return Fail(kUsage, wrong);
     }
-    if (options.asked_to_wait && !RunsInBackground(*command.Request())) {
-        return Fail(kUsage, "--wait is for net ping, net traceroute and system install");
-    }
-    if (ZwMgmt_interface::NeedsNoAgent(command.Request()->service, command.Request()->command)) {
-        if (options.dry_run) return Fail(kUsage, "--dry-run is for commands that ask an agent");
-        if (options.asked_for_hosts)
-            return Fail(kUsage, "this command needs no agent: --hosts is not for it");
-        return RunLocally(options, command.Request());
+    const Command& first = commands.front();
+    if (ZwMgmt_interface::NeedsNoAgent(first.service, first.number)) {
+        return RunLocally(options, first);
     }
     if (!options.user) {
         char local_user[256] = {};
@@ -63,8 +78,8 @@ ExitStatus Main(int argc, const char* const* argv) {
     }
     Passwords passwords(options, options.hosts.has_value());
     if (const std::string wrong = passwords.ReadFile(); !wrong.empty()) return Fail(kUsage, wrong);
-    if (options.hosts) return RunOnMany(options, hosts, passwords);
-    return RunRemotely(options, passwords, command.Request());
+    if (options.hosts) return RunOnMany(options, commands, hosts, passwords);
+    return RunRemotely(options, passwords, commands);
 }
 
 }  // namespace

@@ -88,6 +88,19 @@ CLI::Validator OneWordOf(const WordRow<Value> (&rows)[Count], const char* what, 
             ""};
 }
 
+/// What does not go with a batch.
+std::string WrongBatch(const Options& options) {
+    if (!options.batch || options.help) return "";
+    if (!options.words.empty()) return "--batch takes its commands from the file alone";
+    if (options.format == Format::kCsv || options.format == Format::kTable) {
+        return "--batch has --format text, json or jsonl";
+    }
+    const bool others_read =
+        options.hosts == "-" || options.hosts == "@-" || options.password_file == "-";
+    return *options.batch == "-" && others_read ? "standard input is there once: --batch reads it"
+                                                : "";
+}
+
 /// What is wrong with options that are each right.
 std::string Contradiction(const CLI::App& app, const Options& options) {
     const bool keeps_keys = options.verify == Verify::kKnown || options.verify == Verify::kStrict;
@@ -115,6 +128,8 @@ std::string Contradiction(const CLI::App& app, const Options& options) {
     if ((options.consolidate || options.diff) && options.format != Format::kText) {
         return "--consolidate and --diff are for --format text";
     }
+    if (!options.batch && app.count("--keep-going") != 0) return "--keep-going is for --batch";
+    if (const std::string wrong = WrongBatch(options); !wrong.empty()) return wrong;
     for (const char* option : {"--known-agents", "--hash-agents"}) {
         if (!keeps_keys && app.count(option) != 0) {
             return std::string(option) + " is for --verify known or strict";
@@ -126,7 +141,8 @@ std::string Contradiction(const CLI::App& app, const Options& options) {
 class Help : public CLI::Formatter {
   public:
     std::string make_usage(const CLI::App*, std::string) const override {
-        return "Usage: korvane_zwcli [options] SERVICE COMMAND [SUBCOMMAND] [key=value ...]\n";
+        return "Usage: korvane_zwcli [options] SERVICE COMMAND [SUBCOMMAND] [key=value ...]\n"
+               "       korvane_zwcli [options] --batch FILE\n";
     }
 };
 
@@ -227,6 +243,11 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
     app.add_option("--tls-min", options->least_tls, "Least version of TLS to speak")
         ->check(CLI::IsMember({"1.2", "1.3"}))
         ->capture_default_str();
+    app.add_option("--batch", options->batch,
+                   "File of commands, one a line, that one session a host serves; - reads standard "
+                   "input");
+    app.add_flag("--keep-going", options->keep_going,
+                 "Go on with the batch behind a command that failed");
     app.add_option("--connections", options->connections,
                    "File of connections for policy check, one a line, with what is expected");
     app.add_option("--trace", options->trace,

@@ -58,6 +58,8 @@ struct Options {
     Format format = Format::kText;
     std::string fields;  // names, separated by commas; "": those the agent fills
     std::optional<std::string> connections;  // file for policy check; "-": standard input
+    std::optional<std::string> batch;        // file of commands; "-": standard input
+    bool keep_going = false;                 // with the batch, behind a command that failed
     std::vector<std::string> words;          // SERVICE COMMAND [SUBCOMMAND] [key=value ...]
 };
 

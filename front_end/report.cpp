@@ -21,10 +21,10 @@ std::string WithoutHost(std::string text, const Target& host) {
 }  // namespace
 
 Report::Report(const Options& run_options, const std::vector<Target>& run_hosts,
-               const Client_Request_Message& request)
+               const Command& command)
     : options(run_options),
       hosts(run_hosts),
-      writer(HostWriter::Make(run_options, request)),
+      writer(HostWriter::Make(run_options, command)),
       left(run_hosts.size()) {}
 
 std::string Report::KeepFailed() {
@@ -50,7 +50,7 @@ void Report::Write(size_t host, Outcome outcome) {
 
 /// What is said last of a host that failed is why.
 void Report::Note(size_t host, const Outcome& outcome) {
-    const ExitStatus status = outcome.answer.exit_status;
+    const ExitStatus status = outcome.exit_status;
     std::vector<std::string> said = outcome.said;
     if (status != kOk) {
         failed.push_back(host);

@@ -15,7 +15,7 @@ namespace zwcli {
 class Report {
   public:
     Report(const Options& run_options, const std::vector<Target>& run_hosts,
-           const Client_Request_Message& request);
+           const Command& command);
 
     /// Opens the file that the options name for those that fail, if any; why that fails, or "".
     std::string KeepFailed();

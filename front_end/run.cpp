@@ -1,430 +1,186 @@
 #include "front_end/run.h"
 
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <iterator>
-#include <sstream>
-#include <string>
-#include <thread>
+#include <functional>
+#include <memory>
+#include <optional>
 #include <utility>
-#include <vector>
 
-#include "commands/routes.h"
-#include "commands/talk.h"
-#include "front_end/exit_status.h"
 #include "front_end/say.h"
-#include "front_end/trace.h"
-#include "front_end/trust.h"
-#include "zwmgmt/argument_notes.h"
-#include "zwmgmt/zwmgmt_interface.h"
 
 namespace zwcli {
 namespace {
 
-/// The words that ask for the outcome of what runs in the background; empty for other commands.
-std::vector<std::string> QuestionFor(const Client_Request_Message& request) {
-    const zwmgmt::Route* route = zwmgmt::FindRoute(request.service, request.command);
-    std::istringstream text(route != nullptr && route->question != nullptr ? route->question : "");
-    return {std::istream_iterator<std::string>(text), {}};
-}
+using Voice = Teller::Voice;
 
-zwmgmt::CommandWords CommandOf(const std::vector<std::string>& words) {
-    const std::vector<const char*> pointers = PointersTo(words);
-    return zwmgmt::CommandWords(pointers.data(), pointers.size());
-}
-
-/// What stands behind service and command.
-std::string WrittenArguments(const std::vector<std::string>& words) {
-    std::string written;
-    for (size_t i = 2; i < words.size(); ++i) written += (i > 2 ? " " : "") + words[i];
-    return written;
-}
-
-/// Whether the request itself only asks for an outcome.
-bool IsQuestion(const Client_Request_Message& request) {
-    const std::vector<std::string> words = QuestionFor(request);
-    if (words.empty()) return false;
-    zwmgmt::CommandWords command = CommandOf(words);
-    const Client_Request_Message* question = command.Request();
-    return question != nullptr && request.command == question->command &&
-           request.argument_count == question->argument_count &&
-           (request.argument_count == 0 || request.arguments[0].key == question->arguments[0].key);
+/// Whether the session is of no use any more where a command has ended so.
+bool IsEndOfSession(ExitStatus status) {
+    return status == kNoSession || status == kNotLoggedIn || status == kInterrupted;
 }
 
 /// One run against one agent.
 class Run {
   public:
-    enum class Voice { kAloud, kQuiet };
+    /// Takes each answer as soon as it is there.
+    using Finish = std::function<void(Answer answer)>;
 
-    Run(const Options& run_options, Passwords& run_passwords, Voice run_voice,
-        const zwmgmt::Stop* run_stop)
+    Run(const Options& run_options, Passwords& run_passwords, Voice voice, const zwmgmt::Stop* stop,
+        Finish run_finish)
         : options(run_options),
-          passwords(run_passwords),
-          is_quiet(run_voice == Voice::kQuiet),
-          stop(run_stop),
-          result_buffer(zwmgmt::kResultBufferSize),
-          trust(run_options),
-          trace(run_options) {
-        using Lists = zwmgmt::Talk::Lists;
-        if (options.format != Format::kText) {
-            talk.emplace(session, Lists::kHandedOut);
-        } else if (is_quiet) {
-            talk.emplace(session, Lists::kPrinted);
-        }
-        session.SetConnectTimeout(options.connect_timeout);
-        session.SetStop(stop);
-    }
-    ~Run() { session.CLDisconnectFromServer(); }
-    Run(const Run&) = delete;
-    Run& operator=(const Run&) = delete;
+          finish(std::move(run_finish)),
+          teller(voice),
+          session(run_options, run_passwords, teller, stop) {}
 
-    Outcome Execute(Client_Request_Message* request) {
-        answer.exit_status = Converse(request);
-        if (!trace.Failure().empty()) {
-            Note(trace.Failure());
-            if (answer.exit_status == kOk) answer.exit_status = kFailed;
-        }
-        if (options.format != Format::kText) {
-            Report();
-        } else if (is_quiet) {
-            KeepText();
+    Outcome Execute(const std::vector<Command>& commands) {
+        for (size_t i = 0; i < commands.size(); ++i) {
+            if (!Execute(commands[i], commands.size() - i - 1)) break;
         }
         return std::move(outcome);
     }
 
   private:
-    ExitStatus Converse(Client_Request_Message* request) {
-        // What no agent would get is told without asking one.
-        if (const zwmgmt::ArgumentNotes notes(session, request); notes.Refused()) {
-            return Refused(notes);
+    /// Runs a command behind which so many are left; false where none of them is to follow.
+    bool Execute(const Command& command, size_t left) {
+        Answer answer = AnswerTo(command);
+        teller.Begin(&answer, command.place);
+        ExitStatus done = Converse(command);
+        const bool is_lost = session.IsLost() || IsEndOfSession(done);
+        if (left == 0 || Ends(is_lost, done)) session.LogOut();
+        if (const std::string failure = session.NewTraceFailure(); !failure.empty()) {
+            teller.Note(failure);
+            if (done == kOk) done = kFailed;
         }
-        if (options.agent_os != 0) return Show(request, options.agent_os);
-        ExitStatus done = Connect();
-        if (done == kOk && session.LoginRequired()) done = LogIn();
-        if (done == kOk) done = CheckCompatibility(*request);
-        if (done == kOk) {
-            done = options.dry_run                              ? Show(request, session.OsType())
-                   : options.wait && RunsInBackground(*request) ? SendAndWait(request)
-                                                                : Send(request);
+        answer.exit_status = done;
+        Report(answer);
+        const bool goes_on = left != 0 && !Ends(is_lost, done);
+        if (command.line != 0) SayHowItEnds(done, left, is_lost, goes_on);
+        outcome.exit_status = Worse(outcome.exit_status, done);
+        // Of those that are not run it is the session that failed them.
+        if (left != 0 && is_lost && session.WasOpened() && !IsEndOfSession(done) &&
+            (done == kOk || options.keep_going)) {
+            outcome.exit_status = Worse(outcome.exit_status, kNoSession);
         }
-        session.CLLogOut();
-        return done;
+        for (std::string& line : teller.Take()) outcome.said.push_back(std::move(line));
+        finish(std::move(answer));
+        return goes_on;
+    }
+
+    bool Ends(bool is_lost, ExitStatus done) const {
+        return is_lost || (done != kOk && !options.keep_going);
+    }
+
+    ExitStatus Converse(const Command& command) {
+        const std::vector<const char*> words = PointersTo(command.words);
+        zwmgmt::CommandWords request(words.data(), words.size());
+        return RunCommand(options, session, teller, command.words, request.Request());
+    }
+
+    void SayHowItEnds(ExitStatus done, size_t left, bool is_lost, bool goes_on) {
+        if (done != kOk && !teller.HasSpoken()) {
+            teller.Say("the command failed: exit status " + std::to_string(done));
+        }
+        if (left == 0 || goes_on) return;
+        if (is_lost && done == kOk) teller.Say("the session has ended");
+        teller.Say("commands behind it that are not run: " + std::to_string(left));
+    }
+
+    void Report(Answer& answer) {
+        if (options.format == Format::kText) {
+            if (session.Talk() != nullptr) KeepText(answer.exit_status);
+            return;
+        }
+        answer.agent_os = options.agent_os != 0 ? options.agent_os : session.Library().OsType();
+        if (answer.result) answer.status = answer.result->status;
+        for (std::string& line : session.Talk()->Lines()) {
+            if (!IsJson(options.format)) teller.Say(line);
+            answer.messages.push_back(std::move(line));
+        }
+        if (IsJson(options.format)) return;
+        for (const std::string& remark : RemarksOf(answer)) teller.Say(remark);
     }
 
     /// What was printed of a host that gave no answer is said of it.
-    void KeepText() {
-        const ExitStatus status = answer.exit_status;
-        if (status != kNoSession && status != kNotLoggedIn && status != kInterrupted) {
-            outcome.text = talk->Text();
+    void KeepText(ExitStatus status) {
+        if (!IsEndOfSession(status)) {
+            outcome.text += session.Talk()->Text();
             return;
         }
-        const std::vector<std::string> lines = talk->Lines();
-        outcome.said.insert(outcome.said.begin(), lines.begin(), lines.end());
+        for (std::string& line : session.Talk()->Lines()) outcome.said.push_back(std::move(line));
     }
-
-    void Report() {
-        answer.agent_os = options.agent_os != 0 ? options.agent_os : session.OsType();
-        if (answer.result) answer.status = answer.result->status;
-        const bool json = options.format == Format::kJson || options.format == Format::kJsonLines;
-        for (std::string& line : talk->Lines()) {
-            if (!json) Say(line);
-            answer.messages.push_back(std::move(line));
-        }
-        if (json) return;
-        for (const std::string& remark : RemarksOf(answer)) Say(remark);
-    }
-
-    void Say(const std::string& text) {
-        if (is_quiet) {
-            outcome.said.push_back(text);
-        } else {
-            zwcli::Say(text);
-        }
-    }
-
-    /// Says why there is no answer, or why it is no success.
-    ExitStatus Fail(ExitStatus exit_status, const std::string& text) {
-        answer.message = text;
-        Say(text);
-        return exit_status;
-    }
-
-    std::string Agent() const { return options.host + " port " + std::to_string(options.port); }
-
-    /// Where the session was given up: why.
-    ExitStatus GivenUp() {
-        if (stop->IsAsked()) return Fail(kInterrupted, "interrupted");
-        return Fail(kNoSession, "not done in the time that --timeout gives");
-    }
-    bool IsGivenUp() const { return stop != nullptr && stop->IsReached(); }
-
-    ExitStatus Lost(uint32_t status) {
-        answer.status = status;
-        if (IsGivenUp()) return GivenUp();
-        const std::string detail = session.FailureDetail();
-        if (detail.empty()) {
-            return Fail(kNoSession, "connection to " + Agent() + " lost: " + Words(status));
-        }
-        return Fail(kNoSession,
-                    "the session with " + Agent() + " was ended: " + detail + NumberOf(status));
-    }
-
-    static std::string NumberOf(uint32_t status) {
-        return " (status " + std::to_string(status) + ")";
-    }
-
-    static std::string Words(uint32_t status) {
-        return zwmgmt::StatusText(status) + NumberOf(status);
-    }
-
-    ExitStatus Connect() {
-        for (const std::string& reason : {trace.Follow(session), trust.Guard(session)}) {
-            if (!reason.empty()) return Fail(kUsage, reason);
-        }
-        const uint32_t status = TryToConnect();
-        answer.status = status;
-        for (const std::string& note : trust.Notes()) Note(note);
-        if (status == zwmgmt::kSuccess) return kOk;
-        if (!trust.Refusal().empty()) return Fail(kNoSession, trust.Refusal());
-        if (IsGivenUp()) return GivenUp();
-        if (status == zwmgmt::kNoReadWriteToken) {
-            return Fail(kNoSession, "No read write token available");
-        }
-        std::string detail = session.FailureDetail();
-        if (!detail.empty()) detail = ": " + detail;
-        return Fail(kNoSession, "cannot open a session with " + Agent() + ": " +
-                                    zwmgmt::StatusText(status) + detail + NumberOf(status));
-    }
-
-    /// Nothing of the command is sent before there is a session: connecting can be tried again.
-    uint32_t TryToConnect() {
-        std::chrono::milliseconds pause(100);
-        for (uint32_t retries = options.retries;; --retries) {
-            const uint32_t status = session.CLConnectToServer(
-                options.host.c_str(), options.user->c_str(), options.port, result_buffer.data());
-            if (status == zwmgmt::kSuccess || status == zwmgmt::kAgentNotTrusted || retries == 0 ||
-                !Pause(&pause)) {
-                return status;
-            }
-        }
-    }
-
-    /// Lets time pass, each time more; false where it is not to be waited for.
-    bool Pause(std::chrono::milliseconds* pause) {
-        const auto end = std::chrono::steady_clock::now() + *pause;
-        *pause = std::min(2 * *pause, kLongestPause);
-        while (!IsGivenUp() && std::chrono::steady_clock::now() < end) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        }
-        return !IsGivenUp();
-    }
-
-    ExitStatus LogIn() {
-        const std::string no_password = passwords.Give(session);
-        if (!no_password.empty()) return Fail(kNotLoggedIn, no_password);
-        const uint32_t status = session.CLAuthenticateUser(result_buffer.data());
-        answer.status = status;
-        if (status == zwmgmt::kSuccess) return kOk;
-        if (status == zwmgmt::kLoginRejected || status == zwmgmt::kLoginFailed) {
-            return Fail(kNotLoggedIn, "Authentication failed, please check username or password");
-        }
-        return Lost(status);
-    }
-
-    ExitStatus CheckCompatibility(const Client_Request_Message& request) {
-        const uint32_t status = session.FetchCapabilities(result_buffer.data());
-        if (!session.Connected()) return Lost(status);
-        if (status != zwmgmt::kSuccess) {
-            const bool cut = status == zwmgmt::kReadError;
-            Note(std::string("warning: the agent ") +
-                 (cut ? "sent a capabilities record that is cut"
-                      : "refused to tell its capabilities") +
-                 " (status " + std::to_string(status) + "); compatibility is not checked");
-            return kOk;
-        }
-        const Capabilities capabilities = session.AgentCapabilities();
-        if (session.Validate_Server_APIVersion_Capabilities(&capabilities, request.service,
-                                                            request.command) == 0) {
-            return kOk;
-        }
-        answer.status = zwmgmt::kIncompatible;
-        return Fail(kUnsupported, WithoutEnd(session.ErrorText()));
-    }
-
-    static std::string WithoutEnd(std::string text) {
-        while (text.ends_with('\n')) text.pop_back();
-        return text;
-    }
-
-    void Note(const std::string& text) {
-        answer.messages.push_back(text);
-        Say(text);
-    }
-
-    /// Says what is sent otherwise than written, or what a refused entry may be.
-    void SayNotes(const zwmgmt::ArgumentNotes& notes) {
-        for (size_t i = 0; i < notes.Count(); ++i) {
-            const bool warning = notes[i].severity == zwmgmt::ArgumentNote::kWarning;
-            Note(std::string(warning ? "warning: " : "") + notes[i].text);
-        }
-    }
-
-    ExitStatus Send(Client_Request_Message* request) {
-        const zwmgmt::ArgumentNotes notes(session, request);
-        if (notes.Refused()) return Refused(notes);
-        SayNotes(notes);
-        return Explain(*request, Ask(request));
-    }
-
-    /// Tells what would be sent.
-    ExitStatus Show(Client_Request_Message* request, uint8_t os_type) {
-        auto notes = std::make_unique<zwmgmt::ArgumentNotes>(session, request, os_type);
-        if (notes->Refused()) return Refused(*notes);
-        SayNotes(*notes);
-        if (notes->MessageCount() == 0) {
-            answer.status = zwmgmt::kNotForThisAgent;
-            return Fail(kUnsupported, zwmgmt::StatusText(answer.status));
-        }
-        answer.dry_run.emplace(std::move(notes), WrittenArguments(options.words), request->command);
-        answer.message = "the request was not sent";
-        if (options.format == Format::kText) {
-            session.PrintOutput("%s", answer.dry_run->Text().c_str());
-        }
-        return kOk;
-    }
-
-    ExitStatus Refused(const zwmgmt::ArgumentNotes& notes) {
-        answer.status = zwmgmt::kRequestRefused;
-        if (options.format == Format::kText) {
-            session.PrintOutput("%s", notes.RefusalText());
-        } else {
-            answer.message = WithoutEnd(notes.RefusalText());
-            Say(answer.message);
-        }
-        SayNotes(notes);
-        return kUsage;
-    }
-
-    /// Returns what the library returns; the agent's own status is then in last_status.
-    uint32_t Ask(Client_Request_Message* request) {
-        if (options.format != Format::kText) {
-            Keep(std::make_unique<zwmgmt::ResultParts>(session, request, result_buffer.data()));
-            return answer.result->returned;
-        }
-        const auto returned = static_cast<uint32_t>(
-            session.Client_ProcessRequest(request, result_buffer.data(), nullptr));
-        last_status = session.LastStatus();
-        return returned;
-    }
-
-    void Keep(std::unique_ptr<zwmgmt::ResultParts> result) {
-        last_status = result->status;
-        answer.result = std::move(result);
-    }
-
-    ExitStatus Explain(const Client_Request_Message& request, uint32_t result) {
-        ExitStatus done = ExitStatusOf(result, last_status);
-        // An agent that is busy with another operation has refused to begin this one.
-        if (done == kNotFinished && !IsQuestion(request)) done = kFailed;
-        if (done == kNoSession) return Lost(result);
-        if (result == zwmgmt::kNotForThisAgent) Say(zwmgmt::StatusText(result));
-        if (result == zwmgmt::kRequestRefused && session.FailureDetail()[0] != '\0') {
-            Note(session.FailureDetail());
-        }
-        if (result == zwmgmt::kSuccess && done != kOk) {
-            Say("the agent answered: " + Words(last_status));
-        }
-        return done;
-    }
-
-    ExitStatus SendAndWait(Client_Request_Message* request) {
-        const ExitStatus started = IsQuestion(*request) ? kOk : Send(request);
-        if (started != kOk) return started;
-        const std::vector<std::string> words = QuestionFor(*request);
-        zwmgmt::CommandWords question = CommandOf(words);
-        if (question.Request() == nullptr) return Fail(kFailed, question.Error());
-        std::fflush(stdout);
-        for (std::chrono::milliseconds pause(100); !HasOutcome(question.Request());) {
-            if (!Pause(&pause)) return GivenUp();
-        }
-        return Explain(*question.Request(), last_result);
-    }
-
-    /// Asks once; only an outcome is printed.
-    bool HasOutcome(Client_Request_Message* question) {
-        if (options.format != Format::kText) {
-            last_result = Ask(question);
-            return ExitStatusOf(last_result, last_status) != kNotFinished;
-        }
-        _Message message = {};
-        void* reply = nullptr;
-        session.SetBuildListMode();
-        last_result = static_cast<uint32_t>(
-            session.Client_ProcessRequest(&message, question, result_buffer.data(), &reply));
-        session.ResetBuildListMode();
-        const bool has_outcome = ExitStatusOf(last_result, message.status) != kNotFinished;
-        if (has_outcome && last_result == zwmgmt::kSuccess) {
-            session.CLPrint(reply, question->command, &message);
-        }
-        ZwMgmt_interface::CLFreeMem(question->command, reply);
-        last_status = session.LastStatus();
-        return has_outcome;
-    }
-
-    static constexpr std::chrono::milliseconds kLongestPause{2000};
 
     const Options& options;
-    Passwords& passwords;
-    const bool is_quiet;
-    const zwmgmt::Stop* const stop;  // null: nothing ends it
-    std::vector<char> result_buffer;
-    uint32_t last_result = zwmgmt::kSuccess;  // of a question for an outcome
-    uint32_t last_status = zwmgmt::kSuccess;  // of the last answer
-    Trust trust;
-    Trace trace;
-    ZwMgmt_interface session;
-    std::optional<zwmgmt::Talk> talk;  // unless the session prints by itself
+    const Finish finish;
+    Teller teller;
+    AgentSession session;
     Outcome outcome;
-    Answer& answer = outcome.answer;
 };
 
 }  // namespace
 
-bool RunsInBackground(const Client_Request_Message& request) {
-    return !QuestionFor(request).empty();
+Command CommandFor(const std::vector<std::string>& words, const Client_Request_Message& request) {
+    Command command;
+    command.words = words;
+    command.service = request.service;
+    command.number = request.command;
+    return command;
+}
+
+Answer AnswerTo(const Command& command) {
+    Answer answer;
+    answer.service = command.service;
+    answer.command = command.number;
+    answer.line = command.line;
+    return answer;
 }
 
 ExitStatus RunRemotely(const Options& options, Passwords& passwords,
-                       Client_Request_Message* request) {
+                       const std::vector<Command>& commands) {
     using Clock = zwmgmt::Stop::Clock;
     const zwmgmt::Stop stop(Clock::now() + std::chrono::milliseconds(options.timeout));
-    Run run(options, passwords, Run::Voice::kAloud, options.timeout != 0 ? &stop : nullptr);
-    const Outcome outcome = run.Execute(request);
-    if (options.format != Format::kText) PrintAnswer(options, *request, outcome.answer);
-    return outcome.answer.exit_status;
+    std::optional<JsonAnswers> answers;
+    if (options.batch && IsJson(options.format)) answers.emplace(options.format);
+    const auto print = [&](const Answer& answer) {
+        if (answers) {
+            answers->Add(options, answer);
+        } else if (options.format != Format::kText) {
+            PrintAnswer(options, answer);
+        } else if (options.batch) {
+            std::fflush(stdout);
+        }
+    };
+    Run run(options, passwords, Voice::kAloud, options.timeout != 0 ? &stop : nullptr, print);
+    const ExitStatus status = run.Execute(commands).exit_status;
+    if (answers) answers->End();
+    return status;
 }
 
-Outcome RunQuietly(const Options& options, Passwords& passwords, Client_Request_Message* request,
-                   const zwmgmt::Stop& stop) {
-    return Run(options, passwords, Run::Voice::kQuiet, &stop).Execute(request);
+Outcome RunQuietly(const Options& options, Passwords& passwords,
+                   const std::vector<Command>& commands, const zwmgmt::Stop& stop) {
+    std::vector<Answer> answers;
+    const auto keep = [&](Answer answer) { answers.push_back(std::move(answer)); };
+    Outcome outcome = Run(options, passwords, Voice::kQuiet, &stop, keep).Execute(commands);
+    outcome.answers = std::move(answers);
+    return outcome;
 }
 
-ExitStatus RunLocally(const Options& options, Client_Request_Message* request) {
+ExitStatus RunLocally(const Options& options, const Command& command) {
     std::vector<char> buffer(zwmgmt::kResultBufferSize);
     ZwMgmt_interface session;
-    Answer answer;
+    const std::vector<const char*> words = PointersTo(command.words);
+    zwmgmt::CommandWords request(words.data(), words.size());
+    Answer answer = AnswerTo(command);
     if (options.format == Format::kText) {
-        const int failed = session.Client_ProcessRequest(request, buffer.data(), nullptr);
+        const int failed = session.Client_ProcessRequest(request.Request(), buffer.data(), nullptr);
         answer.exit_status = failed == 0 ? kOk : kFailed;
     } else {
-        answer.result = std::make_unique<zwmgmt::ResultParts>(session, request, buffer.data());
+        answer.result =
+            std::make_unique<zwmgmt::ResultParts>(session, request.Request(), buffer.data());
         answer.exit_status = answer.result->returned == 0 ? kOk : kFailed;
-        const bool json = options.format == Format::kJson || options.format == Format::kJsonLines;
         for (const std::string& remark : RemarksOf(answer)) {
-            if (!json) Say(remark);
+            if (!IsJson(options.format)) Say(remark);
         }
-        PrintAnswer(options, *request, answer);
+        PrintAnswer(options, answer);
     }
     session.CLDisconnectFromServer();
     return answer.exit_status;

@@ -156,6 +156,21 @@ def ask(port, question, has_data, validator):
     return answer
 
 
+def batch(port, commands, validator):
+    """Commands of a file answer as each of them alone, in an array or in lines."""
+    for form, parse in [("json", json.loads), ("jsonl", lambda out: [json.loads(line) for line in out.splitlines()])]:
+        done = subprocess.run([BIN + "/korvane_zwcli", "--verify", "off", "--port", port, "--format", form,
+                               "--keep-going", "--batch", "-"], capture_output=True, timeout=60,
+                              input="\n".join(commands).encode())
+        answers = parse(done.stdout)
+        for error in validator.iter_errors(answers if form == "json" else answers[0]):
+            check(False, f"batch: {error.json_path}: {error.message}")
+        check([answer.pop("line") for answer in answers] == list(range(1, len(commands) + 1)), "batch: lines")
+        for answer, command in zip(answers, commands):
+            alone = json.loads(run(port, "json", command)[1])
+            check(dict(answer, messages=[]) == dict(alone, messages=[]), f"batch: {command}")
+
+
 def as_told(value, told):
     """Whether a value is what the scenario tells the agent, in the scenario's own notation."""
     if isinstance(value, bool):
@@ -209,6 +224,8 @@ def main():
                     compare(answer, told["drivers"], system + " drivers")
                 if not location:
                     location = answer["result"][0]["pci_bus_location"]
+            batch(port, ["korvane listadapterprops", f"korvane listports pci={location}",
+                         "system listdrivers"], validator)
         finally:
             agent.terminate()
             agent.wait()
