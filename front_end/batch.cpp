@@ -34,6 +34,9 @@ class Reader {
   public:
     Reader(const Options& run_options, std::string file_name)
         : options(run_options), name(std::move(file_name)) {}
+    ~Reader() { session.CLDisconnectFromServer(); }
+    Reader(const Reader&) = delete;
+    Reader& operator=(const Reader&) = delete;
 
     void Take(std::string_view text) {
         for (size_t number = 1; !text.empty(); ++number) {
