@@ -107,7 +107,7 @@ bool AgentSession::Pause(std::chrono::milliseconds* pause) {
 }
 
 ExitStatus AgentSession::LogIn() {
-    const std::string no_password = passwords.Give(library);
+    const std::string no_password = passwords.Give(library, options.host);
     if (!no_password.empty()) return teller.Fail(kNotLoggedIn, no_password);
     const uint32_t status = library.CLAuthenticateUser(ResultBuffer());
     teller.Current().status = status;

@@ -143,13 +143,7 @@ void WriteFields(zwmgmt::JsonWriter& json, const char* key, const Fields& fields
         AddNumber(json, "offset", field.offset);
         AddNumber(json, "width", field.width);
         json.Key("value");
-        if (field.is_signed) {
-            json.Integer(field.number);
-        } else if (field.is_number) {
-            json.Unsigned(static_cast<uint64_t>(field.number));
-        } else {
-            json.Text(field.value);
-        }
+        WriteValue(json, field);
         if (!field.meaning.empty()) AddText(json, "meaning", field.meaning);
         json.EndObject();
     }

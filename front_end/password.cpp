@@ -70,18 +70,17 @@ bool ReadPasswordFile(const std::string& file, Secret* password, std::string* er
     return true;
 }
 
-bool ReadStoredPassword(const std::string& user, Secret* password, std::string* error) {
+bool ReadStoredPassword(const std::string& name, Secret* password, std::string* error) {
     constexpr int kTooLong = -2;
     constexpr int kNoFile = -3;
-    const int found = ZwMgmt_interface::CLGetPassword(user.c_str(), password->bytes);
+    const int found = ZwMgmt_interface::CLGetPassword(name.c_str(), password->bytes);
     char path[4096];
     if (found == kNoFile ||
         ZwMgmt_interface::GetZMFileName(zwmgmt::kCredentialsFile, path, sizeof(path)) != 0) {
         return true;
     }
-    WarnIfOthersRead(path);
     if (found == kTooLong) {
-        *error = "the password of " + user + " in " + path + " is longer than " +
+        *error = "the password of " + name + " in " + path + " is longer than " +
                  std::to_string(Secret::kLongest) + " bytes";
         return false;
     }
@@ -111,8 +110,17 @@ std::string Passwords::ReadFile() {
     return error;
 }
 
-std::string Passwords::Give(ZwMgmt_interface& session) {
+std::string Passwords::Give(ZwMgmt_interface& session, const std::string& host) {
     const std::lock_guard lock(mutex);
+    if (!options.password_file) {
+        Secret own;
+        std::string error;
+        if (!ReadStored(*options.user + "@" + host, &own, &error)) return error;
+        if (!own.Empty()) {
+            session.SetPassword(own.Text());
+            return "";
+        }
+    }
     if (password.Empty() && refusal.empty()) refusal = Find();
     if (!refusal.empty()) return refusal;
     session.SetPassword(password.Text());
@@ -120,9 +128,19 @@ std::string Passwords::Give(ZwMgmt_interface& session) {
     return "";
 }
 
+bool Passwords::ReadStored(const std::string& name, Secret* stored, std::string* error) {
+    char path[4096];
+    if (!has_warned &&
+        ZwMgmt_interface::GetZMFileName(zwmgmt::kCredentialsFile, path, sizeof(path)) == 0) {
+        WarnIfOthersRead(path);
+        has_warned = true;
+    }
+    return ReadStoredPassword(name, stored, error);
+}
+
 std::string Passwords::Find() {
     std::string error;
-    if (!ReadStoredPassword(*options.user, &password, &error)) return error;
+    if (!ReadStored(*options.user, &password, &error)) return error;
     const std::string where = many ? "all hosts" : options.host;
     if (password.Empty()) {
         is_asking = true;

@@ -35,8 +35,8 @@ class Secret {
 /// The first line of the file ("-": standard input).
 bool ReadPasswordFile(const std::string& file, Secret* password, std::string* error);
 
-/// The user's in the credentials file; without one the password stays empty.
-bool ReadStoredPassword(const std::string& user, Secret* password, std::string* error);
+/// That of a name in the credentials file; without one the password stays empty.
+bool ReadStoredPassword(const std::string& name, Secret* password, std::string* error);
 
 bool AskForPassword(const std::string& prompt, Secret* password, std::string* error);
 
@@ -49,14 +49,15 @@ class Passwords {
     /// Reads the file that the options name, if any; what is wrong with it, or "".
     std::string ReadFile();
 
-    /// Hands the password to the session; why there is none, or "". One that is for one session
-    /// alone is wiped.
-    std::string Give(ZwMgmt_interface& session);
+    /// Hands the password for a host to its session; why there is none, or "". One that is for one
+    /// session alone is wiped.
+    std::string Give(ZwMgmt_interface& session, const std::string& host);
 
     /// Whether a person is being asked, whose terminal nobody else writes to then.
     bool IsAsking() const { return is_asking; }
 
   private:
+    bool ReadStored(const std::string& name, Secret* stored, std::string* error);
     std::string Find();
 
     const Options& options;
@@ -64,6 +65,7 @@ class Passwords {
     std::mutex mutex;
     Secret password;
     std::string refusal;
+    bool has_warned = false;  // of others who read the credentials
     std::atomic<bool> is_asking = false;
 };
 

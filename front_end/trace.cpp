@@ -28,17 +28,6 @@ std::string Now() {
     return text;
 }
 
-void WriteField(zwmgmt::JsonWriter& json, const zwmgmt::ShownField& field) {
-    json.Key(field.name);
-    if (field.is_signed) {
-        json.Integer(field.number);
-    } else if (field.is_number) {
-        json.Unsigned(static_cast<uint64_t>(field.number));
-    } else {
-        json.Text(field.value);
-    }
-}
-
 }  // namespace
 
 Trace::~Trace() {
@@ -111,7 +100,8 @@ void Trace::WriteData(zwmgmt::JsonWriter& json, const zwmgmt::TracedMessage& mes
                 if (records++ != 0) json.EndObject();
                 json.BeginObject();
             }
-            WriteField(json, field);
+            json.Key(field.name);
+            WriteValue(json, field);
         });
         if (records != 0) json.EndObject();
         json.EndArray();

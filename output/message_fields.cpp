@@ -179,6 +179,16 @@ size_t ShowTexts(Bytes data, const Show& show) {
 
 }  // namespace
 
+void WriteValue(JsonWriter& json, const ShownField& field) {
+    if (field.is_signed) {
+        json.Integer(field.number);
+    } else if (field.is_number) {
+        json.Unsigned(static_cast<uint64_t>(field.number));
+    } else {
+        json.Text(field.value);
+    }
+}
+
 std::string Hexadecimal(Bytes bytes) {
     static constexpr char kDigits[] = "0123456789abcdef";
     std::string text;

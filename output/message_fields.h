@@ -6,6 +6,7 @@
 #include <span>
 #include <string>
 
+#include "output/json.h"
 #include "records/messages.h"
 
 namespace zwmgmt {
@@ -22,6 +23,9 @@ struct ShownField {
     std::string meaning = {};  // in words, with its unit; empty where the value says all
     bool empty = false;        // all its bytes are 0
 };
+
+/// A field's value, as a number or a text.
+void WriteValue(JsonWriter& json, const ShownField& field);
 
 /// Bytes as hexadecimal digits.
 std::string Hexadecimal(std::span<const uint8_t> bytes);

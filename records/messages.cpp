@@ -55,7 +55,7 @@ consteval auto X4WireFields() {
         if (IsPart(field)) continue;
         const bool text = field.form == X4Field::kText;
         // Addresses tell the family, too: it is there without its bit.
-        const bool family = field.words.data() == kX4Families;
+        const bool family = std::string_view(field.name) == "address_family";
         *row++ = {field.name,
                   field.offset,
                   field.width,

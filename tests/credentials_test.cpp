@@ -25,6 +25,8 @@ TEST(Credentials, AreUsedBeforeAsking) {
         {"keeper secret\n", kPrivate, 0, ""},
         {"other x\n\n\tkeeper\n  secret", kPrivate, 0, ""},
         {"keeper secret keeper wrong", kShared, 0, warning},
+        {"keeper wrong\nkeeper@127.0.0.1 secret\nkeeper@node7 wrong", kPrivate, 0, ""},
+        {"keeper secret\nkeeper@127.0.0.1 wrong", kPrivate, 4, denied},
         {"keeper wrong\n", kPrivate, 4, denied},
         {std::string(256, 'u') + " x keeper secret", kPrivate, 0, ""},
         {"Keeper secret\n", kPrivate, 4, asked},
