@@ -128,7 +128,8 @@ void Server::AcceptClients() {
     std::vector<platform::SocketHandle> turns = listeners;
     while (!stopping.stop_requested()) {
         const auto socket = platform::Accept(turns, kAcceptRound);
-        std::ranges::rotate(turns, turns.begin() + 1);  // no listener keeps the others waiting
+        // No listener keeps the others waiting.
+        std::rotate(turns.begin(), turns.begin() + 1, turns.end());
         ReapClients(false);
         if (socket == platform::kNoSocket) continue;
         Client& client = clients.emplace_back();

@@ -43,7 +43,7 @@ constexpr RecordForm kRuleTable = {"rule_table", sizeof(int32_t), kRuleTableFiel
 constexpr RecordForm kX4Masked = {"masked", sizeof(FilterField), kX4MaskedFields};
 constexpr RecordForm kX4Address = {"address", sizeof(FilterAddress), kX4AddressFields};
 
-consteval bool IsPart(const X4Field& field) {
+constexpr bool IsPart(const X4Field& field) {
     return field.form == X4Field::kMasked || field.form == X4Field::kAddress;
 }
 constexpr auto kX4PartCount = std::ranges::count_if(kX4Fields, IsPart);
