@@ -94,7 +94,8 @@ class CommandRun {
             answer.status = zwmgmt::kNotForThisAgent;
             return teller.Fail(kUnsupported, zwmgmt::StatusText(answer.status));
         }
-        answer.dry_run.emplace(std::move(notes), WrittenArguments(words), request->command);
+        answer.dry_run.emplace(std::move(notes), WrittenArguments(words),
+                               uint16_t{request->command});
         answer.message = "the request was not sent";
         if (options.format == Format::kText) {
             library.PrintOutput("%s", answer.dry_run->Text().c_str());
