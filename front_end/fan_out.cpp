@@ -37,6 +37,14 @@ Outcome FailedOutcome(const Command& command, ExitStatus status, const char* why
     return outcome;
 }
 
+/// How many hosts may fail before no other is begun.
+size_t FailuresAllowed(const Options& options, size_t hosts) {
+    const std::string& text = options.max_failures;
+    if (text.empty()) return hosts;
+    const size_t number = std::stoul(text);
+    return text.ends_with('%') ? hosts * number / 100 : number;
+}
+
 /// The threads, a session each, and what they have done.
 class Crew {
   public:
@@ -52,6 +60,7 @@ class Crew {
           hosts(run_hosts),
           passwords(run_passwords),
           size(std::min<size_t>(options.fanout, hosts.size())),
+          allowed(FailuresAllowed(options, hosts.size())),
           end(options.canary != 0 ? std::min<size_t>(options.canary, hosts.size()) : hosts.size()),
           is_closed(end == hosts.size()) {}
     Crew(const Crew&) = delete;
@@ -80,9 +89,6 @@ class Crew {
 
     /// Those that are not the first ones may begin.
     void BeginOthers() { Close(hosts.size()); }
-
-    /// No other host is begun.
-    void BeginNoOther() { Close(0); }
 
     /// Those that run end, too.
     void Stop() {
@@ -113,6 +119,10 @@ class Crew {
   private:
     void Close(size_t new_end) {
         const std::lock_guard lock(mutex);
+        CloseLocked(new_end);
+    }
+
+    void CloseLocked(size_t new_end) {
         end = new_end;
         is_closed = true;
         changed.notify_all();
@@ -131,6 +141,8 @@ class Crew {
             Outcome outcome = Ask(hosts[host], stop);
             lock.lock();
             running.erase(place);
+            // Before this thread can begin another host. Of the first ones none may fail.
+            if (outcome.exit_status != kOk && ++failed > (is_closed ? allowed : 0)) CloseLocked(0);
             done.push_back({host, std::move(outcome)});
             changed.notify_all();
             // What is not printed yet takes memory: no more of it than threads.
@@ -152,24 +164,18 @@ class Crew {
     const std::vector<Target>& hosts;
     Passwords& passwords;
     const size_t size;
+    const size_t allowed;  // to fail, before no other is begun
     std::vector<std::thread> threads;
     std::mutex mutex;  // guards what follows
     std::condition_variable changed;
     size_t next = 0;
+    size_t failed = 0;
     size_t end;      // of those that may begin
     bool is_closed;  // no others will
     bool is_stopping = false;
     std::list<zwmgmt::Stop*> running;
     std::deque<Done> done;
 };
-
-/// How many hosts may fail before no other is begun.
-size_t FailuresAllowed(const Options& options, size_t hosts) {
-    const std::string& text = options.max_failures;
-    if (text.empty()) return hosts;
-    const size_t number = std::stoul(text);
-    return text.ends_with('%') ? hosts * number / 100 : number;
-}
 
 }  // namespace
 
@@ -183,7 +189,6 @@ ExitStatus RunOnMany(const Options& options, const std::vector<Command>& command
     zwmgmt::platform::NoteStopSignal();
     Crew crew(options, commands, hosts, passwords);
     if (!crew.Start()) return Fail(kFailed, "no thread can be started");
-    const size_t allowed = FailuresAllowed(options, hosts.size());
     auto give_up = Clock::time_point::max();
     while (!crew.IsFinished() && Clock::now() < give_up) {
         for (Crew::Done& each : crew.Wait()) {
@@ -191,7 +196,6 @@ ExitStatus RunOnMany(const Options& options, const std::vector<Command>& command
             is_done[each.host] = true;
             report.Add(each.host, std::move(each.outcome));
         }
-        if (report.Failed() > (crew.IsOpen() ? 0 : allowed)) crew.BeginNoOther();
         if (crew.IsOpen() && report.Done() >= options.canary) crew.BeginOthers();
         if (!passwords.IsAsking()) {
             progress.Show(report.Done(), report.Failed(), crew.Running());
