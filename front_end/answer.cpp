@@ -31,16 +31,6 @@ FieldList FieldsOf(const Options& options, const ResultParts& result) {
     return fields;
 }
 
-void AddText(JsonWriter& json, const char* key, const std::string& text) {
-    json.Key(key);
-    json.Text(text);
-}
-
-void AddNumber(JsonWriter& json, const char* key, uint32_t number) {
-    json.Key(key);
-    json.Unsigned(number);
-}
-
 void AddMessages(JsonWriter& json, const Answer& answer) {
     json.Key("messages");
     json.BeginArray();
@@ -55,17 +45,16 @@ void AddMessages(JsonWriter& json, const Answer& answer) {
 void WriteAnswer(JsonWriter& json, const Options& options, const Answer& answer) {
     json.BeginObject();
     if (!ZwMgmt_interface::NeedsNoAgent(answer.service, answer.command)) {
-        AddText(json, "host", options.host);
-        AddNumber(json, "port", options.port);
-        if (const char* os = zwmgmt::NameOfAgent(answer.agent_os)) AddText(json, "agent_os", os);
+        json.Member("host", options.host);
+        json.Member("port", options.port);
+        if (const char* os = zwmgmt::NameOfAgent(answer.agent_os)) json.Member("agent_os", os);
     }
-    if (answer.line != 0) AddNumber(json, "line", static_cast<uint32_t>(answer.line));
-    AddText(json, "command",
-            std::string(zwmgmt::ServiceWord(answer.service)) + " " +
-                zwmgmt::CommandWord(answer.service, answer.command));
-    AddNumber(json, "exit_status", static_cast<uint32_t>(answer.exit_status));
-    AddNumber(json, "status", answer.result ? answer.result->status : answer.status);
-    AddText(json, "message", OutcomeOf(answer));
+    if (answer.line != 0) json.Member("line", static_cast<uint32_t>(answer.line));
+    json.Member("command", std::string(zwmgmt::ServiceWord(answer.service)) + " " +
+                               zwmgmt::CommandWord(answer.service, answer.command));
+    json.Member("exit_status", static_cast<uint32_t>(answer.exit_status));
+    json.Member("status", answer.result ? answer.result->status : answer.status);
+    json.Member("message", OutcomeOf(answer));
     AddMessages(json, answer);
     json.Key("result");
     if (answer.result && answer.result->records) {

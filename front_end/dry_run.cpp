@@ -124,27 +124,17 @@ std::string Purpose(uint16_t command) {
     return route != nullptr ? route->purpose : "";
 }
 
-void AddText(zwmgmt::JsonWriter& json, const char* key, std::string_view text) {
-    json.Key(key);
-    json.Text(text);
-}
-
-void AddNumber(zwmgmt::JsonWriter& json, const char* key, uint64_t number) {
-    json.Key(key);
-    json.Unsigned(number);
-}
-
 void WriteFields(zwmgmt::JsonWriter& json, const char* key, const Fields& fields) {
     json.Key(key);
     json.BeginArray();
     for (const ShownField& field : fields) {
         json.BeginObject();
-        AddText(json, "name", field.name);
-        AddNumber(json, "offset", field.offset);
-        AddNumber(json, "width", field.width);
+        json.Member("name", field.name);
+        json.Member("offset", field.offset);
+        json.Member("width", field.width);
         json.Key("value");
         WriteValue(json, field);
-        if (!field.meaning.empty()) AddText(json, "meaning", field.meaning);
+        if (!field.meaning.empty()) json.Member("meaning", field.meaning);
         json.EndObject();
     }
     json.EndArray();
@@ -174,19 +164,19 @@ void DryRun::Write(zwmgmt::JsonWriter& json) const {
     json.BeginObject();
     json.Key("changes");
     json.Flag(notes->MessageCount() != 0 && Preview(notes->MessageAt(0)).Changes());
-    AddText(json, "purpose", Purpose(command));
-    AddText(json, "arguments", written);
+    json.Member("purpose", Purpose(command));
+    json.Member("arguments", written);
     json.Key("messages");
     json.BeginArray();
     for (size_t i = 0; i < notes->MessageCount(); ++i) {
         const Preview preview(notes->MessageAt(i));
         json.BeginObject();
-        AddText(json, "name", preview.Name());
-        AddNumber(json, "length", preview.data.size());
+        json.Member("name", preview.Name());
+        json.Member("length", preview.data.size());
         WriteFields(json, "header_fields", preview.header_fields);
         WriteFields(json, "fields", preview.data_fields);
-        AddText(json, "header", zwmgmt::Hexadecimal(preview.header));
-        AddText(json, "data", zwmgmt::Hexadecimal(preview.data));
+        json.Member("header", zwmgmt::Hexadecimal(preview.header));
+        json.Member("data", zwmgmt::Hexadecimal(preview.data));
         json.EndObject();
     }
     json.EndArray();

@@ -7,8 +7,6 @@
 namespace zwcli {
 namespace {
 
-constexpr size_t kMostDigits = 18;  // of what counts as a number
-
 bool IsDigit(char c) { return '0' <= c && c <= '9'; }
 
 /// Names that differ in nothing but numbers: the texts around these, and a row a name.

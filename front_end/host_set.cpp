@@ -12,8 +12,6 @@
 namespace zwcli {
 namespace {
 
-constexpr size_t kMostDigits = 18;
-
 struct Range {
     uint64_t first = 0;
     uint64_t last = 0;
@@ -190,8 +188,7 @@ std::string HostSet::TakeGroup(const std::string& name, bool remove) {
     HostSet named(usual_port, groups);
     const std::string wrong = named.Read(groups.at(name), false);
     if (!wrong.empty()) return "group " + name + ", " + wrong;
-    for (const Target& host : named.Hosts()) Change(host, remove);
-    return places.size() <= kMost ? "" : "more than a million hosts";
+    return TakeAll(named, remove);
 }
 
 std::string HostSet::TakeFile(const std::string& file, bool remove) {
@@ -209,6 +206,10 @@ std::string HostSet::TakeFile(const std::string& file, bool remove) {
         if (!wrong.empty()) return name + " line " + std::to_string(number) + ", " + wrong;
     }
     if (!stream.eof()) return "cannot read " + name + ": " + std::strerror(errno);
+    return TakeAll(named, remove);
+}
+
+std::string HostSet::TakeAll(const HostSet& named, bool remove) {
     for (const Target& host : named.Hosts()) Change(host, remove);
     return places.size() <= kMost ? "" : "more than a million hosts";
 }

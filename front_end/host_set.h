@@ -37,6 +37,8 @@ class HostSet {
     std::string Take(std::string_view term, bool remove, bool with_names);
     std::string TakeGroup(const std::string& name, bool remove);
     std::string TakeFile(const std::string& file, bool remove);
+    /// The hosts of a file or a group.
+    std::string TakeAll(const HostSet& named, bool remove);
     std::string TakePattern(std::string_view pattern, bool remove);
     std::string TakeHost(const std::string& text, bool remove);
     void Change(const Target& host, bool remove);
@@ -46,6 +48,9 @@ class HostSet {
     std::vector<Target> hosts;  // those without a name were taken out
     std::unordered_map<std::string, size_t> places;
 };
+
+/// Digits of what counts as a number in a name.
+inline constexpr size_t kMostDigits = 18;
 
 /// The host as a set names it: with its port where that is not the usual one.
 std::string HostText(const Target& host, uint16_t usual_port);

@@ -81,6 +81,15 @@ std::string TakeWord(const WordRow<Value> (&rows)[Count], const char* what, cons
            "\"; nearest: " + zwmgmt::Joined(zwmgmt::NearestWords(word, known));
 }
 
+/// "text, json or csv"
+template <class Value, size_t Count>
+std::string Choice(const WordRow<Value> (&rows)[Count]) {
+    std::string text = rows[0].word;
+    for (size_t i = 1; i < Count; ++i)
+        text += (i + 1 < Count ? ", " : " or ") + std::string(rows[i].word);
+    return text;
+}
+
 /// Checks the word of an option, and fills the value.
 template <class Value, size_t Count>
 CLI::Validator OneWordOf(const WordRow<Value> (&rows)[Count], const char* what, Value* value) {
@@ -218,10 +227,9 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
     app.add_flag("--dry-run", options->dry_run,
                  "Show by field and in bytes what would be sent, and send nothing of it");
     app.add_option("--agent-os", agent_os,
-                   "OS of the agent of --dry-run, which then needs none: windows, linux, solaris, "
-                   "freebsd, esx, mac or xen")
+                   "OS of the agent of --dry-run, which then needs none: " + Choice(kAgents))
         ->check(OneWordOf(kAgents, "agent OS", &options->agent_os));
-    app.add_option("--format", format, "How answers are printed: text, json, jsonl, csv or table")
+    app.add_option("--format", format, "How answers are printed: " + Choice(kFormats))
         ->check(OneWordOf(kFormats, "format", &options->format))
         ->capture_default_str();
     app.add_option("--fields", options->fields,

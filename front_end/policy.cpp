@@ -82,15 +82,9 @@ PolicyOutput::PolicyOutput(const Options& options, const std::string& command)
     json.BeginObject();
 }
 
-void PolicyOutput::AddText(const char* key, const std::string& text) {
-    json.Key(key);
-    json.Text(text);
-}
+void PolicyOutput::AddText(const char* key, const std::string& text) { json.Member(key, text); }
 
-void PolicyOutput::AddNumber(const char* key, uint64_t number) {
-    json.Key(key);
-    json.Unsigned(number);
-}
+void PolicyOutput::AddNumber(const char* key, uint64_t number) { json.Member(key, number); }
 
 void PolicyOutput::AddFlag(const char* key, bool on) {
     json.Key(key);

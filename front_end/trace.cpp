@@ -51,29 +51,20 @@ void Trace::Write(const zwmgmt::TracedMessage& message) {
     std::string line;
     zwmgmt::TextSink sink(&line, file);
     zwmgmt::JsonWriter json(sink, false);
-    const auto text = [&](const char* key, const char* value) {
-        if (value == nullptr) return;
-        json.Key(key);
-        json.Text(value);
-    };
-    const auto number = [&](const char* key, uint32_t value) {
-        json.Key(key);
-        json.Unsigned(value);
-    };
     if (message.sent) {
         form = zwmgmt::FindMessageForm(header.service, header.opcode, header.os_type);
     }
     json.BeginObject();
-    text("time", Now().c_str());
-    text("host", options.host.c_str());
-    number("port", options.port);
-    text("direction", message.sent ? "sent" : "received");
-    text("service", zwmgmt::ServiceWord(header.service));
-    text("command", form != nullptr ? form->Command() : nullptr);
-    number("service_number", header.service);
-    number("opcode", header.opcode);
-    number("status", header.status);
-    number("length", header.data_length);
+    json.Member("time", Now());
+    json.Member("host", options.host);
+    json.Member("port", options.port);
+    json.Member("direction", message.sent ? "sent" : "received");
+    if (const char* word = zwmgmt::ServiceWord(header.service)) json.Member("service", word);
+    if (form != nullptr) json.Member("command", form->Command());
+    json.Member("service_number", header.service);
+    json.Member("opcode", header.opcode);
+    json.Member("status", header.status);
+    json.Member("length", header.data_length);
     // What comes in answer to a login may repeat it.
     const bool of_login = form != nullptr && form->service == zwmgmt::kSession;
     if (options.trace_data && message.data != nullptr && !of_login) WriteData(json, message);
@@ -105,13 +96,9 @@ void Trace::WriteData(zwmgmt::JsonWriter& json, const zwmgmt::TracedMessage& mes
         });
         if (records != 0) json.EndObject();
         json.EndArray();
-        if (rest != 0) {
-            json.Key("unknown_bytes");
-            json.Unsigned(rest);
-        }
+        if (rest != 0) json.Member("unknown_bytes", rest);
     }
-    json.Key("data");
-    json.Text(zwmgmt::Hexadecimal(data));
+    json.Member("data", zwmgmt::Hexadecimal(data));
 }
 
 }  // namespace zwcli

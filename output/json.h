@@ -46,6 +46,16 @@ class JsonWriter {
     /// In an object before each value.
     void Key(std::string_view name);
 
+    /// A key with its value.
+    void Member(std::string_view name, std::string_view text) {
+        Key(name);
+        Text(text);
+    }
+    void Member(std::string_view name, uint64_t number) {
+        Key(name);
+        Unsigned(number);
+    }
+
     void Text(std::string_view text);
     void Integer(int64_t number);
     void Unsigned(uint64_t number);

@@ -4,14 +4,12 @@
 #include <string>
 
 #include "records/messages.h"
+#include "session/exchange.h"
+#include "session/status_texts.h"
 #include "zwmgmt/message.h"
-#include "zwmgmt/status.h"
 
 namespace zwmgmt {
 namespace {
-
-constexpr uint32_t kHighestStatus = 2000;
-constexpr uint32_t kLongestReply = 64u << 20;  // what sessions take
 
 std::string Quoted(const char* text) {
     std::string quoted = "\"";
@@ -96,7 +94,7 @@ std::string Described(const Payload& payload) {
 }
 
 void PrintTables() {
-    std::printf("local longest = %u\nlocal header = ", kLongestReply);
+    std::printf("local longest = %u\nlocal header = ", kUsualReplyLimit);
     PrintRecord(kHeaderForm);
     std::map<std::string, const RecordForm*> records;
     for (const MessageForm& message : MessageForms()) {
@@ -116,10 +114,8 @@ void PrintTables() {
             Described(message.request).c_str(), Described(message.reply).c_str());
     }
     std::printf("}\nlocal statuses = {\n");
-    const std::string unknown = StatusText(UINT32_MAX);
-    for (uint32_t status = 0; status <= kHighestStatus; ++status) {
-        if (StatusText(status) != unknown)
-            std::printf("    [%u] = %s,\n", status, Quoted(StatusText(status)).c_str());
+    for (const StatusRow& row : StatusTexts()) {
+        std::printf("    [%u] = %s,\n", row.status, Quoted(row.text).c_str());
     }
     std::printf("}\n\n");
 }

@@ -20,6 +20,9 @@ struct FreeBlock {
 /// The data of a reply.
 using ReplyData = std::unique_ptr<uint8_t, FreeBlock>;
 
+/// The longest reply that a session takes without being told otherwise.
+inline constexpr uint32_t kUsualReplyLimit = 64u << 20;
+
 /// Whom messages are shown to.
 struct Tracer {
     TraceFunction* function = nullptr;  // null: nobody
@@ -103,7 +106,7 @@ class Exchange {
     uint8_t current_service = 0;
     uint16_t current_command = 0;
     uint32_t receive_timeout_seconds = 0;  // 0: by command and agent
-    uint32_t reply_limit = 64u << 20;
+    uint32_t reply_limit = kUsualReplyLimit;
     _Message last_reply_header = {};
 };
 

@@ -1,12 +1,9 @@
 #include "zwmgmt/status.h"
 
+#include "session/status_texts.h"
+
 namespace zwmgmt {
 namespace {
-
-struct StatusRow {
-    uint32_t status;
-    const char* text;
-};
 
 constexpr StatusRow kStatusTexts[] = {
     {kSuccess, "success"},
@@ -57,6 +54,8 @@ constexpr StatusRow kStatusTexts[] = {
 };
 
 }  // namespace
+
+std::span<const StatusRow> StatusTexts() { return kStatusTexts; }
 
 const char* StatusText(uint32_t status) {
     for (const StatusRow& row : kStatusTexts) {

@@ -1,6 +1,7 @@
 /// What a dry run shows is what an agent gets.
 #include <filesystem>
 #include <fstream>
+#include <map>
 
 #include "commands/routes.h"
 #include "records/messages.h"
@@ -73,6 +74,27 @@ TEST(DryRun, ShowsTheBytesThatAgentsGet) {
     std::filesystem::remove(package);
 }
 
+// Traces and the dissector go by the rows of messages, the formats by descriptions.
+TEST(Messages, RepliesAreWhatTheirDescriptionsSay) {
+    const std::map<Description::Shape, Payload::Form> forms = {
+        {Description::kList, Payload::kList},
+        {Description::kRun, Payload::kRun},
+        {Description::kOne, Payload::kRecord},
+    };
+    for (const Route& route : Routes()) {
+        SCOPED_TRACE(route.example);
+        const MessageForm* form = FindMessageForm(route.service, route.AnswerOpcode(), kLinux);
+        EXPECT_EQ(form == nullptr, route.reply == ReplyShape::kNone);
+        if (form == nullptr || route.records == nullptr) continue;
+        EXPECT_NE(form->reply.form, Payload::kNothing);
+        const auto expected = forms.find(route.records->shape);
+        if (expected == forms.end()) continue;  // texts, or rows of their own
+        EXPECT_EQ(form->reply.form, expected->second);
+        ASSERT_NE(form->reply.record, nullptr);
+        EXPECT_EQ(form->reply.record->size, route.records->size);
+    }
+}
+
 TEST(DryRun, TellsWhatHappensWithoutAnAgentAndSendsNoRequestToOne) {
     Keeper host(kLinux);
     TestAgent agent(host, host.Tapping());
@@ -103,8 +125,9 @@ TEST(DryRun, TellsWhatHappensWithoutAnAgentAndSendsNoRequestToOne) {
     }
     agent.Stop();
     for (const Bytes& message : host.messages) {
-        const bool asks_capabilities = message[4] == kSystem && message[6] == kGetCapabilities;
-        EXPECT_TRUE(message[4] == kSession || asks_capabilities);
+        const uint8_t service = message[offsetof(_Message, service)];
+        const uint8_t opcode = message[offsetof(_Message, opcode)];
+        EXPECT_TRUE(service == kSession || (service == kSystem && opcode == kGetCapabilities));
     }
     EXPECT_EQ(Zwcli(1, {"--agent-os", "linux", "tm", "list"}).exit_status, 2);
 }
