@@ -32,7 +32,7 @@ each_alone() {
     xargs -P $fanout -I{} "$bin/korvane_zwcli" --verify off --host {} korvane listadapterprops \
         <"$scratch/hosts$1"
 }
-bare() { build/bench/bin/zwmgmt_bare_sessions "$1" "$count"; }
+bare() { build/release/bin/zwmgmt_bare_sessions "$1" "$count"; }
 
 start_agent 0
 start_agent 20
