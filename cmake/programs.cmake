@@ -34,6 +34,7 @@ add_executable(korvane_zwcli
     front_end/policy_check.cpp
     front_end/policy_compare.cpp
     front_end/progress.cpp
+    front_end/rate.cpp
     front_end/report.cpp
     front_end/run.cpp
     front_end/say.cpp
@@ -43,6 +44,7 @@ add_executable(korvane_zwcli
     front_end/teller.cpp
     front_end/trace.cpp
     front_end/trust.cpp
+    front_end/watch.cpp
     ${program_resources})
 target_link_libraries(korvane_zwcli PRIVATE zwmgmt_internal zwmgmt_platform_programs CLI11::CLI11)
 if(NOT ZWMGMT_SANITIZE)

@@ -44,6 +44,7 @@ void AddMessages(JsonWriter& json, const Answer& answer) {
 /// The answer as a JSON object.
 void WriteAnswer(JsonWriter& json, const Options& options, const Answer& answer) {
     json.BeginObject();
+    if (!answer.time.empty()) json.Member("time", answer.time);
     if (!ZwMgmt_interface::NeedsNoAgent(answer.service, answer.command)) {
         json.Member("host", options.host);
         json.Member("port", options.port);
@@ -56,6 +57,7 @@ void WriteAnswer(JsonWriter& json, const Options& options, const Answer& answer)
     json.Member("status", answer.result ? answer.result->status : answer.status);
     json.Member("message", OutcomeOf(answer));
     AddMessages(json, answer);
+    if (answer.interval_ms != 0) json.Member("interval_ms", answer.interval_ms);
     json.Key("result");
     if (answer.result && answer.result->records) {
         WriteJson(json, *answer.result->what, *answer.result->records,
@@ -109,6 +111,13 @@ std::vector<std::string> RemarksOf(const Answer& answer) {
     const std::string& outcome = answer.result->outcome;
     if (!answer.result->records && !outcome.empty()) remarks.push_back(outcome);
     return remarks;
+}
+
+std::string TableOf(const Options& options, const Answer& answer) {
+    std::string table;
+    zwmgmt::TextSink sink(&table);
+    PrintRecords(sink, options, answer);
+    return table;
 }
 
 void PrintAnswer(const Options& options, const Answer& answer) {

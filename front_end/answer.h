@@ -20,7 +20,9 @@ namespace zwcli {
 struct Answer {
     uint8_t service = 0;
     uint16_t command = 0;
-    size_t line = 0;  // of a batch; 0: there is none
+    size_t line = 0;           // of a batch; 0: there is none
+    std::string time;          // of a watch: when it came; "": there is none
+    uint32_t interval_ms = 0;  // that its counters are rates over; 0: they are totals
     ExitStatus exit_status = kOk;
     uint8_t agent_os = 0;  // 0: not known
     uint32_t status = 0;
@@ -38,6 +40,9 @@ std::vector<std::string> RemarksOf(const Answer& answer);
 
 /// How a table looks on standard output.
 zwmgmt::TableStyle StyleOfOutput();
+
+/// The table of the answer's records; "" without any.
+std::string TableOf(const Options& options, const Answer& answer);
 
 /// Prints the answer in the format of the options, which is not text.
 void PrintAnswer(const Options& options, const Answer& answer);

@@ -95,6 +95,15 @@ std::vector<std::string> LinesOf(const std::string& text) {
     return lines;
 }
 
+std::vector<bool> NewLines(const std::string& before, const std::string& after) {
+    const Lines lines = LinesOf(after);
+    std::vector<bool> is_new(lines.size());
+    for (const Edit& edit : EditsOf(LinesOf(before), lines)) {
+        if (edit.sign == '+') is_new[edit.after] = true;
+    }
+    return is_new;
+}
+
 std::string UnifiedDifference(const TitledText& before, const TitledText& after) {
     const Lines old_lines = LinesOf(before.text);
     const Lines new_lines = LinesOf(after.text);

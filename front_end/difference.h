@@ -14,6 +14,9 @@ struct TitledText {
     std::string text;
 };
 
+/// Of each line of the second text whether it differs from the first.
+std::vector<bool> NewLines(const std::string& before, const std::string& after);
+
 /// "" where they do not differ.
 std::string UnifiedDifference(const TitledText& before, const TitledText& after);
 

@@ -57,14 +57,15 @@ zwmgmt::FieldList FieldsOfAll(const Options& options, const zwmgmt::Description&
     return fields;
 }
 
-/// With the host in the first column. The lines of a CSV leave at once.
+/// With the host, or the time, in the first column. The lines of a CSV leave at once.
 class ColumnWriter : public HostWriter {
   public:
     ColumnWriter(const Options& run_options, const zwmgmt::Description& description)
         : options(run_options),
           fields(FieldsOfAll(options, description)),
-          table(description, fields, "host") {
-        if (options.format == Format::kCsv) zwmgmt::WriteCsvHeader(sink, fields, "host");
+          first(options.watch != 0 ? "time" : "host"),
+          table(description, fields, first) {
+        if (options.format == Format::kCsv) zwmgmt::WriteCsvHeader(sink, fields, first);
     }
 
     void Add(const Target&, const std::string& name, Outcome outcome) override {
@@ -85,6 +86,7 @@ class ColumnWriter : public HostWriter {
   private:
     const Options& options;
     const zwmgmt::FieldList fields;
+    const std::string first;
     std::string piece;
     zwmgmt::TextSink sink{&piece, stdout};
     zwmgmt::RecordTable table;

@@ -1,4 +1,4 @@
-/// What many hosts answer, on standard output: a form a format.
+/// What many hosts answer, or one host at many times, on standard output: a form a format.
 #pragma once
 
 #include <memory>
@@ -14,7 +14,7 @@ class HostWriter {
   public:
     virtual ~HostWriter() = default;
 
-    /// name: of the host, as sets name it.
+    /// name: of the host, as sets name it; of a watch the time.
     virtual void Add(const Target& host, const std::string& name, Outcome outcome) = 0;
     /// After the last.
     virtual void End() {}

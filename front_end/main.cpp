@@ -14,6 +14,7 @@
 #include "front_end/password.h"
 #include "front_end/run.h"
 #include "front_end/say.h"
+#include "front_end/watch.h"
 #include "platform/host.h"
 #include "platform/terminal.h"
 #include "zwmgmt/zwmgmt_interface.h"
@@ -33,7 +34,10 @@ std::string TakeWords(const Options& options, Command* command) {
     if (options.asked_to_wait && !RunsInBackground(*request.Request())) {
         return "--wait is for net ping, net traceroute and system install";
     }
-    if (!ZwMgmt_interface::NeedsNoAgent(command->service, command->number)) return "";
+    if (!ZwMgmt_interface::NeedsNoAgent(command->service, command->number)) {
+        return options.watch != 0 ? WrongWatch(options, request.Request()) : "";
+    }
+    if (options.watch != 0) return "this command needs no agent: --watch is not for it";
     if (options.dry_run) return "--dry-run is for commands that ask an agent";
     return options.asked_for_hosts ? "this command needs no agent: --hosts is not for it" : "";
 }
@@ -50,6 +54,7 @@ ExitStatus Main(int argc, const char* const* argv) {
 
     const OwnCommand* own = options.words.empty() ? nullptr : FindOwnCommand(options.words[0]);
     if (own != nullptr && (own->run == HelpCommand || !options.help)) {
+        if (options.watch != 0) return Fail(kUsage, "--watch is not for " + options.words[0]);
         return own->run(options, {options.words.begin() + 1, options.words.end()});
     }
     if (options.help) return HelpCommand(options, options.words);
@@ -79,6 +84,7 @@ ExitStatus Main(int argc, const char* const* argv) {
     Passwords passwords(options, options.hosts.has_value());
     if (const std::string wrong = passwords.ReadFile(); !wrong.empty()) return Fail(kUsage, wrong);
     if (options.hosts) return RunOnMany(options, commands, hosts, passwords);
+    if (options.watch != 0) return Watch(options, passwords, first);
     return RunRemotely(options, passwords, commands);
 }
 

@@ -20,7 +20,8 @@ constexpr char kFooter[] = R"(
 Exit status: 0 success; 1 the command failed on the agent; 2 the command line is wrong (told before
 connecting, unless the agent's OS decides); 3 no session with the agent; 4 login failed; 5 the agent
 does not support the command; 6 not finished yet; 130 interrupted. Of several hosts the worst counts:
-130, 3, 4, 1, 2, 5, 6, 7 (not begun, as others had failed), 0.
+130, 3, 4, 1, 2, 5, 6, 7 (not begun, as others had failed), 0. --watch ends
+with the worst of --count rounds, or with the last one's after Ctrl-C, its usual end.
 
 Example: korvane_zwcli --host node7 korvane listadapterprops
 )";
@@ -33,6 +34,12 @@ const CLI::Validator kDuration =
     CLI::AsNumberWithUnit(std::map<std::string, uint32_t>{{"ms", 1}, {"s", 1000}, {"m", 60'000}},
                           CLI::AsNumberWithUnit::UNIT_REQUIRED)
         .description("");
+
+const CLI::Validator kInterval(
+    [](std::string& milliseconds) {
+        return std::stoul(milliseconds) < 100 ? std::string("at least 100ms") : "";
+    },
+    "");
 
 const CLI::Validator kNumberOrPercent(
     [](std::string& value) {
@@ -128,6 +135,13 @@ std::string Contradiction(const CLI::App& app, const Options& options) {
     if (app.count("--trace-data") != 0 && options.trace.empty()) {
         return "--trace-data is for --trace";
     }
+    if (options.watch != 0 && (options.hosts || options.batch || options.dry_run)) {
+        return "--watch is for one command at one host, and not for --dry-run";
+    }
+    for (const char* option : {"--count", "--rate"}) {
+        if (options.watch == 0 && app.count(option) != 0)
+            return std::string(option) + " is for --watch";
+    }
     for (const char* option : {"--fanout", "--ordered", "--consolidate", "--diff", "--min-success",
                                "--canary", "--max-failures", "--failed-to"}) {
         if (!options.hosts && app.count(option) != 0)
@@ -222,6 +236,15 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
     app.add_option("--retries", options->retries,
                    "How often connecting is tried again; what was sent is never sent again")
         ->check(CLI::Range(0, 100));
+    app.add_option("--watch", options->watch,
+                   "Run the command again and again, so often, and mark what has changed")
+        ->transform(kDuration)
+        ->check(kInterval)
+        ->type_name("TIME");
+    app.add_option("--count", options->count, "How often --watch runs it (default: no limit)")
+        ->check(CLI::Range(1, 1'000'000'000));
+    app.add_flag("--rate", options->rate,
+                 "Show counters of --watch as what they grow by in a second");
     app.add_flag("--wait", options->wait,
                  "Wait for the outcome of net ping, net traceroute or system install");
     app.add_flag("--dry-run", options->dry_run,
@@ -295,6 +318,7 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
         if (!wrong.empty()) return Fail(kUsage, wrong);
     }
     if (!options->dry_run) options->agent_os = 0;
+    if (options->rate && options->format == Format::kText) options->format = Format::kTable;
     options->groups = settings.Groups();
     options->asked_for_hosts = app.count("--hosts") != 0;
     options->asked_to_wait = app.count("--wait") != 0;

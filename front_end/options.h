@@ -54,6 +54,9 @@ struct Options {
     uint32_t connect_timeout = 0;              // milliseconds; 0: the usual
     uint32_t timeout = 0;                      // milliseconds for all there is to do; 0: no limit
     uint32_t retries = 0;                      // of connecting
+    uint32_t watch = 0;                        // milliseconds between rounds; 0: there is one
+    uint32_t count = 0;                        // of rounds; 0: no limit
+    bool rate = false;                         // counters as what they grow by in a second
     bool wait = false;                         // until what runs in the background has an outcome
     Format format = Format::kText;
     std::string fields;  // names, separated by commas; "": those the agent fills

@@ -124,7 +124,7 @@ std::string Passwords::Give(ZwMgmt_interface& session, const std::string& host) 
     if (password.Empty() && refusal.empty()) refusal = Find();
     if (!refusal.empty()) return refusal;
     session.SetPassword(password.Text());
-    if (!many) password.Wipe();
+    if (!many && options.watch == 0) password.Wipe();
     return "";
 }
 

@@ -39,6 +39,14 @@ class Run {
         return std::move(outcome);
     }
 
+    /// Runs a command that others may follow.
+    Outcome ExecuteOne(const Command& command) {
+        Execute(command, 1);
+        return std::exchange(outcome, {});
+    }
+
+    AgentSession& Session() { return session; }
+
   private:
     /// Runs a command behind which so many are left; false where none of them is to follow.
     bool Execute(const Command& command, size_t left) {
@@ -163,6 +171,28 @@ Outcome RunQuietly(const Options& options, Passwords& passwords,
     outcome.answers = std::move(answers);
     return outcome;
 }
+
+struct RepeatedRun::Parts {
+    Parts(const Options& options, Passwords& passwords, const zwmgmt::Stop& stop)
+        : run(options, passwords, Voice::kQuiet, &stop,
+              [this](Answer answer) { answers.push_back(std::move(answer)); }) {}
+
+    std::vector<Answer> answers;
+    Run run;
+};
+
+RepeatedRun::RepeatedRun(const Options& options, Passwords& passwords, const zwmgmt::Stop& stop)
+    : parts(std::make_unique<Parts>(options, passwords, stop)) {}
+
+RepeatedRun::~RepeatedRun() { parts->run.Session().LogOut(); }
+
+Outcome RepeatedRun::Execute(const Command& command) {
+    Outcome outcome = parts->run.ExecuteOne(command);
+    outcome.answers = std::exchange(parts->answers, {});
+    return outcome;
+}
+
+bool RepeatedRun::IsLost() const { return parts->run.Session().IsLost(); }
 
 ExitStatus RunLocally(const Options& options, const Command& command) {
     std::vector<char> buffer(zwmgmt::kResultBufferSize);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -42,6 +43,23 @@ Answer AnswerTo(const Command& command);
 /// The same without printing, until somebody asks for a stop.
 Outcome RunQuietly(const Options& options, Passwords& passwords,
                    const std::vector<Command>& commands, const zwmgmt::Stop& stop);
+
+/// The same for one command again and again, on one session (with --keep-going).
+class RepeatedRun {
+  public:
+    RepeatedRun(const Options& options, Passwords& passwords, const zwmgmt::Stop& stop);
+    ~RepeatedRun();  // logs out
+    RepeatedRun(const RepeatedRun&) = delete;
+    RepeatedRun& operator=(const RepeatedRun&) = delete;
+
+    Outcome Execute(const Command& command);
+    /// Whether the session can serve no more.
+    bool IsLost() const;
+
+  private:
+    struct Parts;
+    const std::unique_ptr<Parts> parts;
+};
 
 /// The same for a command that the library answers itself.
 ExitStatus RunLocally(const Options& options, const Command& command);

@@ -11,10 +11,7 @@
 #include "zwmgmt/vocabulary.h"
 
 namespace zwcli {
-namespace {
-
-/// "2026-11-22T07:15:03.250Z"
-std::string Now() {
+std::string TimeNow() {
     using std::chrono::system_clock;
     const auto now = system_clock::now();
     const auto seconds = std::chrono::floor<std::chrono::seconds>(now);
@@ -27,8 +24,6 @@ std::string Now() {
     std::snprintf(text + length, sizeof(text) - length, ".%03dZ", static_cast<int>(thousandths));
     return text;
 }
-
-}  // namespace
 
 Trace::~Trace() {
     if (file != nullptr) std::fclose(file);
@@ -55,7 +50,7 @@ void Trace::Write(const zwmgmt::TracedMessage& message) {
         form = zwmgmt::FindMessageForm(header.service, header.opcode, header.os_type);
     }
     json.BeginObject();
-    json.Member("time", Now());
+    json.Member("time", TimeNow());
     json.Member("host", options.host);
     json.Member("port", options.port);
     json.Member("direction", message.sent ? "sent" : "received");

@@ -11,6 +11,9 @@
 
 namespace zwcli {
 
+/// "2026-11-22T07:15:03.250Z", now.
+std::string TimeNow();
+
 /// Outlives the session that it follows.
 class Trace {
   public:

@@ -97,7 +97,11 @@ const void* Records::Run(size_t begin) {
 const void* Records::Row() { return place < rows.size() ? rows[place].data() : nullptr; }
 
 ResultValue Records::ValueOf(const void* record, const Field& field) {
-    return IsFilled(record, field) ? ValueIn(record, field, room) : ResultValue{};
+    if (!IsFilled(record, field)) return {};
+    if (!rates || field.sense.meaning != Meaning::kCounter) return ValueIn(record, field, room);
+    const auto rate = rates->find({record, &field});
+    if (rate == rates->end()) return {};
+    return {.type = ValueType::kUnsigned, .number = rate->second};
 }
 
 bool Records::IsFilled(const void* record, const Field& field) {

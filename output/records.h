@@ -1,6 +1,9 @@
 /// The records of a reply, one after the other, and which of their fields the agent has filled.
 #pragma once
 
+#include <map>
+#include <optional>
+#include <utility>
 #include <vector>
 
 #include "output/description.h"
@@ -12,6 +15,9 @@ using FieldList = std::vector<const Field*>;
 
 /// The fields that agents of this system fill, or for people those that matter most.
 FieldList FieldsOf(const Description& description, uint8_t os, bool for_people = false);
+
+/// What counters have grown by in a second; nothing of those that are not there.
+using CounterRates = std::map<std::pair<const void*, const Field*>, uint64_t>;
 
 class Records {
   public:
@@ -26,6 +32,9 @@ class Records {
 
     /// A value of a record; absent where the agent does not fill the field.
     ResultValue ValueOf(const void* record, const Field& field);
+
+    /// From now on these are the values of the counters.
+    void ShowRates(CounterRates counter_rates) { rates = std::move(counter_rates); }
 
   private:
     const void* Run(size_t begin);
@@ -43,6 +52,7 @@ class Records {
     const void* judged = nullptr;           // the record whose variant is known
     uint8_t judged_variant = 0;
     ValueRoom room = {};
+    std::optional<CounterRates> rates;
 };
 
 /// Prints the lines of every record, as its blocks have them.

@@ -9,7 +9,7 @@ namespace zwmgmt {
 inline constexpr Field kCounterFields[] = {
     ZWMGMT_FIELD(VqStat, kind),
     ZWMGMT_FIELD(VqStat, name),
-    ZWMGMT_FIELD(VqStat, value),
+    ZWMGMT_FIELD(VqStat, value, kCounterSense),
 };
 
 }  // namespace zwmgmt

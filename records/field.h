@@ -28,6 +28,7 @@ enum class Meaning {
     kFlag,     // off or on: a number, or a text that begins with '0' or '1'
     kWord,     // one of the field's words, by number or by the text's first digit
     kDecimal,  // a text that is a decimal number
+    kCounter,  // a number that grows, until it begins anew
     kAddress,  // an IP address, of which IPv4 fills the first 4 bytes
     kFamily,   // one of the field's words, which says what the addresses behind it are
     kList,     // texts, separated by a comma and a blank
@@ -45,6 +46,7 @@ struct Sense {
 constexpr Sense Plain(const char* unit) { return {.unit = unit}; }
 constexpr Sense Decimal(const char* unit = "") { return {Meaning::kDecimal, unit}; }
 inline constexpr Sense kFlagSense = {Meaning::kFlag};
+inline constexpr Sense kCounterSense = {Meaning::kCounter};
 inline constexpr Sense kAddressSense = {Meaning::kAddress};
 inline constexpr Sense kListSense = {Meaning::kList};
 inline constexpr Sense kBitsSense = {Meaning::kBits};
@@ -85,6 +87,7 @@ consteval Field MakeField(const char* name, size_t offset, Sense sense = {}, uin
     const bool worded = sense.meaning == Meaning::kWord || sense.meaning == Meaning::kFamily;
     if (worded && sense.words.empty()) throw "no words";
     if (sense.meaning == Meaning::kDecimal && !text) throw "a number needs no text";
+    if (sense.meaning == Meaning::kCounter && type != FieldType::kUnsigned) throw "no counter";
     if (sense.meaning == Meaning::kAddress && sizeof(Member) < 4) throw "no address";
     return {name, offset, sizeof(Member), type, sense, bit};
 }

@@ -171,6 +171,16 @@ def batch(port, commands, validator):
             check(dict(answer, messages=[]) == dict(alone, messages=[]), f"batch: {command}")
 
 
+def watch(port, location, validator):
+    """Rounds are answers with a time, and their counters are rates from the second on."""
+    question = f"korvane getcardstats pci={location}"
+    answers = json.loads(run(port, "json", question, ["--watch", "100ms", "--count", "2", "--rate"])[1])
+    for error in validator.iter_errors(answers):
+        check(False, f"watch: {error.json_path}: {error.message}")
+    check([("time" in answer, "interval_ms" in answer) for answer in answers] ==
+          [(True, False), (True, True)], f"watch: {answers}")
+
+
 def as_told(value, told):
     """Whether a value is what the scenario tells the agent, in the scenario's own notation."""
     if isinstance(value, bool):
@@ -226,6 +236,7 @@ def main():
                     location = answer["result"][0]["pci_bus_location"]
             batch(port, ["korvane listadapterprops", f"korvane listports pci={location}",
                          "system listdrivers"], validator)
+            watch(port, location, validator)
         finally:
             agent.terminate()
             agent.wait()

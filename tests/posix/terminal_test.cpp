@@ -165,3 +165,17 @@ TEST_F(AtATerminal, ATraceThatCannotBeWrittenIsAFailure) {
     EXPECT_NE(run.out, "");
     EXPECT_NE(run.err.find("korvane_zwcli: cannot write /dev/full: No space"), run.err.npos);
 }
+
+TEST_F(AtATerminal, AWatchMarksWhatChanged) {
+    SimulatedAgent open("linux");
+    const ProcessResult run = RunOnTerminal(
+        {ZWCLI_PATH, "--verify", "off", "--port", std::to_string(open.Port()), "--watch", "100ms",
+         "--count", "2", "korvane", "getcardstats", "pci=0000:05:00.4"},
+        "?", "");
+    EXPECT_EQ(run.exit_status, 0);
+    for (const char* part : {"\x1b[H\x1b[2J127.0.0.1:", ", every 0.1 s: korvane getcardstats",
+                             "Z\r\n\r\nTxFramesOK          : 977000\r\n",
+                             "Z\r\n\r\n\x1b[7mTxFramesOK          : 977978\x1b[0m\r\n"}) {
+        EXPECT_NE(run.out.find(part), std::string::npos) << part << run.out;
+    }
+}
