@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "commands/routes.h"
+#include "commands/vocabulary.h"
 #include "front_end/exit_status.h"
 #include "zwmgmt/argument_notes.h"
 
@@ -191,6 +192,20 @@ class CommandRun {
 
 bool RunsInBackground(const Client_Request_Message& request) {
     return !QuestionFor(request).empty();
+}
+
+std::string BackgroundCommands(const std::string& conjunction) {
+    std::vector<std::string> names;
+    for (const zwmgmt::Route& route : zwmgmt::Routes()) {
+        const std::string name = std::string(zwmgmt::ServiceWord(route.service)) + " " +
+                                 zwmgmt::CommandWord(route.service, route.command);
+        if (route.question != nullptr && name != route.question) names.push_back(name);
+    }
+    std::string text = names[0];
+    for (size_t i = 1; i < names.size(); ++i) {
+        text += (i + 1 < names.size() ? ", " : " " + conjunction + " ") + names[i];
+    }
+    return text;
 }
 
 ExitStatus RunCommand(const Options& options, AgentSession& session, Teller& teller,

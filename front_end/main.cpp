@@ -32,7 +32,7 @@ std::string TakeWords(const Options& options, Command* command) {
         return wrong;
     }
     if (options.asked_to_wait && !RunsInBackground(*request.Request())) {
-        return "--wait is for net ping, net traceroute and system install";
+        return "--wait is for " + BackgroundCommands("and");
     }
     if (!ZwMgmt_interface::NeedsNoAgent(command->service, command->number)) {
         return options.watch != 0 ? WrongWatch(options, request.Request()) : "";

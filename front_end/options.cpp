@@ -5,6 +5,7 @@
 #include "commands/offer.h"
 #include "commands/texts.h"
 #include "commands/vocabulary.h"
+#include "front_end/command_run.h"
 #include "front_end/say.h"
 #include "front_end/settings.h"
 #include "front_end/target.h"
@@ -245,8 +246,7 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
         ->check(CLI::Range(1, 1'000'000'000));
     app.add_flag("--rate", options->rate,
                  "Show counters of --watch as what they grow by in a second");
-    app.add_flag("--wait", options->wait,
-                 "Wait for the outcome of net ping, net traceroute or system install");
+    app.add_flag("--wait", options->wait, "Wait for the outcome of " + BackgroundCommands("or"));
     app.add_flag("--dry-run", options->dry_run,
                  "Show by field and in bytes what would be sent, and send nothing of it");
     app.add_option("--agent-os", agent_os,
