@@ -1,5 +1,6 @@
 /// One command at many hosts, among them dead, refusing, silent and lying ones.
 #include <algorithm>
+#include <list>
 #include <nlohmann/json.hpp>
 #include <random>
 #include <set>
@@ -209,6 +210,42 @@ TEST(FanOut, ARequestToStopKeepsWhatIsDone) {
                            "listdrivers"});
     EXPECT_EQ(json::parse(run.ReadLine())["exit_status"], 0);
     EXPECT_EQ(run.Terminate(), 130);
+}
+
+TEST(FanOut, ARequestToStopAtAnyMomentAccountsForEveryHost) {
+    const unsigned seed = std::random_device{}();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    std::list<SimulatedAgent> agents;
+    std::multiset<std::string> hosts;
+    std::string set;
+    while (agents.size() < 24) {
+        agents.emplace_back("linux", Faulty({.delay = platform::Milliseconds(20)}));
+        set += (set.empty() ? "" : ",") + Name(agents.back().Port());
+        hosts.insert(Name(agents.back().Port()));
+    }
+    for (int round = 0; round < 12; ++round) {
+        const TemporaryFile failed("", ".hosts");
+        BackgroundProcess run({ZWCLI_PATH, "--verify", "off", "--format", "csv", "--fields",
+                               "api_version", "--fanout", std::to_string(2 + random() % 5),
+                               "--failed-to", failed.Path(), "--hosts", set, "system",
+                               "getcapabilities"});
+        EXPECT_EQ(run.ReadLine().substr(0, 16), "host,api_version");
+        std::multiset<std::string> told;
+        const auto take = [&] {
+            const std::string line = run.ReadLine();
+            if (!line.empty()) told.insert(line.substr(0, line.find(',')));
+            return !line.empty();
+        };
+        for (size_t moment = random() % 16; moment > 0; --moment) take();
+        const int status = run.Terminate();
+        while (take()) {
+        }
+        const std::string left = Zwcli(1, {"hosts", "@" + failed.Path()}).out;
+        for (const std::string& host : zwcli::LinesOf(left)) told.insert(host);
+        EXPECT_EQ(told, hosts);
+        EXPECT_EQ(status, left.empty() ? 0 : 130);
+    }
 }
 
 TEST(FanOut, ADifferenceMakesOneTextOfTheOther) {
