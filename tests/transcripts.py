@@ -23,11 +23,12 @@ LEFT_OUT = ("scripts/", "export PATH=", "sudo ", "cmake ", "mkdir -p build", "bu
 WRAPPERS = {
     "korvane_zwcli": """
 args=(--port 35001 "$@")
-for ((i = 1; i < ${#args[@]}; ++i)); do
-    real=$PORTS/${args[i]##*:}
-    if [[ ( ${args[i-1]} == --port || ${args[i]} == 127.0.0.1:* ) && -f $real ]]; then
-        args[i]=${args[i]/%${args[i]##*:}/$(<"$real")}
-    fi
+shopt -s nullglob
+for asked in "$PORTS"/*; do
+    for ((i = 1; i < ${#args[@]}; ++i)); do
+        if [[ ${args[i-1]} == --port ]]; then args[i]=${args[i]/#${asked##*/}/$(<"$asked")}; fi
+        args[i]=${args[i]//:${asked##*/}/:$(<"$asked")}
+    done
 done
 exec "$PROGRAMS/korvane_zwcli" "${args[@]}"
 """,
@@ -79,7 +80,7 @@ def as_asked(text, folder):
     """With the ports and the home that the document knows."""
     for asked in os.listdir(os.path.join(folder, "ports")):
         with open(os.path.join(folder, "ports", asked), encoding="utf-8") as file:
-            text = re.sub(r"(port |127\.0\.0\.1:)%s\b" % file.read().strip(), r"\g<1>" + asked, text)
+            text = re.sub(r"(port |:)%s\b" % file.read().strip(), r"\g<1>" + asked, text)
     return text.replace(os.path.join(folder, "home"), "/home/operator")
 
 
