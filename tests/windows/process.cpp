@@ -170,7 +170,8 @@ class AtConsoleOf {
         }
     }
     void PressCtrlC() {
-        SetConsoleCtrlHandler(nullptr, TRUE);  // it comes here, too
+        // It comes here, too. Switched off, it would be so for programs that start later.
+        SetConsoleCtrlHandler([](DWORD) -> BOOL { return TRUE; }, TRUE);
         Require(GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0), "press Ctrl-C");
     }
 };
