@@ -16,10 +16,6 @@ namespace {
 constexpr size_t kLargest = 1u << 20;
 constexpr size_t kMostLines = 10'000;
 
-bool IsOption(const std::string& word) {
-    return word.size() > 1 && word[0] == '-' && (word[1] < '0' || word[1] > '9');
-}
-
 std::string RefusalOf(const zwmgmt::ArgumentNotes& notes) {
     std::string refusal = WithoutEnd(notes.RefusalText());
     for (size_t i = 0; i < notes.Count(); ++i) {

@@ -1,5 +1,7 @@
 #include "front_end/shell_words.h"
 
+#include <algorithm>
+
 namespace zwcli {
 namespace {
 
@@ -7,11 +9,14 @@ class Splitter {
   public:
     explicit Splitter(std::string_view whole_line) : line(whole_line) {}
 
-    std::string Split(std::vector<std::string>* words) {
-        for (SkipBlanks(); at < line.size() && line[at] != '#'; SkipBlanks()) {
-            if (std::string wrong = TakeWord(&words->emplace_back()); !wrong.empty()) return wrong;
+    std::string Split(std::vector<std::string>* words, std::vector<WordPlace>* places) {
+        std::string wrong;
+        for (SkipBlanks(); wrong.empty() && at < line.size() && line[at] != '#'; SkipBlanks()) {
+            const size_t begin = at;
+            wrong = TakeWord(&words->emplace_back());
+            if (places != nullptr) places->push_back({begin, std::min(at, line.size())});
         }
-        return "";
+        return wrong;
     }
 
   private:
@@ -57,8 +62,20 @@ class Splitter {
 
 }  // namespace
 
-std::string SplitWords(std::string_view line, std::vector<std::string>* words) {
-    return Splitter(line).Split(words);
+std::string SplitWords(std::string_view line, std::vector<std::string>* words,
+                       std::vector<WordPlace>* places) {
+    return Splitter(line).Split(words, places);
+}
+
+std::string Quoted(std::string_view text) {
+    if (!text.empty() && text.find_first_of(" \t'\"\\#") == text.npos) return std::string(text);
+    std::string quoted = "'";
+    for (const char c : text) quoted += c == '\'' ? "'\\''" : std::string(1, c);
+    return quoted + "'";
+}
+
+bool IsOption(const std::string& word) {
+    return word.size() > 1 && word[0] == '-' && (word[1] < '0' || word[1] > '9');
 }
 
 }  // namespace zwcli
