@@ -15,6 +15,7 @@ add_executable(korvane_zwcli
     front_end/answer.cpp
     front_end/batch.cpp
     front_end/command_run.cpp
+    front_end/completion.cpp
     front_end/consolidate.cpp
     front_end/difference.cpp
     front_end/dry_run.cpp
@@ -39,14 +40,24 @@ add_executable(korvane_zwcli
     front_end/run.cpp
     front_end/say.cpp
     front_end/settings.cpp
+    front_end/shell.cpp
+    front_end/shell_history.cpp
     front_end/shell_words.cpp
     front_end/target.cpp
     front_end/teller.cpp
     front_end/trace.cpp
     front_end/trust.cpp
     front_end/watch.cpp
+    platform/${platform_folder}/line_editor.cpp
     ${program_resources})
 target_link_libraries(korvane_zwcli PRIVATE zwmgmt_internal zwmgmt_platform_programs CLI11::CLI11)
+if(NOT WIN32)
+    # Archives, as loading the four libraries would take every command a fifth more time.
+    foreach(name edit tinfo bsd md)
+        find_library(ZWMGMT_${name}_ARCHIVE NAMES lib${name}.a ${name} REQUIRED)
+        target_link_libraries(korvane_zwcli PRIVATE ${ZWMGMT_${name}_ARCHIVE})
+    endforeach()
+endif()
 if(NOT ZWMGMT_SANITIZE)
     # A command takes milliseconds, and a good part of them would go into loading and relocating
     # shared libraries: the front end carries zwmgmt and the C++ runtime in itself.

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "front_end/agent_session.h"
-#include "front_end/help.h"
 #include "front_end/own_commands.h"
 #include "front_end/shell_words.h"
 #include "platform/file.h"
@@ -74,16 +73,12 @@ class Reader {
         if (FindOwnCommand(command->words[0]) != nullptr) {
             return command->words[0] + " is this program's own command: it is not for a batch";
         }
-        const std::vector<const char*> words = PointersTo(command->words);
-        zwmgmt::CommandWords request(words.data(), words.size());
-        if (request.Request() == nullptr) return ComplaintAbout(words);
-        command->service = request.Request()->service;
-        command->number = request.Request()->command;
+        if (std::string why = TakeCommand(options, command); !why.empty()) return why;
         if (ZwMgmt_interface::NeedsNoAgent(command->service, command->number)) {
             return "this command needs no agent: it is not for a batch";
         }
-        std::string fields = WrongFields(options, command->number);
-        if (!fields.empty()) return fields;
+        const std::vector<const char*> words = PointersTo(command->words);
+        zwmgmt::CommandWords request(words.data(), words.size());
         const zwmgmt::ArgumentNotes notes(session, request.Request());
         return notes.Refused() ? RefusalOf(notes) : "";
     }

@@ -14,6 +14,7 @@
 #include "front_end/password.h"
 #include "front_end/run.h"
 #include "front_end/say.h"
+#include "front_end/shell.h"
 #include "front_end/watch.h"
 #include "platform/host.h"
 #include "platform/terminal.h"
@@ -24,13 +25,10 @@ namespace {
 
 /// Checks the words of the command line; what is wrong with them, or "".
 std::string TakeWords(const Options& options, Command* command) {
+    command->words = options.words;
+    if (std::string wrong = TakeCommand(options, command); !wrong.empty()) return wrong;
     const std::vector<const char*> words = PointersTo(options.words);
     zwmgmt::CommandWords request(words.data(), words.size());
-    if (request.Request() == nullptr) return ComplaintAbout(words);
-    *command = CommandFor(options.words, *request.Request());
-    if (const std::string wrong = WrongFields(options, command->number); !wrong.empty()) {
-        return wrong;
-    }
     if (options.asked_to_wait && !RunsInBackground(*request.Request())) {
         return "--wait is for " + BackgroundCommands("and");
     }
@@ -60,12 +58,14 @@ ExitStatus Main(int argc, const char* const* argv) {
     if (options.help) return HelpCommand(options, options.words);
     if (options.connections) return Fail(kUsage, "--connections is for policy check");
     std::vector<Command> commands;
-    if (const std::string wrong = CommandsOf(options, &commands); !wrong.empty()) {
-        return Fail(kUsage, wrong);
-    }
-    const Command& first = commands.front();
-    if (ZwMgmt_interface::NeedsNoAgent(first.service, first.number)) {
-        return RunLocally(options, first);
+    if (!options.shell) {
+        if (const std::string wrong = CommandsOf(options, &commands); !wrong.empty()) {
+            return Fail(kUsage, wrong);
+        }
+        const Command& first = commands.front();
+        if (ZwMgmt_interface::NeedsNoAgent(first.service, first.number)) {
+            return RunLocally(options, first);
+        }
     }
     if (!options.user) {
         char local_user[256] = {};
@@ -81,10 +81,11 @@ ExitStatus Main(int argc, const char* const* argv) {
     if (const std::string wrong = TargetsOf(options, &hosts); !wrong.empty()) {
         return Fail(kUsage, wrong);
     }
-    Passwords passwords(options, options.hosts.has_value());
+    Passwords passwords(options, options.hosts.has_value() || options.shell);
     if (const std::string wrong = passwords.ReadFile(); !wrong.empty()) return Fail(kUsage, wrong);
+    if (options.shell) return RunShell(options, passwords);
     if (options.hosts) return RunOnMany(options, commands, hosts, passwords);
-    if (options.watch != 0) return Watch(options, passwords, first);
+    if (options.watch != 0) return Watch(options, passwords, commands.front());
     return RunRemotely(options, passwords, commands);
 }
 

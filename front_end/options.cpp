@@ -9,6 +9,7 @@
 #include "front_end/say.h"
 #include "front_end/settings.h"
 #include "front_end/target.h"
+#include "platform/terminal.h"
 #include "zwmgmt/version.h"
 #include "zwmgmt/vocabulary.h"
 
@@ -118,6 +119,21 @@ std::string WrongBatch(const Options& options) {
                                                 : "";
 }
 
+/// What does not go with a shell.
+std::string WrongShell(const CLI::App& app, const Options& options) {
+    if (!options.shell || options.help) return "";
+    if (!options.words.empty()) return "--shell takes its commands at its prompt alone";
+    if (options.batch) return "--shell and --batch exclude each other";
+    if (options.watch != 0) return "--watch is for one command: --shell has none";
+    if (app.count("--hosts") != 0) return "--shell talks to one host: --hosts is not for it";
+    if (app.count("--timeout") != 0) return "--timeout is not for --shell: Ctrl-C ends a command";
+    if (options.password_file == "-")
+        return "--shell reads standard input: no password comes from there";
+    const bool at_terminal =
+        zwmgmt::platform::InputIsTerminal() && zwmgmt::platform::ErrorsShowOnTerminal();
+    return at_terminal ? "" : "--shell needs a terminal; --batch - reads commands from elsewhere";
+}
+
 /// What is wrong with options that are each right.
 std::string Contradiction(const CLI::App& app, const Options& options) {
     const bool keeps_keys = options.verify == Verify::kKnown || options.verify == Verify::kStrict;
@@ -153,7 +169,9 @@ std::string Contradiction(const CLI::App& app, const Options& options) {
         return "--consolidate and --diff are for --format text";
     }
     if (!options.batch && app.count("--keep-going") != 0) return "--keep-going is for --batch";
-    if (const std::string wrong = WrongBatch(options); !wrong.empty()) return wrong;
+    for (const std::string& wrong : {WrongBatch(options), WrongShell(app, options)}) {
+        if (!wrong.empty()) return wrong;
+    }
     for (const char* option : {"--known-agents", "--hash-agents"}) {
         if (!keeps_keys && app.count(option) != 0) {
             return std::string(option) + " is for --verify known or strict";
@@ -166,7 +184,8 @@ class Help : public CLI::Formatter {
   public:
     std::string make_usage(const CLI::App*, std::string) const override {
         return "Usage: korvane_zwcli [options] SERVICE COMMAND [SUBCOMMAND] [key=value ...]\n"
-               "       korvane_zwcli [options] --batch FILE\n";
+               "       korvane_zwcli [options] --batch FILE\n"
+               "       korvane_zwcli [options] --shell\n";
     }
 };
 
@@ -277,6 +296,8 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
     app.add_option("--batch", options->batch,
                    "File of commands, one a line, that one session a host serves; - reads standard "
                    "input");
+    app.add_flag("--shell", options->shell,
+                 "Take commands at a prompt, on one session; needs a terminal");
     app.add_flag("--keep-going", options->keep_going,
                  "Go on with the batch behind a command that failed");
     app.add_option("--connections", options->connections,
@@ -310,7 +331,8 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
         return Fail(kUsage, std::string(stop.what()) + "\nRun with --help for more information.");
     }
     // One host on the command line goes before many of the settings.
-    if (app.count("--host") != 0 && app.count("--hosts") == 0) options->hosts.reset();
+    const bool is_for_one = app.count("--host") != 0 || options->shell;
+    if (is_for_one && app.count("--hosts") == 0) options->hosts.reset();
     if (!options->hosts && app.count("--exclude") == 0) options->exclude.reset();
     Target target;
     for (const std::string& wrong :
@@ -323,6 +345,7 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
     options->asked_for_hosts = app.count("--hosts") != 0;
     options->asked_to_wait = app.count("--wait") != 0;
     options->host = target.host;
+    options->given_host = host;
     options->port = target.port;
     if (show_settings) {
         std::fputs(settings.Text().c_str(), stdout);

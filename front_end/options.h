@@ -22,6 +22,7 @@ enum class Verify {
 
 struct Options {
     std::string host = "127.0.0.1";
+    std::string given_host;  // as it was written, with its port
     uint16_t port = 35001;
     std::optional<std::string> hosts;           // a set of them, instead of the one
     std::optional<std::string> exclude;         // those of the set that are left out
@@ -62,6 +63,7 @@ struct Options {
     std::string fields;  // names, separated by commas; "": those the agent fills
     std::optional<std::string> connections;  // file for policy check; "-": standard input
     std::optional<std::string> batch;        // file of commands; "-": standard input
+    bool shell = false;                      // commands of a person, as they are typed
     bool keep_going = false;                 // with the batch, behind a command that failed
     std::vector<std::string> words;          // SERVICE COMMAND [SUBCOMMAND] [key=value ...]
 };

@@ -141,7 +141,7 @@ bool Passwords::ReadStored(const std::string& name, Secret* stored, std::string*
 std::string Passwords::Find() {
     std::string error;
     if (!ReadStored(*options.user, &password, &error)) return error;
-    const std::string where = many ? "all hosts" : options.host;
+    const std::string where = options.hosts ? "all hosts" : options.host;
     if (password.Empty()) {
         is_asking = true;
         AskForPassword("Password of " + *options.user + " for " + where + ": ", &password, &error);

@@ -7,6 +7,7 @@
 #include <optional>
 #include <utility>
 
+#include "front_end/help.h"
 #include "front_end/say.h"
 
 namespace zwcli {
@@ -37,6 +38,12 @@ class Run {
             if (!Execute(commands[i], commands.size() - i - 1)) break;
         }
         return std::move(outcome);
+    }
+
+    ExitStatus Open() {
+        Answer answer;
+        teller.Begin(&answer, "");
+        return session.Open();
     }
 
     /// Runs a command that others may follow.
@@ -74,6 +81,7 @@ class Run {
         return goes_on;
     }
 
+  private:
     bool Ends(bool is_lost, ExitStatus done) const {
         return is_lost || (done != kOk && !options.keep_going);
     }
@@ -126,12 +134,13 @@ class Run {
 
 }  // namespace
 
-Command CommandFor(const std::vector<std::string>& words, const Client_Request_Message& request) {
-    Command command;
-    command.words = words;
-    command.service = request.service;
-    command.number = request.command;
-    return command;
+std::string TakeCommand(const Options& options, Command* command) {
+    const std::vector<const char*> words = PointersTo(command->words);
+    zwmgmt::CommandWords request(words.data(), words.size());
+    if (request.Request() == nullptr) return ComplaintAbout(words);
+    command->service = request.Request()->service;
+    command->number = request.Request()->command;
+    return WrongFields(options, command->number);
 }
 
 Answer AnswerTo(const Command& command) {
@@ -172,27 +181,35 @@ Outcome RunQuietly(const Options& options, Passwords& passwords,
     return outcome;
 }
 
-struct RepeatedRun::Parts {
-    Parts(const Options& options, Passwords& passwords, const zwmgmt::Stop& stop)
-        : run(options, passwords, Voice::kQuiet, &stop,
-              [this](Answer answer) { answers.push_back(std::move(answer)); }) {}
+struct Conversation::Parts {
+    Parts(const Options& options, Passwords& passwords, const zwmgmt::Stop& stop, Voice voice)
+        : run(options, passwords, voice, &stop, [this, &options, voice](Answer answer) {
+              if (voice == Voice::kAloud) {
+                  if (options.format != Format::kText) PrintAnswer(options, answer);
+                  std::fflush(stdout);
+              }
+              answers.push_back(std::move(answer));
+          }) {}
 
     std::vector<Answer> answers;
     Run run;
 };
 
-RepeatedRun::RepeatedRun(const Options& options, Passwords& passwords, const zwmgmt::Stop& stop)
-    : parts(std::make_unique<Parts>(options, passwords, stop)) {}
+Conversation::Conversation(const Options& options, Passwords& passwords, const zwmgmt::Stop& stop,
+                           Voice voice)
+    : parts(std::make_unique<Parts>(options, passwords, stop, voice)) {}
 
-RepeatedRun::~RepeatedRun() { parts->run.Session().LogOut(); }
+Conversation::~Conversation() { Session().LogOut(); }
 
-Outcome RepeatedRun::Execute(const Command& command) {
+ExitStatus Conversation::Open() { return parts->run.Open(); }
+
+Outcome Conversation::Execute(const Command& command) {
     Outcome outcome = parts->run.ExecuteOne(command);
     outcome.answers = std::exchange(parts->answers, {});
     return outcome;
 }
 
-bool RepeatedRun::IsLost() const { return parts->run.Session().IsLost(); }
+AgentSession& Conversation::Session() { return parts->run.Session(); }
 
 ExitStatus RunLocally(const Options& options, const Command& command) {
     std::vector<char> buffer(zwmgmt::kResultBufferSize);

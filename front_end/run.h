@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "front_end/agent_session.h"
 #include "front_end/answer.h"
 #include "front_end/command_run.h"
 #include "front_end/options.h"
@@ -35,7 +36,8 @@ struct Outcome {
     std::vector<std::string> said;  // for standard error
 };
 
-Command CommandFor(const std::vector<std::string>& words, const Client_Request_Message& request);
+/// Fills the numbers of a command that has its words; what is wrong with them, or "".
+std::string TakeCommand(const Options& options, Command* command);
 
 /// An answer to the command that nothing is known of yet.
 Answer AnswerTo(const Command& command);
@@ -44,24 +46,30 @@ Answer AnswerTo(const Command& command);
 Outcome RunQuietly(const Options& options, Passwords& passwords,
                    const std::vector<Command>& commands, const zwmgmt::Stop& stop);
 
-/// The same for one command again and again, on one session (with --keep-going).
-class RepeatedRun {
+/// A session for commands that come one by one (with --keep-going). Once it is lost it serves no
+/// others.
+class Conversation {
   public:
-    RepeatedRun(const Options& options, Passwords& passwords, const zwmgmt::Stop& stop);
-    ~RepeatedRun();  // logs out
-    RepeatedRun(const RepeatedRun&) = delete;
-    RepeatedRun& operator=(const RepeatedRun&) = delete;
+    /// Aloud, answers are printed as RunRemotely would; quietly, the outcome has what there is to
+    /// print. All but the voice outlive it; the stop ends what is waited for, and with it the
+    /// session.
+    Conversation(const Options& options, Passwords& passwords, const zwmgmt::Stop& stop,
+                 Teller::Voice voice);
+    ~Conversation();  // logs out
+    Conversation(const Conversation&) = delete;
+    Conversation& operator=(const Conversation&) = delete;
 
+    /// Connects and logs in, which the first command would do as well.
+    ExitStatus Open();
     Outcome Execute(const Command& command);
-    /// Whether the session can serve no more.
-    bool IsLost() const;
+    AgentSession& Session();
 
   private:
     struct Parts;
     const std::unique_ptr<Parts> parts;
 };
 
-/// The same for a command that the library answers itself.
+/// RunRemotely for a command that the library answers itself.
 ExitStatus RunLocally(const Options& options, const Command& command);
 
 }  // namespace zwcli

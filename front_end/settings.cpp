@@ -18,7 +18,7 @@ constexpr size_t kLargestFile = 1u << 20;
 constexpr char kGroups[] = "groups";
 constexpr char kKeyLogVariable[] = "SSLKEYLOGFILE";  // as other programs name it
 constexpr const char* kNoSettings[] = {"help",  "version", "config", "show-config", "batch",
-                                       "watch", "count",   "rate",   "command"};
+                                       "shell", "watch",   "count",  "rate",        "command"};
 
 bool IsSetting(const CLI::Option& option) {
     return std::ranges::find(kNoSettings, option.get_single_name()) == std::end(kNoSettings);

@@ -104,7 +104,9 @@ class Rounds {
         // In the place of the one before, which the session looks at.
         stop.emplace(options.timeout == 0 ? Clock::time_point::max()
                                           : Clock::now() + milliseconds(options.timeout));
-        if (!run || run->IsLost()) run.emplace(options, passwords, *stop);
+        if (!run || run->Session().IsLost()) {
+            run.emplace(options, passwords, *stop, Teller::Voice::kQuiet);
+        }
         // In a thread of its own where there can be one, so that it can be ended.
         auto outcome = std::async([&] { return run->Execute(command); });
         while (outcome.wait_for(kLook) == std::future_status::timeout) {
@@ -118,7 +120,7 @@ class Rounds {
     Passwords& passwords;
     const Command& command;
     std::optional<zwmgmt::Stop> stop;
-    std::optional<RepeatedRun> run;
+    std::optional<Conversation> run;
 };
 
 /// Waits for the next round: one that took too long is followed by a whole interval. False where

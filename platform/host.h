@@ -14,6 +14,10 @@ bool CurrentUserName(char* name, size_t capacity);
 /// is none or it is longer.
 bool UserFilePath(const char* name, char* path, size_t capacity);
 
+/// The same of what programs keep by themselves ("zwcli_history"): on POSIX below $XDG_STATE_HOME,
+/// where that is set, or .local/state; on Windows it is the local machine's.
+bool UserStatePath(const char* name, char* path, size_t capacity);
+
 /// Writes the path of "certs/cert.pem" beside the running executable (the program, not the
 /// library), with the platform's separator, terminated; false when it cannot be told or is longer.
 bool CertificatePath(char* path, size_t capacity);

@@ -12,6 +12,9 @@ void WaitForStop();
 /// From now on the first request to stop is noted, and the second ends the process at once.
 void NoteStopSignal();
 
+/// The same of Ctrl-C alone; what was noted before is forgotten. May be called again and again.
+void NoteInterrupt();
+
 /// Whether the first has come.
 bool StopIsNoted();
 

@@ -18,6 +18,9 @@ enum class Typed { kLine, kNothing, kNoTerminal };
 /// stops it leaves the terminal as it was. kNothing at the end of input.
 Typed ReadPassword(const char* prompt, char* line, size_t capacity, size_t* length);
 
+/// Whether standard input comes from a terminal.
+bool InputIsTerminal();
+
 /// Whether standard error leads to a terminal.
 bool ErrorsShowOnTerminal();
 

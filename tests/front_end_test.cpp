@@ -140,7 +140,7 @@ TEST(FrontEnd, AsksForThePasswordOnATerminalOnly) {
         {std::string(3'000, 'x') + '\n', 4, too_long},
     };
     for (const auto& [keys, exit_status, shown] : rows) {
-        run = RunOnTerminal(command, prompt, keys);
+        run = RunOnTerminal(command, {{prompt, keys}});
         EXPECT_EQ(run.exit_status, exit_status) << run.out;
         EXPECT_NE(run.out.find(shown), std::string::npos) << run.out;
         EXPECT_EQ(run.out.find("xx"), std::string::npos) << "echoed";

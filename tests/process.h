@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -21,11 +22,17 @@ struct ProcessResult {
 ProcessResult RunProcess(const std::vector<std::string>& arguments, const std::string& input = "",
                          bool takes_output = true);
 
-/// Runs a program with a terminal as standard input; types the line once the program has written
-/// the prompt. Everything that the terminal showed is in `out`, without the sequences that
-/// steer it.
-ProcessResult RunOnTerminal(const std::vector<std::string>& arguments, const std::string& prompt,
-                            const std::string& line);
+/// What is typed once the program has written a text, behind that of the one before.
+struct Typed {
+    std::string after;
+    std::string keys;
+    std::function<void()> before = nullptr;  // called first
+};
+
+/// Runs a program with a terminal as standard input, at which somebody types. Everything that the
+/// terminal showed is in `out`; on Windows without the sequences that steer it.
+ProcessResult RunOnTerminal(const std::vector<std::string>& arguments,
+                            const std::vector<Typed>& typed);
 
 /// A program that runs until it is told to stop.
 class BackgroundProcess {

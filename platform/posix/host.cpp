@@ -21,6 +21,16 @@ bool WithUserEntry(Use use) {
            use(*found);
 }
 
+bool PathInHome(const char* folder, const char* name, char* path, size_t capacity) {
+    const auto below = [&](const char* home) {
+        const int length = std::snprintf(path, capacity, "%s/%s/korvane/%s", home, folder, name);
+        return length > 0 && static_cast<size_t>(length) < capacity;
+    };
+    const char* home = std::getenv("HOME");
+    if (home != nullptr && home[0] != '\0') return below(home);
+    return WithUserEntry([&](const passwd& user) { return below(user.pw_dir); });
+}
+
 }  // namespace
 
 bool CurrentUserName(char* name, size_t capacity) {
@@ -31,13 +41,16 @@ bool CurrentUserName(char* name, size_t capacity) {
 }
 
 bool UserFilePath(const char* name, char* path, size_t capacity) {
-    const auto below = [&](const char* home) {
-        const int length = std::snprintf(path, capacity, "%s/.config/korvane/%s", home, name);
-        return length > 0 && static_cast<size_t>(length) < capacity;
-    };
-    const char* home = std::getenv("HOME");
-    if (home != nullptr && home[0] != '\0') return below(home);
-    return WithUserEntry([&](const passwd& user) { return below(user.pw_dir); });
+    return PathInHome(".config", name, path, capacity);
+}
+
+bool UserStatePath(const char* name, char* path, size_t capacity) {
+    const char* folder = std::getenv("XDG_STATE_HOME");
+    if (folder == nullptr || folder[0] != '/') {
+        return PathInHome(".local/state", name, path, capacity);
+    }
+    const int length = std::snprintf(path, capacity, "%s/korvane/%s", folder, name);
+    return length > 0 && static_cast<size_t>(length) < capacity;
 }
 
 bool CertificatePath(char* path, size_t capacity) {

@@ -21,6 +21,15 @@ void Note(int) {
     for (const int signal : {SIGTERM, SIGINT}) std::signal(signal, SIG_DFL);
 }
 
+void NoteFirst(int signal) {
+    struct sigaction noting = {};
+    noting.sa_handler = Note;
+    noting.sa_flags = SA_RESTART;
+    struct sigaction before;
+    const bool known = sigaction(signal, nullptr, &before) == 0;
+    if (known && before.sa_handler != SIG_IGN) sigaction(signal, &noting, nullptr);
+}
+
 }  // namespace
 
 void HoldStopSignals() {
@@ -35,14 +44,12 @@ void WaitForStop() {
 }
 
 void NoteStopSignal() {
-    struct sigaction noting = {};
-    noting.sa_handler = Note;
-    noting.sa_flags = SA_RESTART;
-    for (const int signal : {SIGTERM, SIGINT}) {
-        struct sigaction before;
-        const bool known = sigaction(signal, nullptr, &before) == 0;
-        if (known && before.sa_handler != SIG_IGN) sigaction(signal, &noting, nullptr);
-    }
+    for (const int signal : {SIGTERM, SIGINT}) NoteFirst(signal);
+}
+
+void NoteInterrupt() {
+    is_noted = 0;
+    NoteFirst(SIGINT);
 }
 
 bool StopIsNoted() { return is_noted != 0; }

@@ -139,6 +139,8 @@ Typed ReadPassword(const char* prompt, char* line, size_t capacity, size_t* leng
     return typed;
 }
 
+bool InputIsTerminal() { return isatty(STDIN_FILENO) != 0; }
+
 bool ErrorsShowOnTerminal() { return isatty(STDERR_FILENO) != 0; }
 
 size_t TerminalWidth() {

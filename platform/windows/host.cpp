@@ -21,13 +21,25 @@ bool CurrentUserName(char* name, size_t capacity) {
     return true;
 }
 
-bool UserFilePath(const char* name, char* path, size_t capacity) {
+namespace {
+
+bool PathIn(int known_folder, const char* name, char* path, size_t capacity) {
     char folder[MAX_PATH];
-    if (SHGetFolderPathA(nullptr, CSIDL_APPDATA, nullptr, SHGFP_TYPE_CURRENT, folder) != S_OK) {
+    if (SHGetFolderPathA(nullptr, known_folder, nullptr, SHGFP_TYPE_CURRENT, folder) != S_OK) {
         return false;
     }
     const int length = std::snprintf(path, capacity, "%s\\korvane\\%s", folder, name);
     return length > 0 && static_cast<size_t>(length) < capacity;
+}
+
+}  // namespace
+
+bool UserFilePath(const char* name, char* path, size_t capacity) {
+    return PathIn(CSIDL_APPDATA, name, path, capacity);
+}
+
+bool UserStatePath(const char* name, char* path, size_t capacity) {
+    return PathIn(CSIDL_LOCAL_APPDATA, name, path, capacity);
 }
 
 bool CertificatePath(char* path, size_t capacity) {

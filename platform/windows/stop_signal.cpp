@@ -40,6 +40,12 @@ void WaitForStop() { WaitForSingleObject(stop_asked, INFINITE); }
 
 void NoteStopSignal() { SetConsoleCtrlHandler(NoteFirst, TRUE); }
 
+void NoteInterrupt() {
+    is_noted = false;
+    SetConsoleCtrlHandler(NoteFirst, FALSE);  // each call would add it once more
+    SetConsoleCtrlHandler(NoteFirst, TRUE);
+}
+
 bool StopIsNoted() { return is_noted; }
 
 }  // namespace zwmgmt::platform

@@ -115,6 +115,11 @@ Typed ReadPassword(const char* prompt, char* bytes, size_t capacity, size_t* len
     return Typed::kLine;
 }
 
+bool InputIsTerminal() {
+    DWORD mode = 0;  // of a console alone
+    return GetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), &mode) != 0;
+}
+
 bool ErrorsShowOnTerminal() { return _isatty(_fileno(stderr)) != 0; }
 
 size_t TerminalWidth() {

@@ -78,18 +78,22 @@ ProcessResult RunProcess(const std::vector<std::string>& arguments, const std::s
     return result;
 }
 
-ProcessResult RunOnTerminal(const std::vector<std::string>& arguments, const std::string& prompt,
-                            const std::string& line) {
+ProcessResult RunOnTerminal(const std::vector<std::string>& arguments,
+                            const std::vector<Typed>& typed) {
     int terminal = -1;
     const pid_t pid = forkpty(&terminal, nullptr, nullptr, nullptr);
     if (pid == 0) Execute(arguments);
     ProcessResult result;
-    bool typed = false;
+    auto next = typed.begin();
+    size_t seen = 0;
     while (ReadSome(terminal, &result.out)) {
-        if (!typed && result.out.find(prompt) != std::string::npos) {
-            (void)!write(terminal, line.data(), line.size());
-            typed = true;
-        }
+        if (next == typed.end()) continue;
+        const size_t found = result.out.find(next->after, seen);
+        if (found == std::string::npos) continue;
+        seen = result.out.size();
+        if (next->before) next->before();
+        (void)!write(terminal, next->keys.data(), next->keys.size());
+        ++next;
     }
     close(terminal);
     result.exit_status = ExitStatus(pid);

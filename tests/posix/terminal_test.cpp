@@ -171,7 +171,7 @@ TEST_F(AtATerminal, AWatchMarksWhatChanged) {
     const ProcessResult run = RunOnTerminal(
         {ZWCLI_PATH, "--verify", "off", "--port", std::to_string(open.Port()), "--watch", "100ms",
          "--count", "2", "korvane", "getcardstats", "pci=0000:05:00.4"},
-        "?", "");
+        {});
     EXPECT_EQ(run.exit_status, 0);
     for (const char* part : {"\x1b[H\x1b[2J127.0.0.1:", ", every 0.1 s: korvane getcardstats",
                              "Z\r\n\r\nTxFramesOK          : 977000\r\n",

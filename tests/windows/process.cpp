@@ -164,6 +164,7 @@ class AtConsoleOf {
             key.EventType = KEY_EVENT;
             key.Event.KeyEvent.bKeyDown = TRUE;
             key.Event.KeyEvent.wRepeatCount = 1;
+            if (c == '\n') key.Event.KeyEvent.wVirtualKeyCode = VK_RETURN;
             key.Event.KeyEvent.uChar.UnicodeChar = c == '\n' ? L'\r' : static_cast<wchar_t>(c);
             DWORD written = 0;
             Require(WriteConsoleInputW(input.get(), &key, 1, &written), "type");
@@ -207,8 +208,8 @@ ProcessResult RunProcess(const std::vector<std::string>& arguments, const std::s
     return result;
 }
 
-ProcessResult RunOnTerminal(const std::vector<std::string>& arguments, const std::string& prompt,
-                            const std::string& line) {
+ProcessResult RunOnTerminal(const std::vector<std::string>& arguments,
+                            const std::vector<Typed>& typed) {
     Console console;
     DWORD id = 0;
     // The shell gives the program the console as its standard streams.
@@ -216,11 +217,16 @@ ProcessResult RunOnTerminal(const std::vector<std::string>& arguments, const std
         Start("cmd /c \"" + CommandLine(arguments) + "<CONIN$ >CONOUT$ 2>&1\"", {}, &console, &id);
     std::string shown;
     std::thread typist([&] {
-        const std::string wanted = prompt.substr(0, prompt.find_last_not_of(' ') + 1);
-        for (bool typed = false; ReadSome(console.Screen(), &shown);) {
-            if (typed || OnScreen(shown).find(wanted) == std::string::npos) continue;
-            AtConsoleOf(id).Type(line);
-            typed = true;
+        size_t seen = 0;
+        for (auto next = typed.begin(); ReadSome(console.Screen(), &shown);) {
+            if (next == typed.end()) continue;
+            const std::string wanted = next->after.substr(0, next->after.find_last_not_of(' ') + 1);
+            const std::string screen = OnScreen(shown);
+            if (screen.find(wanted, std::min(seen, screen.size())) == std::string::npos) continue;
+            seen = screen.size();
+            if (next->before) next->before();
+            AtConsoleOf(id).Type(next->keys);
+            ++next;
         }
     });
     ProcessResult result;
