@@ -84,6 +84,7 @@ add_library(zwmgmt_agent STATIC
     agent/file_receiver.cpp
     agent/local_file.cpp
     agent/messages.cpp
+    agent/property_requests.cpp
     agent/requests.cpp
     agent/server.cpp
     agent/wire.cpp)

@@ -19,7 +19,7 @@ ROOMS = {
     "system": "include platform records session output commands",
     "api": "include records session output commands adapters filters policies system",
     "front_end": "include platform records session output commands policies api",
-    "agent": "include platform records session",
+    "agent": "include platform records session commands adapters",
     "simulator": "include platform records session commands adapters filters front_end agent",
     "benchmarks": "include output agent",
     "examples": "include",
