@@ -14,6 +14,7 @@ namespace zwmgmt::agent {
 struct Reply {
     uint32_t status = 0;
     std::vector<uint8_t> data;
+    std::string reason = {};  // of a failure, for the agent's own log: it is not sent
 };
 
 /// What is said of a file before its content comes.

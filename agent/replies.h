@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -11,7 +12,9 @@
 
 namespace zwmgmt::agent {
 
-inline Reply Failed(uint32_t status) { return {.status = status, .data = {}}; }
+inline Reply Failed(uint32_t status, std::string reason = {}) {
+    return {.status = status, .data = {}, .reason = std::move(reason)};
+}
 
 inline Reply TextReply(std::string_view text) {
     return {.status = kSuccess, .data = {text.begin(), text.end()}};
