@@ -20,13 +20,14 @@ ROOMS = {
     "api": "include records session output commands adapters filters policies system",
     "front_end": "include platform records session output commands policies api",
     "agent": "include platform records session commands adapters",
+    "linux_agent": "include platform records session commands adapters agent",
     "simulator": "include platform records session commands adapters filters front_end agent",
     "benchmarks": "include output agent",
     "examples": "include",
     "fuzz": "include output commands policies api agent simulator",
     "scripts": "include records session output commands",
-    "tests": "include platform records session output commands filters policies system front_end "
-             "agent simulator",
+    "tests": "include platform records session output commands adapters filters policies system "
+             "front_end agent linux_agent simulator",
 }
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*"([^"]+)"', re.MULTILINE)
