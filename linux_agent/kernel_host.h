@@ -1,0 +1,69 @@
+/// The host model that answers from the Linux kernel, and sets what it is asked to set there.
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "agent/host_model.h"
+#include "linux_agent/interfaces.h"
+#include "zwmgmt/records/adapter.h"
+#include "zwmgmt/records/port.h"
+#include "zwmgmt/vocabulary.h"
+
+namespace zmagent {
+
+namespace agent = zwmgmt::agent;
+
+struct KernelOptions {
+    bool virtual_interfaces = false;        // those without PCI, too, under their own name
+    std::vector<std::string> drivers = {};  // that may be loaded, unloaded and reloaded
+};
+
+/// Keeps no state of the kernel's.
+class KernelHost : public agent::HostModel {
+  public:
+    explicit KernelHost(KernelOptions host_options);
+
+    uint8_t OsType() const override { return zwmgmt::kLinux; }
+    uint8_t WordSize() const override { return 8; }
+    agent::Reply Answer(uint8_t service, uint16_t opcode, std::span<const uint8_t> data) override;
+    bool Changes(uint8_t service, uint16_t opcode) const override;
+
+  private:
+    using Data = std::span<const uint8_t>;
+    struct Operation;
+    static const Operation kOperations[];
+
+    // The operations; each is called with its lock held.
+    agent::Reply GetCapabilities(Data data);
+    agent::Reply ListAdapters(Data data);
+    agent::Reply ListPorts(Data data);
+    agent::Reply GetCardStatistics(Data data);
+    agent::Reply GetPortStatistics(Data data);
+    agent::Reply SetCardProperties(Data data);
+    agent::Reply SetPortProperties(Data data);
+    agent::Reply SetMtu(Data data);
+    agent::Reply ListDrivers(Data data);
+    agent::Reply LoadDriver(Data data);
+    agent::Reply ReloadDriver(Data data);
+    agent::Reply UnloadDriver(Data data);
+
+    std::vector<Adapter> AllAdapters();
+    std::optional<Adapter> FindAdapter(std::string_view location);
+    std::optional<Interface> FindPort(const PortRequest& request);
+    _CardInformation CardOf(const Adapter& adapter);
+    std::string NameOf(const PciFunction& function);
+    std::optional<std::string> AllowedDriver(Data data) const;
+
+    const KernelOptions options;
+    std::mutex network;  // the sockets: what one change reads and sets, no other one comes between
+    std::mutex modules;  // loading takes its time, and the network is looked at meanwhile
+    Kernel kernel;
+    std::map<std::pair<uint32_t, uint32_t>, std::string> pci_names;  // reading the list takes long
+};
+
+}  // namespace zmagent
