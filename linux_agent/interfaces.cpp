@@ -12,6 +12,7 @@ extern "C" {
 #include <charconv>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <memory>
 #include <stdexcept>
@@ -118,7 +119,7 @@ struct FreePci {
 void Ignore(char* /*message*/, ...) {}
 
 /// The library's own ends the process; it must not return.
-[[noreturn]] void GiveUp(char* /*message*/, ...) {
+__attribute__((noreturn)) void GiveUp(char* /*message*/, ...) {
     throw std::runtime_error("the list of PCI ids is damaged");
 }
 
@@ -159,7 +160,7 @@ std::vector<Adapter> Adapters(Kernel& kernel, bool virtual_interfaces) {
         if (adapter.ports.size() > kMostPorts) adapter.ports.resize(kMostPorts);
         sorted.push_back(std::move(adapter));
     }
-    std::ranges::stable_partition(sorted, &Adapter::on_pci);
+    std::stable_partition(sorted.begin(), sorted.end(), std::mem_fn(&Adapter::on_pci));
     return sorted;
 }
 

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 #include <iterator>
+#include <span>
 #include <utility>
 
 #include "adapters/properties.h"
@@ -34,20 +35,24 @@ struct Setting {
     }
 };
 
+/// The row of a property that the table has.
+template <class Row>
+const Row& RowOf(std::span<const Row> rows, const Argument& property) {
+    return *std::ranges::find_if(
+        rows, [&](const Row& row) { return std::strcmp(row.word, property.word) == 0; });
+}
+
 Outcome SetMtu(const Setting& setting) {
     return SetMtu(setting.kernel, setting.port, setting.Number());
 }
 
 Outcome SetNumber(const Setting& setting) {
-    const auto rows = NumberRows();
-    const auto row = std::ranges::find_if(rows, [&](const NumberRow& candidate) {
-        return std::strcmp(candidate.word, setting.property.word) == 0;
-    });
-    return setting.Set(row->set, [&](Request& request) {
-        if (row->width == 1) {
-            request.Number8(row->attribute, static_cast<uint8_t>(setting.Number()));
+    const NumberRow& row = RowOf(NumberRows(), setting.property);
+    return setting.Set(row.set, [&](Request& request) {
+        if (row.width == 1) {
+            request.Number8(row.attribute, static_cast<uint8_t>(setting.Number()));
         } else {
-            request.Number32(row->attribute, setting.Number());
+            request.Number32(row.attribute, setting.Number());
         }
     });
 }
@@ -57,13 +62,10 @@ Outcome SetBits(const Setting& setting, uint8_t message, uint16_t attribute, con
 }
 
 Outcome SetFeatures(const Setting& setting) {
-    const auto rows = FeatureRows();
-    const auto row = std::ranges::find_if(rows, [&](const FeatureRow& candidate) {
-        return std::strcmp(candidate.word, setting.property.word) == 0;
-    });
+    const char* names = RowOf(FeatureRows(), setting.property).features;
     Bits bits;
     for (const Bit& bit : setting.features) {
-        if (fnmatch(row->features, bit.name.c_str(), 0) != 0) continue;
+        if (fnmatch(names, bit.name.c_str(), 0) != 0) continue;
         bits.push_back({.index = bit.index, .name = bit.name, .set = setting.Number() != 0});
     }
     return SetBits(setting, ETHTOOL_MSG_FEATURES_SET, ETHTOOL_A_FEATURES_WANTED, bits);
@@ -245,10 +247,9 @@ std::string PortChange::PutBack() {
     }
     for (; !done.empty(); done.pop_back()) {
         const Argument& property = *done.back();
-        const auto* setter =
-            std::ranges::find_if(kSetters, [&](const Setter& row) { return Sets(row, property); });
+        const Setter& setter = RowOf(std::span<const Setter>(kSetters), property);
         const Setting setting = {kernel, port, before, features, property, before.record.settings};
-        const Outcome outcome = With(property, setter->put_back(setting));
+        const Outcome outcome = With(property, setter.put_back(setting));
         if (!outcome.Done()) failures += "; could not be put back: " + outcome.reason;
     }
     return failures;
