@@ -6,6 +6,8 @@
 #include <openssl/rsa.h>
 #include <openssl/x509.h>
 
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <string_view>
 #include <utility>
@@ -23,7 +25,8 @@ using Texts = std::unique_ptr<BIO, decltype(&BIO_free)>;
 
 constexpr size_t kLargestFile = 1u << 20;
 constexpr unsigned kKeyBits = 2048;  // RSA: the cipher of TLS 1.2 uses its key exchange
-constexpr long kValidSeconds = 30L * 24 * 3600;
+constexpr long kMonth = 30L * 24 * 3600;
+constexpr long kTenYears = 3653L * 24 * 3600;
 
 /// What went wrong first, without OpenSSL's numbers and names before it.
 std::string TlsError() {
@@ -33,14 +36,14 @@ std::string TlsError() {
     return std::string(whole.substr(whole.rfind(':') + 1));
 }
 
-/// A certificate that vouches for itself.
-Certificate SelfSigned(EVP_PKEY* key) {
+/// A certificate that vouches for itself, for so many seconds.
+Certificate SelfSigned(EVP_PKEY* key, long valid) {
     Certificate certificate(X509_new(), X509_free);
     if (!certificate) return certificate;
     X509_set_version(certificate.get(), X509_VERSION_3);
     ASN1_INTEGER_set(X509_get_serialNumber(certificate.get()), 1);
     X509_gmtime_adj(X509_getm_notBefore(certificate.get()), 0);
-    X509_gmtime_adj(X509_getm_notAfter(certificate.get()), kValidSeconds);
+    X509_gmtime_adj(X509_getm_notAfter(certificate.get()), valid);
     X509_NAME* name = X509_get_subject_name(certificate.get());
     X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC,
                                reinterpret_cast<const unsigned char*>("management agent"), -1, -1,
@@ -54,7 +57,7 @@ Certificate SelfSigned(EVP_PKEY* key) {
 
 bool UsePair(SSL_CTX* context, EVP_PKEY* key) {
     const Certificate certificate =
-        key != nullptr ? SelfSigned(key) : Certificate(nullptr, X509_free);
+        key != nullptr ? SelfSigned(key, kMonth) : Certificate(nullptr, X509_free);
     return certificate && SSL_CTX_use_certificate(context, certificate.get()) == 1 &&
            SSL_CTX_use_PrivateKey(context, key) == 1;
 }
@@ -110,22 +113,26 @@ bool UseFile(SSL_CTX* context, const std::string& file, std::string* error) {
     return true;
 }
 
+bool AddKey(BIO* texts, EVP_PKEY* key) {
+    return texts != nullptr && key != nullptr &&
+           PEM_write_bio_PrivateKey(texts, key, nullptr, nullptr, 0, nullptr, nullptr) == 1;
+}
+
+/// Writes the texts to the stream, which is closed.
+bool WriteTexts(BIO* texts, FILE* stream) {
+    if (stream == nullptr) return false;
+    char* bytes = nullptr;
+    const auto size = static_cast<size_t>(BIO_get_mem_data(texts, &bytes));
+    const bool written = std::fwrite(bytes, 1, size, stream) == size;
+    return std::fclose(stream) == 0 && written;
+}
+
 /// Writes a new key to a file that its owner alone can read.
 bool WriteNewKey(const std::string& file) {
     const Key key(EVP_RSA_gen(kKeyBits), EVP_PKEY_free);
     const Texts texts(BIO_new(BIO_s_mem()), BIO_free);
-    if (!key || !texts ||
-        PEM_write_bio_PrivateKey(texts.get(), key.get(), nullptr, nullptr, 0, nullptr, nullptr) !=
-            1) {
-        return false;
-    }
-    char* bytes = nullptr;
-    const long length = BIO_get_mem_data(texts.get(), &bytes);
-    FILE* stream = platform::AppendPrivately(file.c_str());
-    if (stream == nullptr) return false;
-    const auto size = static_cast<size_t>(length);
-    const bool written = std::fwrite(bytes, 1, size, stream) == size;
-    return std::fclose(stream) == 0 && written;
+    return AddKey(texts.get(), key.get()) &&
+           WriteTexts(texts.get(), platform::AppendPrivately(file.c_str()));
 }
 
 /// The key of a file, where one is made when there is none.
@@ -154,6 +161,8 @@ TlsContext MakeServerContext(const std::string& certificate_file, const std::str
     }
     SSL_CTX_set_read_ahead(context.get(), 1);
     SSL_CTX_set_options(context.get(), SSL_OP_CLEANSE_PLAINTEXT);  // clients send passwords
+    // A request that is cut is not served, whatever cut it: the session ends with a goodbye.
+    SSL_CTX_set_options(context.get(), SSL_OP_IGNORE_UNEXPECTED_EOF);
     if (!certificate_file.empty()) {
         return UseFile(context.get(), certificate_file, error) ? std::move(context) : nullptr;
     }
@@ -163,6 +172,22 @@ TlsContext MakeServerContext(const std::string& certificate_file, const std::str
         return nullptr;
     }
     return context;
+}
+
+bool MakeCertificateFile(const std::string& file, std::string* error) {
+    ERR_clear_error();
+    const Key key(EVP_RSA_gen(kKeyBits), EVP_PKEY_free);
+    const Certificate certificate =
+        key ? SelfSigned(key.get(), kTenYears) : Certificate(nullptr, X509_free);
+    const Texts texts(BIO_new(BIO_s_mem()), BIO_free);
+    if (!certificate || !AddKey(texts.get(), key.get()) ||
+        PEM_write_bio_X509(texts.get(), certificate.get()) != 1) {
+        *error = "cannot make a certificate: " + TlsError();
+        return false;
+    }
+    if (WriteTexts(texts.get(), platform::CreatePrivately(file.c_str()))) return true;
+    *error = "cannot write " + file + ": " + std::strerror(errno);
+    return false;
 }
 
 bool AskForCertificates(SSL_CTX* context, const std::string& authorities, std::string* error) {

@@ -25,4 +25,8 @@ TlsContext MakeServerContext(const std::string& certificate_file, const std::str
 /// path is empty. False, with the reason in *error, when the file cannot be used.
 bool AskForCertificates(SSL_CTX* context, const std::string& authorities, std::string* error);
 
+/// Makes a file, which its owner alone can read, with a new key and a certificate of ten years that
+/// vouches for itself. False, with the reason in *error, when that fails, or the file is there.
+bool MakeCertificateFile(const std::string& file, std::string* error);
+
 }  // namespace zwmgmt::agent

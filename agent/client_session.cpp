@@ -1,5 +1,7 @@
 #include "agent/client_session.h"
 
+#include <openssl/crypto.h>
+
 #include <cstring>
 
 #include "agent/messages.h"
@@ -15,12 +17,17 @@ uint32_t OneUser::operator()(const LoginRecord& login) const {
 
 bool ClientSession::ServeOne() {
     Message message;
-    if (!ReadMessage(wire, opened, options.opening_limit, &message)) return false;
-    const auto& [header, data] = message;
+    const Stage stage = !opened ? Stage::kNew : login_pending ? Stage::kOpened : Stage::kLoggedIn;
+    if (!ReadMessage(wire, stage, options.limits, &message)) return false;
+    auto& [header, data] = message;
     if (options.tap) {
         options.tap({reinterpret_cast<const uint8_t*>(&header), kHeaderSize}, data);
     }
-    if (header.service == kSession) return ServeControl(header, data);
+    if (header.service == kSession) {
+        const bool goes_on = ServeControl(header, data);
+        OPENSSL_cleanse(data.data(), data.size());
+        return goes_on;
+    }
     if (!opened) return false;
     if (login_pending) return Send(AnswerTo(header, kLoginRejected));
     if (!options.grant_token && model.Changes(header.service, header.opcode)) {
@@ -36,7 +43,9 @@ bool ClientSession::ServeControl(const _Message& header, Data data) {
     LoginRecord record = {};
     if (header.opcode == kLogoutOpcode || data.size() != sizeof(record)) return false;
     std::memcpy(&record, data.data(), sizeof(record));
-    return opened ? ServeLogin(record) : ServeOpening();
+    const bool goes_on = opened ? ServeLogin(record) : ServeOpening();
+    OPENSSL_cleanse(&record, sizeof(record));
+    return goes_on;
 }
 
 bool ClientSession::ServeOpening() {
@@ -55,7 +64,7 @@ bool ClientSession::ServeLogin(const LoginRecord& record) {
     reply.status = options.login ? options.login(record) : uint32_t{kLoginRejected};
     if (reply.status == kSuccess) {
         login_pending = false;
-    } else if (!wire.Pause(options.rejection_delay)) {
+    } else if (options.rejection_delay.count() > 0 && !wire.Pause(options.rejection_delay)) {
         return false;
     }
     return Send(reply);

@@ -14,10 +14,23 @@
 
 namespace zwmgmt::agent {
 
+/// How long clients may take.
+struct TimeLimits {
+    platform::Milliseconds handshake{15'000};  // of TLS
+    platform::Milliseconds opening{15'000};    // from there until the opening message is there
+    platform::Milliseconds login{300'000};     // then, where one is asked for: a person may type
+    platform::Milliseconds idle{3'600'000};    // between requests
+    platform::Milliseconds request{60'000};    // for a request's data behind its header
+};
+
 struct Options {
     /// IPv4 and IPv6 addresses; "localhost" is 127.0.0.1, and ::1 where the machine has it.
     std::vector<std::string> listen = {"localhost"};
     uint16_t port = 0;  // of all of them; 0: any that is free for all
+    /// Sockets that listen already, which stay the caller's; with them the two above mean nothing.
+    std::vector<platform::SocketHandle> listening = {};
+    size_t most_clients = 0;             // at once; 0: no limit
+    size_t most_clients_of_address = 0;  // the same of those that come from one address
     bool grant_token = true;
     int tls_version = 0;                  // TLS1_2_VERSION or TLS1_3_VERSION; 0: both
     std::string certificate_file = {};    // PEM; "": a certificate that vouches for itself
@@ -34,8 +47,7 @@ struct Options {
 
     /// How long the answer to a rejected login takes, so that guessing does.
     platform::Milliseconds rejection_delay{250};
-    /// How long after the TLS handshake its opening message may take.
-    platform::Milliseconds opening_limit{15'000};
+    TimeLimits limits = {};
 };
 
 /// A login that takes one user with one password.

@@ -1,6 +1,7 @@
 #include "agent/server.h"
 
 #include <algorithm>
+#include <exception>
 #include <memory>
 #include <system_error>
 #include <utility>
@@ -12,39 +13,12 @@ namespace zwmgmt::agent {
 namespace {
 
 constexpr platform::Milliseconds kAcceptRound{200};
-/// How often a free port is looked for that is free for every address.
-constexpr int kPortTrials = 100;
-
-bool MachineHas(const platform::Address& address) {
-    uint16_t any = 0;
-    const auto socket = platform::Listen(address, &any);
-    if (socket != platform::kNoSocket) platform::CloseSocket(socket);
-    return socket != platform::kNoSocket;
-}
-
-/// What a text says to listen on, each address once; false when it says nothing of the kind.
-bool AddAddresses(std::string text, std::vector<platform::Address>* addresses) {
-    std::vector<platform::Address> said;
-    if (text == "localhost") {
-        said = {platform::kIpv4Loopback};
-        if (MachineHas(platform::kIpv6Loopback)) said.push_back(platform::kIpv6Loopback);
-    } else {
-        if (text.starts_with('[') && text.ends_with(']')) text = text.substr(1, text.size() - 2);
-        const auto address = platform::ParseAddress(text.c_str());
-        if (!address) return false;
-        said = {*address};
-    }
-    for (const platform::Address& address : said) {
-        if (std::ranges::count(*addresses, address) == 0) addresses->push_back(address);
-    }
-    return true;
-}
 
 }  // namespace
 
 Server::Server(HostModel& host_model, Options agent_options)
     : Server(
-          [this, &host_model](Wire& wire) {
+          [this, &host_model](Wire& wire, platform::SocketHandle) {
               ClientSession session(wire, host_model, options);
               while (session.ServeOne()) {
               }
@@ -56,7 +30,7 @@ Server::Server(ServeClient serve_client, Options agent_options)
 
 Server::~Server() { Stop(); }
 
-bool Server::Start(std::string* error) {
+bool Server::Prepare(std::string* error) {
     sockets_started = platform::StartSockets();
     if (!sockets_started) {
         *error = "the system's sockets cannot be used";
@@ -69,71 +43,63 @@ bool Server::Start(std::string* error) {
         SSL_CTX_set_max_proto_version(context.get(), options.tls_version);
     }
     if (!AskForCertificates(context.get(), options.client_authorities, error)) return false;
-    if (!Listen(error)) return false;
+    return !options.listening.empty() || listeners.Open(options.listen, options.port, error);
+}
+
+bool Server::Start(std::string* error) {
+    if (!context && !Prepare(error)) return false;
     acceptor = std::thread([this] { AcceptClients(); });
     return true;
 }
 
-bool Server::Listen(std::string* error) {
-    std::vector<platform::Address> addresses;
-    for (const std::string& text : options.listen) {
-        if (AddAddresses(text, &addresses)) continue;
-        *error = "neither an address of this machine nor localhost: " + text;
-        return false;
-    }
-    if (addresses.empty() || addresses.size() > platform::kMostSockets) {
-        *error = "cannot listen on " + std::to_string(addresses.size()) + " addresses";
-        return false;
-    }
-    // A free port is the first address's; another's may have it in use.
-    for (int trials = options.port == 0 ? kPortTrials : 1; trials > 0; --trials) {
-        if (ListenOn(addresses, error)) return true;
-    }
-    return false;
+void Server::StopAccepting() {
+    stopping.request_stop();
+    // Others may still take clients from sockets that are not the server's own.
+    for (const auto listener : listeners.Sockets()) platform::CloseBothWays(listener);
+    if (acceptor.joinable()) acceptor.join();
+    listeners.Close();
 }
 
-/// Opens all listeners or none.
-bool Server::ListenOn(const std::vector<platform::Address>& addresses, std::string* error) {
-    uint16_t port = options.port;
-    for (const platform::Address& address : addresses) {
-        platform::Reason reason;
-        const auto listener = platform::Listen(address, &port, &reason);
-        if (listener == platform::kNoSocket) {
-            *error = std::string("cannot listen on ") + platform::FormatAddress(address).text +
-                     " port " + std::to_string(port) + ": " + reason.text;
-            CloseListeners();
-            return false;
-        }
-        listeners.push_back(listener);
-    }
-    options.port = port;
-    return true;
+bool Server::AllGone(platform::Milliseconds limit) {
+    std::unique_lock lock(ending);
+    return client_is_done.wait_for(lock, limit, [this] {
+        return std::ranges::all_of(clients,
+                                   [](const Client& client) { return client.done.load(); });
+    });
 }
 
-void Server::CloseListeners() {
-    for (const auto listener : listeners) platform::CloseSocket(listener);
-    listeners.clear();
+void Server::Finish(platform::Milliseconds patience, platform::Milliseconds limit) {
+    StopAccepting();
+    if (!AllGone(patience)) {
+        for (const Client& client : clients) platform::HalfCloseForReceiving(client.socket);
+        AllGone(limit);
+    }
+    Stop();
 }
 
 void Server::Stop() {
-    stopping.request_stop();
-    for (const auto listener : listeners) platform::CloseBothWays(listener);
-    if (acceptor.joinable()) acceptor.join();
+    StopAccepting();
     ReapClients(true);
-    CloseListeners();
     if (std::exchange(sockets_started, false)) platform::StopSockets();
 }
 
 void Server::AcceptClients() {
-    std::vector<platform::SocketHandle> turns = listeners;
+    std::vector<platform::SocketHandle> turns =
+        options.listening.empty() ? listeners.Sockets() : options.listening;
     while (!stopping.stop_requested()) {
         const auto socket = platform::Accept(turns, kAcceptRound);
         // No listener keeps the others waiting.
         std::rotate(turns.begin(), turns.begin() + 1, turns.end());
         ReapClients(false);
         if (socket == platform::kNoSocket) continue;
+        const auto address = platform::PeerOf(socket);
+        if (!address || !HasRoomFor(*address)) {
+            platform::CloseSocket(socket);
+            continue;
+        }
         Client& client = clients.emplace_back();
         client.socket = socket;
+        client.address = *address;
         try {
             client.thread = std::thread([this, &client] { Serve(&client); });
         } catch (const std::system_error&) {  // no thread to be had: the client is turned away
@@ -141,6 +107,16 @@ void Server::AcceptClients() {
             clients.pop_back();
         }
     }
+}
+
+bool Server::HasRoomFor(const platform::Address& address) const {
+    const auto few = [](size_t count, size_t most) { return most == 0 || count < most; };
+    const platform::Address network = platform::NetworkOf(address);
+    const auto of_address = std::ranges::count_if(clients, [&](const Client& client) {
+        return platform::NetworkOf(client.address) == network;
+    });
+    return few(clients.size(), options.most_clients) &&
+           few(static_cast<size_t>(of_address), options.most_clients_of_address);
 }
 
 void Server::ReapClients(bool all) {
@@ -157,16 +133,21 @@ void Server::ReapClients(bool all) {
 }
 
 void Server::Serve(Client* client) {
-    Converse(client->socket);
+    try {
+        Converse(client->socket);
+    } catch (const std::exception&) {  // no memory, or no thread: it is this client's end alone
+    }
     platform::CloseBothWays(client->socket);
+    const std::lock_guard lock(ending);
     client->done = true;
+    client_is_done.notify_one();
 }
 
 void Server::Converse(platform::SocketHandle socket) {
-    std::unique_ptr<TlsWire> tls = TlsWire::Accept(context.get(), socket);
+    std::unique_ptr<TlsWire> tls = TlsWire::Accept(context.get(), socket, options.limits.handshake);
     if (!tls) return;
     const std::unique_ptr<Wire> wire = options.wrap ? options.wrap(std::move(tls)) : std::move(tls);
-    serve(*wire);
+    serve(*wire, socket);
     wire->End();
 }
 

@@ -3,9 +3,11 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <list>
+#include <mutex>
 #include <stop_token>
 #include <string>
 #include <thread>
@@ -13,6 +15,7 @@
 
 #include "agent/certificate.h"
 #include "agent/host_model.h"
+#include "agent/listeners.h"
 #include "agent/options.h"
 #include "agent/wire.h"
 #include "platform/socket.h"
@@ -20,7 +23,7 @@
 namespace zwmgmt::agent {
 
 /// Serves one client until its session is over; called from the clients' threads.
-using ServeClient = std::function<void(Wire&)>;
+using ServeClient = std::function<void(Wire&, platform::SocketHandle)>;
 
 class Server {
   public:
@@ -32,26 +35,33 @@ class Server {
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
-    /// Begins to serve in threads of its own; false with the reason in *error.
+    /// Reads what the options name and opens the listeners; false with the reason in *error.
+    bool Prepare(std::string* error);
+    /// Begins to serve in threads of its own, prepared or not; false with the reason in *error.
     bool Start(std::string* error);
 
-    /// The port that is listened on, once started.
-    uint16_t Port() const { return options.port; }
+    /// The port that is listened on, once prepared.
+    uint16_t Port() const { return listeners.Port(); }
 
+    /// Takes no more clients and stops when they have gone. Those that have not after a while have
+    /// the answer that they wait for and are told to go; what takes longer than the limit then is
+    /// broken off.
+    void Finish(platform::Milliseconds patience, platform::Milliseconds limit);
     /// Ends every client and returns when no thread is left.
     void Stop();
 
   private:
     struct Client {
         platform::SocketHandle socket = platform::kNoSocket;
+        platform::Address address;
         std::atomic<bool> done = false;
         std::thread thread;
     };
 
-    bool Listen(std::string* error);
-    bool ListenOn(const std::vector<platform::Address>& addresses, std::string* error);
-    void CloseListeners();
     void AcceptClients();
+    bool HasRoomFor(const platform::Address& address) const;
+    void StopAccepting();
+    bool AllGone(platform::Milliseconds limit);
     void Serve(Client* client);
     void Converse(platform::SocketHandle socket);
     void ReapClients(bool all);
@@ -60,10 +70,12 @@ class Server {
     ServeClient serve;
     TlsContext context;
     bool sockets_started = false;
-    std::vector<platform::SocketHandle> listeners;
+    Listeners listeners;
     std::stop_source stopping;
     std::thread acceptor;
     std::list<Client> clients;  // touched by the acceptor alone while it runs
+    std::mutex ending;
+    std::condition_variable client_is_done;
 };
 
 }  // namespace zwmgmt::agent

@@ -3,16 +3,16 @@
 namespace zwmgmt::agent {
 namespace {
 
-constexpr platform::Milliseconds kHandshakeLimit{15'000};
 constexpr platform::Milliseconds kWriteLimit{15'000};
 
 }  // namespace
 
-std::unique_ptr<TlsWire> TlsWire::Accept(SSL_CTX* context, platform::SocketHandle socket) {
+std::unique_ptr<TlsWire> TlsWire::Accept(SSL_CTX* context, platform::SocketHandle socket,
+                                         platform::Milliseconds limit) {
     std::unique_ptr<TlsWire> wire(new TlsWire(SSL_new(context), socket));
     if (!wire->ssl || !tls::Attach(wire->Tls(), socket)) return nullptr;
     SSL_set_accept_state(wire->Tls());
-    const bool done = tls::Handshake(wire->Tls(), kHandshakeLimit) == tls::Outcome::kDone;
+    const bool done = tls::Handshake(wire->Tls(), limit) == tls::Outcome::kDone;
     return done ? std::move(wire) : nullptr;
 }
 

@@ -14,9 +14,6 @@ namespace zwmgmt::agent {
 
 using Clock = std::chrono::steady_clock;
 
-/// How long a client may be silent between its requests.
-inline constexpr platform::Milliseconds kIdleLimit{3'600'000};
-
 class Wire {
   public:
     virtual ~Wire() = default;
@@ -34,7 +31,8 @@ class Wire {
 class TlsWire : public Wire {
   public:
     /// Null when the client does not get through the handshake.
-    static std::unique_ptr<TlsWire> Accept(SSL_CTX* context, platform::SocketHandle socket);
+    static std::unique_ptr<TlsWire> Accept(SSL_CTX* context, platform::SocketHandle socket,
+                                           platform::Milliseconds limit);
 
     bool Read(std::span<uint8_t> buffer, Clock::time_point deadline) override;
     bool Write(std::span<const uint8_t> bytes) override;

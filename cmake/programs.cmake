@@ -82,6 +82,8 @@ add_library(zwmgmt_agent STATIC
     agent/certificate.cpp
     agent/client_session.cpp
     agent/file_receiver.cpp
+    agent/judge.cpp
+    agent/listeners.cpp
     agent/local_file.cpp
     agent/messages.cpp
     agent/property_requests.cpp
@@ -94,7 +96,6 @@ add_library(zmsim STATIC
     ${PROJECT_BINARY_DIR}/builtin_scenarios.cpp
     simulator/faulty_wire.cpp
     simulator/filter_table.cpp
-    simulator/judge.cpp
     simulator/policy_table.cpp
     simulator/probes.cpp
     simulator/property_changes.cpp

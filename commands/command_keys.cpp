@@ -9,17 +9,6 @@
 namespace zwmgmt {
 namespace {
 
-const RequestForm* FindForm(uint16_t command) {
-    for (const auto family : {InventoryForms, PropertyForms, DriverForms, InstallForms, FilterForms,
-                              PolicyForms, NetForms}) {
-        for (const RequestForm* form : family()) {
-            if (form->command == command) return form;
-        }
-    }
-    const Route* route = FindRoute(command);
-    return route != nullptr ? route->form : nullptr;
-}
-
 const char* AdaptersOf(Chips chips) {
     switch (chips) {
         case Chips::kAny: return "";
@@ -58,9 +47,20 @@ void AddKeysByAgent(const RequestForm& form, CommandKeys* keys) {
 
 }  // namespace
 
+const RequestForm* FindRequestForm(uint16_t command) {
+    for (const auto family : {InventoryForms, PropertyForms, DriverForms, InstallForms, FilterForms,
+                              PolicyForms, NetForms}) {
+        for (const RequestForm* form : family()) {
+            if (form->command == command) return form;
+        }
+    }
+    const Route* route = FindRoute(command);
+    return route != nullptr ? route->form : nullptr;
+}
+
 CommandKeys KeysOfCommand(uint16_t command) {
     CommandKeys keys;
-    if (const RequestForm* form = FindForm(command)) {
+    if (const RequestForm* form = FindRequestForm(command)) {
         if (form->taken_by_agents != nullptr) {
             AddKeysByAgent(*form, &keys);
         } else {

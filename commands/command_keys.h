@@ -26,6 +26,9 @@ using CommandKeys = std::vector<CommandKey>;
 /// different agents; those that the command cannot do without come first.
 CommandKeys KeysOfCommand(uint16_t command);
 
+/// The request of a command; null for one that is built by hand.
+const RequestForm* FindRequestForm(uint16_t command);
+
 /// The requests of the families.
 std::span<const RequestForm* const> InventoryForms();
 std::span<const RequestForm* const> PropertyForms();

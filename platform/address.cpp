@@ -19,6 +19,13 @@ uint32_t ZoneNumber(const char* zone) {
 
 }  // namespace
 
+Address NetworkOf(const Address& address) {
+    constexpr size_t kNetwork = 8;
+    Address network = address;
+    if (address.family == Family::kIpv6) std::memset(network.bytes + kNetwork, 0, kNetwork);
+    return network;
+}
+
 ZonedText CutZone(const char* text) {
     const char* const mark = std::strchr(text, '%');
     ZonedText cut = {"", mark != nullptr ? mark + 1 : nullptr};

@@ -31,6 +31,10 @@ struct Address {
     }
 };
 
+/// What counts as one where hosts are counted: of IPv6 addresses the network (/64), as a host has
+/// as many addresses as it likes there.
+Address NetworkOf(const Address& address);
+
 inline constexpr Address kIpv4Loopback = {.bytes = {127, 0, 0, 1}};
 inline constexpr Address kIpv6Loopback = {
     .family = Family::kIpv6, .bytes = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}};

@@ -50,7 +50,8 @@ void Prepare(Socket socket);
 void ClaimPort(Socket listener);
 
 int SendFlags(bool more_follows);
-void ShutDown(Socket socket, bool both_ways);
+enum class Ways { kSending, kReceiving, kBoth };
+void ShutDown(Socket socket, Ways ways);
 void Close(Socket socket);
 
 }  // namespace zwmgmt::platform::native

@@ -41,15 +41,19 @@ SystemAddress ForSystem(const Address& address, uint16_t port) {
     return result;
 }
 
-Address FromSystem(const addrinfo& found) {
+Address FromSystem(const sockaddr* found) {
     Address address;
-    if (found.ai_family == AF_INET) {
+    if (found->sa_family == AF_INET) {
         sockaddr_in ipv4;
-        std::memcpy(&ipv4, found.ai_addr, sizeof(ipv4));
+        std::memcpy(&ipv4, found, sizeof(ipv4));
         std::memcpy(address.bytes, &ipv4.sin_addr, sizeof(ipv4.sin_addr));
     } else {
         sockaddr_in6 ipv6;
-        std::memcpy(&ipv6, found.ai_addr, sizeof(ipv6));
+        std::memcpy(&ipv6, found, sizeof(ipv6));
+        if (IN6_IS_ADDR_V4MAPPED(&ipv6.sin6_addr)) {  // IPv4, by way of a socket for both
+            std::memcpy(address.bytes, ipv6.sin6_addr.s6_addr + 12, AddressSize(Family::kIpv4));
+            return address;
+        }
         address.family = Family::kIpv6;
         address.zone = ipv6.sin6_scope_id;
         std::memcpy(address.bytes, &ipv6.sin6_addr, sizeof(ipv6.sin6_addr));
@@ -123,7 +127,7 @@ size_t Resolve(const char* host, std::span<Address> addresses, Reason* reason) {
     for (const addrinfo* each = found; each != nullptr && end != addresses.end();
          each = each->ai_next) {
         if (each->ai_family != AF_INET && each->ai_family != AF_INET6) continue;
-        const Address address = FromSystem(*each);
+        const Address address = FromSystem(each->ai_addr);
         if (std::find(addresses.begin(), end, address) == end) *end++ = address;
     }
     freeaddrinfo(found);
@@ -174,8 +178,15 @@ int Receive(SocketHandle socket, void* bytes, int length) {
     return TransferResult(static_cast<int>(moved));
 }
 
-void HalfCloseForSending(SocketHandle socket) { native::ShutDown(native::Of(socket), false); }
-void CloseBothWays(SocketHandle socket) { native::ShutDown(native::Of(socket), true); }
+void HalfCloseForSending(SocketHandle socket) {
+    native::ShutDown(native::Of(socket), native::Ways::kSending);
+}
+void HalfCloseForReceiving(SocketHandle socket) {
+    native::ShutDown(native::Of(socket), native::Ways::kReceiving);
+}
+void CloseBothWays(SocketHandle socket) {
+    native::ShutDown(native::Of(socket), native::Ways::kBoth);
+}
 void CloseSocket(SocketHandle socket) { native::Close(native::Of(socket)); }
 
 SocketHandle Listen(const Address& address, uint16_t* port, Reason* reason) {
@@ -200,6 +211,14 @@ SocketHandle Listen(const Address& address, uint16_t* port, Reason* reason) {
     DescribeLastError(reason);
     CloseSocket(listener);
     return kNoSocket;
+}
+
+std::optional<Address> PeerOf(SocketHandle socket) {
+    SystemAddress peer;
+    if (getpeername(native::Of(socket), peer.Generic(), &peer.length) != 0) return {};
+    const auto family = peer.Generic()->sa_family;
+    if (family != AF_INET && family != AF_INET6) return {};
+    return FromSystem(peer.Generic());
 }
 
 SocketHandle Accept(std::span<const SocketHandle> listeners, Milliseconds limit) {

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 
 #include "platform/address.h"
@@ -60,6 +61,8 @@ int Send(SocketHandle socket, const void* bytes, int length, bool more_follows =
 int Receive(SocketHandle socket, void* bytes, int length);
 
 void HalfCloseForSending(SocketHandle socket);
+/// Who waits for bytes gets those that have come, and then the end.
+void HalfCloseForReceiving(SocketHandle socket);
 /// Ends both directions at once, which wakes whoever waits for the socket in another thread.
 void CloseBothWays(SocketHandle socket);
 void CloseSocket(SocketHandle socket);
@@ -70,5 +73,8 @@ SocketHandle Listen(const Address& address, uint16_t* port, Reason* reason = nul
 /// The next client of any of the listeners, waiting at most `limit`; kNoSocket when none came or a
 /// listener is closed.
 SocketHandle Accept(std::span<const SocketHandle> listeners, Milliseconds limit);
+
+/// Where the other side of a connected socket is; nothing when it is gone.
+std::optional<Address> PeerOf(SocketHandle socket);
 
 }  // namespace zwmgmt::platform

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "agent/options.h"
 #include "agent/requests.h"
 #include "zwmgmt/message.h"
 #include "zwmgmt/records/file_transfer.h"
@@ -78,7 +79,7 @@ bool FaultyWire::KeepHouse() {
 /// Answers nothing any more, until the client goes.
 bool FaultyWire::Stall() {
     uint8_t ignored[256];
-    while (tls::ReadSome(wire->Tls(), ignored, sizeof(ignored), agent::kIdleLimit).outcome ==
+    while (tls::ReadSome(wire->Tls(), ignored, sizeof(ignored), agent::TimeLimits().idle).outcome ==
            tls::Outcome::kDone) {
     }
     return false;

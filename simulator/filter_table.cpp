@@ -5,6 +5,7 @@
 #include <iterator>
 #include <utility>
 
+#include "agent/judge.h"
 #include "agent/replies.h"
 #include "agent/requests.h"
 #include "commands/chips.h"
@@ -12,7 +13,6 @@
 #include "platform/address.h"
 #include "records/x3_rule.h"
 #include "records/x4_rule.h"
-#include "simulator/judge.h"
 #include "zwmgmt/fixed_text.h"
 #include "zwmgmt/status.h"
 #include "zwmgmt/vocabulary.h"
@@ -116,7 +116,7 @@ Reply ModifyRule(Rules* rules, const Rule& given) {
     if (MixesFamilies(given, found->second)) return Failed(zwmgmt::kInvalidValue);
     Rule changed = found->second;
     Modify(given, &changed);
-    if (!IsSound(changed)) return Failed(zwmgmt::kInvalidValue);
+    if (!agent::IsSound(changed)) return Failed(zwmgmt::kInvalidValue);
     auto own = rules->extract(found);  // a rule is not in its own way
     const bool free = IsFree(*rules, static_cast<uint32_t>(given.id), PlacesOf(changed));
     if (free) own.mapped() = changed;
@@ -239,7 +239,7 @@ FilterTable::X4Table* FilterTable::FindX4(std::string_view pci_bus_location) {
 
 Reply FilterTable::ChangeX3(uint16_t opcode, std::span<const uint8_t> data) {
     _Filter rule = {};
-    if (!Unpack(data, &rule) || !IsSound(rule)) return Failed(zwmgmt::kInvalidValue);
+    if (!Unpack(data, &rule) || !agent::IsSound(rule)) return Failed(zwmgmt::kInvalidValue);
     if (IsLoaded(scenario, "x3_tom")) return Failed(zwmgmt::kOffloadLoaded);
     X3Table* table = FindX3(FixedText(rule.interface_name));
     if (table == nullptr) return Failed(zwmgmt::kNoPorts);
@@ -248,7 +248,7 @@ Reply FilterTable::ChangeX3(uint16_t opcode, std::span<const uint8_t> data) {
 
 Reply FilterTable::ChangeX4(uint16_t opcode, std::span<const uint8_t> data) {
     _FilterX4 rule = {};
-    if (!Unpack(data, &rule) || !IsSound(rule)) return Failed(zwmgmt::kInvalidValue);
+    if (!Unpack(data, &rule) || !agent::IsSound(rule)) return Failed(zwmgmt::kInvalidValue);
     if (IsLoaded(scenario, "x4_tom")) return Failed(zwmgmt::kOffloadLoaded);
     X4Table* table = FindX4(FixedText(rule.pci_bus_location));
     if (table == nullptr) return Failed(zwmgmt::kNoPorts);

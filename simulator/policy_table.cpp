@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
+#include "agent/judge.h"
 #include "agent/replies.h"
 #include "agent/requests.h"
-#include "simulator/judge.h"
 #include "zwmgmt/vocabulary.h"
 
 namespace zmsim {
@@ -40,7 +40,7 @@ Reply PolicyTable::Change(uint16_t opcode, std::span<const uint8_t> data) {
     if (!Unpack(data, &policy)) return Failed(zwmgmt::kInvalidValue);
     const std::string name(FixedText(policy.interface_name));
     if (policy.operation != OperationOf(opcode) || name.size() == sizeof(policy.interface_name) ||
-        (opcode != zwmgmt::kDeletePolicy && !IsSound(policy))) {
+        (opcode != zwmgmt::kDeletePolicy && !agent::IsSound(policy))) {
         return Failed(zwmgmt::kInvalidValue);
     }
     if (!HasPort(scenario, name)) return Failed(zwmgmt::kNoPorts);

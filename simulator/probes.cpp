@@ -2,9 +2,9 @@
 
 #include <cstring>
 
+#include "agent/judge.h"
 #include "agent/replies.h"
 #include "agent/requests.h"
-#include "simulator/judge.h"
 #include "zwmgmt/vocabulary.h"
 
 namespace zmsim {
@@ -49,7 +49,7 @@ std::optional<Reply> Probes::Answer(uint16_t opcode, std::span<const uint8_t> da
 
 Reply Probes::Start(uint16_t opcode, std::span<const uint8_t> data) {
     PingRequest asked = {};
-    if (!Unpack(data, &asked) || !IsSound(asked, opcode == zwmgmt::kPing)) {
+    if (!Unpack(data, &asked) || !agent::IsSound(asked, opcode == zwmgmt::kPing)) {
         return Failed(zwmgmt::kInvalidValue);
     }
     if (running) return Failed(zwmgmt::kStillRunning);

@@ -28,7 +28,6 @@ constexpr int kVersion = 1;
 constexpr char kOpening[] = "opening";
 constexpr char kLogin[] = "login";
 constexpr const char* kNames[] = {"session", "command", "request", "reply"};
-constexpr zwmgmt::platform::Milliseconds kOpeningLimit{15'000};
 
 /// What tells requests apart beside their data.
 constexpr Field kRequestFields[] = {
@@ -153,8 +152,9 @@ Kind KindOf(const agent::Message& message, bool opened) {
 
 void Converse(agent::Wire& wire, const std::function<Answer(Kind, const agent::Message&)>& answer) {
     agent::Message message;
-    for (bool opened = false; agent::ReadMessage(wire, opened, kOpeningLimit, &message);
-         opened = true) {
+    bool opened = false;
+    const auto stage = [&] { return opened ? agent::Stage::kLoggedIn : agent::Stage::kNew; };
+    for (; agent::ReadMessage(wire, stage(), agent::TimeLimits(), &message); opened = true) {
         const Kind kind = KindOf(message, opened);
         if (kind == Kind::kEnd) return;
         const Answer reply = answer(kind, message);

@@ -22,7 +22,7 @@ Answer AnswerFrom(Recording& recording, Kind kind, const agent::Message& request
 }  // namespace
 
 agent::ServeClient ReplayOf(Recording& recording) {
-    return [&recording](agent::Wire& wire) {
+    return [&recording](agent::Wire& wire, zwmgmt::platform::SocketHandle) {
         Converse(wire, [&](Kind kind, const agent::Message& request) {
             return AnswerFrom(recording, kind, request);
         });

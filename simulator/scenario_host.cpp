@@ -4,9 +4,9 @@
 #include <memory>
 #include <utility>
 
+#include "agent/judge.h"
 #include "agent/replies.h"
 #include "agent/requests.h"
-#include "simulator/judge.h"
 #include "simulator/property_changes.h"
 #include "zwmgmt/fixed_text.h"
 #include "zwmgmt/status.h"
@@ -175,7 +175,7 @@ Reply ScenarioHost::SetPortProperties(Data data) {
 /// Without a name, of every port.
 Reply ScenarioHost::SetMtu(Data data) {
     MtuRequest request = {};
-    if (!Unpack(data, &request) || request.mtu < 1 || request.mtu > kHighestMtu) {
+    if (!Unpack(data, &request) || request.mtu < 1 || request.mtu > zwmgmt::kHighestMtu) {
         return Failed(zwmgmt::kInvalidValue);
     }
     const std::string_view name = zwmgmt::FixedText(request.interface_name);

@@ -240,7 +240,7 @@ TEST(ScenarioHost, SaysWhyAnAdapterHasNoPorts) {
 
 TEST(Agent, EndsASessionThatNeverOpens) {
     CannedHost host;
-    TestAgent impatient(host, {.opening_limit = platform::Milliseconds(1)});
+    TestAgent impatient(host, {.limits = {.opening = platform::Milliseconds(1)}});
     AwaitEnd(RawClient(impatient.Port()).Tls());
     TestAgent agent(host);
     RawClient other(agent.Port());

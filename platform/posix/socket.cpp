@@ -82,7 +82,11 @@ void ClaimPort(Socket listener) {
 }
 
 int SendFlags(bool more_follows) { return MSG_NOSIGNAL | (more_follows ? MSG_MORE : 0); }
-void ShutDown(Socket socket, bool both_ways) { shutdown(socket, both_ways ? SHUT_RDWR : SHUT_WR); }
+void ShutDown(Socket socket, Ways ways) {
+    shutdown(socket, ways == Ways::kSending     ? SHUT_WR
+                     : ways == Ways::kReceiving ? SHUT_RD
+                                                : SHUT_RDWR);
+}
 void Close(Socket socket) { close(socket); }
 
 }  // namespace native

@@ -87,7 +87,11 @@ void ClaimPort(Socket listener) {
 }
 
 int SendFlags(bool) { return 0; }
-void ShutDown(Socket socket, bool both_ways) { shutdown(socket, both_ways ? SD_BOTH : SD_SEND); }
+void ShutDown(Socket socket, Ways ways) {
+    shutdown(socket, ways == Ways::kSending     ? SD_SEND
+                     : ways == Ways::kReceiving ? SD_RECEIVE
+                                                : SD_BOTH);
+}
 void Close(Socket socket) { closesocket(socket); }
 
 }  // namespace native

@@ -8,7 +8,7 @@
 #include "zwmgmt/records/net.h"
 #include "zwmgmt/records/policy.h"
 
-namespace zmsim {
+namespace zwmgmt::agent {
 
 bool IsSound(const _Filter& rule);
 bool IsSound(const _FilterX4& rule);
@@ -19,7 +19,4 @@ bool IsSound(const _OfldPolicy& policy);
 /// The target, and what a ping says besides.
 bool IsSound(const PingRequest& request, bool ping);
 
-using zwmgmt::kHighestMtu;
-using zwmgmt::kHighestVlan;
-
-}  // namespace zmsim
+}  // namespace zwmgmt::agent

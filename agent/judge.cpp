@@ -1,4 +1,4 @@
-#include "simulator/judge.h"
+#include "agent/judge.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -12,12 +12,8 @@
 #include "records/x4_rule.h"
 #include "zwmgmt/fixed_text.h"
 
-namespace zmsim {
+namespace zwmgmt::agent {
 namespace {
-
-using zwmgmt::FixedText;
-using zwmgmt::X3Bit;
-using zwmgmt::X4Bit;
 
 template <class Member, class Record>
 Member MemberOf(const Record& record, size_t offset) {
@@ -36,9 +32,6 @@ bool AreZero(std::span<const uint8_t> bytes) {
 
 // --- Filter rules: what the rows of their keys say that agents take
 
-using zwmgmt::Argument;
-using zwmgmt::Form;
-
 /// What is not given is not judged.
 template <class Rule>
 bool IsTaken(const Rule& rule, const Argument& row) {
@@ -48,12 +41,12 @@ bool IsTaken(const Rule& rule, const Argument& row) {
             return row.rule.Allows(row.is_signed ? int64_t{MemberOf<int32_t>(rule, row.offset)}
                                                  : int64_t{MemberOf<uint32_t>(rule, row.offset)});
         case Form::kWord:
-            return std::ranges::any_of(row.words, [&](const zwmgmt::Word& word) {
+            return std::ranges::any_of(row.words, [&](const Word& word) {
                 return word.number == MemberOf<uint32_t>(rule, row.offset);
             });
         case Form::kMasked: {
             const auto field = MemberOf<FilterField>(rule, row.offset);
-            return zwmgmt::IsHeeded(row, field.value, field.mask);
+            return IsHeeded(row, field.value, field.mask);
         }
         default: return true;
     }
@@ -103,7 +96,7 @@ bool IsPrintable(std::string_view text) {
 
 bool IsSound(const PolicyInstruction& step, size_t position, size_t count) {
     const auto leads_on = [&](uint8_t target) {
-        return target == zwmgmt::kPolicyAccept || target == zwmgmt::kPolicyReject ||
+        return target == kPolicyAccept || target == kPolicyReject ||
                (target > position && target < count);
     };
     const auto* value = reinterpret_cast<const uint8_t*>(&step.value);
@@ -150,17 +143,17 @@ bool IsHostName(std::string_view name) {
 bool IsSound(const _Filter& rule) {
     const bool has_prefix = (rule.present & X3Bit("source_prefix")) != 0;
     if (has_prefix && ((rule.present & X3Bit("source_address")) == 0 ||
-                       !zwmgmt::kX3PrefixLengths.Allows(rule.source_prefix))) {
+                       !kX3PrefixLengths.Allows(rule.source_prefix))) {
         return false;
     }
-    return AreTaken(rule, zwmgmt::X3Arguments(), X3Bit("source_prefix"));
+    return AreTaken(rule, X3Arguments(), X3Bit("source_prefix"));
 }
 
 bool IsSound(const _FilterX4& rule) {
     const auto given = [&](uint32_t bit) { return (rule.present & bit) != 0; };
     const bool ipv6 = rule.address_family == 1;
-    if (rule.address_family > (given(zwmgmt::kX4FamilyBits) ? 1u : 0u)) return false;
-    if (!AreTaken(rule, zwmgmt::X4Arguments(), 0)) return false;
+    if (rule.address_family > (given(kX4FamilyBits) ? 1u : 0u)) return false;
+    if (!AreTaken(rule, X4Arguments(), 0)) return false;
     const bool tags = given(X4Bit("vlan_action")) && rule.vlan_action != 1;
     if (tags && (rule.vlan_value < 1 || rule.vlan_value > kHighestVlan)) return false;
     const std::string_view combination = FixedText(rule.combination);
@@ -169,17 +162,17 @@ bool IsSound(const _FilterX4& rule) {
            (!given(X4Bit("smac")) || IsMac(FixedText(rule.smac))) &&
            (!given(X4Bit("dmac")) || IsMac(FixedText(rule.dmac))) &&
            (!given(X4Bit("vnic_id")) || IsPrintable(FixedText(rule.vnic_id))) &&
-           (combination.empty() || zwmgmt::IsFilterCombination(combination));
+           (combination.empty() || IsFilterCombination(combination));
 }
 
 bool IsSound(const _OfldPolicy& policy) {
     size_t count = 0;
-    while (count < zwmgmt::kPolicyInstructions && policy.program[count].used != 0) ++count;
+    while (count < kPolicyInstructions && policy.program[count].used != 0) ++count;
     for (size_t i = 0; i < count; ++i) {
         if (!IsSound(policy.program[i], i, count)) return false;
     }
     const auto* behind = reinterpret_cast<const uint8_t*>(policy.program + count);
-    const size_t left = (zwmgmt::kPolicyInstructions - count) * sizeof(PolicyInstruction);
+    const size_t left = (kPolicyInstructions - count) * sizeof(PolicyInstruction);
     return count != 0 && AreZero({behind, left}) && IsSound(policy.settings);
 }
 
@@ -188,12 +181,12 @@ bool IsSound(const PingRequest& request, bool ping) {
     const std::string_view name = FixedText(request.target, sizeof(request.target));
     const bool dotted = name.find('.') != name.npos;
     switch (request.target_kind) {
-        case zwmgmt::kPingIpv4: return AreZero(std::span(request.target).subspan(4));
-        case zwmgmt::kPingIpv6: return AreZero(std::span(request.target).subspan(16));
-        case zwmgmt::kPingHost: return !dotted && IsHostName(name);
-        case zwmgmt::kPingDomain: return dotted && IsHostName(name);
+        case kPingIpv4: return AreZero(std::span(request.target).subspan(4));
+        case kPingIpv6: return AreZero(std::span(request.target).subspan(16));
+        case kPingHost: return !dotted && IsHostName(name);
+        case kPingDomain: return dotted && IsHostName(name);
         default: return false;
     }
 }
 
-}  // namespace zmsim
+}  // namespace zwmgmt::agent
