@@ -1,0 +1,166 @@
+#include "linux_agent/network_half.h"
+
+#include <unistd.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <mutex>
+#include <stop_token>
+#include <string>
+#include <thread>
+#include <utility>
+
+#include "agent/client_session.h"
+#include "agent/replies.h"
+#include "agent/server.h"
+#include "linux_agent/cage.h"
+#include "linux_agent/channel.h"
+#include "zwmgmt/status.h"
+#include "zwmgmt/vocabulary.h"
+
+namespace zmagent {
+namespace {
+
+namespace agent = zwmgmt::agent;
+namespace platform = zwmgmt::platform;
+using Data = std::span<const uint8_t>;
+using Seconds = std::chrono::seconds;
+
+/// The host as the privileged half tells of it, for one client.
+class DistantHost : public agent::HostModel {
+  public:
+    explicit DistantHost(Descriptor its_channel) : channel(std::move(its_channel)) {}
+
+    uint8_t OsType() const override { return zwmgmt::kLinux; }
+    uint8_t WordSize() const override { return sizeof(void*); }
+    /// The other half knows who may change what.
+    bool Changes(uint8_t, uint16_t) const override { return false; }
+    agent::Reply Answer(uint8_t service, uint16_t opcode, Data data) override {
+        return Ask(Asked::kRequest, service, opcode, data);
+    }
+    agent::FileOpening OpenFile(const agent::FileAnnouncement&) override {
+        const agent::Reply reply = Ask(Asked::kRequest, zwmgmt::kSystem, zwmgmt::kInstall, {});
+        const bool is_refused = reply.status != zwmgmt::kSuccess;
+        return {.status = is_refused ? reply.status : uint32_t{zwmgmt::kNotSupported},
+                .sink = nullptr};
+    }
+    uint32_t LogIn(const LoginRecord& record) {
+        return Ask(Asked::kLogin, 0, 0, {reinterpret_cast<const uint8_t*>(&record), sizeof(record)})
+            .status;
+    }
+    /// Whether the other half has not gone.
+    bool IsThere() const { return is_there; }
+
+  private:
+    agent::Reply Ask(Asked asked, uint8_t service, uint16_t opcode, Data data) {
+        const Question question = {asked, service, opcode, static_cast<uint32_t>(data.size())};
+        zmagent::Answer answer = {};
+        agent::Reply reply;
+        is_there =
+            is_there &&
+            WriteWhole(channel.Number(),
+                       {reinterpret_cast<const uint8_t*>(&question), sizeof(question)}) &&
+            WriteWhole(channel.Number(), data) &&
+            ReadWhole(channel.Number(), {reinterpret_cast<uint8_t*>(&answer), sizeof(answer)}) &&
+            answer.length <= kLongestAnswer;
+        if (!is_there) return agent::Failed(zwmgmt::kNotConnected);
+        reply.status = answer.status;
+        reply.data.resize(answer.length);
+        is_there = ReadWhole(channel.Number(), reply.data);
+        return is_there ? std::move(reply) : agent::Failed(zwmgmt::kNotConnected);
+    }
+
+    const Descriptor channel;
+    bool is_there = true;
+};
+
+agent::Options OptionsFor(const Config& config, const std::vector<int>& listening) {
+    agent::Options options;
+    options.listening.assign(listening.begin(), listening.end());
+    options.most_clients = config.clients;
+    options.most_clients_of_address = config.clients_of_address;
+    options.certificate_file = config.certificate;
+    options.client_authorities = config.client_authorities;
+    options.limits = {.handshake = Seconds(config.handshake_seconds),
+                      .opening = Seconds(config.opening_seconds),
+                      .login = Seconds(config.login_seconds),
+                      .idle = Seconds(config.idle_seconds),
+                      .request = Seconds(config.request_seconds)};
+    options.rejection_delay = {};  // the other half makes guessing slow
+    return options;
+}
+
+class ControlLine {
+  public:
+    explicit ControlLine(int its_control) : control(its_control) {}
+
+    bool Tell(Signal signal) {
+        const std::lock_guard guard(lock);
+        return Send(control, signal);
+    }
+    bool Hand(int channel, int client) {
+        const std::lock_guard guard(lock);
+        return SendSession(control, channel, client);
+    }
+    std::optional<Notice> Next() const { return Receive(control); }
+
+  private:
+    const int control;
+    std::mutex lock;
+};
+
+void ServeClient(agent::Wire& wire, platform::SocketHandle socket, agent::Options options,
+                 ControlLine& control) {
+    Descriptor own, others;
+    if (!MakeChannel(&own, &others) || !control.Hand(others.Number(), static_cast<int>(socket))) {
+        return;
+    }
+    others.Close();
+    DistantHost host(std::move(own));
+    options.login = [&host](const LoginRecord& record) { return host.LogIn(record); };
+    agent::ClientSession session(wire, host, options);
+    while (host.IsThere() && session.ServeOne()) {
+    }
+}
+
+int Fail(const std::string& error) {
+    std::fprintf(stderr, "korvane_zmagent: %s\n", error.c_str());
+    return 1;
+}
+
+}  // namespace
+
+int ServeNetwork(const Config& config, int control, const std::vector<int>& listening) {
+    ControlLine line(control);
+    const agent::Options options = OptionsFor(config, listening);
+    agent::Server server(
+        [&](agent::Wire& wire, platform::SocketHandle socket) {
+            ServeClient(wire, socket, options, line);
+        },
+        options);
+    std::string error;
+    // It is ready before its first client is: nothing else is said before that.
+    if (!server.Prepare(&error) || !EnterCage(config, &error) || !line.Tell(Signal::kReady) ||
+        !server.Start(&error)) {
+        return Fail(error);
+    }
+    bool is_replaced = false;
+    while (const auto notice = line.Next()) {
+        is_replaced = notice->signal == Signal::kLeave;
+        if (notice->signal != Signal::kAlive || !line.Tell(Signal::kAlive)) break;
+    }
+    const Seconds limit(config.finish_seconds);
+    // Threads that wait for the other half are not waited for.
+    const std::jthread last([&](const std::stop_token& done) {
+        std::mutex mutex;
+        std::unique_lock lock(mutex);
+        std::condition_variable_any moment;
+        const Seconds whole = (is_replaced ? limit : Seconds(0)) + limit + Seconds(1);
+        if (!moment.wait_for(lock, done, whole, [&] { return done.stop_requested(); })) _exit(0);
+    });
+    server.Finish(is_replaced ? limit : Seconds(0), limit);
+    return 0;
+}
+
+}  // namespace zmagent

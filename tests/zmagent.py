@@ -1,0 +1,294 @@
+#!/usr/bin/env python3
+"""Usage: zmagent.py BIN: the real agent's daemon: logins, roles, reloads, limits, cage and log."""
+
+import contextlib
+import grp
+import os
+import pathlib
+import pwd
+import re
+import select
+import signal
+import socket
+import ssl
+import struct
+import subprocess
+import sys
+import tempfile
+import unittest
+
+BIN = pathlib.Path(sys.argv.pop(1))
+IS_ROOT = os.getuid() == 0
+USER = pwd.getpwuid(os.getuid())
+GROUP = grp.getgrgid(USER.pw_gid).gr_name
+
+
+def run(*words, **more):
+    return subprocess.run([str(word) for word in words], capture_output=True, text=True, timeout=60,
+                          **more)
+
+
+def header(service=0, opcode=0, length=0):
+    return struct.pack("<4xBxHxIx12x", service, opcode, length)
+
+
+OPENING = header(length=580) + bytes(580)
+
+
+class Agent:
+    """A running agent, with PAM services, certificate and log of its own."""
+
+    def __init__(self, folder, operators=(GROUP,), readers=(), environment=None, passed=None,
+                 **settings):
+        self.folder = pathlib.Path(folder)
+        self.log = self.folder / "audit.log"
+        self.config = self.folder / "agent.toml"
+        certificate = self.folder / "certificate.pem"
+        if not certificate.exists():
+            self.make(certificate)
+        self.write(operators, readers, **settings)
+        self.process = subprocess.Popen(
+            [BIN / "korvane_zmagent", "--config", self.config], stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE, text=True, env={**os.environ, **(environment or {})},
+            **(passed or {}))
+        self.port = None if passed else int(self.process.stdout.readline())
+
+    def make(self, certificate):
+        """A key, and a PAM service that takes the password "right" of anybody."""
+        made = run(BIN / "korvane_zmagent", "--make-certificate", certificate)
+        assert made.returncode == 0, made.stderr
+        check = self.folder / "check"
+        check.write_text('#!/bin/sh\nread -r password\n[ "$password" = right ]\n')
+        check.chmod(0o755)
+        (self.folder / "pam").mkdir()
+        (self.folder / "pam" / "korvane-zmagent").write_text(
+            f"auth required pam_exec.so expose_authtok quiet {check}\n"
+            "account required pam_permit.so\n")
+
+    def write(self, operators=(GROUP,), readers=(), **limits):
+        lines = "".join(f"{name} = {value}\n" for name, value in limits.items())
+        self.config.write_text(f"""
+[listen]
+addresses = ["127.0.0.1"]
+port = 0
+[tls]
+certificate = "{self.folder}/certificate.pem"
+[limits]
+{lines}
+[login]
+pam_folder = "{self.folder}/pam"
+operators = {list(operators)}
+readers = {list(readers)}
+[audit]
+to = "{self.log}"
+[adapters]
+virtual = true
+[process]
+user = "nobody"
+folder = "{self.folder}/empty"
+""")
+
+    def ask(self, *words, password="right", user=USER.pw_name):
+        file = self.folder / "password"
+        file.write_text(password + "\n")
+        file.chmod(0o600)
+        return run(BIN / "korvane_zwcli", "--port", self.port, "--verify", "off", "--user", user,
+                   "--password-file", file, *words)
+
+    def connect(self, shake=True, source="127.0.0.1"):
+        """A connection, with TLS or without."""
+        stream = socket.create_connection(("127.0.0.1", self.port), 30, (source, 0))
+        if not shake:
+            return stream
+        context = ssl.SSLContext(ssl.PROTOCOL_TLS_CLIENT)
+        context.check_hostname = False
+        context.verify_mode = ssl.CERT_NONE
+        return context.wrap_socket(stream)
+
+    def halves(self):
+        """The processes that talk to the network."""
+        return [int(line) for line in
+                run("pgrep", "-P", self.process.pid, "-f", "network-half").stdout.split()]
+
+    def end(self, how=signal.SIGTERM):
+        self.process.send_signal(how)
+        return self.wait()
+
+    def wait(self):
+        _, said = self.process.communicate(timeout=60)
+        return self.process.returncode, said
+
+
+class Daemon(unittest.TestCase):
+    def setUp(self):
+        self.scope = contextlib.ExitStack()
+        self.addCleanup(self.scope.close)
+        self.folder = self.scope.enter_context(tempfile.TemporaryDirectory())
+        os.chmod(self.folder, 0o755)
+
+    def start(self, **more):
+        agent = Agent(self.folder, **more)
+        self.scope.callback(lambda: agent.process.poll() is not None or agent.end(signal.SIGKILL))
+        return agent
+
+    def test_logins_and_roles(self):
+        change = ("net", "mtu", "set", "ifname=none0", "mtu=1400")
+        question = ("korvane", "listadapterprops")
+        cases = [  # password, command, groups of operators and readers, exit status, log
+            ("right", question, [GROUP], [], 0, 'command="korvane listadapterprops" status=0'),
+            ("right", question, [], [GROUP], 0, 'command="korvane listadapterprops" status=0'),
+            ("right", change, [], [GROUP], 1, 'ifname="none0" mtu="1400" status=9 '),
+            ("right", change, [GROUP], [], 1, 'mtu="1400" status=97 '),
+            ("wrong", question, [GROUP], [], 4, 'command="login" failures="1" status=225 '),
+            ("right", question, [], [], 4, 'reason="in none of the groups that may log in"'),
+        ]
+        for password, words, operators, readers, status, logged in cases:
+            with self.subTest(password=password, words=words, readers=readers):
+                agent = self.start(operators=operators, readers=readers)
+                answer = agent.ask(*words, password=password)
+                self.assertEqual(answer.returncode, status,
+                                 answer.stdout + answer.stderr + agent.log.read_text())
+                log = agent.log.read_text().replace("interface_name", "ifname")
+                self.assertIn(logged, log)
+                self.assertIn(f'user="{USER.pw_name}" address="127.0.0.1"', log)
+                self.assertNotIn(password, log)
+                self.assertEqual(agent.end(), (0, ""))
+                agent.log.unlink()
+
+    def test_the_network_half_is_caged(self):
+        agent = self.start()
+        [half] = agent.halves()
+        status = pathlib.Path(f"/proc/{half}/status").read_text()
+        wanted = {"CapEff": "0000000000000000", "NoNewPrivs": "1"}
+        if "asan" not in str(BIN) and "tsan" not in str(BIN):
+            wanted["Seccomp"] = "2"
+        if IS_ROOT:
+            wanted["CapBnd"] = "0000000000000000"
+            wanted["Uid"] = "\t".join([str(pwd.getpwnam("nobody").pw_uid)] * 4)
+            self.assertEqual(os.readlink(f"/proc/{half}/root"), f"{self.folder}/empty")
+        for name, value in wanted.items():
+            self.assertIn(f"\n{name}:\t{value}\n", status)
+        os.kill(half, signal.SIGKILL)
+        self.assertEqual(agent.wait(), (1, "korvane_zmagent: the process that talks to the network "
+                                           "was ended by signal 9\n"))
+
+    def test_probes(self):
+        agent = self.start()
+        near = ("ip=127.0.0.1", "ipversion=ipv4")
+        for words, told in [
+                (("ping", *near, "numpkts=2"), "Packets: sent = 2 received = 2 avgRtt = 0 ms"),
+                (("ping", "host=nobody-is-called-so"), "Host Not Reachable."),
+                (("traceroute", *near), "127.0.0.1\nTrace success"),
+                (("traceroute", "ip=::1", "ipversion=ipv6"), "Trace success")]:
+            with self.subTest(words=words):
+                self.assertIn(told, agent.ask("--wait", "net", *words).stdout)
+        # The outcome is there for a session of its own, but only for what was begun.
+        self.assertIn("Trace success", agent.ask("net", "traceroute", "getresult").stdout)
+        self.assertIn("not for this command", agent.ask("net", "ping", "getresult").stdout)
+
+    def test_reloads_and_stops(self):
+        agent = self.start(finish_seconds=1)
+        [before] = agent.halves()
+        with agent.connect() as old:
+            agent.write(operators=[], readers=[])
+            agent.process.send_signal(signal.SIGHUP)
+            self.assertEqual(old.recv(1), b"")  # it waited for nothing
+        self.assertEqual(agent.ask("korvane", "listadapterprops").returncode, 4)
+        while before in agent.halves():  # it goes, or the test runs into its limit
+            select.select([], [], [], 0.05)
+        self.assertEqual(len(agent.halves()), 1)
+        agent.config.write_text("[listen]\nport = 70000\n")
+        agent.process.send_signal(signal.SIGHUP)
+        said = agent.process.stderr.readline()
+        self.assertIn("still serving as before", said)
+        self.assertIn(":2: port is a number from 0 to 65535", said)
+        self.assertEqual(agent.ask("korvane", "listadapterprops").returncode, 4)
+        self.assertEqual(agent.end(), (0, ""))
+
+    def test_clients_that_do_nothing_keep_nobody_waiting(self):
+        agent = self.start(clients=40, clients_of_address=30, handshake_seconds=2,
+                           opening_seconds=1, login_seconds=1)
+        silent = [agent.connect(shake=False) for _ in range(20)]
+        opened = [agent.connect() for _ in range(10)]
+        for stream in opened:
+            stream.send(OPENING)
+        # From there no more are taken; from elsewhere they are.
+        with self.assertRaises(OSError):
+            agent.connect().recv(1)
+        with agent.connect(source="127.0.0.2") as other:
+            other.send(OPENING)
+            self.assertEqual(len(other.recv(26)), 26)
+        for stream in opened:  # each is told to go, in its time
+            self.assertEqual(len(stream.recv(26)), 26)
+            self.assertEqual(stream.recv(1), b"")
+            stream.close()
+        for stream in silent:
+            self.assertEqual(stream.recv(1), b"")
+            stream.close()
+        self.assertEqual(agent.ask("korvane", "listadapterprops").returncode, 0)
+        with agent.connect() as greedy:  # more than a login, of one who has not logged in
+            greedy.send(OPENING)
+            self.assertEqual(len(greedy.recv(26)), 26)
+            greedy.send(header(service=4, opcode=142, length=1 << 20))
+            self.assertEqual(greedy.recv(1), b"")
+        self.assertEqual(agent.end(), (0, ""))
+
+    def test_systemd(self):
+        path = f"{self.folder}/notify"
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as notices, \
+                socket.create_server(("::", 0), family=socket.AF_INET6,
+                                     dualstack_ipv6=True) as listener:
+            notices.bind(path)
+            notices.settimeout(30)
+            os.set_inheritable(listener.fileno(), True)
+            start = f"exec 3<&{listener.fileno()}; export LISTEN_PID=$$ LISTEN_FDS=1; exec \"$@\""
+            passed = {"pass_fds": [listener.fileno()]}
+            agent = Agent.__new__(Agent)
+            environment = {"NOTIFY_SOCKET": path, "WATCHDOG_USEC": "300000"}
+            popen = subprocess.Popen
+            subprocess.Popen = lambda words, **more: popen(["bash", "-c", start, "bash", *words],
+                                                           **more)
+            try:
+                agent.__init__(self.folder, environment=environment, passed=passed)
+            finally:
+                subprocess.Popen = popen
+            self.scope.callback(agent.process.kill)
+            agent.port = listener.getsockname()[1]
+            self.assertEqual(notices.recv(100), b"READY=1")
+            self.assertEqual(notices.recv(100), b"WATCHDOG=1")
+            self.assertEqual(agent.ask("korvane", "listadapterprops").returncode, 0)
+            self.assertIn(' address="127.0.0.1" ', agent.log.read_text())
+            self.assertEqual(agent.end(), (0, ""))
+
+    def test_configurations(self):
+        file = pathlib.Path(self.folder, "tried.toml")
+        printed = run(BIN / "korvane_zmagent", "--print-config").stdout
+        cases = [  # text, what is wrong with it
+            (printed, ""),
+            ("[limits]\nclients = 0\n", ":2: clients is a number from 1 to 10000"),
+            ("[limits]\nclients = \"9\"\n", ":2: clients is a number from 1 to 10000"),
+            ("[listen]\nport = 1\n\n[listne]\n", ':4: there is no table "listne"'),
+            ("[listen]\nprot = 1\n", ':2: there is no setting "listen.prot"'),
+            ("[login]\nreaders = [1]\n", ":2: readers is a list of texts"),
+            ("[adapters]\nvirtual = 1\n", ":2: virtual is true or false"),
+            ("[audit\n", ":1: "),
+        ]
+        for text, wrong in cases:
+            with self.subTest(text=text):
+                file.write_text(text)
+                checked = run(BIN / "korvane_zmagent", "--check-config", "--config", file)
+                self.assertIn(wrong, checked.stderr)
+                self.assertEqual(checked.returncode, 2 if wrong else 0)
+
+    def test_a_key_that_others_can_read_is_refused(self):
+        agent = self.start()
+        agent.end()
+        pathlib.Path(self.folder, "certificate.pem").chmod(0o640)
+        again = run(BIN / "korvane_zmagent", "--config", agent.config)
+        self.assertEqual(again.returncode, 1)
+        self.assertRegex(again.stderr, re.compile("holds a key that others can read"))
+        made = run(BIN / "korvane_zmagent", "--make-certificate", agent.folder / "certificate.pem")
+        self.assertEqual(made.returncode, 1)
+
+
+unittest.main(verbosity=2)
