@@ -117,49 +117,13 @@ std::string Plain(const json& value) {
                                      : value.dump());
 }
 
-/// A field of a port; what prints it, below which heading, and as what.
-const Table<const char*, const char*, const char*, const char*> kOracles = {
-    {"media_supported", "ethtool ", "", "Supported ports"},
-    {"supported_link_modes", "ethtool ", "", "Supported link modes"},
-    {"advertised_link_modes", "ethtool ", "", "Advertised link modes"},
-    {"supports_autonegotiation", "ethtool ", "", "Supports auto-negotiation"},
-    {"advertises_autonegotiation", "ethtool ", "", "Advertised auto-negotiation"},
-    {"fixed_speed", "ethtool ", "", "Speed"},
-    {"duplex", "ethtool ", "", "Duplex"},
-    {"speed_mode", "ethtool ", "", "Auto-negotiation"},
-    {"media_type", "ethtool ", "", "Port"},
-    {"phy_address", "ethtool ", "", "PHYAD"},
-    {"transceiver", "ethtool ", "", "Transceiver"},
-    {"supported_wake_on", "ethtool ", "", "Supports Wake-on"},
-    {"wake_on", "ethtool ", "", "Wake-on"},
-    {"message_level", "ethtool ", "", "Current message level"},
-    {"link_detected", "ethtool ", "", "Link detected"},
-    {"ring_max_rx", "ethtool -g ", "Pre-set", "RX"},
-    {"ring_max_rx_mini", "ethtool -g ", "Pre-set", "RX Mini"},
-    {"ring_max_rx_jumbo", "ethtool -g ", "Pre-set", "RX Jumbo"},
-    {"ring_max_tx", "ethtool -g ", "Pre-set", "TX"},
-    {"ring_rx", "ethtool -g ", "Current", "RX"},
-    {"ring_rx_mini", "ethtool -g ", "Current", "RX Mini"},
-    {"ring_rx_jumbo", "ethtool -g ", "Current", "RX Jumbo"},
-    {"ring_tx", "ethtool -g ", "Current", "TX"},
-    {"coalesce_rx_usecs", "ethtool -c ", "", "rx-usecs"},
-    {"pause_autonegotiation", "ethtool -a ", "", "Autonegotiate"},
-    {"rx_pause_frames", "ethtool -a ", "", "RX"},
-    {"tx_pause_frames", "ethtool -a ", "", "TX"},
-    {"rx_checksum", "ethtool -k ", "", "rx-checksumming"},
-    {"tx_checksum", "ethtool -k ", "", "tx-checksumming"},
-    {"scatter_gather", "ethtool -k ", "", "scatter-gather"},
-    {"tso", "ethtool -k ", "", "tcp-segmentation-offload"},
-    {"gso", "ethtool -k ", "", "generic-segmentation-offload"},
-};
-
 std::map<std::string, std::string> Oracle(const std::string& name) {
     std::map<std::string, std::string> fields;
     std::map<std::string, std::string> outputs;
-    for (const auto& [field, command, heading, key] : kOracles) {
-        std::string& output = outputs[command];
-        if (output.empty()) output = Output(command + name) + " ";
-        fields[field] = Plain(Lines(output, heading)[key]);
+    for (const auto& row : Cases("ethtool_fields")) {  // field, command, heading, key
+        std::string& output = outputs[row[1]];
+        if (output.empty()) output = Output(row[1] + " " + name) + " ";
+        fields[row[0]] = Plain(Lines(output, row[2])[row[3]]);
     }
     fields["mtu"] = Plain(json::parse(Output("ip -j link show " + name))[0]["mtu"]);
     fields["name"] = name;
