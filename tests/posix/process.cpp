@@ -60,7 +60,12 @@ ProcessResult RunProcess(const std::vector<std::string>& arguments, const std::s
         Execute(arguments);
     }
     for (int fd : {in_read, out_write, err_write}) close(fd);
-    if (!input.empty()) (void)!write(in_write, input.data(), input.size());
+    if (!input.empty()) {
+        // The program may end without having read it all.
+        const auto before = signal(SIGPIPE, SIG_IGN);
+        (void)!write(in_write, input.data(), input.size());
+        signal(SIGPIPE, before);
+    }
     close(in_write);
 
     ProcessResult result;
