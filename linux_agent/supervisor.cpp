@@ -303,7 +303,8 @@ int RunNetworkHalf(const char* const* argv) {
     for (int each = kControl; each < kFirstListener + count; ++each) {
         fcntl(each, F_SETFD, FD_CLOEXEC);
     }
-    return ServeNetwork(config, kControl, listening);
+    // What it has goes with the process: in the cage there is nothing to tidy up with.
+    std::_Exit(ServeNetwork(config, kControl, listening));
 }
 
 }  // namespace zmagent
