@@ -136,17 +136,17 @@ bool Supervisor::StartHalf(std::string* error) {
     half.service = service;
     others.Close();
     halves.push_back(std::move(half));
-    if (WaitUntilReady(halves.back())) return true;
+    if (IsReady(halves.back())) return true;
     Dismiss(halves.back());
     *error = "the process that talks to the network did not start";
     return false;
 }
 
-bool Supervisor::WaitUntilReady(NetworkHalf& half) {
+bool Supervisor::IsReady(const NetworkHalf& half) {
     pollfd control = {.fd = half.control.Number(), .events = POLLIN, .revents = 0};
     if (poll(&control, 1, kReadySeconds * 1000) != 1) return false;
     const auto notice = Receive(half.control.Number());
-    return half.ready = notice && notice->signal == Signal::kReady;
+    return notice && notice->signal == Signal::kReady;
 }
 
 /// From now on another half takes the clients; this one ends when those that it has are gone.
@@ -261,6 +261,7 @@ void Supervisor::Loop(int signals) {
         if ((!stopping && !failed) || last != Clock::time_point::max()) continue;
         last = Clock::now() + std::chrono::seconds(service->config.finish_seconds) + kGrace;
         for (NetworkHalf& half : halves) Dismiss(half);
+        sd_notify(0, "STOPPING=1");
     }
 }
 
@@ -281,7 +282,6 @@ int Supervisor::Run() {
     }
     sd_notify(0, "READY=1");
     Loop(signals.Number());
-    sd_notify(0, "STOPPING=1");
     return failed ? 1 : 0;
 }
 

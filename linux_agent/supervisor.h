@@ -30,14 +30,13 @@ class Supervisor {
         int process = -1;
         Descriptor control;
         std::shared_ptr<const Service> service;
-        bool ready = false;
         bool leaving = false;
     };
 
     std::shared_ptr<const Service> Load(std::string* error) const;
     bool Listen(std::string* error);
     bool StartHalf(std::string* error);
-    bool WaitUntilReady(NetworkHalf& half);
+    static bool IsReady(const NetworkHalf& half);  // waits for it
     void Reload();
     void Hear(NetworkHalf& half);
     void Replace(NetworkHalf& half);
