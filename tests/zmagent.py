@@ -206,8 +206,8 @@ class Daemon(unittest.TestCase):
         self.assertEqual(agent.end(), (0, ""))
 
     def test_clients_that_do_nothing_keep_nobody_waiting(self):
-        agent = self.start(clients=40, clients_of_address=30, handshake_seconds=2,
-                           opening_seconds=1, login_seconds=1)
+        agent = self.start(clients=40, clients_of_address=30, handshake_seconds=6,
+                           opening_seconds=6, login_seconds=6)
         silent = [agent.connect(shake=False) for _ in range(20)]
         opened = [agent.connect() for _ in range(10)]
         for stream in opened:
