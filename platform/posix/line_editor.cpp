@@ -1,6 +1,9 @@
 #include "platform/line_editor.h"
 
 #include <histedit.h>
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/lsan_interface.h>
+#endif
 
 #include <algorithm>
 #include <cerrno>
@@ -12,6 +15,13 @@
 
 namespace zwmgmt::platform {
 namespace {
+
+/// The editor's library forgets the names of what it is given: leak checkers are not to say so.
+#if defined(__SANITIZE_ADDRESS__)
+using LeaksOfOthers = __lsan::ScopedDisabler;
+#else
+struct LeaksOfOthers {};
+#endif
 
 constexpr int kRemembered = 1000;  // lines
 constexpr size_t kShown = 200;     // candidates
@@ -53,6 +63,7 @@ struct LineEditor::Parts {
         el_set(editor, EL_EDITOR, "emacs");
         el_set(editor, EL_SIGNAL, 1);
         el_set(editor, EL_HIST, history, former);
+        [[maybe_unused]] const LeaksOfOthers leaks;
         el_set(editor, EL_ADDFN, "complete", "Completes the word", OnTab);
         el_set(editor, EL_ADDFN, "give-up", "Gives the line up", OnInterrupt);
         el_set(editor, EL_ADDFN, "suspend", "Stops the program", OnSuspend);

@@ -26,6 +26,18 @@ namespace {
 namespace agent = zwmgmt::agent;
 namespace platform = zwmgmt::platform;
 
+/// A PAM service that one module judges all by.
+struct PamFolder {
+    explicit PamFolder(const std::string& module) {
+        std::filesystem::create_directory(path);
+        std::ofstream(path + "/korvane-zmagent")
+            << "auth required " + module + "\naccount required " + module + "\n";
+    }
+    ~PamFolder() { std::filesystem::remove_all(path); }
+
+    const std::string path = testing::TempDir() + "zmagent-pam-" + std::to_string(getpid());
+};
+
 /// A channel to a keeper, for a client of this machine.
 class Intruder {
   public:
@@ -92,8 +104,9 @@ TEST(Keeper, GivesANetworkHalfNothingWithoutALogin) {
     std::string error;
     ASSERT_TRUE(audit.Open("/dev/null", &error)) << error;
     Keeper keeper(audit);
+    const PamFolder folder("pam_deny.so");
     Config config;
-    config.pam_folder = "/nonexistent";
+    config.pam_folder = folder.path;
     for (const Case& row : cases) {
         SCOPED_TRACE(row.what);
         Intruder intruder(keeper, config);
@@ -102,11 +115,9 @@ TEST(Keeper, GivesANetworkHalfNothingWithoutALogin) {
 }
 
 TEST(Keeper, KnowsWhoAsksAndWhatHeMay) {
+    const PamFolder folder("pam_permit.so");
     Config config;
-    config.pam_folder = testing::TempDir() + "zmagent-pam-" + std::to_string(getpid());
-    std::filesystem::create_directory(config.pam_folder);
-    std::ofstream(config.pam_folder + "/korvane-zmagent")
-        << "auth required pam_permit.so\naccount required pam_permit.so\n";
+    config.pam_folder = folder.path;
     const passwd* account = getpwuid(getuid());
     ASSERT_NE(account, nullptr);
     config.readers = {getgrgid(account->pw_gid)->gr_name};
@@ -126,7 +137,6 @@ TEST(Keeper, KnowsWhoAsksAndWhatHeMay) {
               zwmgmt::kNoReadWriteToken);
     // Nobody becomes another one on the way.
     EXPECT_EQ(intruder.Ask(log_in, data), std::nullopt);
-    std::filesystem::remove_all(config.pam_folder);
 }
 
 TEST(LoginGuard, MakesGuessingSlowForAnAddressAlone) {
