@@ -128,7 +128,7 @@ bool FilterCalls(std::string* error) {
         filter.Add(SCMP_ACT_ALLOW, call, SCMP_A2(SCMP_CMP_MASKED_EQ, PROT_EXEC, 0));
     }
     filter.Add(SCMP_ACT_ALLOW, SCMP_SYS(tgkill),
-               SCMP_A0(SCMP_CMP_EQ, static_cast<scmp_datum_t>(getpid())));
+               SCMP_A0(SCMP_CMP_EQ, static_cast<scmp_datum_t>(getpid()), 0));
     errno = filter.Load();
     return errno == 0 || Fails("filter system calls", error);
 #endif
