@@ -81,7 +81,6 @@ class Run {
         return goes_on;
     }
 
-  private:
     bool Ends(bool is_lost, ExitStatus done) const {
         return is_lost || (done != kOk && !options.keep_going);
     }

@@ -43,9 +43,9 @@ constexpr const char* kShellWords[] = {"exit", "quit", "history", "?"};
 bool IsHelp(const std::string& word) { return word == "--help" || word == "-h"; }
 
 /// As long as it lives, Ctrl-C ends what is waited for, and so does the moment.
-class Watch {
+class InterruptWatch {
   public:
-    explicit Watch(zwmgmt::Stop& stop, Clock::time_point end = Clock::time_point::max())
+    explicit InterruptWatch(zwmgmt::Stop& stop, Clock::time_point end = Clock::time_point::max())
         : thread([this, &stop, end](const std::stop_token& done) {
               std::unique_lock lock(mutex);
               while (!done.stop_requested()) {
@@ -85,7 +85,7 @@ class Shell {
         zwmgmt::platform::NoteInterrupt();
         if (options.agent_os == 0) {
             Talk& first = Connection();
-            const Watch watch(first.stop);
+            const InterruptWatch watch(first.stop);
             if (const ExitStatus failed = first.conversation.Open(); failed != kOk) return failed;
         }
         for (const std::string& line : history.Lines()) editor.Remember(line);
@@ -169,7 +169,7 @@ class Shell {
             return;
         }
         Talk& own = Connection();
-        const Watch watch(own.stop);
+        const InterruptWatch watch(own.stop);
         own.conversation.Execute(command);
         const zwmgmt::MessageForm* form = zwmgmt::FindMessageForm(command.service, command.number,
                                                                   own.Session().Library().OsType());
@@ -194,7 +194,7 @@ class Shell {
         if (!HasSession()) return {};
         const auto [place, is_new] = answers.try_emplace({words, fields});
         if (is_new) {
-            const Watch watch(talk->stop, Clock::now() + kCompletionLimit);
+            const InterruptWatch watch(talk->stop, Clock::now() + kCompletionLimit);
             AgentSession& session = talk->Session();
             place->second = AskForRows(session.Library(), session.ResultBuffer(), words, fields);
         }

@@ -2,13 +2,13 @@
 
 #include <poll.h>
 
+#include <cstdio>
 #include <cstring>
 #include <system_error>
 #include <utility>
 #include <vector>
 
 #include "linux_agent/channel.h"
-#include "output/characters.h"
 #include "platform/wipe.h"
 #include "records/messages.h"
 #include "zwmgmt/fixed_text.h"
@@ -40,7 +40,7 @@ class ClientService {
         Question question = {};
         if (!ReadWhole(channel.Number(),
                        {reinterpret_cast<uint8_t*>(&question), sizeof(question)}) ||
-            question.length > kLongestQuestion) {
+            question.length > LongestQuestion()) {
             return false;
         }
         std::vector<uint8_t> data(question.length);
@@ -57,6 +57,10 @@ class ClientService {
     }
 
   private:
+    uint32_t LongestQuestion() const {
+        return role != Role::kNobody ? kLongestQuestion : uint32_t{sizeof(LoginRecord)};
+    }
+
     bool LogIn(Data data) {
         LoginRecord record;
         // Who has logged in does so no more: whose requests they are is known once and for all.

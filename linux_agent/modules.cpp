@@ -57,12 +57,12 @@ std::string ErrorText(int result) {
     return result > 0 ? "it is on a blacklist" : std::generic_category().message(-result);
 }
 
-Reply Load(const Module& module, uint32_t failure) {
+Reply Load(const Module& module) {
     // No command of the configuration is run instead.
     constexpr unsigned kFlags = KMOD_PROBE_IGNORE_COMMAND | KMOD_PROBE_APPLY_BLACKLIST;
     const int result =
         kmod_module_probe_insert_module(module.Get(), kFlags, nullptr, nullptr, nullptr, nullptr);
-    return result == 0 ? Reply{} : Failed(failure, "loading: " + ErrorText(result));
+    return result == 0 ? Reply{} : Failed(zwmgmt::kLoadFailed, "loading: " + ErrorText(result));
 }
 
 Reply Unload(const Module& module) {
@@ -103,7 +103,7 @@ DriverInfo DriverRecord(const std::string& name) {
 Reply LoadModule(const std::string& name) {
     const Module module(name);
     if (module.IsLoaded()) return Failed(zwmgmt::kDriverLoaded);
-    return Load(module, zwmgmt::kLoadFailed);
+    return Load(module);
 }
 
 Reply UnloadModule(const std::string& name) { return Unload(Module(name)); }
@@ -111,7 +111,7 @@ Reply UnloadModule(const std::string& name) { return Unload(Module(name)); }
 Reply ReloadModule(const std::string& name) {
     const Module module(name);
     Reply unloaded = Unload(module);
-    return unloaded.status == zwmgmt::kSuccess ? Load(module, zwmgmt::kLoadFailed) : unloaded;
+    return unloaded.status == zwmgmt::kSuccess ? Load(module) : unloaded;
 }
 
 }  // namespace zmagent

@@ -38,8 +38,8 @@ OPENING = header(length=580) + bytes(580)
 class Agent:
     """A running agent, with PAM services, certificate and log of its own."""
 
-    def __init__(self, folder, operators=(GROUP,), readers=(), environment=None, passed=None,
-                 **settings):
+    def __init__(self, folder, operators=(GROUP,), readers=(), environment=None, before=(),
+                 pass_fds=(), **settings):
         self.folder = pathlib.Path(folder)
         self.log = self.folder / "audit.log"
         self.config = self.folder / "agent.toml"
@@ -48,10 +48,10 @@ class Agent:
             self.make(certificate)
         self.write(operators, readers, **settings)
         self.process = subprocess.Popen(
-            [BIN / "korvane_zmagent", "--config", self.config], stdout=subprocess.PIPE,
+            [*before, BIN / "korvane_zmagent", "--config", self.config], stdout=subprocess.PIPE,
             stderr=subprocess.PIPE, text=True, env={**os.environ, **(environment or {})},
-            **(passed or {}))
-        self.port = None if passed else int(self.process.stdout.readline())
+            pass_fds=pass_fds)
+        self.port = None if pass_fds else int(self.process.stdout.readline())
 
     def make(self, certificate):
         """A key, and a PAM service that takes the password "right" of anybody."""
@@ -242,17 +242,9 @@ class Daemon(unittest.TestCase):
             notices.settimeout(30)
             os.set_inheritable(listener.fileno(), True)
             start = f"exec 3<&{listener.fileno()}; export LISTEN_PID=$$ LISTEN_FDS=1; exec \"$@\""
-            passed = {"pass_fds": [listener.fileno()]}
-            agent = Agent.__new__(Agent)
-            environment = {"NOTIFY_SOCKET": path, "WATCHDOG_USEC": "300000"}
-            popen = subprocess.Popen
-            subprocess.Popen = lambda words, **more: popen(["bash", "-c", start, "bash", *words],
-                                                           **more)
-            try:
-                agent.__init__(self.folder, environment=environment, passed=passed)
-            finally:
-                subprocess.Popen = popen
-            self.scope.callback(agent.process.kill)
+            agent = self.start(environment={"NOTIFY_SOCKET": path, "WATCHDOG_USEC": "300000"},
+                               before=["bash", "-c", start, "bash"],
+                               pass_fds=[listener.fileno()])
             agent.port = listener.getsockname()[1]
             self.assertEqual(notices.recv(100), b"READY=1")
             self.assertEqual(notices.recv(100), b"WATCHDOG=1")

@@ -98,7 +98,7 @@ TEST(Keeper, GivesANetworkHalfNothingWithoutALogin) {
         {"an unknown user", {Asked::kLogin, 0, 0, sizeof(LoginRecord)}, login, rejected},
         {"half a login", {Asked::kLogin, 0, 0, 4}, {1, 2, 3, 4}, {}},
         {"no kind", {static_cast<Asked>(9), 0, 0, 0}, {}, {}},
-        {"too much", {Asked::kRequest, 4, 142, kLongestQuestion + 1}, {}, {}},
+        {"too much", {Asked::kRequest, 4, 142, sizeof(LoginRecord) + 1}, {}, {}},
     };
     Audit audit;
     std::string error;
