@@ -22,8 +22,12 @@ struct CloseOne {
 };
 using Handle = std::unique_ptr<void, CloseOne>;
 
+constexpr int kTries = 5;
+
 void Require(bool done, const char* what) {
-    if (!done) throw std::runtime_error(std::string("cannot ") + what);
+    if (done) return;
+    throw std::runtime_error(std::string("cannot ") + what + ": error " +
+                             std::to_string(GetLastError()));
 }
 
 struct Pipe {
@@ -126,12 +130,17 @@ Handle Start(std::string command_line, const std::array<HANDLE, 3>& streams, Con
     start.StartupInfo.hStdOutput = streams[1];
     start.StartupInfo.hStdError = streams[2];
     if (console != nullptr) start.lpAttributeList = console->Attributes();
+    const DWORD flags =
+        EXTENDED_STARTUPINFO_PRESENT | (console == nullptr ? DETACHED_PROCESS : DWORD{0});
     PROCESS_INFORMATION process = {};
-    Require(CreateProcessA(
-                nullptr, command_line.data(), nullptr, nullptr, TRUE,
-                EXTENDED_STARTUPINFO_PRESENT | (console == nullptr ? DETACHED_PROCESS : DWORD{0}),
-                nullptr, nullptr, &start.StartupInfo, &process),
-            "start a program");
+    // On a busy machine Wine fails to start one of some ten thousand programs; the next try does
+    // it.
+    bool started = false;
+    for (int tries = 0; tries < kTries && !started; ++tries) {
+        started = CreateProcessA(nullptr, command_line.data(), nullptr, nullptr, TRUE, flags,
+                                 nullptr, nullptr, &start.StartupInfo, &process);
+    }
+    Require(started, "start a program");
     CloseHandle(process.hThread);
     if (id != nullptr) *id = process.dwProcessId;
     return Handle(process.hProcess);
