@@ -11,6 +11,7 @@ add_library(zmagent_kernel STATIC
     linux_agent/kernel_host.cpp
     linux_agent/modules.cpp
     linux_agent/netlink.cpp
+    linux_agent/own_path.cpp
     linux_agent/port_change.cpp
     linux_agent/ports.cpp
     linux_agent/properties.cpp)
@@ -29,6 +30,7 @@ add_library(zmagent STATIC
     linux_agent/cage.cpp
     linux_agent/channel.cpp
     linux_agent/config.cpp
+    linux_agent/confirmations.cpp
     linux_agent/keeper.cpp
     linux_agent/login.cpp
     linux_agent/network_half.cpp

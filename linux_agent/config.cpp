@@ -46,6 +46,7 @@ const Setting kSettings[] = {
     {"login", "readers", &Config::readers, "groups whose members may read"},
     {"audit", "to", &Config::audit, "\"journal\", or a file that lines are appended to"},
     {"adapters", "virtual", &Config::virtual_interfaces, "list interfaces without a PCI device, too, under their names"},
+    {"adapters", "confirm_seconds", &Config::confirm_seconds, "how soon a client has to log in anew after it changed the interface that it comes by, or the change is put back; 0: never", 0, 86'400},
     {"drivers", "allowed", &Config::drivers, "modules that may be loaded, unloaded and reloaded"},
     {"process", "user", &Config::user, "whom the process that talks to the network runs as, when the agent is started by root"},
     {"process", "folder", &Config::folder, "all that this process sees of the file system; made when it is not there"},

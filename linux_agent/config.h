@@ -35,6 +35,7 @@ struct Config {
     std::string audit = "journal";
 
     bool virtual_interfaces = false;
+    uint32_t confirm_seconds = 0;
     Texts drivers;
 };
 

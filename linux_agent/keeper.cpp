@@ -1,7 +1,13 @@
 #include "linux_agent/keeper.h"
 
+#include <linux/sockios.h>
+#include <linux/tcp.h>
+#include <netinet/in.h>
 #include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <system_error>
@@ -23,17 +29,50 @@ namespace agent = zwmgmt::agent;
 namespace platform = zwmgmt::platform;
 using Data = std::span<const uint8_t>;
 
+constexpr std::chrono::milliseconds kLongestTelling{2'000};
+
+/// How much of what was sent the client's side has received.
+uint64_t Received(int client) {
+    tcp_info info = {};
+    socklen_t size = sizeof(info);
+    const bool is_known = getsockopt(client, IPPROTO_TCP, TCP_INFO, &info, &size) == 0;
+    return is_known ? info.tcpi_bytes_acked : UINT64_MAX;
+}
+
+/// Until the client's side has received more than that, and all there is.
+void WaitUntilReceived(int client, uint64_t before) {
+    const auto last = std::chrono::steady_clock::now() + kLongestTelling;
+    int left = 0;  // bytes
+    while (std::chrono::steady_clock::now() < last &&
+           (Received(client) <= before || (ioctl(client, SIOCOUTQ, &left) == 0 && left != 0))) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+}
+
+void Note(Audit& audit, const AuditEntry& entry) {
+    if (audit.Write(entry)) return;
+    std::fprintf(stderr, "korvane_zmagent: cannot write the audit log: %s\n",
+                 LineOf(entry).c_str());
+}
+
+/// What all sessions share.
+struct Shared {
+    Audit& audit;
+    LoginGuard& logins;
+    Probes& probes;
+    Confirmations& confirmations;
+};
+
 class ClientService {
   public:
-    ClientService(const Service& its_service, Audit& audit_log, LoginGuard& login_guard,
-                  Probes& all_probes, Descriptor its_channel, const platform::Address& its_address)
-        : service(its_service),
-          audit(audit_log),
-          logins(login_guard),
-          probes(all_probes),
+    ClientService(std::shared_ptr<const Service> its_service, const Shared& with_others,
+                  Descriptor its_channel, Descriptor its_client, const Ends& its_ends)
+        : service(std::move(its_service)),
+          shared(with_others),
           channel(std::move(its_channel)),
-          address(its_address),
-          address_text(platform::FormatAddress(its_address).text) {}
+          client(std::move(its_client)),
+          ends(its_ends),
+          address_text(platform::FormatAddress(its_ends.client).text) {}
 
     /// Answers one question; false when there are no more.
     bool AnswerOne() {
@@ -72,7 +111,7 @@ class ClientService {
         std::string reason;
         const bool goes_on = WaitForTurn();
         if (goes_on) {
-            role = RoleOf(service.config, name, password, address_text, &reason);
+            role = RoleOf(service->config, name, password, address_text, &reason);
         } else {
             reason = "too many failed logins from there";
         }
@@ -80,20 +119,23 @@ class ClientService {
         AuditEntry entry = {.user = name, .address = address_text, .command = "login"};
         if (role != Role::kNobody) {
             user = name;
-            logins.NoteSuccess(address, user);
+            shared.logins.NoteSuccess(ends.client, user);
+            const size_t confirmed = shared.confirmations.Confirm(user, ends, began);
+            if (confirmed != 0) entry.keys.emplace_back("confirms", std::to_string(confirmed));
         } else {
             entry.status = zwmgmt::kLoginRejected;
             entry.reason = reason;
-            if (goes_on) logins.NoteFailure(address, name, LoginGuard::Clock::now());
-            entry.keys.emplace_back("failures", std::to_string(logins.FailuresOf(address)));
+            if (goes_on) shared.logins.NoteFailure(ends.client, name, LoginGuard::Clock::now());
+            entry.keys.emplace_back("failures",
+                                    std::to_string(shared.logins.FailuresOf(ends.client)));
         }
-        Note(entry);
+        Note(shared.audit, entry);
         return goes_on && Tell({.status = entry.status, .data = {}});
     }
 
     /// Whether it is this client's turn to try; it may have gone meanwhile.
     bool WaitForTurn() {
-        const auto wait = logins.TurnOf(address, LoginGuard::Clock::now());
+        const auto wait = shared.logins.TurnOf(ends.client, LoginGuard::Clock::now());
         pollfd quiet = {.fd = channel.Number(), .events = POLLIN, .revents = 0};
         return wait <= LoginGuard::kPatience &&
                poll(&quiet, 1, static_cast<int>(wait.count())) == 0;
@@ -103,14 +145,37 @@ class ClientService {
         AuditEntry entry = EntryOf(service_code, opcode, data);
         entry.user = user;
         entry.address = address_text;
-        const agent::Reply reply = AnswerTo(service_code, opcode, data);
+        Client asking = {.ends = ends};
+        agent::Reply reply = AnswerTo(asking, service_code, opcode, data);
+        bool is_told = false;
+        if (asking.change) {
+            AuditEntry line = entry;
+            line.keys.emplace_back("change", "follows the answer");
+            Note(shared.audit, line);
+            is_told = TellAndWait(reply);
+            reply = asking.change();
+        }
         entry.status = reply.status;
         entry.reason = reply.reason;
-        Note(entry);
-        return Tell(reply);
+        Note(shared.audit, entry);
+        if (reply.status == zwmgmt::kSuccess && asking.put_back) Expect(entry, asking.put_back);
+        return asking.change ? is_told : Tell(reply);
     }
 
-    agent::Reply AnswerTo(uint8_t service_code, uint16_t opcode, Data data) {
+    /// The change stays when the user comes again.
+    void Expect(AuditEntry entry, const std::function<std::string()>& put_back) const {
+        const std::chrono::seconds limit(service->config.confirm_seconds);
+        if (limit.count() == 0) return;
+        entry.keys.emplace_back("change", "put back: nobody has confirmed it");
+        shared.confirmations.Expect(
+            user, ends, limit, [entry, put_back, host = service, &audit = shared.audit]() mutable {
+                entry.reason = put_back();
+                if (!entry.reason.empty()) entry.status = zwmgmt::kInvalidValue;
+                Note(audit, entry);
+            });
+    }
+
+    agent::Reply AnswerTo(Client& asking, uint8_t service_code, uint16_t opcode, Data data) {
         const auto* form = zwmgmt::FindMessageForm(service_code, opcode, zwmgmt::kLinux);
         if (role == Role::kNobody) return {.status = zwmgmt::kLoginRejected, .data = {}};
         if (form == nullptr) return {.status = zwmgmt::kNotSupported, .data = {}};
@@ -118,9 +183,9 @@ class ClientService {
             return {.status = zwmgmt::kNoReadWriteToken, .data = {}};
         }
         if (service_code == zwmgmt::kNet) {
-            if (auto reply = probes.Answer(user, opcode, data)) return *std::move(reply);
+            if (auto reply = shared.probes.Answer(user, opcode, data)) return *std::move(reply);
         }
-        agent::Reply reply = service.host->Answer(service_code, opcode, data);
+        agent::Reply reply = service->host->AnswerTo(asking, service_code, opcode, data);
         if (reply.data.size() > kLongestAnswer) return {.status = zwmgmt::kReadError, .data = {}};
         return reply;
     }
@@ -132,19 +197,20 @@ class ClientService {
                WriteWhole(channel.Number(), reply.data);
     }
 
-    void Note(const AuditEntry& entry) {
-        if (audit.Write(entry)) return;
-        std::fprintf(stderr, "korvane_zmagent: cannot write the audit log: %s\n",
-                     LineOf(entry).c_str());
+    bool TellAndWait(const agent::Reply& reply) {
+        const uint64_t before = Received(client.Number());
+        if (!Tell(reply)) return false;
+        WaitUntilReceived(client.Number(), before);
+        return true;
     }
 
-    const Service& service;
-    Audit& audit;
-    LoginGuard& logins;
-    Probes& probes;
+    const std::shared_ptr<const Service> service;
+    const Shared shared;
     const Descriptor channel;
-    const platform::Address address;
+    const Descriptor client;
+    const Ends ends;
     const std::string address_text;
+    const Confirmations::Clock::time_point began = Confirmations::Clock::now();
     Role role = Role::kNobody;
     std::string user;
 };
@@ -158,17 +224,18 @@ Keeper::~Keeper() {
 void Keeper::Begin(std::shared_ptr<const Service> service, Descriptor channel, Descriptor client) {
     // Twice as many as one network half may have: while one follows another there are two.
     if (sessions.size() >= size_t{2} * service->config.clients) return;
-    const auto address = platform::PeerOf(client.Number());
-    if (!address || !channel) return;
-    client.Close();
+    const auto here = platform::LocalOf(client.Number());
+    const auto there = platform::PeerOf(client.Number());
+    if (!here || !there || !channel) return;
+    // It goes into the thread by a pointer, as what a function holds is copied.
+    auto served = std::make_shared<ClientService>(
+        std::move(service), Shared{audit, logins, probes, confirmations}, std::move(channel),
+        std::move(client), Ends{.host = *here, .client = *there});
     Session& session = sessions.emplace_back();
-    // The channel goes into the thread by a pointer, as what a function holds is copied.
-    auto held = std::make_shared<Descriptor>(std::move(channel));
     try {
-        session.thread = std::thread([this, &session, service, held, address] {
+        session.thread = std::thread([&session, served = std::move(served)] {
             try {
-                ClientService served(*service, audit, logins, probes, std::move(*held), *address);
-                while (served.AnswerOne()) {
+                while (served->AnswerOne()) {
                 }
             } catch (const std::exception& failure) {  // no memory: it is this client's end alone
                 std::fprintf(stderr, "korvane_zmagent: a session ended: %s\n", failure.what());

@@ -7,10 +7,11 @@
 #include <memory>
 #include <thread>
 
-#include "agent/host_model.h"
 #include "linux_agent/audit.h"
 #include "linux_agent/config.h"
+#include "linux_agent/confirmations.h"
 #include "linux_agent/descriptor.h"
+#include "linux_agent/host.h"
 #include "linux_agent/login.h"
 #include "linux_agent/probes.h"
 
@@ -19,7 +20,7 @@ namespace zmagent {
 /// What sessions that begin now are served by.
 struct Service {
     Config config;
-    std::unique_ptr<zwmgmt::agent::HostModel> host;
+    std::unique_ptr<Host> host;
 };
 
 class Keeper {
@@ -41,6 +42,7 @@ class Keeper {
     Audit& audit;
     LoginGuard logins;
     Probes probes;
+    Confirmations confirmations;
     std::list<Session> sessions;
 };
 

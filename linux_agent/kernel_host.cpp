@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <functional>
 #include <iterator>
 #include <memory>
 #include <set>
@@ -10,7 +11,7 @@
 #include "agent/replies.h"
 #include "agent/requests.h"
 #include "linux_agent/modules.h"
-#include "linux_agent/ports.h"
+#include "linux_agent/own_path.h"
 #include "linux_agent/properties.h"
 #include "zwmgmt/fixed_text.h"
 #include "zwmgmt/records/capabilities.h"
@@ -54,27 +55,60 @@ Reply NotAllowed() {
     return Failed(zwmgmt::kUnsupportedDriver, "the configuration does not allow this driver");
 }
 
-/// Changes all the ports, or none of them.
-Reply Change(Kernel& kernel, const std::vector<Interface>& ports, const Properties& properties,
-             const PortSettings& wanted) {
-    std::vector<std::unique_ptr<PortChange>> changes;
-    for (const Interface& port : ports) {
-        changes.push_back(std::make_unique<PortChange>(kernel, port));
-        const Outcome outcome = changes.back()->Apply(properties, wanted);
-        if (outcome.Done()) continue;
-        std::string reason = port.name + ": " + outcome.reason;
-        for (; !changes.empty(); changes.pop_back()) reason += changes.back()->PutBack();
-        return Failed(StatusOf(outcome), reason);
+/// Changes of several ports, which are made all or none.
+class PortChanges {
+  public:
+    PortChanges(Kernel& kernel, const std::vector<Interface>& ports, const Properties& properties,
+                const PortSettings& wanted) {
+        for (const Interface& port : ports) {
+            changes.push_back(
+                {port.name, std::make_unique<PortChange>(kernel, port, properties, wanted)});
+        }
     }
-    return {};
-}
+
+    bool TakeTheLink() const { return changes.front().change->TakesTheLink(); }
+
+    Reply Check() const {
+        for (const auto& [port, change] : changes) {
+            if (const Outcome checked = change->Check(); !checked.Done()) {
+                return Failed(StatusOf(checked), port + ": " + checked.reason);
+            }
+        }
+        return {};
+    }
+
+    Reply Make() const {
+        for (const auto& [port, change] : changes) {
+            const Outcome outcome = change->Apply();
+            if (outcome.Done()) continue;
+            return Failed(StatusOf(outcome), port + ": " + outcome.reason + PutBack());
+        }
+        return {};
+    }
+
+    std::string PutBack() const {
+        std::string failures;
+        for (auto row = changes.rbegin(); row != changes.rend(); ++row) {
+            failures += row->change->PutBack();
+        }
+        return failures;
+    }
+
+  private:
+    struct Row {
+        std::string port;
+        std::unique_ptr<PortChange> change;
+    };
+
+    std::vector<Row> changes;
+};
 
 }  // namespace
 
 struct KernelHost::Operation {
     uint8_t service;
     uint16_t opcode;
-    Reply (KernelHost::*answer)(Data data);
+    std::variant<Reply (KernelHost::*)(Data), Reply (KernelHost::*)(Data, Client&)> answer;
     std::mutex KernelHost::*lock = &KernelHost::network;
 };
 
@@ -96,10 +130,16 @@ const KernelHost::Operation KernelHost::kOperations[] = {
 KernelHost::KernelHost(KernelOptions host_options) : options(std::move(host_options)) {}
 
 Reply KernelHost::Answer(uint8_t service, uint16_t opcode, Data data) {
+    Client nobody;
+    return AnswerTo(nobody, service, opcode, data);
+}
+
+Reply KernelHost::AnswerTo(Client& client, uint8_t service, uint16_t opcode, Data data) {
     for (const Operation& operation : kOperations) {
         if (operation.service != service || operation.opcode != opcode) continue;
         const std::lock_guard guard(this->*operation.lock);
-        return (this->*operation.answer)(data);
+        if (const auto* plain = std::get_if<0>(&operation.answer)) return (this->**plain)(data);
+        return (this->*std::get<1>(operation.answer))(data, client);
     }
     return Failed(zwmgmt::kNotSupported);
 }
@@ -207,7 +247,36 @@ Reply KernelHost::SetCardProperties(Data) {
                   "properties of cards are of TCP offload, which Linux kernels do not have");
 }
 
-Reply KernelHost::SetPortProperties(Data data) {
+/// Whether the client comes by one of these interfaces.
+bool KernelHost::Comes(const Client& client, const std::vector<Interface>& by) {
+    if (!client.ends) return false;
+    const std::set<uint32_t> path = InterfacesBetween(kernel, *client.ends);
+    return std::ranges::any_of(
+        by, [&](const Interface& interface) { return path.contains(interface.index); });
+}
+
+Reply KernelHost::ChangePorts(const std::vector<Interface>& ports, const Properties& properties,
+                              const PortSettings& wanted, Client& client) {
+    const auto changes = std::make_shared<PortChanges>(kernel, ports, properties, wanted);
+    Reply checked = changes->Check();
+    if (checked.status != zwmgmt::kSuccess) return checked;
+    if (Comes(client, ports)) {
+        client.put_back = [this, changes] {
+            const std::lock_guard guard(network);
+            return changes->PutBack();
+        };
+        if (changes->TakeTheLink()) {
+            client.change = [this, changes] {
+                const std::lock_guard guard(network);
+                return changes->Make();
+            };
+            return {};
+        }
+    }
+    return changes->Make();
+}
+
+Reply KernelHost::SetPortProperties(Data data, Client& client) {
     PortRequest request = {};
     if (!agent::Unpack(data, &request)) return Failed(zwmgmt::kInvalidValue, "not a request");
     Properties properties;
@@ -220,11 +289,11 @@ Reply KernelHost::SetPortProperties(Data data) {
     if (!sound) return Failed(zwmgmt::kInvalidValue, "a value that no property can have");
     const std::optional<Interface> port = FindPort(request);
     if (!port) return Failed(zwmgmt::kNoPorts);
-    return Change(kernel, {*port}, properties, request.settings);
+    return ChangePorts({*port}, properties, request.settings, client);
 }
 
 /// Without a name, of every port.
-Reply KernelHost::SetMtu(Data data) {
+Reply KernelHost::SetMtu(Data data, Client& client) {
     MtuRequest request = {};
     if (!agent::Unpack(data, &request) || request.mtu < 1 || request.mtu > zwmgmt::kHighestMtu) {
         return Failed(zwmgmt::kInvalidValue);
@@ -240,7 +309,7 @@ Reply KernelHost::SetMtu(Data data) {
     const zwmgmt::Argument& property = PropertyOf("mtu");
     PortSettings wanted = {};
     Store(property, request.mtu, &wanted);
-    return Change(kernel, ports, {&property}, wanted);
+    return ChangePorts(ports, {&property}, wanted, client);
 }
 
 // ---- Drivers --------------------------------------------------------------------------------
@@ -274,14 +343,36 @@ Reply KernelHost::LoadDriver(Data data) {
     return name ? LoadModule(*name) : NotAllowed();
 }
 
-Reply KernelHost::ReloadDriver(Data data) {
-    const auto name = AllowedDriver(data);
-    return name ? ReloadModule(*name) : NotAllowed();
+/// The driver of the interface that the client comes by goes when the answer has gone out.
+Reply KernelHost::ChangeDriver(const std::string& name, Reply (*change)(const std::string&),
+                               Client& client) {
+    std::unique_lock guard(network);
+    std::vector<Interface> driven = Interfaces(kernel);
+    std::erase_if(driven, [&](const Interface& port) { return ModuleOf(port) != name; });
+    const bool is_own = Comes(client, driven);
+    guard.unlock();
+    if (!is_own) return change(name);
+    Reply checked = CheckUnloading(name);
+    if (checked.status != zwmgmt::kSuccess) return checked;
+    client.change = [this, name, change] {
+        const std::lock_guard one_at_a_time(modules);
+        return change(name);
+    };
+    client.put_back = [this, name] {
+        const std::lock_guard one_at_a_time(modules);
+        return LoadModule(name).reason;  // none where it is loaded
+    };
+    return {};
 }
 
-Reply KernelHost::UnloadDriver(Data data) {
+Reply KernelHost::ReloadDriver(Data data, Client& client) {
     const auto name = AllowedDriver(data);
-    return name ? UnloadModule(*name) : NotAllowed();
+    return name ? ChangeDriver(*name, ReloadModule, client) : NotAllowed();
+}
+
+Reply KernelHost::UnloadDriver(Data data, Client& client) {
+    const auto name = AllowedDriver(data);
+    return name ? ChangeDriver(*name, UnloadModule, client) : NotAllowed();
 }
 
 }  // namespace zmagent

@@ -6,10 +6,12 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <variant>
 #include <vector>
 
-#include "agent/host_model.h"
+#include "linux_agent/host.h"
 #include "linux_agent/interfaces.h"
+#include "linux_agent/ports.h"
 #include "zwmgmt/records/adapter.h"
 #include "zwmgmt/records/port.h"
 #include "zwmgmt/vocabulary.h"
@@ -24,13 +26,15 @@ struct KernelOptions {
 };
 
 /// Keeps no state of the kernel's.
-class KernelHost : public agent::HostModel {
+class KernelHost : public Host {
   public:
     explicit KernelHost(KernelOptions host_options);
 
     uint8_t OsType() const override { return zwmgmt::kLinux; }
     uint8_t WordSize() const override { return 8; }
     agent::Reply Answer(uint8_t service, uint16_t opcode, std::span<const uint8_t> data) override;
+    agent::Reply AnswerTo(Client& client, uint8_t service, uint16_t opcode,
+                          std::span<const uint8_t> data) override;
     bool Changes(uint8_t service, uint16_t opcode) const override;
 
   private:
@@ -45,12 +49,18 @@ class KernelHost : public agent::HostModel {
     agent::Reply GetCardStatistics(Data data);
     agent::Reply GetPortStatistics(Data data);
     agent::Reply SetCardProperties(Data data);
-    agent::Reply SetPortProperties(Data data);
-    agent::Reply SetMtu(Data data);
+    agent::Reply SetPortProperties(Data data, Client& client);
+    agent::Reply SetMtu(Data data, Client& client);
     agent::Reply ListDrivers(Data data);
     agent::Reply LoadDriver(Data data);
-    agent::Reply ReloadDriver(Data data);
-    agent::Reply UnloadDriver(Data data);
+    agent::Reply ReloadDriver(Data data, Client& client);
+    agent::Reply UnloadDriver(Data data, Client& client);
+
+    agent::Reply ChangePorts(const std::vector<Interface>& ports, const Properties& properties,
+                             const PortSettings& wanted, Client& client);
+    agent::Reply ChangeDriver(const std::string& name, agent::Reply (*change)(const std::string&),
+                              Client& client);
+    bool Comes(const Client& client, const std::vector<Interface>& by);
 
     std::vector<Adapter> AllAdapters();
     std::optional<Adapter> FindAdapter(std::string_view location);

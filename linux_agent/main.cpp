@@ -19,7 +19,7 @@ int Fail(const std::string& text, int exit_status) {
     return exit_status;
 }
 
-std::unique_ptr<zwmgmt::agent::HostModel> KernelOf(const Config& config) {
+std::unique_ptr<Host> KernelOf(const Config& config) {
     return std::make_unique<KernelHost>(
         KernelOptions{.virtual_interfaces = config.virtual_interfaces, .drivers = config.drivers});
 }

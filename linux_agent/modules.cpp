@@ -65,9 +65,15 @@ Reply Load(const Module& module) {
     return result == 0 ? Reply{} : Failed(zwmgmt::kLoadFailed, "loading: " + ErrorText(result));
 }
 
-Reply Unload(const Module& module) {
+Reply Check(const Module& module) {
     if (!module.IsLoaded()) return Failed(zwmgmt::kDriverNotLoaded);
     if (module.IsUsed()) return Failed(zwmgmt::kDriverInUse);
+    return {};
+}
+
+Reply Unload(const Module& module) {
+    Reply checked = Check(module);
+    if (checked.status != zwmgmt::kSuccess) return checked;
     const int result = kmod_module_remove_module(module.Get(), 0);
     if (result == 0) return {};
     const bool used = result == -EBUSY || result == -EAGAIN;
@@ -105,6 +111,8 @@ Reply LoadModule(const std::string& name) {
     if (module.IsLoaded()) return Failed(zwmgmt::kDriverLoaded);
     return Load(module);
 }
+
+Reply CheckUnloading(const std::string& name) { return Check(Module(name)); }
 
 Reply UnloadModule(const std::string& name) { return Unload(Module(name)); }
 

@@ -18,5 +18,7 @@ DriverInfo DriverRecord(const std::string& module);
 zwmgmt::agent::Reply LoadModule(const std::string& module);
 zwmgmt::agent::Reply UnloadModule(const std::string& module);
 zwmgmt::agent::Reply ReloadModule(const std::string& module);
+/// What unloading would be refused with.
+zwmgmt::agent::Reply CheckUnloading(const std::string& module);
 
 }  // namespace zmagent

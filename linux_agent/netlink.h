@@ -78,6 +78,7 @@ class Request {
     void Number32(uint16_t type, uint32_t number) { Put(type, &number, sizeof(number)); }
     /// Terminated.
     void Text(uint16_t type, const std::string& text) { Put(type, text.c_str(), text.size() + 1); }
+    void Bytes(uint16_t type, const void* bytes, size_t size) { Put(type, bytes, size); }
     void Flag(uint16_t type) { Put(type, nullptr, 0); }
     /// What `fill` puts is in a nest.
     void Nest(uint16_t type, const std::function<void()>& fill);

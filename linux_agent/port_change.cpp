@@ -137,6 +137,7 @@ struct Setter {
     const char* word;  // the property's
     Outcome (*set)(const Setting&);
     Outcome (*put_back)(const Setting&);
+    bool takes_the_link = false;
 };
 
 // In the order in which they are set: some drivers take pauses only without their autonegotiation,
@@ -158,13 +159,29 @@ constexpr Setter kSetters[] = {
     {"lso", SetFeatures, PutBackFeatures},
     {"gso", SetFeatures, PutBackFeatures},
     {"msglevel", SetMessageLevel, SetMessageLevel},
-    {"advertise", SetAdvertised, PutBackLink},
-    {"speedduplex", SetSpeed, PutBackLink},
-    {"resetautoneg", RestartAutonegotiation, Nothing},
+    {"advertise", SetAdvertised, PutBackLink, true},
+    {"speedduplex", SetSpeed, PutBackLink, true},
+    {"resetautoneg", RestartAutonegotiation, Nothing, true},
 };
 
 bool Sets(const Setter& setter, const Argument& property) {
     return std::strcmp(setter.word, property.word) == 0;
+}
+
+/// Null where the property cannot be set.
+const Setter* SetterOf(const Argument& property) {
+    const auto* found = std::ranges::find_if(
+        kSetters, [&](const Setter& setter) { return Sets(setter, property); });
+    return found != std::end(kSetters) ? found : nullptr;
+}
+
+/// Of "auto" that is advertised which is supported.
+PortSettings WithSupportedModes(PortSettings settings, const PortState& port) {
+    const auto* all_modes = std::ranges::find_if_not(kLinkModes, IsOneMode);
+    if (settings.advertised_modes == all_modes->bits) {
+        settings.advertised_modes &= ModeBits(port.link_modes);
+    }
+    return settings;
 }
 
 /// Whether the port has what was wanted. Of a link that is down the kernel may not know the speed.
@@ -188,31 +205,37 @@ Outcome With(const Argument& property, Outcome outcome) {
 
 }  // namespace
 
-PortChange::PortChange(Kernel& of_kernel, Interface interface)
+PortChange::PortChange(Kernel& of_kernel, Interface interface, Properties wanted_properties,
+                       const PortSettings& settings)
     : kernel(of_kernel),
       port(std::move(interface)),
+      properties(std::move(wanted_properties)),
       before(ReadPort(kernel, port)),
-      features(ChangeableFeatures(kernel, port)) {}
+      features(ChangeableFeatures(kernel, port)),
+      wanted(WithSupportedModes(settings, before)) {}
 
-/// What the port cannot have is not begun. Of "auto" that is advertised which is supported.
-Outcome PortChange::Check(const Properties& properties, PortSettings* wanted) const {
-    const auto* all_modes = std::ranges::find_if_not(kLinkModes, IsOneMode);
-    const uint32_t supported = ModeBits(before.link_modes);
-    if (wanted->advertised_modes == all_modes->bits) wanted->advertised_modes &= supported;
+bool PortChange::TakesTheLink() const {
+    return std::ranges::any_of(properties, [](const Argument* property) {
+        const Setter* setter = SetterOf(*property);
+        return setter != nullptr && setter->takes_the_link;
+    });
+}
+
+Outcome PortChange::Check() const {
     for (const Argument* property : properties) {
-        const bool known = std::ranges::any_of(
-            kSetters, [&](const Setter& setter) { return Sets(setter, *property); });
-        if (!known) return With(*property, Refusal(EOPNOTSUPP, "it cannot be set"));
-        const uint32_t modes = wanted->advertised_modes;
-        if (property->form == Form::kAdvertise && (modes == 0 || (modes & ~supported) != 0)) {
+        if (SetterOf(*property) == nullptr) {
+            return With(*property, Refusal(EOPNOTSUPP, "it cannot be set"));
+        }
+        const uint32_t modes = wanted.advertised_modes;
+        if (property->form == Form::kAdvertise &&
+            (modes == 0 || (modes & ~ModeBits(before.link_modes)) != 0)) {
             return With(*property, Refusal(EINVAL, "the port does not support these link modes"));
         }
     }
     return {};
 }
 
-Outcome PortChange::Apply(const Properties& properties, PortSettings wanted) {
-    if (Outcome checked = Check(properties, &wanted); !checked.Done()) return checked;
+Outcome PortChange::Apply() {
     for (const Setter& setter : kSetters) {
         for (const Argument* property : properties) {
             if (!Sets(setter, *property)) continue;
@@ -221,7 +244,7 @@ Outcome PortChange::Apply(const Properties& properties, PortSettings wanted) {
             if (!set.Done()) return With(*property, set);
         }
     }
-    return Verify(properties, wanted);
+    return Verify();
 }
 
 std::optional<PortState> PortChange::Now() {
@@ -229,7 +252,7 @@ std::optional<PortState> PortChange::Now() {
     return now ? std::optional(ReadPort(kernel, *now)) : std::nullopt;
 }
 
-Outcome PortChange::Verify(const Properties& properties, const PortSettings& wanted) {
+Outcome PortChange::Verify() {
     const std::optional<PortState> now = Now();
     if (!now) return Refusal(ENODEV);
     for (const Argument* property : properties) {
@@ -247,7 +270,7 @@ std::string PortChange::PutBack() {
     }
     for (; !done.empty(); done.pop_back()) {
         const Argument& property = *done.back();
-        const Setter& setter = RowOf(std::span<const Setter>(kSetters), property);
+        const Setter& setter = *SetterOf(property);
         const Setting setting = {kernel, port, before, features, property, before.record.settings};
         const Outcome outcome = With(property, setter.put_back(setting));
         if (!outcome.Done()) failures += "; could not be put back: " + outcome.reason;

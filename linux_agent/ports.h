@@ -39,24 +39,31 @@ using Properties = std::vector<const zwmgmt::Argument*>;
 /// A change of one port's settings, which can be put back.
 class PortChange {
   public:
-    PortChange(Kernel& of_kernel, Interface interface);
+    /// The properties are to have their values in `settings`.
+    PortChange(Kernel& of_kernel, Interface interface, Properties wanted_properties,
+               const PortSettings& settings);
 
-    /// Sets the properties to the values in `wanted` and reads them back. What is done when one
-    /// fails stays until it is put back.
-    Outcome Apply(const Properties& properties, PortSettings wanted);
+    /// Whether the port may be without a link meanwhile, or for good.
+    bool TakesTheLink() const;
+    /// What can be known before anything is set.
+    Outcome Check() const;
+    /// Sets the properties and reads them back. What is done when one fails stays until it is put
+    /// back.
+    Outcome Apply();
 
     /// As it was before: empty, or what could not be put back.
     std::string PutBack();
 
   private:
-    Outcome Check(const Properties& properties, PortSettings* wanted) const;
-    Outcome Verify(const Properties& properties, const PortSettings& wanted);
+    Outcome Verify();
     std::optional<PortState> Now();
 
     Kernel& kernel;
     const Interface port;
+    const Properties properties;
     const PortState before;
     const Bits features;  // before
+    const PortSettings wanted;
     Properties done;
     Properties refused;  // there are drivers that change something nevertheless
 };

@@ -13,7 +13,7 @@
 
 namespace zmagent {
 
-using MakeHost = std::function<std::unique_ptr<zwmgmt::agent::HostModel>(const Config& config)>;
+using MakeHost = std::function<std::unique_ptr<Host>(const Config& config)>;
 
 class Supervisor {
   public:

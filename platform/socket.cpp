@@ -86,6 +86,15 @@ SocketHandle Prepared(native::Socket socket) {
     return handle;
 }
 
+template <class GetName>
+std::optional<Address> SideOf(SocketHandle socket, GetName get_name) {
+    SystemAddress side;
+    if (get_name(native::Of(socket), side.Generic(), &side.length) != 0) return {};
+    const auto family = side.Generic()->sa_family;
+    if (family != AF_INET && family != AF_INET6) return {};
+    return FromSystem(side.Generic());
+}
+
 int TransferResult(int moved) {
     if (moved >= 0) return moved;
     return native::LastFailure() == Failure::kMustWait ? kWouldBlock : kBroken;
@@ -213,13 +222,8 @@ SocketHandle Listen(const Address& address, uint16_t* port, Reason* reason) {
     return kNoSocket;
 }
 
-std::optional<Address> PeerOf(SocketHandle socket) {
-    SystemAddress peer;
-    if (getpeername(native::Of(socket), peer.Generic(), &peer.length) != 0) return {};
-    const auto family = peer.Generic()->sa_family;
-    if (family != AF_INET && family != AF_INET6) return {};
-    return FromSystem(peer.Generic());
-}
+std::optional<Address> PeerOf(SocketHandle socket) { return SideOf(socket, getpeername); }
+std::optional<Address> LocalOf(SocketHandle socket) { return SideOf(socket, getsockname); }
 
 SocketHandle Accept(std::span<const SocketHandle> listeners, Milliseconds limit) {
     if (WaitForAny(listeners, Direction::kRead, limit) != WaitResult::kReady) return kNoSocket;

@@ -76,5 +76,7 @@ SocketHandle Accept(std::span<const SocketHandle> listeners, Milliseconds limit)
 
 /// Where the other side of a connected socket is; nothing when it is gone.
 std::optional<Address> PeerOf(SocketHandle socket);
+/// Where its own side is.
+std::optional<Address> LocalOf(SocketHandle socket);
 
 }  // namespace zwmgmt::platform

@@ -126,6 +126,12 @@ def wait_for_link(name):
                 "do sleep 0.1; done'")
 
 
+def wait_for_change():
+    """One of the path that the client comes by follows its answer; the last line of the log."""
+    return machine.run("while tail -n 1 /audit.log | grep -q 'follows the answer'; "
+                       "do sleep 0.1; done; tail -n 1 /audit.log")
+
+
 class Adapters(unittest.TestCase):
     maxDiff = None
 
@@ -172,8 +178,8 @@ class Adapters(unittest.TestCase):
                 before = oracle(name)
                 location = self.at[name]
                 reply = machine.ask(f"korvane setportproperty pci={location} port=0 {words}")
+                log = wait_for_change()
                 wait_for_link(name)
-                log = machine.run("tail -n 1 /audit.log")
                 told = self.expect_as_told_by_oracle(name)
                 if outcome[0] == "!":
                     self.assertEqual(reply["status"], 6)
@@ -222,6 +228,14 @@ class Adapters(unittest.TestCase):
                 self.assertEqual({row["name"]: row["loaded"] for row in drivers},
                                  expected | {"vmxnet3": there})
         machine.run(f"ip link set {VMXNET3} up")
+
+    def test_the_own_driver_goes_when_the_answer_has_gone_out(self):
+        reply = machine.ask("system reloaddriver drvname=virtio_net")
+        self.assertEqual(reply["status"], 0)
+        self.assertIn('text="virtio_net" status=0', wait_for_change())
+        machine.run(f"ip link set {VIRTIO} up; ip address add 10.0.2.15/24 dev {VIRTIO}")
+        wait_for_link(VIRTIO)
+        self.assertIn(VIRTIO, self.cards())
 
     def test_the_network_half_is_caged(self):
         [file] = machine.run("grep -l '[-]-network-half' /proc/[0-9]*/cmdline").split()

@@ -3,6 +3,7 @@
 
 import contextlib
 import grp
+import json
 import os
 import pathlib
 import pwd
@@ -39,8 +40,10 @@ class Agent:
     """A running agent, with PAM services, certificate and log of its own."""
 
     def __init__(self, folder, operators=(GROUP,), readers=(), environment=None, before=(),
-                 pass_fds=(), **settings):
+                 pass_fds=(), address="127.0.0.1", client=(), **settings):
         self.folder = pathlib.Path(folder)
+        self.address = address
+        self.client = client  # what a command line is begun with
         self.log = self.folder / "audit.log"
         self.config = self.folder / "agent.toml"
         certificate = self.folder / "certificate.pem"
@@ -65,11 +68,11 @@ class Agent:
             f"auth required pam_exec.so expose_authtok quiet {check}\n"
             "account required pam_permit.so\n")
 
-    def write(self, operators=(GROUP,), readers=(), **limits):
+    def write(self, operators=(GROUP,), readers=(), confirm_seconds=0, **limits):
         lines = "".join(f"{name} = {value}\n" for name, value in limits.items())
         self.config.write_text(f"""
 [listen]
-addresses = ["127.0.0.1"]
+addresses = ["{self.address}"]
 port = 0
 [tls]
 certificate = "{self.folder}/certificate.pem"
@@ -83,6 +86,7 @@ readers = {list(readers)}
 to = "{self.log}"
 [adapters]
 virtual = true
+confirm_seconds = {confirm_seconds}
 [process]
 user = "nobody"
 folder = "{self.folder}/empty"
@@ -92,8 +96,8 @@ folder = "{self.folder}/empty"
         file = self.folder / "password"
         file.write_text(password + "\n")
         file.chmod(0o600)
-        return run(BIN / "korvane_zwcli", "--port", self.port, "--verify", "off", "--user", user,
-                   "--password-file", file, *words)
+        return run(*self.client, BIN / "korvane_zwcli", "--host", self.address, "--port",
+                   self.port, "--verify", "off", "--user", user, "--password-file", file, *words)
 
     def connect(self, shake=True, source="127.0.0.1"):
         """A connection, with TLS or without."""
@@ -281,6 +285,63 @@ class Daemon(unittest.TestCase):
         self.assertRegex(again.stderr, re.compile("holds a key that others can read"))
         made = run(BIN / "korvane_zmagent", "--make-certificate", agent.folder / "certificate.pem")
         self.assertEqual(made.returncode, 1)
+
+    def test_a_change_of_the_own_path_is_confirmed_by_coming_again(self):
+        """The client comes by a cable, which is a port of a bridge that has the address."""
+        host, outside = f"zwa{os.getpid()}", f"zwb{os.getpid()}"
+        if not IS_ROOT or run("ip", "netns", "add", host).returncode != 0:
+            self.skipTest("no namespaces of its own here")
+        self.scope.callback(run, "ip", "netns", "del", host)
+        for words in [("netns", "add", outside),
+                      ("-n", host, "link", "add", "cable", "type", "veth", "peer", "name", "cable",
+                       "netns", outside),
+                      ("-n", host, "link", "add", "bridge", "type", "bridge"),
+                      ("-n", host, "link", "add", "other", "type", "veth"),
+                      ("-n", host, "link", "set", "cable", "master", "bridge", "up"),
+                      ("-n", host, "link", "set", "bridge", "up"),
+                      ("-n", host, "address", "add", "192.0.2.1/24", "dev", "bridge"),
+                      ("-n", outside, "link", "set", "cable", "up"),
+                      ("-n", outside, "address", "add", "192.0.2.2/24", "dev", "cable")]:
+            self.assertEqual(run("ip", *words).returncode, 0, words)
+        self.scope.callback(run, "ip", "netns", "del", outside)
+
+        def mtu(interface):
+            shown = run("ip", "-n", host, "-j", "link", "show", interface)
+            return json.loads(shown.stdout)[0]["mtu"]
+
+        def change(agent, *words):
+            changed = agent.ask(*words)
+            self.assertEqual(changed.returncode, 0, changed.stdout + agent.log.read_text())
+
+        def start(confirm_seconds):
+            return self.start(before=["ip", "netns", "exec", host], address="192.0.2.1",
+                              client=["ip", "netns", "exec", outside],
+                              confirm_seconds=confirm_seconds)
+
+        set_mtu = ("net", "mtu", "set")
+        for seconds, interface, comes_again, mtu_after in [
+                (3600, "cable", True, 1400), (3600, "cable", False, 1500),
+                (3600, "other", False, 1400), (0, "cable", False, 1400)]:
+            with self.subTest(interface=interface, seconds=seconds, comes_again=comes_again):
+                agent = start(seconds)
+                change(agent, *set_mtu, "mtu=1500", f"ifname={interface}")
+                agent.ask("korvane", "listadapterprops")
+                change(agent, *set_mtu, "mtu=1400", f"ifname={interface}")
+                if comes_again:
+                    agent.ask("korvane", "listadapterprops")
+                self.assertEqual(mtu(interface), 1400)
+                self.assertEqual(agent.end(), (0, ""))  # what waits then is put back
+                self.assertEqual(mtu(interface), mtu_after)
+        agent = start(1)
+        change(agent, *set_mtu, "mtu=1300", "ifname=cable")
+        while mtu("cable") == 1300:  # it is put back, or the test runs into its limit
+            select.select([], [], [], 0.05)
+        self.assertIn("put back: nobody has confirmed it", agent.log.read_text())
+        # A link is touched when the answer is there: what comes of it is in the log.
+        change(agent, "korvane", "setportproperty", "pci=cable", "port=0", "resetautoneg=1")
+        self.assertEqual(agent.end(), (0, ""))
+        self.assertRegex(agent.log.read_text(), 'change="follows the answer" status=0\n.*'
+                                                'status=6 .*resetautoneg')
 
 
 unittest.main(verbosity=2)

@@ -38,14 +38,29 @@ struct PamFolder {
     const std::string path = testing::TempDir() + "zmagent-pam-" + std::to_string(getpid());
 };
 
+class SimulatedHost : public Host {
+  public:
+    uint8_t OsType() const override { return host.OsType(); }
+    uint8_t WordSize() const override { return host.WordSize(); }
+    agent::Reply Answer(uint8_t service, uint16_t opcode, std::span<const uint8_t> data) override {
+        return host.Answer(service, opcode, data);
+    }
+    agent::Reply AnswerTo(Client& /*client*/, uint8_t service, uint16_t opcode,
+                          std::span<const uint8_t> data) override {
+        return host.Answer(service, opcode, data);
+    }
+
+  private:
+    zmsim::ScenarioHost host{testing_support::BuiltinScenario("linux")};
+};
+
 /// A channel to a keeper, for a client of this machine.
 class Intruder {
   public:
     Intruder(Keeper& keeper, const Config& config) {
         auto service = std::make_shared<Service>();
         service->config = config;
-        service->host =
-            std::make_unique<zmsim::ScenarioHost>(testing_support::BuiltinScenario("linux"));
+        service->host = std::make_unique<SimulatedHost>();
         std::string error;
         agent::Listeners listeners;
         EXPECT_TRUE(listeners.Open({"127.0.0.1"}, 0, &error)) << error;
@@ -137,6 +152,28 @@ TEST(Keeper, KnowsWhoAsksAndWhatHeMay) {
               zwmgmt::kNoReadWriteToken);
     // Nobody becomes another one on the way.
     EXPECT_EQ(intruder.Ask(log_in, data), std::nullopt);
+}
+
+TEST(Confirmations, AreOfTheUserOnTheSamePathAfterTheChange) {
+    const Ends ends = {.host = {.bytes = {10, 0, 0, 1}}, .client = {.bytes = {10, 0, 0, 2}}};
+    const Ends other_host = {.host = {.bytes = {10, 0, 0, 3}}, .client = ends.client};
+    const Ends other_client = {.host = ends.host, .client = other_host.host};
+    const auto before = Confirmations::Clock::now();
+    std::string put_back;
+    {
+        Confirmations confirmations;
+        for (const char* each : {"a", "b"}) {
+            confirmations.Expect("alice", ends, std::chrono::hours(1),
+                                 [&put_back, each] { put_back += each; });
+        }
+        confirmations.Expect("bob", ends, std::chrono::hours(1), [&] { put_back += "bob"; });
+        const auto after = Confirmations::Clock::now() + std::chrono::seconds(1);
+        EXPECT_EQ(confirmations.Confirm("alice", ends, before), 0u);
+        EXPECT_EQ(confirmations.Confirm("alice", other_host, after), 0u);
+        EXPECT_EQ(confirmations.Confirm("alice", other_client, after), 0u);
+        EXPECT_EQ(confirmations.Confirm("bob", ends, after), 1u);
+    }
+    EXPECT_EQ(put_back, "ba");  // the latest first
 }
 
 TEST(LoginGuard, MakesGuessingSlowForAnAddressAlone) {

@@ -133,8 +133,7 @@ Handle Start(std::string command_line, const std::array<HANDLE, 3>& streams, Con
     const DWORD flags =
         EXTENDED_STARTUPINFO_PRESENT | (console == nullptr ? DETACHED_PROCESS : DWORD{0});
     PROCESS_INFORMATION process = {};
-    // On a busy machine Wine fails to start one of some ten thousand programs; the next try does
-    // it.
+    // A busy Wine fails to start one program of some ten thousand; the next try does it.
     bool started = false;
     for (int tries = 0; tries < kTries && !started; ++tries) {
         started = CreateProcessA(nullptr, command_line.data(), nullptr, nullptr, TRUE, flags,
