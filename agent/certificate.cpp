@@ -190,14 +190,20 @@ bool MakeCertificateFile(const std::string& file, std::string* error) {
     return false;
 }
 
-bool AskForCertificates(SSL_CTX* context, const std::string& authorities, std::string* error) {
+bool AskForCertificates(SSL_CTX* context, const std::string& authorities, bool required,
+                        std::string* error) {
     if (authorities.empty()) return true;
     ERR_clear_error();
     if (SSL_CTX_load_verify_locations(context, authorities.c_str(), nullptr) != 1) {
         *error = "cannot use the authorities of " + authorities + ": " + TlsError();
         return false;
     }
-    SSL_CTX_set_verify(context, SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT, nullptr);
+    SSL_CTX_set_verify(context, SSL_VERIFY_PEER | (required ? SSL_VERIFY_FAIL_IF_NO_PEER_CERT : 0),
+                       nullptr);
+    // A session that is taken up again has no chain.
+    SSL_CTX_set_session_cache_mode(context, SSL_SESS_CACHE_OFF);
+    SSL_CTX_set_options(context, SSL_OP_NO_TICKET);
+    SSL_CTX_set_num_tickets(context, 0);
     return true;
 }
 

@@ -21,9 +21,11 @@ using TlsContext = std::unique_ptr<SSL_CTX, FreeContext>;
 TlsContext MakeServerContext(const std::string& certificate_file, const std::string& key_file,
                              std::string* error);
 
-/// Has clients show a certificate that an authority of the PEM file vouches for; nothing where the
-/// path is empty. False, with the reason in *error, when the file cannot be used.
-bool AskForCertificates(SSL_CTX* context, const std::string& authorities, std::string* error);
+/// Has clients show a certificate that an authority of the PEM file vouches for, or none where they
+/// need not; nothing where the path is empty. False, with the reason in *error, when the file
+/// cannot be used.
+bool AskForCertificates(SSL_CTX* context, const std::string& authorities, bool required,
+                        std::string* error);
 
 /// Makes a file, which its owner alone can read, with a new key and a certificate of ten years that
 /// vouches for itself. False, with the reason in *error, when that fails, or the file is there.

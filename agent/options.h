@@ -36,6 +36,7 @@ struct Options {
     std::string certificate_file = {};    // PEM; "": a certificate that vouches for itself
     std::string key_file = {};            // where its key is kept; "": it is thrown away
     std::string client_authorities = {};  // PEM: who has to vouch for clients; "": nobody
+    bool certificate_required = true;     // of each client, where there are authorities
 
     /// The status that a login is answered with; without this no login is asked for. This and the
     /// next two are called from the clients' threads.

@@ -42,7 +42,10 @@ bool Server::Prepare(std::string* error) {
         SSL_CTX_set_min_proto_version(context.get(), options.tls_version);
         SSL_CTX_set_max_proto_version(context.get(), options.tls_version);
     }
-    if (!AskForCertificates(context.get(), options.client_authorities, error)) return false;
+    if (!AskForCertificates(context.get(), options.client_authorities, options.certificate_required,
+                            error)) {
+        return false;
+    }
     return !options.listening.empty() || listeners.Open(options.listen, options.port, error);
 }
 

@@ -41,6 +41,23 @@ bool TlsWire::Pause(platform::Milliseconds time) {
            platform::WaitResult::kTimeout;
 }
 
+std::vector<uint8_t> TlsWire::Certificates() const {
+    std::vector<uint8_t> chain;
+    const auto add = [&](const X509* certificate) {
+        uint8_t* bytes = nullptr;
+        const int size = i2d_X509(certificate, &bytes);
+        if (size > 0) chain.insert(chain.end(), bytes, bytes + size);
+        OPENSSL_free(bytes);
+    };
+    const X509* own = SSL_get0_peer_certificate(Tls());
+    if (own == nullptr) return chain;
+    add(own);
+    // On this side the others come without the client's own.
+    const STACK_OF(X509)* others = SSL_get_peer_cert_chain(Tls());
+    for (int i = 0; i < sk_X509_num(others); ++i) add(sk_X509_value(others, i));
+    return chain;
+}
+
 void TlsWire::End() { tls::Shutdown(Tls()); }
 
 }  // namespace zwmgmt::agent

@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <span>
+#include <vector>
 
 #include "platform/socket.h"
 #include "session/tls.h"
@@ -25,6 +26,8 @@ class Wire {
     virtual bool Pause(platform::Milliseconds time) = 0;
     /// Says goodbye.
     virtual void End() = 0;
+    /// The certificates that the client has shown: DER, its own first, one behind the other.
+    virtual std::vector<uint8_t> Certificates() const { return {}; }
 };
 
 /// TLS over a socket, which stays the caller's.
@@ -38,6 +41,7 @@ class TlsWire : public Wire {
     bool Write(std::span<const uint8_t> bytes) override;
     bool Pause(platform::Milliseconds time) override;
     void End() override;
+    std::vector<uint8_t> Certificates() const override;
 
     SSL* Tls() const { return ssl.get(); }
 

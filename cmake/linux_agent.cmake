@@ -28,6 +28,7 @@ pkg_check_modules(pam REQUIRED IMPORTED_TARGET pam)
 add_library(zmagent STATIC
     linux_agent/audit.cpp
     linux_agent/cage.cpp
+    linux_agent/certificates.cpp
     linux_agent/channel.cpp
     linux_agent/config.cpp
     linux_agent/confirmations.cpp

@@ -19,8 +19,9 @@ bool WriteWhole(int channel, std::span<const uint8_t> bytes);
 // On a client's channel.
 
 enum class Asked : uint8_t {
-    kLogin = 1,    // a LoginRecord
-    kRequest = 2,  // what a client asked for
+    kLogin = 1,         // a LoginRecord
+    kRequest = 2,       // what a client asked for
+    kCertificates = 3,  // a login: the chain that the client has shown (DER, its own first)
 };
 
 struct Question {
@@ -35,6 +36,7 @@ struct Answer {
     uint32_t length;  // of what follows
 };
 
+inline constexpr uint32_t kLongestChain = 1u << 16;
 inline constexpr uint32_t kLongestQuestion = 1u << 20;
 inline constexpr uint32_t kLongestAnswer = 16u << 20;
 

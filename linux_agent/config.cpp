@@ -32,6 +32,7 @@ const Setting kSettings[] = {
     {"listen", "port", &Config::port, "TCP port; 0: any free one, which is printed", 0, 65535},
     {"tls", "certificate", &Config::certificate, "PEM file with key and certificate, which its owner alone can read"},
     {"tls", "client_authorities", &Config::client_authorities, "PEM file of those who have to vouch for clients' certificates; empty: none is asked for"},
+    {"tls", "certificates_log_in", &Config::certificates_log_in, "a client's certificate takes the place of a password: its common name is the user; those without one give a password"},
     {"limits", "clients", &Config::clients, "clients at once", 1, 10'000},
     {"limits", "clients_of_address", &Config::clients_of_address, "of them, from one address", 1, 10'000},
     {"limits", "handshake_seconds", &Config::handshake_seconds, "for the TLS handshake", 1, 3600},

@@ -15,6 +15,7 @@ struct Config {
 
     std::string certificate = "/etc/korvane/zmagent.pem";
     std::string client_authorities;
+    bool certificates_log_in = false;
 
     uint32_t clients = 256;
     uint32_t clients_of_address = 32;

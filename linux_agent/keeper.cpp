@@ -79,7 +79,7 @@ class ClientService {
         Question question = {};
         if (!ReadWhole(channel.Number(),
                        {reinterpret_cast<uint8_t*>(&question), sizeof(question)}) ||
-            question.length > LongestQuestion()) {
+            question.length > LongestQuestion(question.asked)) {
             return false;
         }
         std::vector<uint8_t> data(question.length);
@@ -90,14 +90,16 @@ class ClientService {
                 platform::Wipe(data.data(), data.size());
                 return goes_on;
             }
+            case Asked::kCertificates: return LogInByCertificate(data);
             case Asked::kRequest: return Serve(question.service, question.opcode, data);
         }
         return false;
     }
 
   private:
-    uint32_t LongestQuestion() const {
-        return role != Role::kNobody ? kLongestQuestion : uint32_t{sizeof(LoginRecord)};
+    uint32_t LongestQuestion(Asked asked) const {
+        if (role != Role::kNobody) return kLongestQuestion;
+        return asked == Asked::kCertificates ? kLongestChain : uint32_t{sizeof(LoginRecord)};
     }
 
     bool LogIn(Data data) {
@@ -111,26 +113,47 @@ class ClientService {
         std::string reason;
         const bool goes_on = WaitForTurn();
         if (goes_on) {
-            role = RoleOf(service->config, name, password, address_text, &reason);
+            role = RoleOf(service->config, name, &password, address_text, &reason);
         } else {
             reason = "too many failed logins from there";
         }
         platform::Wipe(password.data(), password.size());
         AuditEntry entry = {.user = name, .address = address_text, .command = "login"};
+        entry.reason = reason;
         if (role != Role::kNobody) {
-            user = name;
-            shared.logins.NoteSuccess(ends.client, user);
-            const size_t confirmed = shared.confirmations.Confirm(user, ends, began);
-            if (confirmed != 0) entry.keys.emplace_back("confirms", std::to_string(confirmed));
+            shared.logins.NoteSuccess(ends.client, name);
         } else {
-            entry.status = zwmgmt::kLoginRejected;
-            entry.reason = reason;
             if (goes_on) shared.logins.NoteFailure(ends.client, name, LoginGuard::Clock::now());
             entry.keys.emplace_back("failures",
                                     std::to_string(shared.logins.FailuresOf(ends.client)));
         }
+        const uint32_t status = Conclude(std::move(entry));
+        return goes_on && Tell({.status = status, .data = {}});
+    }
+
+    /// Who is refused may give a password.
+    bool LogInByCertificate(Data chain) {
+        if (role != Role::kNobody || !service->authorities) return false;
+        AuditEntry entry = {.user = {}, .address = address_text, .command = "login"};
+        entry.user = UserOf(service->authorities.get(), chain, &entry.reason);
+        entry.keys.emplace_back("by", "certificate");
+        if (!entry.user.empty()) {
+            role = RoleOf(service->config, entry.user, nullptr, address_text, &entry.reason);
+        }
+        return Tell({.status = Conclude(std::move(entry)), .data = {}});
+    }
+
+    /// The end of a login, which the role is the outcome of; its status.
+    uint32_t Conclude(AuditEntry entry) {
+        if (role != Role::kNobody) {
+            user = entry.user;
+            const size_t confirmed = shared.confirmations.Confirm(user, ends, began);
+            if (confirmed != 0) entry.keys.emplace_back("confirms", std::to_string(confirmed));
+        } else {
+            entry.status = zwmgmt::kLoginRejected;
+        }
         Note(shared.audit, entry);
-        return goes_on && Tell({.status = entry.status, .data = {}});
+        return entry.status;
     }
 
     /// Whether it is this client's turn to try; it may have gone meanwhile.

@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "linux_agent/audit.h"
+#include "linux_agent/certificates.h"
 #include "linux_agent/config.h"
 #include "linux_agent/confirmations.h"
 #include "linux_agent/descriptor.h"
@@ -21,6 +22,7 @@ namespace zmagent {
 struct Service {
     Config config;
     std::unique_ptr<Host> host;
+    Authorities authorities = {};  // null: certificates log nobody in
 };
 
 class Keeper {

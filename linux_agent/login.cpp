@@ -23,7 +23,7 @@ int Converse(int count, const pam_message** messages, pam_response** responses, 
         static_cast<pam_response*>(std::calloc(static_cast<size_t>(count), sizeof(pam_response)));
     if (answers == nullptr) return PAM_BUF_ERR;
     for (int i = 0; i < count; ++i) {
-        if (messages[i]->msg_style != PAM_PROMPT_ECHO_OFF) continue;
+        if (messages[i]->msg_style != PAM_PROMPT_ECHO_OFF || data == nullptr) continue;
         answers[i].resp = strdup(static_cast<const std::string*>(data)->c_str());
     }
     *responses = answers;
@@ -36,8 +36,9 @@ void PassNoTime(int /*result*/, unsigned /*microseconds*/, void* /*data*/) {}
 /// A conversation with PAM about one user.
 class PamSession {
   public:
-    PamSession(const Config& config, const std::string& user, const std::string& password)
-        : conversation{Converse, const_cast<std::string*>(&password)} {
+    /// Without a password the user is known by other means.
+    PamSession(const Config& config, const std::string& user, const std::string* password)
+        : conversation{Converse, const_cast<std::string*>(password)} {
         result = config.pam_folder.empty()
                      ? pam_start(config.pam_service.c_str(), user.c_str(), &conversation, &handle)
                      : pam_start_confdir(config.pam_service.c_str(), user.c_str(), &conversation,
@@ -56,7 +57,9 @@ class PamSession {
             result = pam_set_item(handle, PAM_FAIL_DELAY, reinterpret_cast<void*>(PassNoTime));
         }
         constexpr int kFlags = PAM_SILENT | PAM_DISALLOW_NULL_AUTHTOK;
-        if (result == PAM_SUCCESS) result = pam_authenticate(handle, kFlags);
+        if (result == PAM_SUCCESS && conversation.appdata_ptr != nullptr) {
+            result = pam_authenticate(handle, kFlags);
+        }
         if (result == PAM_SUCCESS) result = pam_acct_mgmt(handle, kFlags);
         const void* name = nullptr;
         if (result == PAM_SUCCESS) result = pam_get_item(handle, PAM_USER, &name);
@@ -99,7 +102,7 @@ bool IsInOneOf(const std::vector<gid_t>& groups, const Texts& names) {
 
 }  // namespace
 
-Role RoleOf(const Config& config, const std::string& user, const std::string& password,
+Role RoleOf(const Config& config, const std::string& user, const std::string* password,
             const std::string& address, std::string* reason) {
     {
         // Not every module of PAM bears threads.

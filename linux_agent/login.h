@@ -14,9 +14,10 @@ namespace zmagent {
 
 enum class Role { kNobody, kReader, kOperator };
 
-/// What the user may do whose password PAM accepts. kNobody, with the reason in *reason, when it is
-/// not accepted, or the user is in none of the groups. address: of the client, as PAM is told it.
-Role RoleOf(const Config& config, const std::string& user, const std::string& password,
+/// What the user may do whose password, if one is asked for, and account PAM accepts. kNobody, with
+/// the reason in *reason, when they are not accepted, or the user is in none of the groups.
+/// address: of the client, as PAM is told it.
+Role RoleOf(const Config& config, const std::string& user, const std::string* password,
             const std::string& address, std::string* reason);
 
 /// Makes guessing slow: after a failed login the next one from there waits, each time longer.

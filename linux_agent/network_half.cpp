@@ -49,6 +49,9 @@ class DistantHost : public agent::HostModel {
         return Ask(Asked::kLogin, 0, 0, {reinterpret_cast<const uint8_t*>(&record), sizeof(record)})
             .status;
     }
+    bool LogInByCertificates(Data chain) {
+        return Ask(Asked::kCertificates, 0, 0, chain).status == zwmgmt::kSuccess;
+    }
     /// Whether the other half has not gone.
     bool IsThere() const { return is_there; }
 
@@ -82,6 +85,7 @@ agent::Options OptionsFor(const Config& config, const std::vector<int>& listenin
     options.most_clients_of_address = config.clients_of_address;
     options.certificate_file = config.certificate;
     options.client_authorities = config.client_authorities;
+    options.certificate_required = !config.certificates_log_in;
     options.limits = {.handshake = Seconds(config.handshake_seconds),
                       .opening = Seconds(config.opening_seconds),
                       .login = Seconds(config.login_seconds),
@@ -118,7 +122,13 @@ void ServeClient(agent::Wire& wire, platform::SocketHandle socket, agent::Option
     }
     others.Close();
     DistantHost host(std::move(own));
-    options.login = [&host](const LoginRecord& record) { return host.LogIn(record); };
+    const std::vector<uint8_t> chain =
+        options.certificate_required ? std::vector<uint8_t>() : wire.Certificates();
+    const bool is_known =
+        !chain.empty() && chain.size() <= kLongestChain && host.LogInByCertificates(chain);
+    if (!is_known) {
+        options.login = [&host](const LoginRecord& record) { return host.LogIn(record); };
+    }
     agent::ClientSession session(wire, host, options);
     while (host.IsThere() && session.ServeOne()) {
     }

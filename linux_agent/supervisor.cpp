@@ -90,7 +90,12 @@ std::shared_ptr<const Service> Supervisor::Load(std::string* error) const {
     if (!ReadConfig(file, &read->config, error) || !IsPrivate(read->config.certificate, error)) {
         return nullptr;
     }
-    read->host = make(read->config);
+    const Config& config = read->config;
+    if (config.certificates_log_in) {
+        read->authorities = ReadAuthorities(config.client_authorities, error);
+        if (!read->authorities) return nullptr;
+    }
+    read->host = make(config);
     return read;
 }
 

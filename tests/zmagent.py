@@ -68,7 +68,7 @@ class Agent:
             f"auth required pam_exec.so expose_authtok quiet {check}\n"
             "account required pam_permit.so\n")
 
-    def write(self, operators=(GROUP,), readers=(), confirm_seconds=0, **limits):
+    def write(self, operators=(GROUP,), readers=(), confirm_seconds=0, tls="", **limits):
         lines = "".join(f"{name} = {value}\n" for name, value in limits.items())
         self.config.write_text(f"""
 [listen]
@@ -76,6 +76,7 @@ addresses = ["{self.address}"]
 port = 0
 [tls]
 certificate = "{self.folder}/certificate.pem"
+{tls}
 [limits]
 {lines}
 [login]
@@ -285,6 +286,41 @@ class Daemon(unittest.TestCase):
         self.assertRegex(again.stderr, re.compile("holds a key that others can read"))
         made = run(BIN / "korvane_zmagent", "--make-certificate", agent.folder / "certificate.pem")
         self.assertEqual(made.returncode, 1)
+
+    def test_certificates_log_in(self):
+        def certify(name, authority):
+            made = run("openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt",
+                       "ec_paramgen_curve:P-256", "-nodes", "-days", "2",
+                       "-subj", f"/CN={name}", "-keyout", f"{self.folder}/{name}.key", "-out",
+                       f"{self.folder}/{name}.pem", *(
+                           ("-CA", f"{self.folder}/{authority}.pem", "-CAkey",
+                            f"{self.folder}/{authority}.key", "-addext",
+                            "basicConstraints=CA:FALSE") if authority else ()))
+            self.assertEqual(made.returncode, 0, made.stderr)
+
+        for name, authority in [("authority", None), ("other", None),
+                                (USER.pw_name, "authority"), ("nobody", "authority")]:
+            certify(name, authority)
+        agent = self.start(readers=[GROUP], operators=[], tls=f"""
+client_authorities = "{self.folder}/authority.pem"
+certificates_log_in = true""")
+        question, change = "korvane listadapterprops", "net mtu set ifname=none0 mtu=1400"
+        by = 'command="login" by="certificate" status='
+        for name, words, password, status, logged in [
+                (USER.pw_name, question, "wrong", 0, f'{by}0'),
+                (USER.pw_name, change, "wrong", 1, 'mtu="1400" status=9 '),
+                ("nobody", question, "right", 0, f'{by}225 "user name'),
+                ("nobody", question, "wrong", 4, f'{by}225 "user name'),
+                ("other", question, "right", 3, ""),
+                (None, question, "right", 0, 'command="login" status=0'),
+                (None, question, "wrong", 4, 'command="login" failures="1" status=225')]:
+            with self.subTest(name=name, words=words, password=password):
+                agent.log.write_text("")
+                shown = [f"--client-cert={self.folder}/{name}.pem",
+                         f"--client-key={self.folder}/{name}.key"] if name else []
+                answer = agent.ask(*shown, *words.split(), password=password)
+                self.assertEqual(answer.returncode, status, answer.stdout + answer.stderr)
+                self.assertIn(logged, agent.log.read_text())
 
     def test_a_change_of_the_own_path_is_confirmed_by_coming_again(self):
         """The client comes by a cable, which is a port of a bridge that has the address."""
