@@ -1,6 +1,7 @@
 #include "agent/listeners.h"
 
 #include <algorithm>
+#include <iterator>
 #include <optional>
 
 namespace zwmgmt::agent {
@@ -8,6 +9,18 @@ namespace {
 
 /// How often a free port is looked for that is free for every address.
 constexpr int kPortTrials = 100;
+
+/// A word for two addresses, of which the IPv6 one counts where the machine has it.
+struct Word {
+    const char* word;
+    platform::Address ipv4;
+    platform::Address ipv6;
+};
+
+constexpr Word kWords[] = {
+    {"localhost", platform::kIpv4Loopback, platform::kIpv6Loopback},
+    {"any", {}, {.family = platform::Family::kIpv6}},
+};
 
 bool MachineHas(const platform::Address& address) {
     uint16_t any = 0;
@@ -19,9 +32,10 @@ bool MachineHas(const platform::Address& address) {
 /// What a text says to listen on, each address once; false when it says nothing of the kind.
 bool AddAddresses(std::string text, std::vector<platform::Address>* addresses) {
     std::vector<platform::Address> said;
-    if (text == "localhost") {
-        said = {platform::kIpv4Loopback};
-        if (MachineHas(platform::kIpv6Loopback)) said.push_back(platform::kIpv6Loopback);
+    const auto* word = std::ranges::find(kWords, text, &Word::word);
+    if (word != std::end(kWords)) {
+        said = {word->ipv4};
+        if (MachineHas(word->ipv6)) said.push_back(word->ipv6);
     } else {
         if (text.starts_with('[') && text.ends_with(']')) text = text.substr(1, text.size() - 2);
         const auto address = platform::ParseAddress(text.c_str());
@@ -41,7 +55,7 @@ bool Listeners::Open(const std::vector<std::string>& listen, uint16_t wanted_por
     std::vector<platform::Address> addresses;
     for (const std::string& text : listen) {
         if (AddAddresses(text, &addresses)) continue;
-        *error = "neither an address of this machine nor localhost: " + text;
+        *error = "no address of this machine, nor localhost or any: " + text;
         return false;
     }
     if (addresses.empty() || addresses.size() > platform::kMostSockets) {

@@ -17,8 +17,9 @@ class Listeners {
     Listeners& operator=(const Listeners&) = delete;
 
     /// Opens one for each address, or none: IPv4 and IPv6 addresses; "localhost" is 127.0.0.1, and
-    /// ::1 where the machine has it. Port 0: any that is free for all. False, with the reason in
-    /// *error, when that fails. The system's sockets have been started.
+    /// ::1 where the machine has it, and "any" the same of 0.0.0.0 and ::. Port 0: any that is free
+    /// for all. False, with the reason in *error, when that fails. The system's sockets have been
+    /// started.
     bool Open(const std::vector<std::string>& listen, uint16_t wanted_port, std::string* error);
     void Close();
 

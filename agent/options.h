@@ -24,7 +24,7 @@ struct TimeLimits {
 };
 
 struct Options {
-    /// IPv4 and IPv6 addresses; "localhost" is 127.0.0.1, and ::1 where the machine has it.
+    /// IPv4 and IPv6 addresses, "localhost" or "any", as Listeners takes them.
     std::vector<std::string> listen = {"localhost"};
     uint16_t port = 0;  // of all of them; 0: any that is free for all
     /// Sockets that listen already, which stay the caller's; with them the two above mean nothing.

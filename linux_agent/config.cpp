@@ -28,7 +28,7 @@ struct Setting {
 
 // clang-format off
 const Setting kSettings[] = {
-    {"listen", "addresses", &Config::addresses, "IPv4 and IPv6 addresses to listen on; systemd's sockets come before them"},
+    {"listen", "addresses", &Config::addresses, "IPv4 and IPv6 addresses to listen on; \"any\" is 0.0.0.0, and :: where the host has IPv6; systemd's sockets come before them"},
     {"listen", "port", &Config::port, "TCP port; 0: any free one, which is printed", 0, 65535},
     {"tls", "certificate", &Config::certificate, "PEM file with key and certificate, which its owner alone can read"},
     {"tls", "client_authorities", &Config::client_authorities, "PEM file of those who have to vouch for clients' certificates; empty: none is asked for"},

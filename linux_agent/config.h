@@ -10,7 +10,7 @@ namespace zmagent {
 using Texts = std::vector<std::string>;
 
 struct Config {
-    Texts addresses = {"0.0.0.0", "::"};
+    Texts addresses = {"any"};
     uint32_t port = 35001;
 
     std::string certificate = "/etc/korvane/zmagent.pem";

@@ -182,7 +182,7 @@ TEST(Simulator, RefusesWrongOptions) {
         {{"--certificate", folder}, 1, "neither a file nor a pipe"},
         {{"--certificate", empty.Path()}, 1, "cannot use the certificate of"},
         {{"--certificate", no_key.Path()}, 1, "cannot use the key of"},
-        {{"--listen", "host"}, 1, "neither an address of this machine nor localhost: host"},
+        {{"--listen", "host"}, 1, "no address of this machine, nor localhost or any: host"},
         {{"--record", "x"}, 2, "--agent"},
         {{"--record", "x", "--agent", "node7:0"}, 2, "--agent: \"node7:0\""},
         {{"--record", empty.Path(), "--agent", "node7"}, 2, "cannot write"},
