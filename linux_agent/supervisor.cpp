@@ -37,8 +37,6 @@ constexpr int kReadySeconds = 10;
 /// How much longer than the limit for running requests an end may take.
 constexpr std::chrono::seconds kGrace{3};
 
-using Clock = std::chrono::steady_clock;
-
 void Say(const std::string& text) { std::fprintf(stderr, "korvane_zmagent: %s\n", text.c_str()); }
 
 /// A key that others can read is no secret.
@@ -231,37 +229,45 @@ void Supervisor::Bury(const NetworkHalf& half, int status) {
 
 bool Supervisor::Serves() const { return stopping || failed ? !halves.empty() : true; }
 
+void Supervisor::TakeSignals(int signals) {
+    signalfd_siginfo signal = {};
+    while (read(signals, &signal, sizeof(signal)) == sizeof(signal)) {
+        if (signal.ssi_signo == SIGHUP && !stopping) Reload();
+        if (signal.ssi_signo == SIGTERM || signal.ssi_signo == SIGINT) stopping = true;
+    }
+}
+
+/// Until a half or a signal has something to say, or that moment.
+void Supervisor::WaitAndHear(int signals, Clock::time_point moment) {
+    std::vector<pollfd> waiting = {{.fd = signals, .events = POLLIN, .revents = 0}};
+    for (const NetworkHalf& half : halves) {
+        waiting.push_back({.fd = half.control.Number(), .events = POLLIN, .revents = 0});
+    }
+    const auto left = std::chrono::ceil<platform::Milliseconds>(moment - Clock::now());
+    poll(waiting.data(), waiting.size(),
+         moment == Clock::time_point::max() ? -1 : std::max(static_cast<int>(left.count()), 0));
+    size_t place = 1;
+    for (NetworkHalf& half : halves) {
+        if (waiting[place++].revents != 0) Hear(half);
+    }
+}
+
 void Supervisor::Loop(int signals) {
     uint64_t patience = 0;  // of systemd, in microseconds
     const bool is_watched = sd_watchdog_enabled(0, &patience) > 0;
     const auto round = std::chrono::microseconds(patience / 3);
-    auto next = Clock::now();
+    auto next = is_watched ? Clock::now() : Clock::time_point::max();
     auto last = Clock::time_point::max();  // when it ends, whoever still waits
     while (Serves()) {
-        if (is_watched && Clock::now() >= next) {
+        if (Clock::now() >= next) {
             next = Clock::now() + round;
             AskWhetherAlive();
         }
-        std::vector<pollfd> waiting = {{.fd = signals, .events = POLLIN, .revents = 0}};
-        for (const NetworkHalf& half : halves) {
-            waiting.push_back({.fd = half.control.Number(), .events = POLLIN, .revents = 0});
-        }
-        const auto moment = std::min(is_watched ? next : Clock::time_point::max(), last);
-        const auto left = std::chrono::ceil<platform::Milliseconds>(moment - Clock::now());
-        poll(waiting.data(), waiting.size(),
-             moment == Clock::time_point::max() ? -1 : std::max(static_cast<int>(left.count()), 0));
+        WaitAndHear(signals, std::min(next, last));
         // Who does not let go then is left: the halves go with this process.
         if (Clock::now() >= last) std::_Exit(failed ? 1 : 0);
-        size_t place = 1;
-        for (NetworkHalf& half : halves) {
-            if (waiting[place++].revents != 0) Hear(half);
-        }
         keeper.Reap();
-        signalfd_siginfo signal = {};
-        while (read(signals, &signal, sizeof(signal)) == sizeof(signal)) {
-            if (signal.ssi_signo == SIGHUP && !stopping) Reload();
-            if (signal.ssi_signo == SIGTERM || signal.ssi_signo == SIGINT) stopping = true;
-        }
+        TakeSignals(signals);
         ForgetEnded();
         if ((!stopping && !failed) || last != Clock::time_point::max()) continue;
         last = Clock::now() + std::chrono::seconds(service->config.finish_seconds) + kGrace;

@@ -2,6 +2,7 @@
 /// network, which is begun anew when the configuration is read again.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <list>
 #include <memory>
@@ -25,6 +26,8 @@ class Supervisor {
     int Run();
 
   private:
+    using Clock = std::chrono::steady_clock;
+
     /// A process that talks to the network.
     struct NetworkHalf {
         int process = -1;
@@ -45,6 +48,8 @@ class Supervisor {
     void AskWhetherAlive();
     void ForgetEnded();
     bool Serves() const;
+    void TakeSignals(int signals);
+    void WaitAndHear(int signals, Clock::time_point moment);
     void Loop(int signals);
 
     const std::string file;
