@@ -7,39 +7,11 @@
 #include "commands/command_keys.h"
 #include "commands/handler.h"
 #include "commands/keys.h"
+#include "records/driver_types.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
 namespace zwmgmt {
 namespace {
-
-/// The names of the type mask's bits, from bit 0; "" for a bit without one.
-constexpr const char* kTypeNames[] = {
-    "nic",
-    "vnic",
-    "toe",
-    "toe_ipv4",
-    "team",
-    "bonding",
-    "iscsi",
-    "iscsi_pdu_initiator",
-    "iscsi_pdu_target",
-    "ofed",
-    "iwarp",
-    "bypass",
-    "nd",
-    "vf",
-    "ipv6",
-    "fcoe_full_offload_initiator",
-    "udp_offload",
-    "wdtoe",
-    "wdudp",
-    "",
-    "iwarp_wdudp_libs",
-    "sniffer_filter",
-    "sniffer_trace",
-    "util_tools",
-    "all",
-};
 
 /// The types of an update of the management agent itself, which "zm" asks for.
 constexpr uint32_t kAgentUpdate = kTypeNic | kTypeVnic | kTypeToe;
@@ -182,9 +154,9 @@ uint32_t TypesFrom(std::string_view list, std::string_view* unknown) {
         if (first && SameIgnoringCase(name, "zm")) return kAgentUpdate;
         first = false;
         const auto* found = std::ranges::find_if(
-            kTypeNames, [&](const char* known) { return SameIgnoringCase(name, known); });
-        if (found != std::end(kTypeNames)) {
-            mask |= 1u << (found - std::begin(kTypeNames));
+            kDriverTypeNames, [&](const char* known) { return SameIgnoringCase(name, known); });
+        if (found != std::end(kDriverTypeNames)) {
+            mask |= 1u << (found - std::begin(kDriverTypeNames));
         } else {
             *unknown = name;
         }
@@ -344,9 +316,9 @@ uint32_t TypesOf(uint8_t os_type) {
 
 std::string TypeWords(uint8_t os_type) {
     std::string text;
-    for (size_t bit = 0; bit < std::size(kTypeNames); ++bit) {
-        if ((TypesOf(os_type) >> bit & 1) == 0 || kTypeNames[bit][0] == '\0') continue;
-        text += std::string(text.empty() ? "" : ", ") + kTypeNames[bit];
+    for (size_t bit = 0; bit < std::size(kDriverTypeNames); ++bit) {
+        if ((TypesOf(os_type) >> bit & 1) == 0 || kDriverTypeNames[bit][0] == '\0') continue;
+        text += std::string(text.empty() ? "" : ", ") + kDriverTypeNames[bit];
     }
     return kOnlyAgentUpdates.systems.Has(os_type) ? text + "; or zm" : text;
 }
