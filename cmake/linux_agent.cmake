@@ -32,12 +32,16 @@ add_library(zmagent STATIC
     linux_agent/channel.cpp
     linux_agent/config.cpp
     linux_agent/confirmations.cpp
+    linux_agent/hook.cpp
+    linux_agent/installer.cpp
     linux_agent/keeper.cpp
     linux_agent/login.cpp
     linux_agent/network_half.cpp
     linux_agent/probes.cpp
     linux_agent/program.cpp
-    linux_agent/supervisor.cpp)
+    linux_agent/spool.cpp
+    linux_agent/supervisor.cpp
+    linux_agent/trusted_path.cpp)
 target_link_libraries(zmagent
     PUBLIC zwmgmt_agent zwmgmt_platform_programs
     PRIVATE PkgConfig::libseccomp PkgConfig::libsystemd PkgConfig::pam tomlplusplus::tomlplusplus)
@@ -51,7 +55,8 @@ configure_file(contrib/systemd/korvane-zmagent.service.in
 install(TARGETS korvane_zmagent RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
 install(FILES ${PROJECT_BINARY_DIR}/korvane-zmagent.service
               contrib/systemd/korvane-zmagent.socket DESTINATION lib/systemd/system)
-install(FILES contrib/systemd/korvane-zmagent-drivers.conf docs/agent.md
+install(FILES contrib/systemd/korvane-zmagent-drivers.conf
+              contrib/systemd/korvane-zmagent-packages.conf docs/agent.md
     DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(FILES contrib/systemd/korvane-zmagent.sysusers DESTINATION lib/sysusers.d
     RENAME korvane-zmagent.conf)

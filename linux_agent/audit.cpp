@@ -117,6 +117,12 @@ bool Audit::Open(const std::string& to, std::string* error) {
     return true;
 }
 
+void Audit::Note(const AuditEntry& entry) {
+    if (Write(entry)) return;
+    std::fprintf(stderr, "korvane_zmagent: cannot write the audit log: %s\n",
+                 LineOf(entry).c_str());
+}
+
 bool Audit::Write(const AuditEntry& entry) {
     const std::string line = LineOf(entry);
     const std::lock_guard guard(lock);

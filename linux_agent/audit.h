@@ -37,10 +37,12 @@ class Audit {
     /// with the reason in *error, when it cannot be written to: then all stays as it was.
     bool Open(const std::string& to, std::string* error);
 
-    /// False when the entry could not be written.
-    bool Write(const AuditEntry& entry);
+    /// An entry that cannot be written goes to standard error.
+    void Note(const AuditEntry& entry);
 
   private:
+    bool Write(const AuditEntry& entry);
+
     std::mutex lock;
     FILE* file = nullptr;  // null: the journal
 };

@@ -3,6 +3,7 @@
 /// after the other.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -22,7 +23,23 @@ enum class Asked : uint8_t {
     kLogin = 1,         // a LoginRecord
     kRequest = 2,       // what a client asked for
     kCertificates = 3,  // a login: the chain that the client has shown (DER, its own first)
+    // A package, which is answered with statuses; another kFile begins another one.
+    kFile = 4,       // a FileRecord: it is about to come
+    kPiece = 5,      // what comes next, of at most kChunkSize bytes
+    kWhole = 6,      // that was the last piece
+    kBrokenOff = 7,  // there are no more
 };
+
+/// What a client says of a package; texts are padded with NUL.
+struct FileRecord {
+    uint64_t size;
+    uint32_t flags;
+    uint8_t args[3];
+    uint8_t reserved;
+    char name[256];
+    char extra[32];
+};
+static_assert(sizeof(FileRecord) == 304 && offsetof(FileRecord, name) == 16);
 
 struct Question {
     Asked asked;

@@ -49,6 +49,10 @@ const Setting kSettings[] = {
     {"adapters", "virtual", &Config::virtual_interfaces, "list interfaces without a PCI device, too, under their names"},
     {"adapters", "confirm_seconds", &Config::confirm_seconds, "how soon a client has to log in anew after it changed the interface that it comes by, or the change is put back; 0: never", 0, 86'400},
     {"drivers", "allowed", &Config::drivers, "modules that may be loaded, unloaded and reloaded"},
+    {"packages", "install_hook", &Config::install_hook, "program that is run with each package that operators install, by its absolute path; empty: none may be installed"},
+    {"packages", "hook_seconds", &Config::hook_seconds, "for the hook, until it is ended", 1, 86'400},
+    {"packages", "spool", &Config::spool, "folder in which packages wait for the hook; made when it is not there"},
+    {"packages", "package_most_bytes", &Config::package_most_bytes, "of a package", 1, 1'073'725'440},
     {"process", "user", &Config::user, "whom the process that talks to the network runs as, when the agent is started by root"},
     {"process", "folder", &Config::folder, "all that this process sees of the file system; made when it is not there"},
 };

@@ -38,6 +38,11 @@ struct Config {
     bool virtual_interfaces = false;
     uint32_t confirm_seconds = 0;
     Texts drivers;
+
+    std::string install_hook;
+    uint32_t hook_seconds = 600;
+    std::string spool = "/var/spool/korvane-zmagent";
+    uint32_t package_most_bytes = 512u << 20;
 };
 
 /// The file that is read where no other is named.

@@ -19,6 +19,7 @@
 #include "records/messages.h"
 #include "zwmgmt/fixed_text.h"
 #include "zwmgmt/message.h"
+#include "zwmgmt/records/file_transfer.h"
 #include "zwmgmt/status.h"
 #include "zwmgmt/vocabulary.h"
 
@@ -49,17 +50,12 @@ void WaitUntilReceived(int client, uint64_t before) {
     }
 }
 
-void Note(Audit& audit, const AuditEntry& entry) {
-    if (audit.Write(entry)) return;
-    std::fprintf(stderr, "korvane_zmagent: cannot write the audit log: %s\n",
-                 LineOf(entry).c_str());
-}
-
 /// What all sessions share.
 struct Shared {
     Audit& audit;
     LoginGuard& logins;
     Probes& probes;
+    Installer& installer;
     Confirmations& confirmations;
 };
 
@@ -69,6 +65,7 @@ class ClientService {
                   Descriptor its_channel, Descriptor its_client, const Ends& its_ends)
         : service(std::move(its_service)),
           shared(with_others),
+          delivery(with_others.installer, service->config),
           channel(std::move(its_channel)),
           client(std::move(its_client)),
           ends(its_ends),
@@ -92,13 +89,21 @@ class ClientService {
             }
             case Asked::kCertificates: return LogInByCertificate(data);
             case Asked::kRequest: return Serve(question.service, question.opcode, data);
+            case Asked::kFile:
+            case Asked::kPiece:
+            case Asked::kWhole:
+            case Asked::kBrokenOff:
+                return Tell(delivery.Answer(question.asked, data, user, address_text,
+                                            RefusalOf(zwmgmt::kSystem, zwmgmt::kInstall)));
         }
         return false;
     }
 
   private:
     uint32_t LongestQuestion(Asked asked) const {
-        if (role != Role::kNobody) return kLongestQuestion;
+        if (role != Role::kNobody) {
+            return asked == Asked::kPiece ? zwmgmt::kChunkSize : kLongestQuestion;
+        }
         return asked == Asked::kCertificates ? kLongestChain : uint32_t{sizeof(LoginRecord)};
     }
 
@@ -152,7 +157,7 @@ class ClientService {
         } else {
             entry.status = zwmgmt::kLoginRejected;
         }
-        Note(shared.audit, entry);
+        shared.audit.Note(entry);
         return entry.status;
     }
 
@@ -174,13 +179,13 @@ class ClientService {
         if (asking.change) {
             AuditEntry line = entry;
             line.keys.emplace_back("change", "follows the answer");
-            Note(shared.audit, line);
+            shared.audit.Note(line);
             is_told = TellAndWait(reply);
             reply = asking.change();
         }
         entry.status = reply.status;
         entry.reason = reply.reason;
-        Note(shared.audit, entry);
+        shared.audit.Note(entry);
         if (reply.status == zwmgmt::kSuccess && asking.put_back) Expect(entry, asking.put_back);
         return asking.change ? is_told : Tell(reply);
     }
@@ -194,16 +199,24 @@ class ClientService {
             user, ends, limit, [entry, put_back, host = service, &audit = shared.audit]() mutable {
                 entry.reason = put_back();
                 if (!entry.reason.empty()) entry.status = zwmgmt::kInvalidValue;
-                Note(audit, entry);
+                audit.Note(entry);
             });
     }
 
-    agent::Reply AnswerTo(Client& asking, uint8_t service_code, uint16_t opcode, Data data) {
+    /// Why this user may not ask for it; 0: he may.
+    uint32_t RefusalOf(uint8_t service_code, uint16_t opcode) const {
         const auto* form = zwmgmt::FindMessageForm(service_code, opcode, zwmgmt::kLinux);
-        if (role == Role::kNobody) return {.status = zwmgmt::kLoginRejected, .data = {}};
-        if (form == nullptr) return {.status = zwmgmt::kNotSupported, .data = {}};
-        if (form->changes && role != Role::kOperator) {
-            return {.status = zwmgmt::kNoReadWriteToken, .data = {}};
+        if (role == Role::kNobody) return zwmgmt::kLoginRejected;
+        if (form == nullptr) return zwmgmt::kNotSupported;
+        if (form->changes && role != Role::kOperator) return zwmgmt::kNoReadWriteToken;
+        return zwmgmt::kSuccess;
+    }
+
+    agent::Reply AnswerTo(Client& asking, uint8_t service_code, uint16_t opcode, Data data) {
+        const uint32_t refusal = RefusalOf(service_code, opcode);
+        if (refusal != zwmgmt::kSuccess) return {.status = refusal, .data = {}};
+        if (service_code == zwmgmt::kSystem && opcode == zwmgmt::kGetInstallResult) {
+            return shared.installer.OutcomeOf(user);
         }
         if (service_code == zwmgmt::kNet) {
             if (auto reply = shared.probes.Answer(user, opcode, data)) return *std::move(reply);
@@ -229,6 +242,7 @@ class ClientService {
 
     const std::shared_ptr<const Service> service;
     const Shared shared;
+    Delivery delivery;
     const Descriptor channel;
     const Descriptor client;
     const Ends ends;
@@ -252,8 +266,8 @@ void Keeper::Begin(std::shared_ptr<const Service> service, Descriptor channel, D
     if (!here || !there || !channel) return;
     // It goes into the thread by a pointer, as what a function holds is copied.
     auto served = std::make_shared<ClientService>(
-        std::move(service), Shared{audit, logins, probes, confirmations}, std::move(channel),
-        std::move(client), Ends{.host = *here, .client = *there});
+        std::move(service), Shared{audit, logins, probes, installer, confirmations},
+        std::move(channel), std::move(client), Ends{.host = *here, .client = *there});
     Session& session = sessions.emplace_back();
     try {
         session.thread = std::thread([&session, served = std::move(served)] {

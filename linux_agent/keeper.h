@@ -13,6 +13,7 @@
 #include "linux_agent/confirmations.h"
 #include "linux_agent/descriptor.h"
 #include "linux_agent/host.h"
+#include "linux_agent/installer.h"
 #include "linux_agent/login.h"
 #include "linux_agent/probes.h"
 
@@ -45,6 +46,7 @@ class Keeper {
     LoginGuard logins;
     Probes probes;
     Confirmations confirmations;
+    Installer installer{audit};
     std::list<Session> sessions;
 };
 

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
@@ -16,6 +17,7 @@
 #include "agent/server.h"
 #include "linux_agent/cage.h"
 #include "linux_agent/channel.h"
+#include "zwmgmt/fixed_text.h"
 #include "zwmgmt/status.h"
 #include "zwmgmt/vocabulary.h"
 
@@ -39,12 +41,7 @@ class DistantHost : public agent::HostModel {
     agent::Reply Answer(uint8_t service, uint16_t opcode, Data data) override {
         return Ask(Asked::kRequest, service, opcode, data);
     }
-    agent::FileOpening OpenFile(const agent::FileAnnouncement&) override {
-        const agent::Reply reply = Ask(Asked::kRequest, zwmgmt::kSystem, zwmgmt::kInstall, {});
-        const bool is_refused = reply.status != zwmgmt::kSuccess;
-        return {.status = is_refused ? reply.status : uint32_t{zwmgmt::kNotSupported},
-                .sink = nullptr};
-    }
+    agent::FileOpening OpenFile(const agent::FileAnnouncement& file) override;
     uint32_t LogIn(const LoginRecord& record) {
         return Ask(Asked::kLogin, 0, 0, {reinterpret_cast<const uint8_t*>(&record), sizeof(record)})
             .status;
@@ -55,7 +52,6 @@ class DistantHost : public agent::HostModel {
     /// Whether the other half has not gone.
     bool IsThere() const { return is_there; }
 
-  private:
     agent::Reply Ask(Asked asked, uint8_t service, uint16_t opcode, Data data) {
         const Question question = {asked, service, opcode, static_cast<uint32_t>(data.size())};
         zmagent::Answer answer = {};
@@ -74,9 +70,42 @@ class DistantHost : public agent::HostModel {
         return is_there ? std::move(reply) : agent::Failed(zwmgmt::kNotConnected);
     }
 
+  private:
     const Descriptor channel;
     bool is_there = true;
 };
+
+/// A package that the other half takes.
+class DistantSink : public agent::FileSink {
+  public:
+    explicit DistantSink(DistantHost& its_host) : host(its_host) {}
+    ~DistantSink() override {
+        if (!is_whole) host.Ask(Asked::kBrokenOff, 0, 0, {});
+    }
+
+    uint32_t Take(Data piece) override { return host.Ask(Asked::kPiece, 0, 0, piece).status; }
+    uint32_t Finish() override {
+        is_whole = true;
+        return host.Ask(Asked::kWhole, 0, 0, {}).status;
+    }
+
+  private:
+    DistantHost& host;
+    bool is_whole = false;
+};
+
+agent::FileOpening DistantHost::OpenFile(const agent::FileAnnouncement& file) {
+    FileRecord record = {};
+    record.size = file.size;
+    record.flags = file.flags;
+    std::ranges::copy(file.args, record.args);
+    zwmgmt::SetFixedText(record.name, file.name);
+    zwmgmt::SetFixedText(record.extra, file.extra);
+    const agent::Reply reply =
+        Ask(Asked::kFile, 0, 0, {reinterpret_cast<const uint8_t*>(&record), sizeof(record)});
+    if (reply.status != zwmgmt::kSuccess) return {.status = reply.status, .sink = nullptr};
+    return {.status = zwmgmt::kSuccess, .sink = std::make_unique<DistantSink>(*this)};
+}
 
 agent::Options OptionsFor(const Config& config, const std::vector<int>& listening) {
     agent::Options options;

@@ -21,6 +21,7 @@
 
 #include "linux_agent/channel.h"
 #include "linux_agent/network_half.h"
+#include "linux_agent/spool.h"
 
 namespace zmagent {
 namespace {
@@ -93,6 +94,7 @@ std::shared_ptr<const Service> Supervisor::Load(std::string* error) const {
         read->authorities = ReadAuthorities(config.client_authorities, error);
         if (!read->authorities) return nullptr;
     }
+    if (!config.install_hook.empty() && !PrepareSpool(config.spool, error)) return nullptr;
     read->host = make(config);
     return read;
 }
@@ -287,6 +289,8 @@ int Supervisor::Run() {
         Say(error);
         return 1;
     }
+    // It is this agent's now: another one would have the port.
+    if (!service->config.install_hook.empty()) EmptySpool(service->config.spool);
     if (service->config.port == 0 && listeners.Port() != 0) {
         std::printf("%d\n", listeners.Port());
         std::fflush(stdout);
