@@ -2,7 +2,9 @@
 """Usage: zmagent.py BIN: the real agent's daemon: logins, roles, reloads, limits, cage and log."""
 
 import contextlib
+import fcntl
 import grp
+import hashlib
 import json
 import os
 import pathlib
@@ -68,7 +70,8 @@ class Agent:
             f"auth required pam_exec.so expose_authtok quiet {check}\n"
             "account required pam_permit.so\n")
 
-    def write(self, operators=(GROUP,), readers=(), confirm_seconds=0, tls="", **limits):
+    def write(self, operators=(GROUP,), readers=(), confirm_seconds=0, tls="", packages=(),
+              **limits):
         lines = "".join(f"{name} = {value}\n" for name, value in limits.items())
         self.config.write_text(f"""
 [listen]
@@ -91,7 +94,9 @@ confirm_seconds = {confirm_seconds}
 [process]
 user = "nobody"
 folder = "{self.folder}/empty"
-""")
+[packages]
+spool = "{self.folder}/spool"
+{"".join(line + chr(10) for line in packages)}""")
 
     def ask(self, *words, password="right", user=USER.pw_name):
         file = self.folder / "password"
@@ -237,6 +242,115 @@ class Daemon(unittest.TestCase):
             greedy.send(header(service=4, opcode=142, length=1 << 20))
             self.assertEqual(greedy.recv(1), b"")
         self.assertEqual(agent.end(), (0, ""))
+
+    def packages(self, *more):
+        """The settings for a hook that does what the name of its package says. While it runs, it
+        and its children hold the lock, and "started" is a pipe that it writes to."""
+        hook = pathlib.Path(self.folder, "hook")
+        hook.write_text(f"""#!/bin/sh
+exec 9>{self.folder}/lock; flock 9
+case $KORVANE_PACKAGE in
+*hangs) trap '' TERM; echo on >{self.folder}/started; sleep 1000 & wait; sleep 1000;;
+*prints) exec yes;;
+*leaves) sleep 1000 & ;;
+*needs) echo needs more; exit 10;;
+*signal) kill -USR1 $$;;
+*) (cd ..; pwd; stat -c %a .; cat "$1" | sha256sum; env; ls /proc/self/fd) >{self.folder}/got;;
+esac
+""")
+        hook.chmod(0o755)
+        with contextlib.suppress(FileExistsError):
+            os.mkfifo(f"{self.folder}/started")
+        return [f'install_hook = "{hook}"', *more]
+
+    def install(self, agent, what, *before):
+        file = pathlib.Path(self.folder, "KorvaneZwire-" + what)
+        file.write_bytes(os.urandom(40_000))
+        return agent.ask(*before, "system", "install", "type=nic,toe", f"zwirepath={file}",
+                         "conftype=3")
+
+    def nothing_is_left(self):
+        """In the spool, and of the hook's processes: while there are any this waits."""
+        with open(f"{self.folder}/lock", "w", encoding="ascii") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+        self.assertEqual(os.listdir(f"{self.folder}/spool"), [])
+
+    def test_packages_are_installed_by_the_hook(self):
+        left = pathlib.Path(self.folder, "spool", "0" * 32)
+        left.mkdir(parents=True)
+        left.parent.chmod(0o700)
+        agent = self.start(packages=self.packages())
+        self.assertEqual(agent.ask("system", "getinstallresult").returncode, 1)
+        installed = self.install(agent, "fits", "--wait")
+        self.assertIn("KorvaneZwire-fits: installed\n", installed.stdout)
+        package = pathlib.Path(self.folder, "KorvaneZwire-fits")
+        checksum = hashlib.sha256(package.read_bytes()).hexdigest()
+        got = pathlib.Path(self.folder, "got").read_text()
+        self.assertTrue(got.startswith(f"{self.folder}/spool\n700\n{checksum}  -\n"), got)
+        for line in ("KORVANE_PACKAGE=KorvaneZwire-fits", "KORVANE_SIZE=40000", "LC_ALL=C",
+                     f"KORVANE_SHA256={checksum}", f"KORVANE_USER={USER.pw_name}",
+                     "KORVANE_TYPES=nic,toe", "KORVANE_CONF_TYPE=3"):
+            self.assertIn(line + "\n", got)
+        self.assertNotIn("PYTHON", got)
+        self.assertTrue(got.endswith("\n0\n1\n2\n3\n9\n"), got)  # 3: ls; 9: the lock
+        cases = [  # package, status of the outcome, log
+            ("needs", 75, ' exit_status="10" printed="needs more" status=75 '),
+            ("signal", 1, "by signal 10"),
+            ("leaves", 0, ""),
+        ]
+        for what, status, logged in cases:
+            with self.subTest(what=what):
+                outcome = self.install(agent, what, "--wait", "--format", "json")
+                self.assertEqual(json.loads(outcome.stdout)["status"], status, outcome.stdout)
+                self.assertIn(logged, agent.log.read_text())
+                self.nothing_is_left()
+        self.assertEqual(agent.end(), (0, ""))
+
+    def test_hooks_that_do_not_end_are_ended(self):
+        agent = self.start(packages=self.packages("hook_seconds = 1"))
+        with open(f"{self.folder}/started", "r+b", buffering=0) as started:
+            for what in ("hangs", "prints"):
+                with self.subTest(what=what):
+                    outcome = self.install(agent, what, "--wait")
+                    self.assertIn("(status 1)", outcome.stderr)
+                    self.assertIn('reason="it took too long"', agent.log.read_text())
+                    self.nothing_is_left()
+            self.assertEqual(started.read(3), b"on\n")
+            self.assertEqual(agent.end(), (0, ""))
+            agent = self.start(packages=self.packages())
+            self.assertEqual(self.install(agent, "hangs").returncode, 0)
+            self.assertEqual(started.read(3), b"on\n")
+            self.assertIn("(status 55)", agent.ask("system", "getinstallresult").stderr)
+            self.assertEqual(agent.end(), (0, ""))
+        self.assertIn('reason="the agent was stopped"', agent.log.read_text())
+        self.nothing_is_left()
+
+    def test_packages_are_refused(self):
+        others = pathlib.Path(self.folder, "others")
+        link = pathlib.Path(self.folder, "link")
+        safe = self.packages()
+        others.write_text("#!/bin/sh\n")
+        others.chmod(0o777)
+        link.symlink_to(f"{self.folder}/hook")
+        cases = [  # settings, readers, status, log
+            ([], [], 1, "no hook is configured"),
+            (safe, [GROUP], 9, ""),
+            ([f'install_hook = "{others}"'], [], 1, "can be changed by others"),
+            ([f'install_hook = "{link}"'], [], 1, "is a link"),
+            ([*safe, "package_most_bytes = 39_999"], [], 6, "such a size"),
+        ]
+        for packages, readers, status, logged in cases:
+            with self.subTest(logged=logged):
+                agent = self.start(packages=packages, readers=readers,
+                                   operators=[] if readers else [GROUP])
+                answer = self.install(agent, "fits")
+                self.assertIn(f"(status {status})", answer.stderr, answer.stdout)
+                self.assertEqual(agent.end(), (0, ""))
+                announced = agent.log.read_text().splitlines()[-1]
+                self.assertIn(' file_size="40000" ', announced)
+                self.assertIn(logged, announced)
+                spool = pathlib.Path(self.folder, "spool")
+                self.assertEqual(list(spool.iterdir()) if spool.exists() else [], [])
 
     def test_systemd(self):
         path = f"{self.folder}/notify"

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <list>
 #include <optional>
 #include <string>
 #include <vector>
@@ -174,6 +175,101 @@ TEST(Confirmations, AreOfTheUserOnTheSamePathAfterTheChange) {
         EXPECT_EQ(confirmations.Confirm("bob", ends, after), 1u);
     }
     EXPECT_EQ(put_back, "ba");  // the latest first
+}
+
+/// What a network half may do with packages that is in other hands than its client's.
+TEST(Keeper, TakesOfPackagesWhatWasAnnounced) {
+    const PamFolder folder("pam_permit.so");
+    const passwd* account = getpwuid(getuid());
+    ASSERT_NE(account, nullptr);
+    Config config;
+    config.pam_folder = folder.path;
+    config.operators = {getgrgid(account->pw_gid)->gr_name};
+    config.install_hook = "/usr/bin/true";
+    config.spool = folder.path + "/spool";
+    config.package_most_bytes = 40'000;
+    Audit audit;
+    std::string error;
+    ASSERT_TRUE(audit.Open("/dev/null", &error)) << error;
+
+    struct Ask {
+        Asked asked;
+        size_t length = 0;  // of what comes with it, where that is no record
+        FileRecord record = {};
+    };
+    const auto file = [](std::string_view name, uint64_t size, uint32_t flags = 1,
+                         std::string_view extra = "") {
+        Ask ask = {.asked = Asked::kFile, .length = sizeof(FileRecord)};
+        ask.record.size = size;
+        ask.record.flags = flags;
+        zwmgmt::SetFixedText(ask.record.name, name);
+        zwmgmt::SetFixedText(ask.record.extra, extra);
+        return ask;
+    };
+    const Ask whole = {.asked = Asked::kWhole};
+    const Ask broken_off = {.asked = Asked::kBrokenOff};
+    const auto piece = [](size_t length) { return Ask{.asked = Asked::kPiece, .length = length}; };
+    constexpr uint32_t kBad = zwmgmt::kInvalidValue;
+    constexpr uint32_t kRefused = zwmgmt::kRequestRefused;
+    struct Case {
+        const char* what;
+        std::vector<Ask> asks;
+        std::vector<uint32_t> statuses;  // fewer than are asked: then the keeper has hung up
+    };
+    const Case cases[] = {
+        {"no file", {piece(1), whole, broken_off}, {kBad, kBad, 0}},
+        {"too many bytes", {file("a", 8), piece(9), piece(8), whole}, {0, kRefused, kBad, kBad}},
+        {"too few", {file("a", 8), piece(7), whole, piece(1)}, {0, 0, kRefused, kBad}},
+        {"two at once", {file("a", 8), file("b", 1), piece(8)}, {0, 0, kRefused}},
+        {"broken off", {file("a", 8), piece(7), broken_off, piece(1)}, {0, 0, 0, kBad}},
+        {"left alone", {file("a", 8), piece(7)}, {0, 0}},
+        {"a long piece", {file("a", 20'000), piece(16'385)}, {0}},
+        {"half a record", {{.asked = Asked::kFile, .length = 8}}, {kBad}},
+        {"too large", {file("a", 40'001)}, {kBad}},
+        {"beyond all", {file("a", UINT64_MAX)}, {kBad}},
+        {"empty", {file("a", 0)}, {kBad}},
+        {"no name", {file("", 1)}, {kBad}},
+        {"a path", {file("a/b", 1), file("..", 1), file(".about.toml", 1)}, {kBad, kBad, kBad}},
+        {"an option", {file("-a", 1), file("a;b", 1), file("a\nb", 1)}, {kBad, kBad, kBad}},
+        {"a long name", {file(std::string(129, 'a'), 1)}, {kBad}},
+        {"types without a name", {file("a", 1, 1u << 19), file("a", 1, 1u << 25)}, {kBad, kBad}},
+        {"options", {file("a", 1, 0x200, "a$b"), file("a", 1, 1, "\6")}, {kBad, kBad}},
+        {"options", {file("a", 1, 0x200, "my.conf"), file("a", 1, 1, "\5")}, {0, 0}},
+    };
+    LoginRecord login = {};
+    zwmgmt::SetFixedText(login.user_name, std::string_view(account->pw_name));
+    const auto send = [](Intruder& intruder, Asked asked, const auto& record, size_t length) {
+        const auto* bytes = reinterpret_cast<const uint8_t*>(&record);
+        std::vector<uint8_t> data(bytes, bytes + sizeof(record));
+        data.resize(length);
+        return intruder.Ask({asked, 0, 0, static_cast<uint32_t>(length)}, data);
+    };
+    {
+        Keeper keeper(audit);
+        for (const Case& row : cases) {
+            SCOPED_TRACE(row.what);
+            Intruder intruder(keeper, config);
+            ASSERT_EQ(send(intruder, Asked::kLogin, login, sizeof(login)), zwmgmt::kSuccess);
+            for (size_t i = 0; i < row.asks.size(); ++i) {
+                const Ask& ask = row.asks[i];
+                const auto status = i < row.statuses.size() ? std::optional(row.statuses[i])
+                                                            : std::optional<uint32_t>();
+                EXPECT_EQ(send(intruder, ask.asked, ask.record, ask.length), status) << i;
+            }
+        }
+    }
+    {
+        Keeper keeper(audit);
+        std::list<Intruder> many;
+        for (size_t i = 0; i <= 16; ++i) {
+            Intruder& one = many.emplace_back(keeper, config);
+            ASSERT_EQ(send(one, Asked::kLogin, login, sizeof(login)), zwmgmt::kSuccess);
+            EXPECT_EQ(send(one, Asked::kFile, file("a", 1).record, sizeof(FileRecord)),
+                      i < 16 ? zwmgmt::kSuccess : zwmgmt::kStillRunning);
+        }
+        many.clear();  // the keeper waits for those that are there
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(config.spool));
 }
 
 TEST(LoginGuard, MakesGuessingSlowForAnAddressAlone) {
