@@ -30,6 +30,7 @@ add_library(zmagent STATIC
     linux_agent/cage.cpp
     linux_agent/certificates.cpp
     linux_agent/channel.cpp
+    linux_agent/client_service.cpp
     linux_agent/config.cpp
     linux_agent/confirmations.cpp
     linux_agent/hook.cpp

@@ -7,24 +7,10 @@
 #include <memory>
 #include <thread>
 
-#include "linux_agent/audit.h"
-#include "linux_agent/certificates.h"
-#include "linux_agent/config.h"
-#include "linux_agent/confirmations.h"
+#include "linux_agent/client_service.h"
 #include "linux_agent/descriptor.h"
-#include "linux_agent/host.h"
-#include "linux_agent/installer.h"
-#include "linux_agent/login.h"
-#include "linux_agent/probes.h"
 
 namespace zmagent {
-
-/// What sessions that begin now are served by.
-struct Service {
-    Config config;
-    std::unique_ptr<Host> host;
-    Authorities authorities = {};  // null: certificates log nobody in
-};
 
 class Keeper {
   public:
