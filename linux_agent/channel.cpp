@@ -2,8 +2,10 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 
 namespace zmagent {
 namespace {
@@ -52,6 +54,23 @@ bool WriteWhole(int channel, std::span<const uint8_t> bytes) {
     return MoveWhole(bytes, [channel](const uint8_t* from, size_t most) {
         return send(channel, from, most, MSG_NOSIGNAL);
     });
+}
+
+bool WriteWhole(int channel, std::span<const uint8_t> record, std::span<const uint8_t> data) {
+    iovec parts[] = {{const_cast<uint8_t*>(record.data()), record.size()},
+                     {const_cast<uint8_t*>(data.data()), data.size()}};
+    msghdr message = {};
+    message.msg_iov = parts;
+    message.msg_iovlen = std::size(parts);
+    ssize_t sent;
+    do {
+        sent = sendmsg(channel, &message, MSG_NOSIGNAL);
+    } while (sent < 0 && errno == EINTR);
+    if (sent < 0) return false;
+    const auto done = static_cast<size_t>(sent);
+    const size_t of_record = std::min(done, record.size());
+    return WriteWhole(channel, record.subspan(of_record)) &&
+           WriteWhole(channel, data.subspan(done - of_record));
 }
 
 bool MakeControl(Descriptor* one, Descriptor* other) {

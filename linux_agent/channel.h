@@ -16,6 +16,8 @@ namespace zmagent {
 /// Fills or writes the whole; false when the other side has gone.
 bool ReadWhole(int channel, std::span<uint8_t> bytes);
 bool WriteWhole(int channel, std::span<const uint8_t> bytes);
+/// A record and what follows it, at once: the other side wakes up once.
+bool WriteWhole(int channel, std::span<const uint8_t> record, std::span<const uint8_t> data);
 
 // On a client's channel.
 

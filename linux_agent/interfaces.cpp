@@ -92,10 +92,8 @@ Request LinkRequest(uint16_t type, uint16_t flags, uint32_t index) {
     return {type, flags, &header, sizeof(header)};
 }
 
-/// Asks for one interface, or with NLM_F_DUMP for all.
-std::vector<Interface> Ask(Kernel& kernel, uint16_t flags, uint32_t index) {
+std::vector<Interface> Ask(Kernel& kernel, Request&& request) {
     std::vector<Interface> interfaces;
-    Request request = LinkRequest(RTM_GETLINK, flags, index);
     kernel.route.Ask(request, [&](const nlmsghdr& reply) {
         if (mnl_nlmsg_get_payload_len(&reply) < sizeof(ifinfomsg)) return;
         const auto* link = static_cast<const ifinfomsg*>(mnl_nlmsg_get_payload(&reply));
@@ -125,10 +123,12 @@ __attribute__((noreturn)) void GiveUp(char* /*message*/, ...) {
 
 }  // namespace
 
-std::vector<Interface> Interfaces(Kernel& kernel) { return Ask(kernel, NLM_F_DUMP, 0); }
+std::vector<Interface> Interfaces(Kernel& kernel) {
+    return Ask(kernel, LinkRequest(RTM_GETLINK, NLM_F_DUMP, 0));
+}
 
 std::optional<Interface> InterfaceAt(Kernel& kernel, uint32_t index) {
-    std::vector<Interface> found = Ask(kernel, 0, index);
+    std::vector<Interface> found = Ask(kernel, LinkRequest(RTM_GETLINK, 0, index));
     if (found.empty()) return std::nullopt;
     return std::move(found.front());
 }
@@ -162,6 +162,26 @@ std::vector<Adapter> Adapters(Kernel& kernel, bool virtual_interfaces) {
     }
     std::stable_partition(sorted.begin(), sorted.end(), std::mem_fn(&Adapter::on_pci));
     return sorted;
+}
+
+std::optional<Adapter> AdapterAt(Kernel& kernel, bool virtual_interfaces,
+                                 std::string_view location) {
+    if (!IsPciLocation(location)) {
+        // It is an interface's name, and the others, of which there may be thousands, are not
+        // asked.
+        Request request = LinkRequest(RTM_GETLINK, 0, 0);
+        request.Text(IFLA_IFNAME, std::string(location));
+        std::vector<Interface> found = Ask(kernel, std::move(request));
+        if (!virtual_interfaces || found.empty() || found.front().name != location ||
+            !PciLocationOf(found.front()).empty()) {
+            return std::nullopt;
+        }
+        return Adapter{.location = found.front().name, .on_pci = false, .ports = std::move(found)};
+    }
+    for (Adapter& adapter : Adapters(kernel, virtual_interfaces)) {
+        if (adapter.location == location) return std::move(adapter);
+    }
+    return std::nullopt;
 }
 
 PciFunction PciFunctionAt(const std::string& location) {

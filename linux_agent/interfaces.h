@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "linux_agent/ethtool.h"
@@ -43,6 +44,10 @@ Outcome SetMtu(Kernel& kernel, const Interface& interface, uint32_t mtu);
 
 /// Sorted by location; with virtual ones those that are on no PCI function, too.
 std::vector<Adapter> Adapters(Kernel& kernel, bool virtual_interfaces);
+
+/// One of them.
+std::optional<Adapter> AdapterAt(Kernel& kernel, bool virtual_interfaces,
+                                 std::string_view location);
 
 /// What PCI says of a function.
 struct PciFunction {

@@ -167,10 +167,7 @@ std::vector<Adapter> KernelHost::AllAdapters() {
 }
 
 std::optional<Adapter> KernelHost::FindAdapter(std::string_view location) {
-    for (Adapter& adapter : AllAdapters()) {
-        if (adapter.location == location) return std::move(adapter);
-    }
-    return std::nullopt;
+    return AdapterAt(kernel, options.virtual_interfaces, location);
 }
 
 std::optional<Interface> KernelHost::FindPort(const PortRequest& request) {

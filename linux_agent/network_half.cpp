@@ -59,8 +59,7 @@ class DistantHost : public agent::HostModel {
         is_there =
             is_there &&
             WriteWhole(channel.Number(),
-                       {reinterpret_cast<const uint8_t*>(&question), sizeof(question)}) &&
-            WriteWhole(channel.Number(), data) &&
+                       {reinterpret_cast<const uint8_t*>(&question), sizeof(question)}, data) &&
             ReadWhole(channel.Number(), {reinterpret_cast<uint8_t*>(&answer), sizeof(answer)}) &&
             answer.length <= kLongestAnswer;
         if (!is_there) return agent::Failed(zwmgmt::kNotConnected);

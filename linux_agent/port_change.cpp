@@ -1,4 +1,3 @@
-#include <fnmatch.h>
 #include <linux/ethtool_netlink.h>
 
 #include <algorithm>
@@ -62,10 +61,10 @@ Outcome SetBits(const Setting& setting, uint8_t message, uint16_t attribute, con
 }
 
 Outcome SetFeatures(const Setting& setting) {
-    const char* names = RowOf(FeatureRows(), setting.property).features;
+    const FeatureRow& row = RowOf(FeatureRows(), setting.property);
     Bits bits;
     for (const Bit& bit : setting.features) {
-        if (fnmatch(names, bit.name.c_str(), 0) != 0) continue;
+        if (!row.Covers(bit.name)) continue;
         bits.push_back({.index = bit.index, .name = bit.name, .set = setting.Number() != 0});
     }
     return SetBits(setting, ETHTOOL_MSG_FEATURES_SET, ETHTOOL_A_FEATURES_WANTED, bits);

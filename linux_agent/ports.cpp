@@ -1,6 +1,5 @@
 #include "linux_agent/ports.h"
 
-#include <fnmatch.h>
 #include <linux/ethtool.h>
 #include <linux/ethtool_netlink.h>
 
@@ -122,9 +121,8 @@ void ReadWakeOn(const Attributes& wake, PortState* state) {
 void ReadFeatures(const Attributes& features, PortState* state) {
     const Bits active = BitsIn(features.Nest(ETHTOOL_A_FEATURES_ACTIVE));
     for (const FeatureRow& row : FeatureRows()) {
-        const bool on = std::ranges::any_of(active, [&](const Bit& bit) {
-            return bit.set && fnmatch(row.features, bit.name.c_str(), 0) == 0;
-        });
+        const bool on = std::ranges::any_of(
+            active, [&](const Bit& bit) { return bit.set && row.Covers(bit.name); });
         Store(PropertyOf(row.word), on, &state->record.settings);
     }
 }

@@ -39,6 +39,15 @@ constexpr FeatureRow kFeatures[] = {
 
 }  // namespace
 
+bool FeatureRow::Covers(std::string_view feature) const {
+    const std::string_view pattern = features;
+    const size_t star = pattern.find('*');
+    if (star == pattern.npos) return feature == pattern;
+    const std::string_view end = pattern.substr(star + 1);
+    return feature.size() >= star + end.size() && feature.starts_with(pattern.substr(0, star)) &&
+           feature.ends_with(end);
+}
+
 std::span<const NumberRow> NumberRows() { return kNumbers; }
 std::span<const FeatureRow> FeatureRows() { return kFeatures; }
 

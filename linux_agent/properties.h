@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string_view>
 
 #include "commands/arguments.h"
 #include "zwmgmt/records/port.h"
@@ -21,7 +22,9 @@ struct NumberRow {
 /// A property that sums up features: it is on where any of them is.
 struct FeatureRow {
     const char* word;
-    const char* features;  // with * for any characters
+    const char* features;  // with one * for any characters
+
+    bool Covers(std::string_view feature) const;
 };
 
 std::span<const NumberRow> NumberRows();
