@@ -22,7 +22,7 @@ ROOMS = {
     "agent": "include platform records session commands adapters filters",
     "linux_agent": "include platform records session output commands adapters agent",
     "simulator": "include platform records session commands adapters filters front_end agent",
-    "benchmarks": "include output agent",
+    "benchmarks": "include output agent linux_agent",
     "examples": "include",
     "fuzz": "include records output commands policies api agent simulator linux_agent",
     "scripts": "include records session output commands",
