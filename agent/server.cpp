@@ -18,7 +18,7 @@ constexpr platform::Milliseconds kAcceptRound{200};
 
 Server::Server(HostModel& host_model, Options agent_options)
     : Server(
-          [this, &host_model](Wire& wire, platform::SocketHandle) {
+          [this, &host_model](Wire& wire, Visit&) {
               ClientSession session(wire, host_model, options);
               while (session.ServeOne()) {
               }
@@ -96,7 +96,7 @@ void Server::AcceptClients() {
         ReapClients(false);
         if (socket == platform::kNoSocket) continue;
         const auto address = platform::PeerOf(socket);
-        if (!address || !HasRoomFor(*address)) {
+        if (!address || !HasRoomFor(*address) || !MakeRoom()) {
             platform::CloseSocket(socket);
             continue;
         }
@@ -113,13 +113,28 @@ void Server::AcceptClients() {
 }
 
 bool Server::HasRoomFor(const platform::Address& address) const {
-    const auto few = [](size_t count, size_t most) { return most == 0 || count < most; };
+    if (options.most_clients_of_address == 0) return true;
     const platform::Address network = platform::NetworkOf(address);
     const auto of_address = std::ranges::count_if(clients, [&](const Client& client) {
         return platform::NetworkOf(client.address) == network;
     });
-    return few(clients.size(), options.most_clients) &&
-           few(static_cast<size_t>(of_address), options.most_clients_of_address);
+    return static_cast<size_t>(of_address) < options.most_clients_of_address;
+}
+
+/// Where all places are taken the oldest of those makes room who have come least far, so that
+/// clients that do nothing keep nobody out; who has logged in stays.
+bool Server::MakeRoom() {
+    const size_t most = options.most_clients;
+    const auto leaving = std::ranges::count(clients, true, &Client::makes_room);
+    if (most == 0 || clients.size() - static_cast<size_t>(leaving) < most) return true;
+    const auto rank = [](const Client& client) {
+        return client.makes_room ? Progress::kLoggedIn : client.progress.load();
+    };
+    const auto least = std::ranges::min_element(clients, {}, rank);
+    if (rank(*least) == Progress::kLoggedIn || clients.size() >= 2 * most) return false;
+    least->makes_room = true;
+    platform::CloseBothWays(least->socket);
+    return true;
 }
 
 void Server::ReapClients(bool all) {
@@ -137,7 +152,7 @@ void Server::ReapClients(bool all) {
 
 void Server::Serve(Client* client) {
     try {
-        Converse(client->socket);
+        Converse(client);
     } catch (const std::exception&) {  // no memory, or no thread: it is this client's end alone
     }
     platform::CloseBothWays(client->socket);
@@ -146,11 +161,13 @@ void Server::Serve(Client* client) {
     client_is_done.notify_one();
 }
 
-void Server::Converse(platform::SocketHandle socket) {
-    std::unique_ptr<TlsWire> tls = TlsWire::Accept(context.get(), socket, options.limits.handshake);
+void Server::Converse(Client* client) {
+    std::unique_ptr<TlsWire> tls =
+        TlsWire::Accept(context.get(), client->socket, options.limits.handshake);
     if (!tls) return;
+    client->progress = Progress::kSecured;
     const std::unique_ptr<Wire> wire = options.wrap ? options.wrap(std::move(tls)) : std::move(tls);
-    serve(*wire, socket);
+    serve(*wire, *client);
     wire->End();
 }
 

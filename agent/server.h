@@ -22,8 +22,18 @@
 
 namespace zwmgmt::agent {
 
-/// Serves one client until its session is over; called from the clients' threads.
-using ServeClient = std::function<void(Wire&, platform::SocketHandle)>;
+/// How far a client has come.
+enum class Progress : uint8_t { kConnected, kSecured, kLoggedIn };
+
+/// A client as those see it who serve it.
+struct Visit {
+    platform::SocketHandle socket = platform::kNoSocket;
+    std::atomic<Progress> progress = Progress::kConnected;
+};
+
+/// Serves one client until its session is over; called from the clients' threads. Who notes that it
+/// has logged in keeps it from making room for others.
+using ServeClient = std::function<void(Wire&, Visit&)>;
 
 class Server {
   public:
@@ -51,19 +61,20 @@ class Server {
     void Stop();
 
   private:
-    struct Client {
-        platform::SocketHandle socket = platform::kNoSocket;
+    struct Client : Visit {
         platform::Address address;
+        bool makes_room = false;  // told to go
         std::atomic<bool> done = false;
         std::thread thread;
     };
 
     void AcceptClients();
     bool HasRoomFor(const platform::Address& address) const;
+    bool MakeRoom();
     void StopAccepting();
     bool AllGone(platform::Milliseconds limit);
     void Serve(Client* client);
-    void Converse(platform::SocketHandle socket);
+    void Converse(Client* client);
     void ReapClients(bool all);
 
     Options options;

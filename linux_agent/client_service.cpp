@@ -207,8 +207,8 @@ agent::Reply ClientService::AnswerTo(Client& asking, uint8_t service_code, uint1
 
 bool ClientService::Tell(const agent::Reply& reply) {
     const Answer answer = {reply.status, static_cast<uint32_t>(reply.data.size())};
-    return WriteWhole(channel.Number(),
-                      {reinterpret_cast<const uint8_t*>(&answer), sizeof(answer)}, reply.data);
+    return WriteWhole(channel.Number(), {reinterpret_cast<const uint8_t*>(&answer), sizeof(answer)},
+                      reply.data);
 }
 
 bool ClientService::TellAndWait(const agent::Reply& reply) {

@@ -1,11 +1,14 @@
 #include "linux_agent/network_half.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
+#include <iterator>
 #include <mutex>
 #include <stop_token>
 #include <string>
@@ -42,9 +45,10 @@ class DistantHost : public agent::HostModel {
         return Ask(Asked::kRequest, service, opcode, data);
     }
     agent::FileOpening OpenFile(const agent::FileAnnouncement& file) override;
-    uint32_t LogIn(const LoginRecord& record) {
-        return Ask(Asked::kLogin, 0, 0, {reinterpret_cast<const uint8_t*>(&record), sizeof(record)})
-            .status;
+    /// Not answered when the client is cut off meanwhile: it may be made to wait for long.
+    uint32_t LogIn(const LoginRecord& record, int client) {
+        const Data data(reinterpret_cast<const uint8_t*>(&record), sizeof(record));
+        return Ask(Asked::kLogin, 0, 0, data, client).status;
     }
     bool LogInByCertificates(Data chain) {
         return Ask(Asked::kCertificates, 0, 0, chain).status == zwmgmt::kSuccess;
@@ -52,7 +56,7 @@ class DistantHost : public agent::HostModel {
     /// Whether the other half has not gone.
     bool IsThere() const { return is_there; }
 
-    agent::Reply Ask(Asked asked, uint8_t service, uint16_t opcode, Data data) {
+    agent::Reply Ask(Asked asked, uint8_t service, uint16_t opcode, Data data, int client = -1) {
         const Question question = {asked, service, opcode, static_cast<uint32_t>(data.size())};
         zmagent::Answer answer = {};
         agent::Reply reply;
@@ -60,6 +64,7 @@ class DistantHost : public agent::HostModel {
             is_there &&
             WriteWhole(channel.Number(),
                        {reinterpret_cast<const uint8_t*>(&question), sizeof(question)}, data) &&
+            AnswerComesBefore(client) &&
             ReadWhole(channel.Number(), {reinterpret_cast<uint8_t*>(&answer), sizeof(answer)}) &&
             answer.length <= kLongestAnswer;
         if (!is_there) return agent::Failed(zwmgmt::kNotConnected);
@@ -70,6 +75,14 @@ class DistantHost : public agent::HostModel {
     }
 
   private:
+    bool AnswerComesBefore(int client_has_gone) const {
+        pollfd either[] = {{.fd = channel.Number(), .events = POLLIN, .revents = 0},
+                           {.fd = client_has_gone, .events = 0, .revents = 0}};
+        while (poll(either, std::size(either), -1) < 0 && errno == EINTR) {
+        }
+        return either[0].revents != 0;
+    }
+
     const Descriptor channel;
     bool is_there = true;
 };
@@ -142,20 +155,23 @@ class ControlLine {
     std::mutex lock;
 };
 
-void ServeClient(agent::Wire& wire, platform::SocketHandle socket, agent::Options options,
+void ServeClient(agent::Wire& wire, agent::Visit& visit, agent::Options options,
                  ControlLine& control) {
+    const int client = static_cast<int>(visit.socket);
     Descriptor own, others;
-    if (!MakeChannel(&own, &others) || !control.Hand(others.Number(), static_cast<int>(socket))) {
-        return;
-    }
+    if (!MakeChannel(&own, &others) || !control.Hand(others.Number(), client)) return;
     others.Close();
     DistantHost host(std::move(own));
     const std::vector<uint8_t> chain =
         options.certificate_required ? std::vector<uint8_t>() : wire.Certificates();
-    const bool is_known =
-        !chain.empty() && chain.size() <= kLongestChain && host.LogInByCertificates(chain);
-    if (!is_known) {
-        options.login = [&host](const LoginRecord& record) { return host.LogIn(record); };
+    if (!chain.empty() && chain.size() <= kLongestChain && host.LogInByCertificates(chain)) {
+        visit.progress = agent::Progress::kLoggedIn;
+    } else {
+        options.login = [&](const LoginRecord& record) {
+            const uint32_t status = host.LogIn(record, client);
+            if (status == zwmgmt::kSuccess) visit.progress = agent::Progress::kLoggedIn;
+            return status;
+        };
     }
     agent::ClientSession session(wire, host, options);
     while (host.IsThere() && session.ServeOne()) {
@@ -173,9 +189,7 @@ int ServeNetwork(const Config& config, int control, const std::vector<int>& list
     ControlLine line(control);
     const agent::Options options = OptionsFor(config, listening);
     agent::Server server(
-        [&](agent::Wire& wire, platform::SocketHandle socket) {
-            ServeClient(wire, socket, options, line);
-        },
+        [&](agent::Wire& wire, agent::Visit& visit) { ServeClient(wire, visit, options, line); },
         options);
     std::string error;
     // It is ready before its first client is: nothing else is said before that.

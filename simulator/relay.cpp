@@ -102,7 +102,7 @@ class Relay {
 }  // namespace
 
 agent::ServeClient RelayTo(const Upstream& upstream, Recorder& recorder) {
-    return [upstream, &recorder](agent::Wire& wire, zwmgmt::platform::SocketHandle) {
+    return [upstream, &recorder](agent::Wire& wire, agent::Visit&) {
         Relay relay(upstream, recorder);
         Converse(wire, [&](Kind kind, const agent::Message& request) {
             return relay.Pass(kind, request);

@@ -22,7 +22,7 @@ Answer AnswerFrom(Recording& recording, Kind kind, const agent::Message& request
 }  // namespace
 
 agent::ServeClient ReplayOf(Recording& recording) {
-    return [&recording](agent::Wire& wire, zwmgmt::platform::SocketHandle) {
+    return [&recording](agent::Wire& wire, agent::Visit&) {
         Converse(wire, [&](Kind kind, const agent::Message& request) {
             return AnswerFrom(recording, kind, request);
         });
