@@ -101,12 +101,8 @@ bool ClientService::LogIn(Data data) {
     std::string password(zwmgmt::FixedText(record.password));
     platform::Wipe(&record, sizeof(record));
     std::string reason;
-    const bool goes_on = WaitForTurn();
-    if (goes_on) {
-        role = RoleOf(service->config, name, &password, address_text, &reason);
-    } else {
-        reason = "too many failed logins from there";
-    }
+    const bool goes_on = WaitForTurn(&reason);
+    if (goes_on) role = RoleOf(service->config, name, &password, address_text, &reason);
     platform::Wipe(password.data(), password.size());
     AuditEntry entry = {.user = name, .address = address_text, .command = "login"};
     entry.reason = reason;
@@ -143,10 +139,15 @@ uint32_t ClientService::Conclude(AuditEntry entry) {
     return entry.status;
 }
 
-bool ClientService::WaitForTurn() {
+bool ClientService::WaitForTurn(std::string* reason) {
     const auto wait = shared.logins.TurnOf(ends.client, LoginGuard::Clock::now());
     pollfd quiet = {.fd = channel.Number(), .events = POLLIN, .revents = 0};
-    return wait <= LoginGuard::kPatience && poll(&quiet, 1, static_cast<int>(wait.count())) == 0;
+    if (wait > LoginGuard::kPatience) {
+        *reason = "too many failed logins from there";
+    } else if (poll(&quiet, 1, static_cast<int>(wait.count())) != 0) {
+        *reason = "gone before its turn";
+    }
+    return reason->empty();
 }
 
 bool ClientService::Serve(uint8_t service_code, uint16_t opcode, Data data) {

@@ -53,8 +53,8 @@ class ClientService {
     bool LogInByCertificate(Data chain);
     /// The end of a login, which the role is the outcome of; its status.
     uint32_t Conclude(AuditEntry entry);
-    /// Whether it is this client's turn to try; it may have gone meanwhile.
-    bool WaitForTurn();
+    /// Whether it is this client's turn to try; why not goes into *reason.
+    bool WaitForTurn(std::string* reason);
     bool Serve(uint8_t service_code, uint16_t opcode, Data data);
     /// The change stays when the user comes again.
     void Expect(AuditEntry entry, const std::function<std::string()>& put_back) const;
