@@ -4,14 +4,29 @@ import grp
 import os
 import pathlib
 import pwd
+import re
+import select
 import signal
 import socket
 import ssl
 import struct
 import subprocess
+import time
 
 USER = pwd.getpwuid(os.getuid())
 GROUP = grp.getgrgid(USER.pw_gid).gr_name
+
+CONTEXT = ssl.SSLContext(ssl.PROTOCOL_TLS_CLIENT)
+CONTEXT.check_hostname = False
+CONTEXT.verify_mode = ssl.CERT_NONE
+
+LEFT_OUT = 77  # what a test ends with that cannot be made
+faults = []
+
+
+def check(right, what):
+    if not right:
+        faults.append(what)
 
 
 def run(*words, **more):
@@ -24,6 +39,40 @@ def header(service=0, opcode=0, length=0):
 
 
 OPENING = header(length=580) + bytes(580)
+HEADER = len(header())
+CAPABILITIES = header(service=5, opcode=8)
+LOGOUT = header(opcode=1)
+
+
+def list_ports(name):
+    return header(service=4, opcode=136, length=len(name)) + name.encode()
+
+
+def login(password="right", user=USER.pw_name):
+    record = struct.pack("<4x256s64s256x", user.encode(), password.encode())
+    return header(length=len(record)) + record
+
+
+def read_reply(stream):
+    """Status and data of one reply; nothing when the agent has gone."""
+    got = b""
+    left = HEADER
+    while left > 0:
+        more = stream.recv(left)
+        if not more:
+            return None
+        got += more
+        left = HEADER + struct.unpack_from("<I", got, 9)[0] - len(got) if len(got) >= HEADER \
+            else HEADER - len(got)
+    return struct.unpack_from("<I", got, 14)[0], got[HEADER:]
+
+
+def open_session(stream, password="right"):
+    """The status of a login on a new connection with TLS."""
+    stream.sendall(OPENING)
+    read_reply(stream)
+    stream.sendall(login(password))
+    return (read_reply(stream) or (None,))[0]
 
 
 class Agent:
@@ -46,6 +95,13 @@ class Agent:
             stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
             env={**os.environ, **(environment or {})}, pass_fds=pass_fds)
         self.port = None if pass_fds else int(self.process.stdout.readline())
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        if self.process.poll() is None:
+            self.end(signal.SIGKILL)
 
     def make(self, certificate):
         """A key, and a PAM service that takes the password "right" of anybody."""
@@ -99,15 +155,55 @@ spool = "{self.folder}/spool"
         stream = socket.create_connection(("127.0.0.1", self.port), 30, (source, 0))
         if not shake:
             return stream
-        context = ssl.SSLContext(ssl.PROTOCOL_TLS_CLIENT)
-        context.check_hostname = False
-        context.verify_mode = ssl.CERT_NONE
-        return context.wrap_socket(stream)
+        return CONTEXT.wrap_socket(stream)
 
     def halves(self):
         """The processes that talk to the network."""
         return [int(line) for line in
                 run("pgrep", "-P", self.process.pid, "-f", "network-half").stdout.split()]
+
+    def processes(self):
+        return [self.process.pid, *self.halves()]
+
+    def memory(self):
+        """MB that each half has for itself (PSS)."""
+        def of(process):
+            told = pathlib.Path(f"/proc/{process}/smaps_rollup").read_text()
+            return int(re.search(r"^Pss: +([0-9]+)", told, re.MULTILINE)[1]) / 1024
+        return [of(process) for process in self.processes()]
+
+    def threads(self):
+        return [len(os.listdir(f"/proc/{process}/task")) for process in self.processes()]
+
+    def holds(self):
+        """The kinds of descriptors that each half has, and how many threads and children; of the
+        network half root alone may look at them. Nothing while they come and go."""
+        def of(process):
+            links = [os.readlink(entry) for entry in pathlib.Path(f"/proc/{process}/fd").iterdir()]
+            tasks = list(pathlib.Path(f"/proc/{process}/task").iterdir())
+            children = sum(len((task / "children").read_text().split()) for task in tasks)
+            return sorted(link.split(":")[0] for link in links), len(tasks), children
+        try:
+            return [of(process) for process in self.processes()]
+        except FileNotFoundError:
+            return None
+
+    def rest(self):
+        """What they hold when nobody is there: what has not changed for a while."""
+        before, held = None, self.holds()
+        while held is None or before != held:
+            select.select([], [], [], 0.5)  # longer than a round of those who tidy up
+            before, held = held, self.holds()
+        return held
+
+    def comes_to(self, rest, patience=60):
+        """Whether the halves hold what they held at rest, once those have gone that have to."""
+        end = time.monotonic() + patience
+        while time.monotonic() < end:
+            if self.holds() == rest:
+                return True
+            select.select([], [], [], 0.02)
+        return False
 
     def end(self, how=signal.SIGTERM):
         self.process.send_signal(how)
