@@ -11,6 +11,7 @@ import socket
 import ssl
 import struct
 import subprocess
+import sys
 import time
 
 USER = pwd.getpwuid(os.getuid())
@@ -34,6 +35,27 @@ def run(*words, **more):
                           **more)
 
 
+def own_network():
+    """Goes on in a network of this program's own, with the interfaces pair0 and pair1; False where
+    the user may have none."""
+    alone = ["unshare", "--net", "--mount"]
+    if "OWN_NETWORK" not in os.environ:
+        if os.getuid() != 0 or run(*alone, "true").returncode != 0:
+            return False
+        os.environ["OWN_NETWORK"] = "yes"
+        os.execvp(alone[0], [*alone, sys.executable, *sys.argv])
+    for words in ("ip link set lo up", "ip link add pair0 type veth peer name pair1",
+                  "ip link set pair0 up", "ip link set pair1 up", "mount -t sysfs sysfs /sys"):
+        subprocess.run(words.split(), check=True)
+    return True
+
+
+def connect(port, shake=True, source="127.0.0.1"):
+    """A connection, with TLS or without."""
+    stream = socket.create_connection(("127.0.0.1", port), 30, (source, 0))
+    return CONTEXT.wrap_socket(stream) if shake else stream
+
+
 def header(service=0, opcode=0, length=0):
     return struct.pack("<4xBxHxIx12x", service, opcode, length)
 
@@ -53,8 +75,8 @@ def login(password="right", user=USER.pw_name):
     return header(length=len(record)) + record
 
 
-def read_reply(stream):
-    """Status and data of one reply; nothing when the agent has gone."""
+def read_message(stream):
+    """One reply, header and data; nothing when the agent has gone."""
     got = b""
     left = HEADER
     while left > 0:
@@ -62,9 +84,15 @@ def read_reply(stream):
         if not more:
             return None
         got += more
-        left = HEADER + struct.unpack_from("<I", got, 9)[0] - len(got) if len(got) >= HEADER \
-            else HEADER - len(got)
-    return struct.unpack_from("<I", got, 14)[0], got[HEADER:]
+        length = struct.unpack_from("<I", got, 9)[0] if len(got) >= HEADER else 0
+        left = HEADER + length - len(got)
+    return got
+
+
+def read_reply(stream):
+    """Status and data of one reply."""
+    got = read_message(stream)
+    return got and (struct.unpack_from("<I", got, 14)[0], got[HEADER:])
 
 
 def open_session(stream, password="right"):
@@ -151,11 +179,7 @@ spool = "{self.folder}/spool"
                    self.port, "--verify", "off", "--user", user, "--password-file", file, *words)
 
     def connect(self, shake=True, source="127.0.0.1"):
-        """A connection, with TLS or without."""
-        stream = socket.create_connection(("127.0.0.1", self.port), 30, (source, 0))
-        if not shake:
-            return stream
-        return CONTEXT.wrap_socket(stream)
+        return connect(self.port, shake, source)
 
     def halves(self):
         """The processes that talk to the network."""
