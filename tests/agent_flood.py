@@ -99,8 +99,7 @@ ATTACKS = [  # what they do, how many, how
 ]
 
 
-def withstand(agent, what, count, attack):
-    rest = agent.rest()
+def withstand(agent, rest, what, count, attack):
     begun, over = threading.Event(), threading.Event()
     attacker = threading.Thread(target=attack, args=[agent, begun, over])
     attacker.start()
@@ -134,10 +133,10 @@ def main():
         folder = scope.enter_context(tempfile.TemporaryDirectory())
         os.chmod(folder, 0o755)
         agent = scope.enter_context(Agent(sys.argv[1], folder))
-        agent.ask("korvane", "listadapterprops")
+        rest = agent.rest()
         print(f"{'clients that':30}  count   another's command      memory of halves  threads")
         for row in ATTACKS:
-            withstand(agent, *row)
+            withstand(agent, rest, *row)
         check(agent.end() == (0, ""), "the agent complained")
     print("\n".join(faults))
     return bool(faults)

@@ -163,10 +163,10 @@ def main():
         limits = {f"{name}_seconds": 2
                   for name in ("handshake", "opening", "login", "idle", "request")}
         agent = scope.enter_context(Agent(sys.argv[1], folder, **limits))
+        rest = agent.rest()
         whole = Client(agent.connect(shake=False))
         check(len(whole.talk()) == 3, "a whole session")
         whole.stream.close()
-        rest = agent.rest()
         last = whole.ends[-1]
         places = {place for end in whole.ends for place in (end - 1, end, end + 1)}
         places = sorted(place for place in places | set(range(1, last, STEP)) if 0 < place <= last)

@@ -213,12 +213,17 @@ spool = "{self.folder}/spool"
             return None
 
     def rest(self):
-        """What they hold when nobody is there: what has not changed for a while."""
-        before, held = None, self.holds()
-        while held is None or before != held:
-            select.select([], [], [], 0.5)  # longer than a round of those who tidy up
-            before, held = held, self.holds()
-        return held
+        """What they hold when nobody is there, the kernel's sockets open that they keep. Without
+        clients each has a thread, and the network half one that accepts."""
+        def quiet(last):
+            held = self.holds()
+            while held is None or self.threads() != [1, 2] or last not in (None, held[1]):
+                select.select([], [], [], 0.02)
+                held = self.holds()
+            return held
+        new = quiet(None)
+        assert self.ask("korvane", "listadapterprops").returncode == 0
+        return quiet(new[1])
 
     def comes_to(self, rest, patience=60):
         """Whether the halves hold what they held at rest, once those have gone that have to."""
