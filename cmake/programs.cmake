@@ -82,6 +82,7 @@ add_library(zwmgmt_agent STATIC
     agent/certificate.cpp
     agent/client_session.cpp
     agent/file_receiver.cpp
+    agent/filter_rules.cpp
     agent/judge.cpp
     agent/listeners.cpp
     agent/local_file.cpp

@@ -7,6 +7,7 @@
 #include <span>
 #include <string>
 
+#include "agent/filter_rules.h"
 #include "agent/host_model.h"
 #include "simulator/scenario.h"
 #include "zwmgmt/records/filter.h"
@@ -25,11 +26,11 @@ class FilterTable {
 
   private:
     struct X3Table {
-        std::map<int32_t, _Filter> rules;  // by id
+        agent::Rules<_Filter> rules;
         int32_t max = 0;
     };
     struct X4Table {
-        std::map<uint32_t, _FilterX4> rules;  // by id
+        agent::Rules<_FilterX4> rules;
         std::string combination;
     };
 
