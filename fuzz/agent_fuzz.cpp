@@ -27,6 +27,9 @@ constexpr Place kPlaces[] = {
     {zwmgmt::kGetPortStats, offsetof(PortRequest, pci_bus_location)},
     {zwmgmt::kSetMtu, offsetof(MtuRequest, interface_name)},
     {zwmgmt::kListPorts, 0},
+    {zwmgmt::kAddFilterX3, offsetof(_Filter, interface_name)},
+    {zwmgmt::kAddFilterX4, offsetof(_FilterX4, pci_bus_location)},
+    {zwmgmt::kListFiltersX4, offsetof(FilterListRequest, pci_bus_location)},
 };
 
 /// A pair of interfaces, where the process may have a network of its own.

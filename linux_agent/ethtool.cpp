@@ -150,4 +150,8 @@ Outcome Ethtool::RestartAutonegotiation(const std::string& interface_name) {
     return Ioctl(interface_name, &command);
 }
 
+Outcome Ethtool::Command(const std::string& interface_name, void* command) {
+    return Ioctl(interface_name, command);
+}
+
 }  // namespace zmagent

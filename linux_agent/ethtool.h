@@ -48,6 +48,8 @@ class Ethtool {
     DriverNames DriverOf(const std::string& interface_name);
     Counters CountersOf(const std::string& interface_name);
     Outcome RestartAutonegotiation(const std::string& interface_name);
+    /// A structure of ethtool's, which begins with its command.
+    Outcome Command(const std::string& interface_name, void* command);
 
   private:
     Outcome Ask(uint8_t message, uint16_t flags, uint32_t interface_index, const Put& put,

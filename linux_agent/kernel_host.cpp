@@ -10,9 +10,11 @@
 #include "agent/property_requests.h"
 #include "agent/replies.h"
 #include "agent/requests.h"
+#include "linux_agent/filters.h"
 #include "linux_agent/modules.h"
 #include "linux_agent/own_path.h"
 #include "linux_agent/properties.h"
+#include "linux_agent/traffic_filters.h"
 #include "zwmgmt/fixed_text.h"
 #include "zwmgmt/records/capabilities.h"
 #include "zwmgmt/records/driver.h"
@@ -141,6 +143,12 @@ Reply KernelHost::AnswerTo(Client& client, uint8_t service, uint16_t opcode, Dat
         if (const auto* plain = std::get_if<0>(&operation.answer)) return (this->**plain)(data);
         return (this->*std::get<1>(operation.answer))(data, client);
     }
+    if (service == zwmgmt::kFilter) {
+        const std::lock_guard guard(network);
+        if (auto reply = AnswerFilter(kernel, AllAdapters(), opcode, data)) {
+            return *std::move(reply);
+        }
+    }
     return Failed(zwmgmt::kNotSupported);
 }
 
@@ -155,9 +163,15 @@ Reply KernelHost::GetCapabilities(Data) {
     capabilities.network = kOffered;
     capabilities.adapter = kOffered;
     capabilities.system = kOffered;
+    if (CanFilter()) capabilities.filter = kOffered;
     capabilities.bypass = kNotAvailable;
     capabilities.bonding = kNotAvailable;
     return agent::RecordReply(capabilities);
+}
+
+bool KernelHost::CanFilter() {
+    if (!has_traffic_filters) has_traffic_filters = HasTrafficFilters(kernel);
+    return *has_traffic_filters || HaveReceiveRules(kernel, AllAdapters());
 }
 
 // ---- Finding --------------------------------------------------------------------------------

@@ -62,6 +62,7 @@ class KernelHost : public Host {
                               Client& client);
     bool Comes(const Client& client, const std::vector<Interface>& by);
 
+    bool CanFilter();
     std::vector<Adapter> AllAdapters();
     std::optional<Adapter> FindAdapter(std::string_view location);
     std::optional<Interface> FindPort(const PortRequest& request);
@@ -73,6 +74,7 @@ class KernelHost : public Host {
     std::mutex network;  // the sockets: what one change reads and sets, no other one comes between
     std::mutex modules;  // loading takes its time, and the network is looked at meanwhile
     Kernel kernel;
+    std::optional<bool> has_traffic_filters;                         // once it has been tried
     std::map<std::pair<uint32_t, uint32_t>, std::string> pci_names;  // reading the list takes long
 };
 

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -75,10 +76,17 @@ class Request {
     Request& operator=(const Request&) = delete;
 
     void Number8(uint16_t type, uint8_t number) { Put(type, &number, sizeof(number)); }
+    void Number16(uint16_t type, uint16_t number) { Put(type, &number, sizeof(number)); }
     void Number32(uint16_t type, uint32_t number) { Put(type, &number, sizeof(number)); }
+    void Bytes(uint16_t type, std::span<const uint8_t> bytes) {
+        Put(type, bytes.data(), bytes.size());
+    }
+    template <class Struct>
+    void Structure(uint16_t type, const Struct& structure) {
+        Put(type, &structure, sizeof(structure));
+    }
     /// Terminated.
     void Text(uint16_t type, const std::string& text) { Put(type, text.c_str(), text.size() + 1); }
-    void Bytes(uint16_t type, const void* bytes, size_t size) { Put(type, bytes, size); }
     void Flag(uint16_t type) { Put(type, nullptr, 0); }
     /// What `fill` puts is in a nest.
     void Nest(uint16_t type, const std::function<void()>& fill);

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstring>
+#include <span>
 #include <vector>
 
 namespace zmagent {
@@ -45,8 +46,8 @@ void AddWayOut(Kernel& kernel, const Ends& ends, std::set<uint32_t>* interfaces)
     header.rtm_dst_len = static_cast<uint8_t>(size * 8);
     header.rtm_src_len = header.rtm_dst_len;
     Request request(RTM_GETROUTE, 0, &header, sizeof(header));
-    request.Bytes(RTA_DST, ends.client.bytes, size);
-    request.Bytes(RTA_SRC, ends.host.bytes, size);
+    request.Bytes(RTA_DST, std::span(ends.client.bytes).first(size));
+    request.Bytes(RTA_SRC, std::span(ends.host.bytes).first(size));
     if (ends.client.zone != 0) request.Number32(RTA_OIF, ends.client.zone);
     kernel.route.Ask(request, [&](const nlmsghdr& reply) {
         const Attributes attributes(reply, sizeof(rtmsg));

@@ -20,7 +20,7 @@ ROOMS = {
     "api": "include records session output commands adapters filters policies system",
     "front_end": "include platform records session output commands policies api",
     "agent": "include platform records session commands adapters filters",
-    "linux_agent": "include platform records session output commands adapters agent",
+    "linux_agent": "include platform records session output commands adapters filters agent",
     "simulator": "include platform records session commands adapters filters front_end agent",
     "benchmarks": "include output agent linux_agent",
     "examples": "include",

@@ -1,0 +1,330 @@
+#include "linux_agent/filters.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "agent/judge.h"
+#include "agent/replies.h"
+#include "agent/requests.h"
+#include "linux_agent/packet_rules.h"
+#include "linux_agent/receive_rules.h"
+#include "linux_agent/rule_table.h"
+#include "linux_agent/traffic_filters.h"
+#include "zwmgmt/fixed_text.h"
+#include "zwmgmt/status.h"
+#include "zwmgmt/vocabulary.h"
+
+namespace zmagent {
+
+std::vector<std::unique_ptr<RuleTable>> TablesOf(Kernel& kernel, const Interface& port) {
+    std::vector<std::unique_ptr<RuleTable>> tables;
+    if (HasReceiveRules(kernel, port.name)) {
+        tables.push_back(std::make_unique<ReceiveRules>(kernel, port.name));
+    }
+    tables.push_back(std::make_unique<TrafficFilters>(kernel, port.index));
+    return tables;
+}
+
+namespace {
+
+using agent::Failed;
+using agent::Reply;
+using agent::RuleChange;
+using zwmgmt::FixedText;
+using zwmgmt::X4Bit;
+using Data = std::span<const uint8_t>;
+
+/// A rule and where it is.
+struct Placed {
+    _FilterX4 rule;
+    size_t port;
+    RuleTable* table;
+};
+
+/// The rules of one kind that an adapter or an interface has: those of all its ports' tables.
+class RuleSet {
+  public:
+    RuleSet(Kernel& kernel, RuleKind its_kind, std::span<const Interface> ports)
+        : kind(its_kind), port_count(ports.size()) {
+        for (size_t port = 0; port < ports.size(); ++port) {
+            tables.push_back(TablesOf(kernel, ports[port]));
+            ids.most = std::min(ids.most, tables[port].front()->Size());
+            for (const auto& table : tables[port]) Read(port, *table);
+        }
+    }
+
+    const std::map<uint32_t, Placed>& Rules() const { return rules; }
+    const agent::RuleIds& Ids() const { return ids; }
+    uint32_t Size() const { return ids.most; }
+    bool HasSeveralPorts() const { return port_count > 1; }
+
+    Reply Add(size_t port, const _FilterX4& plain) {
+        RuleTable& table = *tables[port].front();
+        const Outcome outcome = table.Put(kind, plain, nullptr);
+        if (!outcome.Done()) return Refused(outcome);
+        if (IsThere(table, plain)) return {};
+        table.Remove(kind, plain.id);
+        return Failed(zwmgmt::kInvalidValue, kOther);
+    }
+
+    Reply Modify(const Placed& placed, const _FilterX4& plain) {
+        if (AreEqual(placed.rule, plain)) return {};
+        const Outcome outcome = placed.table->Put(kind, plain, &placed.rule);
+        if (!outcome.Done()) return Refused(outcome);
+        if (IsThere(*placed.table, plain)) return {};
+        const Outcome back = placed.table->Put(kind, placed.rule, &plain);
+        return Failed(zwmgmt::kInvalidValue,
+                      kOther + (back.Done() ? "" : "; the rule as it was is lost: " + back.reason));
+    }
+
+    Reply Delete(const Placed& placed) {
+        const Outcome outcome = placed.table->Remove(kind, placed.rule.id);
+        return outcome.Done() ? Reply{} : Refused(outcome);
+    }
+
+  private:
+    void Read(size_t port, RuleTable& table) {
+        HeldRules held = table.Read(kind);
+        for (const auto& [id, rule] : held.rules) {
+            const bool own = kind == RuleKind::kX4 || IsX3(rule);
+            if (!own || !rules.try_emplace(id, Placed{rule, port, &table}).second) {
+                ids.taken.insert(id);
+            }
+        }
+        ids.taken.merge(held.taken);
+    }
+
+    static bool IsX3(const _FilterX4& rule) {
+        std::string reason;
+        _FilterX4 same = FromX3(ToX3(rule), &reason);
+        return MakePlain(&same).empty() && AreEqual(same, rule);
+    }
+
+    bool IsThere(RuleTable& table, const _FilterX4& plain) {
+        const HeldRules held = table.Read(kind);
+        const auto found = held.rules.find(plain.id);
+        return found != held.rules.end() && AreEqual(found->second, plain);
+    }
+
+    static Reply Refused(const Outcome& outcome) {
+        switch (outcome.error) {
+            case ENODEV: return Failed(zwmgmt::kNoPorts, outcome.reason);
+            case EEXIST: return Failed(zwmgmt::kInvalidFilterId, outcome.reason);
+            default: return Failed(zwmgmt::kInvalidValue, outcome.reason);
+        }
+    }
+
+    static inline const std::string kOther = "the kernel took it, and has another rule";
+
+    const RuleKind kind;
+    const size_t port_count;
+    std::vector<std::vector<std::unique_ptr<RuleTable>>> tables;  // by port
+    std::map<uint32_t, Placed> rules;
+    agent::RuleIds ids;
+};
+
+// ---- A rule as its commands have it
+
+constexpr uint32_t kPortMask = 7;
+
+/// Where there are several ports a rule says which it is of.
+void Show(const Placed& placed, const RuleSet& set, _FilterX4* rule) {
+    *rule = placed.rule;
+    if (!set.HasSeveralPorts()) return;
+    rule->port = {static_cast<uint32_t>(placed.port), kPortMask};
+    rule->present |= X4Bit("port");
+}
+
+void Show(const Placed& placed, const RuleSet&, _Filter* rule) { *rule = ToX3(placed.rule); }
+
+std::string MakeCommon(const _FilterX4& rule, _FilterX4* common) {
+    *common = rule;
+    common->present &= ~X4Bit("port");
+    return MakePlain(common);
+}
+
+std::string MakeCommon(const _Filter& rule, _FilterX4* common) {
+    std::string reason;
+    *common = FromX3(rule, &reason);
+    return reason.empty() ? MakePlain(common) : reason;
+}
+
+/// The place of the port that a rule is of; nothing: it does not say, or there is none.
+std::optional<size_t> PortOf(const _FilterX4& rule, size_t ports) {
+    if (!Has(rule, X4Bit("port"))) return ports == 1 ? std::optional<size_t>(0) : std::nullopt;
+    const bool whole = (rule.port.mask & kPortMask) == kPortMask;
+    return whole && rule.port.value < ports ? std::optional<size_t>(rule.port.value) : std::nullopt;
+}
+
+std::optional<size_t> PortOf(const _Filter&, size_t) { return 0; }
+
+template <class Rule>
+Reply Change(RuleSet set, size_t ports, RuleChange change, const Rule& given) {
+    agent::Rules<Rule> rules;
+    for (const auto& [id, placed] : set.Rules()) Show(placed, set, &rules[id]);
+    Rule changed = {};
+    Reply judged = agent::Judge(rules, change, given, set.Ids(), &changed);
+    if (judged.status != zwmgmt::kSuccess) return judged;
+    const auto id = static_cast<uint32_t>(changed.id);
+    if (change == RuleChange::kDelete) return set.Delete(set.Rules().at(id));
+    const std::optional<size_t> port = PortOf(changed, ports);
+    if (!port) return Failed(zwmgmt::kInvalidValue, "port: a rule is of one of the adapter's");
+    _FilterX4 plain;
+    const std::string reason = MakeCommon(changed, &plain);
+    if (!reason.empty()) return Failed(zwmgmt::kInvalidValue, reason);
+    if (change == RuleChange::kAdd) return set.Add(*port, plain);
+    const Placed& before = set.Rules().at(id);
+    if (before.port != *port) return Failed(zwmgmt::kInvalidValue, "port: a rule stays on its own");
+    return set.Modify(before, plain);
+}
+
+// ---- The service
+
+class FilterService {
+  public:
+    FilterService(Kernel& of_kernel, const std::vector<Adapter>& its_adapters)
+        : kernel(of_kernel), adapters(its_adapters) {}
+
+    std::optional<Reply> Answer(uint16_t opcode, Data data) {
+        switch (opcode) {
+            case zwmgmt::kAddFilterX3:
+            case zwmgmt::kDeleteFilterX3:
+            case zwmgmt::kModifyFilterX3: return ChangeX3(opcode, data);
+            case zwmgmt::kAddFilterX4:
+            case zwmgmt::kDeleteFilterX4:
+            case zwmgmt::kModifyFilterX4: return ChangeX4(opcode, data);
+            case zwmgmt::kListFiltersX3: return ListX3();
+            case zwmgmt::kListFiltersX4: return ListX4(data);
+            case zwmgmt::kGetMaxFilters: return MaxFilters(data);
+            case zwmgmt::kSetMaxFilters:
+                return Failed(zwmgmt::kNotSupported,
+                              "the kernel's tables are as large as they are");
+            case zwmgmt::kSetCombination:
+            case zwmgmt::kShowActiveCombination: return Failed(zwmgmt::kNotSupported, kNoModes);
+            case zwmgmt::kListX3Adapters: return ListInterfaces();
+            case zwmgmt::kListX4Adapters: return ListAdapters();
+            default: return std::nullopt;
+        }
+    }
+
+  private:
+    const Adapter* FindAdapter(std::string_view location) const {
+        const auto found = std::ranges::find(adapters, location, &Adapter::location);
+        return found != adapters.end() ? &*found : nullptr;
+    }
+
+    /// One port, or none.
+    std::span<const Interface> FindInterface(std::string_view name) const {
+        for (const Adapter& adapter : adapters) {
+            const auto found = std::ranges::find(adapter.ports, name, &Interface::name);
+            if (found != adapter.ports.end()) return {&*found, 1};
+        }
+        return {};
+    }
+
+    Reply ChangeX3(uint16_t opcode, Data data) {
+        _Filter rule = {};
+        if (!agent::Unpack(data, &rule) || !agent::IsSound(rule)) return NoRule();
+        const auto port = FindInterface(FixedText(rule.interface_name));
+        if (port.empty()) return Failed(zwmgmt::kNoPorts);
+        return Change({kernel, RuleKind::kX3, port}, 1, agent::RuleChangeOf(opcode), rule);
+    }
+
+    Reply ChangeX4(uint16_t opcode, Data data) {
+        _FilterX4 rule = {};
+        if (!agent::Unpack(data, &rule) || !agent::IsSound(rule)) return NoRule();
+        const Adapter* adapter = FindAdapter(FixedText(rule.pci_bus_location));
+        if (adapter == nullptr) return Failed(zwmgmt::kNoPorts);
+        const RuleChange change = agent::RuleChangeOf(opcode);
+        if (change != RuleChange::kDelete && rule.combination[0] != '\0') {
+            return Failed(zwmgmt::kInvalidValue, kNoModes);
+        }
+        return Change({kernel, RuleKind::kX4, adapter->ports}, adapter->ports.size(), change, rule);
+    }
+
+    Reply ListX3() {
+        Reply reply;
+        for (const Adapter& adapter : adapters) {
+            for (const Interface& port : adapter.ports) {
+                const RuleSet set(kernel, RuleKind::kX3, {&port, 1});
+                for (const auto& [id, placed] : set.Rules()) {
+                    _Filter rule = ToX3(placed.rule);
+                    zwmgmt::SetFixedText(rule.interface_name, port.name);
+                    const auto* bytes = reinterpret_cast<const uint8_t*>(&rule);
+                    reply.data.insert(reply.data.end(), bytes, bytes + sizeof(rule));
+                }
+            }
+        }
+        return reply.data.empty() ? Failed(zwmgmt::kNoFilters) : reply;
+    }
+
+    /// All rules are active ones.
+    Reply ListX4(Data data) {
+        FilterListRequest request = {};
+        if (!agent::Unpack(data, &request) || request.show < 1 || request.show > 2) {
+            return NoRule();
+        }
+        const Adapter* adapter = FindAdapter(FixedText(request.pci_bus_location));
+        if (adapter == nullptr) return Failed(zwmgmt::kNoPorts);
+        const RuleSet set(kernel, RuleKind::kX4, adapter->ports);
+        std::string texts;
+        for (const auto& [id, placed] : set.Rules()) {
+            _FilterX4 rule;
+            Show(placed, set, &rule);
+            texts.append(agent::RuleText(rule)).push_back('\0');
+        }
+        return texts.empty() ? Failed(zwmgmt::kNoFilters) : agent::TextReply(texts);
+    }
+
+    Reply MaxFilters(Data data) {
+        _Filter request = {};
+        if (!agent::Unpack(data, &request)) return NoRule();
+        const auto port = FindInterface(FixedText(request.interface_name));
+        if (port.empty()) return Failed(zwmgmt::kNoPorts);
+        const RuleSet set(kernel, RuleKind::kX3, port);
+        const size_t most = std::min(size_t{set.Size()}, agent::kMostRules);
+        return agent::RecordReply(static_cast<int32_t>(most));
+    }
+
+    Reply ListInterfaces() {
+        std::string names;
+        for (const Adapter& adapter : adapters) {
+            for (const Interface& port : adapter.ports) names.append(port.name).append("\n");
+        }
+        return agent::TextReply(names);
+    }
+
+    Reply ListAdapters() {
+        std::string names;
+        for (const Adapter& adapter : adapters) names.append(adapter.location).append("\n");
+        return agent::TextReply(names);
+    }
+
+    static Reply NoRule() { return Failed(zwmgmt::kInvalidValue, "not a rule"); }
+
+    static constexpr const char* kNoModes = "comb: the kernel has no filter modes";
+
+    Kernel& kernel;
+    const std::vector<Adapter>& adapters;
+};
+
+}  // namespace
+
+std::optional<Reply> AnswerFilter(Kernel& kernel, const std::vector<Adapter>& adapters,
+                                  uint16_t opcode, Data data) {
+    return FilterService(kernel, adapters).Answer(opcode, data);
+}
+
+bool HaveReceiveRules(Kernel& kernel, const std::vector<Adapter>& adapters) {
+    return std::ranges::any_of(adapters, [&](const Adapter& adapter) {
+        return std::ranges::any_of(adapter.ports, [&](const Interface& port) {
+            return HasReceiveRules(kernel, port.name);
+        });
+    });
+}
+
+}  // namespace zmagent
