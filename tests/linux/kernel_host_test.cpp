@@ -1,66 +1,17 @@
 /// The host model of Linux, asked by the real front end, against what ip and ethtool say.
-#include "linux_agent/kernel_host.h"
-
-#include <sched.h>
-#include <sys/mount.h>
-
 #include <cctype>
-#include <cstring>
 #include <fstream>
 #include <map>
-#include <nlohmann/json.hpp>
 #include <set>
 #include <sstream>
 
 #include "adapters/properties.h"
 #include "linux_agent/properties.h"
-#include "tests/support.h"
+#include "tests/linux/kernel_agent.h"
 
-namespace {
-
-using nlohmann::json;
 using namespace testing_support;
 
-ProcessResult RunTool(const std::string& command) {
-    return RunProcess(Words("/usr/bin/env " + command));
-}
-std::string Output(const std::string& command) { return RunTool(command).out; }
-
-/// A network of the test's own; false where it may not have one.
-bool LeaveNetwork() {
-    return unshare(CLONE_NEWNET | CLONE_NEWNS) == 0 &&
-           mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-           mount("sysfs", "/sys", "sysfs", 0, nullptr) == 0;
-}
-
-/// Interfaces that need no hardware.
-constexpr const char* kNetwork[] = {
-    "ip link set lo up",          "ip link add v0 type veth peer name v1",
-    "ip link set v0 up",          "ip link set v1 up",
-    "ip link add b0 type bridge", "ip link add i0 type ifb",
-    "ip tuntap add t0 mode tap",
-};
-
-/// An agent of this machine, and the front end's answers.
-class KernelAgent {
-  public:
-    explicit KernelAgent(zmagent::KernelOptions options) : host(std::move(options)), agent(host) {}
-
-    json Ask(const std::string& words) {
-        std::vector<std::string> all = {"--format", "json"};
-        for (const std::string& word : Words(words)) all.push_back(word);
-        const ProcessResult told = Zwcli(agent.Port(), all);
-        EXPECT_NE(told.out, "") << words << ": " << told.err;
-        return told.out.empty() ? json::object() : json::parse(told.out);
-    }
-    json List(const std::string& words) { return Ask(words)["result"]; }
-    int Status(const std::string& words) { return Ask(words)["status"]; }
-
-    zmagent::KernelHost host;
-
-  private:
-    TestAgent agent;
-};
+namespace {
 
 class KernelHost : public testing::Test {
   protected:
@@ -263,11 +214,13 @@ TEST_F(KernelHost, HasASetterForEachProperty) {
 }
 
 TEST_F(KernelHost, TakesNothingThatIsNoRequest) {
-    for (const uint16_t service : {zwmgmt::kNet, zwmgmt::kKorvane, zwmgmt::kSystem}) {
-        for (uint16_t opcode = zwmgmt::kSetMtu; opcode <= zwmgmt::kUnloadDriver; ++opcode) {
+    for (const uint16_t service :
+         {zwmgmt::kNet, zwmgmt::kKorvane, zwmgmt::kSystem, zwmgmt::kFilter}) {
+        for (uint16_t opcode = zwmgmt::kSetMtu; opcode <= zwmgmt::kListX4Adapters; ++opcode) {
             const bool takes_nothing =
-                opcode == zwmgmt::kListDrivers || opcode == zwmgmt::kListAdapterProps;
-            for (const size_t size : {0, 1, 16, 68, 239, 240, 241, 5000}) {
+                opcode == zwmgmt::kListDrivers || opcode == zwmgmt::kListAdapterProps ||
+                opcode == zwmgmt::kListX3Adapters || opcode == zwmgmt::kListX4Adapters;
+            for (const size_t size : {0, 1, 16, 33, 68, 120, 239, 240, 241, 880, 5000}) {
                 const Bytes data(size, 0xFF);
                 const auto reply = agent->host.Answer(static_cast<uint8_t>(service), opcode, data);
                 EXPECT_TRUE(reply.status != 0 || takes_nothing) << service << " " << opcode;
