@@ -247,6 +247,128 @@ class Adapters(unittest.TestCase):
         self.assertEqual(machine.run(f"readlink {half}/root"), "/empty\n")
 
 
+class Filters(unittest.TestCase):
+    """Rules of the adapter on the cable's one end."""
+
+    def setUp(self):
+        for card in machine.ask("korvane listadapterprops")["result"]:
+            if card["card_name"] == E1000E:
+                self.at = card["pci_bus_location"]
+        self.clear()
+
+    def clear(self):
+        machine.run(f"/usr/sbin/tc qdisc delete dev {E1000E} clsact 2>&1 || true")
+
+    def ask(self, command, words="", status=0):
+        target = f"ifname={E1000E}" if "x3" in command else f"pci={self.at}"
+        reply = machine.ask(f"filter {command} {target} {words}")
+        self.assertEqual(reply["status"], status, machine.run("tail -n 1 /audit.log"))
+        return reply["result"]
+
+    def told(self, own=True):
+        """The filters as tc tells them, without their actions' numbers and times."""
+        filters = []
+        for told in json.loads(machine.run(f"/usr/sbin/tc -s -j filter show dev {E1000E} ingress")):
+            [action] = told.get("options", {}).get("actions", [{}])
+            marked = bytes.fromhex(action.get("cookie", "")).startswith(b"korvane-zmagent")
+            if action and marked == own:
+                keys = " ".join(f"{key}={value}".replace(" ", "")
+                                for key, value in told["options"]["keys"].items())
+                does = action["control_action"]["type"]
+                filters.append((told["pref"], f"{told['protocol']} {does} {keys}".strip(),
+                                action["stats"]["drops"]))
+        return filters
+
+    def test_rules_are_filters_as_tc_tells_them(self):
+        for words, expected in cases("traffic_filters"):
+            with self.subTest(words=words):
+                self.clear()
+                if expected[0] == "!":
+                    self.ask("add", f"id=8 {words}", 6)
+                    self.assertIn(f'reason="{expected[2:]}"', machine.run("tail -n 1 /audit.log"))
+                    self.assertEqual(self.told(), [])
+                    continue
+                self.ask("add", f"id=8 {words}")
+                self.assertEqual(self.told(), [(0xD008, expected, 0)])
+                self.ask("modify", "id=8 smac=001122334455")
+                self.assertIn(" src_mac=00:11:22:33:44:55", self.told()[0][1] + " ")
+                self.ask("delete", "id=8")
+                self.assertEqual(self.told(), [])
+
+    def test_filters_of_others_stay(self):
+        add = f"/usr/sbin/tc filter add dev {E1000E} ingress"
+        machine.run(f"/usr/sbin/tc qdisc replace dev {E1000E} clsact; {add} pref 10 protocol ip "
+                    f"flower ip_proto udp action drop; {add} pref {0xD001} protocol all flower "
+                    f"action pass; {add} pref {0xD002} chain 1 flower action drop")
+        others = self.told(own=False)
+        self.assertEqual(len(others), 3)
+        self.ask("list", "show=all", 264)
+        for command, words, status in [
+                ("add", "id=1 protocol=6", 259), ("delete", "id=1", 259), ("modify", "id=2", 259),
+                ("add", "protocol=6 lport=80 x4action=drop", 0), ("add", "id=2 protocol=6", 259),
+                ("add", "id=4096 protocol=6", 259), ("add", "id=4095 protocol=6", 0),
+                ("add", "fip=fe80::1", 0), ("add", "id=7 protocol=6", 259),
+                ("addx3", "sip=10.1.0.0/16 dport=80 proto=tcp vlanid=5 prio=2", 0),
+                ("addx3", "sip=10.1.0.0/0 action=drop", 0), ("modifyx3", "id=2 proto=frag", 0),
+                ("modify", "id=2 lport=81", 0), ("modify", "id=2 lport=82:0xff", 0),
+                ("modify", "id=2 vlan=5", 0), ("modify", "id=2 fip=fe80::1", 6),
+                ("modify", "id=4095 x4action=drop", 0), ("deletex3", "id=7", 259)]:
+            self.ask(command, words, status)
+        expected = [
+            (0xD002, "802.1Q drop vlan_id=5 vlan_ethtype=ip eth_type=ipv4 ip_proto=tcp "
+                     "dst_port=82 dst_port_mask=ff", 0),
+            (0xD004, "ipv6 pass eth_type=ipv6 src_ip=fe80::1", 0),
+            (0xDFFF, "ip drop eth_type=ipv4 ip_proto=tcp", 0),
+            (0xE001, "802.1Q pass vlan_id=5 vlan_prio=2 vlan_ethtype=ip eth_type=ipv4 ip_proto=tcp "
+                     "src_ip=10.1.0.0/16 dst_port=80", 0),
+            (0xE002, "ip drop eth_type=ipv4 ip_flags={'frag':True}", 0)]
+        self.assertEqual(self.told(), expected)
+        rules, x3 = self.ask("list", "show=all"), machine.ask("filter listx3")["result"]
+        machine.run("killall korvane_zmagent; while pidof korvane_zmagent; do sleep 0.1; done; "
+                    "korvane_zmagent >/dev/ttyS0 2>&1 &")
+        machine.run("until netstat -ltn | grep -q :35001; do sleep 0.1; done")
+        self.assertEqual(self.ask("list", "show=all"), rules)
+        self.assertEqual(machine.ask("filter listx3")["result"], x3)
+        for rule in rules:
+            self.ask("delete", f"id={rule['id']}")
+        for rule in x3:
+            self.ask("deletex3", f"id={rule['id']}")
+        self.assertEqual(self.told(), [])
+        self.assertEqual(self.told(own=False), others)
+
+    def test_packets_pass_or_do_not(self):
+        def passes(words):
+            return machine.run(f"{inside} {words} >/dev/null 2>&1 </dev/null; echo $?") == "0\n"
+
+        inside = "/usr/bin/ip netns exec peer"
+        ping, connect = "ping -c 1 -W 1 10.9.0.1", "nc -w 2 10.9.0.1 35001"
+        machine.run(f"/usr/bin/ip netns add peer && /usr/bin/ip link set {VMXNET3} netns peer && "
+                    f"{inside} /usr/bin/ip address add 10.9.0.2/24 dev {VMXNET3} && "
+                    f"{inside} /usr/bin/ip link set {VMXNET3} up && "
+                    f"/usr/bin/ip address add 10.9.0.1/24 dev {E1000E}")
+        try:
+            wait_for_link(E1000E)
+            machine.run(f"timeout {PATIENCE} sh -c 'until {inside} {ping}; do true; done'")
+            for command, words, ping_passes, connection_passes in [
+                    ("add", "id=8 lip=10.9.0.1 protocol=6 lport=35001 x4action=drop", True, False),
+                    ("modify", "id=8 lport=35002", True, True),
+                    ("modify", "id=8 lport=35001:0xff00", True, False),
+                    ("add", "id=9 fip=10.9.0.0/24 x4action=drop", False, False),
+                    ("add", "id=2 fip=10.9.0.2 protocol=6 x4action=pass", False, True),
+                    ("add", "id=1 smac=525400123458 x4action=drop", False, False),
+                    ("modify", "id=1 smac=525400123459", False, True),
+                    ("delete", "id=9", True, True),
+                    ("addx3", "id=1 sip=10.9.0.2 proto=any action=drop", False, True),
+                    ("deletex3", "id=1", True, True)]:
+                self.ask(command, words)
+                with self.subTest(words=words):
+                    self.assertEqual((passes(ping), passes(connect)),
+                                     (ping_passes, connection_passes))
+        finally:
+            machine.run(f"{inside} /usr/bin/ip link set {VMXNET3} netns 1; "
+                        f"/usr/bin/ip netns delete peer; /usr/bin/ip link set {VMXNET3} up")
+
+
 if shutil.which("qemu-system-x86_64") is None or not (CACHE / "made_from").exists():
     print("left out: needs what scripts/setup --machine installs and unpacks")
     sys.exit(77)
