@@ -9,6 +9,7 @@ namespace zmagent {
 namespace {
 
 constexpr int kMostCertificates = 10;
+constexpr int kLeastSecurity = 2;  // as TLS has it: keys and digests worth 112 bits
 
 struct FreeCertificates {
     void operator()(STACK_OF(X509) * chain) const { sk_X509_pop_free(chain, X509_free); }
@@ -43,8 +44,8 @@ std::string CommonName(const X509* certificate) {
     unsigned char* bytes = nullptr;
     const int size =
         ASN1_STRING_to_UTF8(&bytes, X509_NAME_ENTRY_get_data(X509_NAME_get_entry(subject, place)));
-    if (size <= 0) return {};
     const Owned<unsigned char> held(bytes);
+    if (size <= 0) return {};
     std::string name(reinterpret_cast<const char*>(bytes), static_cast<size_t>(size));
     const auto is_odd = [](char c) { return c <= ' ' || c > '~' || c == '/'; };
     return std::any_of(name.begin(), name.end(), is_odd) ? std::string() : name;
@@ -71,6 +72,7 @@ std::string UserOf(X509_STORE* authorities, std::span<const uint8_t> bytes, std:
         X509_STORE_CTX_set_purpose(check.get(), X509_PURPOSE_SSL_CLIENT) != 1) {
         return {};
     }
+    X509_VERIFY_PARAM_set_auth_level(X509_STORE_CTX_get0_param(check.get()), kLeastSecurity);
     if (X509_verify_cert(check.get()) != 1) {
         *reason = X509_verify_cert_error_string(X509_STORE_CTX_get_error(check.get()));
         return {};

@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "agent/replies.h"
 #include "platform/wipe.h"
 #include "records/messages.h"
 #include "zwmgmt/fixed_text.h"
@@ -59,6 +60,8 @@ ClientService::ClientService(std::shared_ptr<const Service> its_service, const S
       ends(its_ends),
       address_text(platform::FormatAddress(its_ends.client).text) {}
 
+void ClientService::HangUp() const { shutdown(channel.Number(), SHUT_RDWR); }
+
 bool ClientService::AnswerOne() {
     Question question = {};
     if (!ReadWhole(channel.Number(), {reinterpret_cast<uint8_t*>(&question), sizeof(question)}) ||
@@ -102,7 +105,7 @@ bool ClientService::LogIn(Data data) {
     platform::Wipe(&record, sizeof(record));
     std::string reason;
     const bool goes_on = WaitForTurn(&reason);
-    if (goes_on) role = RoleOf(service->config, name, &password, address_text, &reason);
+    if (goes_on) role = RoleOf(service->config, name, &password, address_text, is_there, &reason);
     platform::Wipe(password.data(), password.size());
     AuditEntry entry = {.user = name, .address = address_text, .command = "login"};
     entry.reason = reason;
@@ -117,12 +120,13 @@ bool ClientService::LogIn(Data data) {
 }
 
 bool ClientService::LogInByCertificate(Data chain) {
-    if (role != Role::kNobody || !service->authorities) return false;
+    if (role != Role::kNobody || !service->authorities || has_shown_certificates) return false;
+    has_shown_certificates = true;
     AuditEntry entry = {.user = {}, .address = address_text, .command = "login"};
     entry.user = UserOf(service->authorities.get(), chain, &entry.reason);
     entry.keys.emplace_back("by", "certificate");
     if (!entry.user.empty()) {
-        role = RoleOf(service->config, entry.user, nullptr, address_text, &entry.reason);
+        role = RoleOf(service->config, entry.user, nullptr, address_text, is_there, &entry.reason);
     }
     return Tell({.status = Conclude(std::move(entry)), .data = {}});
 }
@@ -130,8 +134,6 @@ bool ClientService::LogInByCertificate(Data chain) {
 uint32_t ClientService::Conclude(AuditEntry entry) {
     if (role != Role::kNobody) {
         user = entry.user;
-        const size_t confirmed = shared.confirmations.Confirm(user, ends, began);
-        if (confirmed != 0) entry.keys.emplace_back("confirms", std::to_string(confirmed));
     } else {
         entry.status = zwmgmt::kLoginRejected;
     }
@@ -139,12 +141,17 @@ uint32_t ClientService::Conclude(AuditEntry entry) {
     return entry.status;
 }
 
+/// Whether the network half still waits, and asks nothing else meanwhile.
+bool ClientService::IsQuiet(int milliseconds) const {
+    pollfd quiet = {.fd = channel.Number(), .events = POLLIN, .revents = 0};
+    return poll(&quiet, 1, milliseconds) == 0;
+}
+
 bool ClientService::WaitForTurn(std::string* reason) {
     const auto wait = shared.logins.TurnOf(ends.client, LoginGuard::Clock::now());
-    pollfd quiet = {.fd = channel.Number(), .events = POLLIN, .revents = 0};
     if (wait > LoginGuard::kPatience) {
         *reason = "too many failed logins from there";
-    } else if (poll(&quiet, 1, static_cast<int>(wait.count())) != 0) {
+    } else if (!IsQuiet(static_cast<int>(wait.count()))) {
         *reason = "gone before its turn";
     }
     return reason->empty();
@@ -154,6 +161,9 @@ bool ClientService::Serve(uint8_t service_code, uint16_t opcode, Data data) {
     AuditEntry entry = EntryOf(service_code, opcode, data);
     entry.user = user;
     entry.address = address_text;
+    // Who has logged in may have gone meanwhile; who asks has not.
+    const size_t confirmed = shared.confirmations.Confirm(user, ends, began);
+    if (confirmed != 0) entry.keys.emplace_back("confirms", std::to_string(confirmed));
     Client asking = {.ends = ends};
     agent::Reply reply = AnswerTo(asking, service_code, opcode, data);
     bool is_told = false;
@@ -164,23 +174,28 @@ bool ClientService::Serve(uint8_t service_code, uint16_t opcode, Data data) {
         is_told = TellAndWait(reply);
         reply = asking.change();
     }
+    // Half a change of a driver is one, too.
+    const bool has_changed = reply.status == zwmgmt::kSuccess || asking.change;
+    if (has_changed && asking.put_back && !Expect(entry, asking.put_back)) {
+        reply = agent::Failed(zwmgmt::kStillRunning,
+                              "too many changes wait to be confirmed" + asking.put_back());
+    }
     entry.status = reply.status;
     entry.reason = reply.reason;
     shared.audit.Note(entry);
-    if (reply.status == zwmgmt::kSuccess && asking.put_back) Expect(entry, asking.put_back);
     return asking.change ? is_told : Tell(reply);
 }
 
-void ClientService::Expect(AuditEntry entry, const std::function<std::string()>& put_back) const {
+bool ClientService::Expect(AuditEntry entry, const std::function<std::string()>& put_back) const {
     const std::chrono::seconds limit(service->config.confirm_seconds);
-    if (limit.count() == 0) return;
+    if (limit.count() == 0) return true;
     entry.keys.emplace_back("change", "put back: nobody has confirmed it");
-    shared.confirmations.Expect(user, ends, limit,
-                                [entry, put_back, host = service, &audit = shared.audit]() mutable {
-                                    entry.reason = put_back();
-                                    if (!entry.reason.empty()) entry.status = zwmgmt::kInvalidValue;
-                                    audit.Note(entry);
-                                });
+    return shared.confirmations.Expect(
+        user, ends, limit, [entry, put_back, host = service, &audit = shared.audit]() mutable {
+            entry.reason = put_back();
+            if (!entry.reason.empty()) entry.status = zwmgmt::kInvalidValue;
+            audit.Note(entry);
+        });
 }
 
 uint32_t ClientService::RefusalOf(uint8_t service_code, uint16_t opcode) const {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -41,6 +42,9 @@ class ClientService {
     ClientService(std::shared_ptr<const Service> its_service, const Shared& with_others,
                   Descriptor its_channel, Descriptor its_client, const Ends& its_ends);
 
+    bool IsServedBy(const Service* its_service) const { return service.get() == its_service; }
+    /// Ends it, from any thread.
+    void HangUp() const;
     /// Answers one question; false when there are no more.
     bool AnswerOne();
 
@@ -55,9 +59,10 @@ class ClientService {
     uint32_t Conclude(AuditEntry entry);
     /// Whether it is this client's turn to try; why not goes into *reason.
     bool WaitForTurn(std::string* reason);
+    bool IsQuiet(int milliseconds) const;
     bool Serve(uint8_t service_code, uint16_t opcode, Data data);
-    /// The change stays when the user comes again.
-    void Expect(AuditEntry entry, const std::function<std::string()>& put_back) const;
+    /// The change stays when the user comes again; false when that cannot be waited for.
+    bool Expect(AuditEntry entry, const std::function<std::string()>& put_back) const;
     /// Why this user may not ask for it; 0: he may.
     uint32_t RefusalOf(uint8_t service_code, uint16_t opcode) const;
     agent::Reply AnswerTo(Client& asking, uint8_t service_code, uint16_t opcode, Data data);
@@ -73,7 +78,9 @@ class ClientService {
     const Ends ends;
     const std::string address_text;
     const Confirmations::Clock::time_point began = Confirmations::Clock::now();
+    const std::function<bool()> is_there = [this] { return IsQuiet(0); };
     Role role = Role::kNobody;
+    bool has_shown_certificates = false;
     std::string user;
 };
 

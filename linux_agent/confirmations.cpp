@@ -1,28 +1,19 @@
 #include "linux_agent/confirmations.h"
 
 #include <algorithm>
+#include <exception>
 #include <system_error>
 #include <utility>
 
 namespace zmagent {
-namespace {
 
 using zwmgmt::platform::NetworkOf;
 
-}  // namespace
-
-Confirmations::~Confirmations() {
-    if (watcher.joinable()) {
-        watcher.request_stop();
-        watcher.join();
-    }
-    for (; !waiting.empty(); waiting.pop_back()) waiting.back().put_back();
-}
-
-void Confirmations::Expect(const std::string& user, const Ends& ends, std::chrono::seconds limit,
+bool Confirmations::Expect(const std::string& user, const Ends& ends, std::chrono::seconds limit,
                            std::function<void()> put_back) try {
     const auto now = Clock::now();
     const std::lock_guard guard(lock);
+    if (closed || waiting.size() >= kMost) return false;
     if (!watcher.joinable()) {
         watcher = std::jthread([this](const std::stop_token& stop) { Watch(stop); });
     }
@@ -32,8 +23,9 @@ void Confirmations::Expect(const std::string& user, const Ends& ends, std::chron
                        .last = now + limit,
                        .put_back = std::move(put_back)});
     moment.notify_one();
-} catch (const std::system_error&) {  // without a thread nothing would be put back later
-    put_back();
+    return true;
+} catch (const std::system_error&) {
+    return false;
 }
 
 size_t Confirmations::Confirm(const std::string& user, const Ends& ends, Clock::time_point began) {
@@ -44,14 +36,36 @@ size_t Confirmations::Confirm(const std::string& user, const Ends& ends, Clock::
     });
 }
 
-/// The latest first: they may be of the same setting.
+void Confirmations::Close() {
+    std::list<Change> left;
+    {
+        const std::lock_guard guard(lock);
+        closed = true;
+        left.swap(waiting);
+    }
+    if (watcher.joinable()) {
+        watcher.request_stop();
+        watcher.join();
+    }
+    PutBack(left);
+}
+
+/// The latest first: each has it as it was before itself.
+void Confirmations::PutBack(const std::list<Change>& changes) {
+    for (auto change = changes.rbegin(); change != changes.rend(); ++change) {
+        try {
+            change->put_back();
+        } catch (const std::exception&) {  // no memory: the others have to be put back
+        }
+    }
+}
+
+/// Those that are due, and all that were made behind them: they may stand on them.
 std::list<Confirmations::Change> Confirmations::TakeDue(Clock::time_point now) {
     std::list<Change> due;
-    for (auto change = waiting.begin(); change != waiting.end();) {
-        const auto next = std::next(change);
-        if (change->last <= now) due.splice(due.begin(), waiting, change);
-        change = next;
-    }
+    const auto first = std::find_if(waiting.begin(), waiting.end(),
+                                    [&](const Change& change) { return change.last <= now; });
+    due.splice(due.end(), waiting, first, waiting.end());
     return due;
 }
 
@@ -67,7 +81,7 @@ void Confirmations::Watch(const std::stop_token& stop) {
         moment.wait_until(guard, stop, next, [&] { return Next() < next; });
         const std::list<Change> due = TakeDue(Clock::now());
         guard.unlock();
-        for (const Change& change : due) change.put_back();
+        PutBack(due);
         guard.lock();
     }
 }

@@ -18,15 +18,19 @@ class Confirmations {
   public:
     using Clock = std::chrono::steady_clock;
 
-    /// Puts back what is not confirmed.
-    ~Confirmations();
+    ~Confirmations() { Close(); }
 
-    /// A change has been made; `put_back` is called when the user does not come in time.
-    void Expect(const std::string& user, const Ends& ends, std::chrono::seconds limit,
+    /// A change has been made; `put_back` is called when the user does not come in time. False when
+    /// too many wait, or there is no thread: then nothing will be done.
+    bool Expect(const std::string& user, const Ends& ends, std::chrono::seconds limit,
                 std::function<void()> put_back);
-    /// The user has logged in on a connection that began then: his changes from before stay, where
-    /// they were made from the same network to the same address. How many there are.
+    /// The user has come, on a connection that began then: his changes from before stay, where they
+    /// were made from the same network to the same address. How many there are.
     size_t Confirm(const std::string& user, const Ends& ends, Clock::time_point began);
+    /// Puts back what is not confirmed, and waits for no more.
+    void Close();
+
+    static constexpr size_t kMost = 64;  // that wait
 
   private:
     struct Change {
@@ -40,10 +44,12 @@ class Confirmations {
     void Watch(const std::stop_token& stop);
     Clock::time_point Next() const;
     std::list<Change> TakeDue(Clock::time_point now);
+    static void PutBack(const std::list<Change>& changes);
 
     std::mutex lock;
     std::condition_variable_any moment;
     std::list<Change> waiting;
+    bool closed = false;
     std::jthread watcher;  // begun with the first change
 };
 

@@ -20,6 +20,8 @@ class Descriptor {
 
     int Number() const { return number; }
     explicit operator bool() const { return number >= 0; }
+    /// It is the caller's now.
+    int Release() { return std::exchange(number, -1); }
     void Close() {
         if (number >= 0) close(std::exchange(number, -1));
     }

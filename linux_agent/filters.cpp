@@ -59,6 +59,7 @@ class RuleSet {
 
     const std::map<uint32_t, Placed>& Rules() const { return rules; }
     const agent::RuleIds& Ids() const { return ids; }
+    RuleKind Kind() const { return kind; }
     uint32_t Size() const { return ids.most; }
     bool HasSeveralPorts() const { return port_count > 1; }
 
@@ -84,6 +85,18 @@ class RuleSet {
     Reply Delete(const Placed& placed) {
         const Outcome outcome = placed.table->Remove(kind, placed.rule.id);
         return outcome.Done() ? Reply{} : Refused(outcome);
+    }
+
+    /// As it was, on the only port; what has been changed again stays.
+    Reply PutBack(const RuleChanged& changed) {
+        const auto now = rules.find(changed.id);
+        const bool is_there = now != rules.end();
+        if (is_there != changed.after.has_value() ||
+            (is_there && !AreEqual(now->second.rule, *changed.after))) {
+            return {};
+        }
+        if (!is_there) return changed.before ? Add(0, *changed.before) : Reply{};
+        return changed.before ? Modify(now->second, *changed.before) : Delete(now->second);
     }
 
   private:
@@ -163,31 +176,43 @@ std::optional<size_t> PortOf(const _FilterX4& rule, size_t ports) {
 std::optional<size_t> PortOf(const _Filter&, size_t) { return 0; }
 
 template <class Rule>
-Reply Change(RuleSet set, size_t ports, RuleChange change, const Rule& given) {
+Reply Change(RuleSet set, std::span<const Interface> ports, RuleChange change, const Rule& given,
+             std::optional<RuleChanged>* undo) {
     agent::Rules<Rule> rules;
     for (const auto& [id, placed] : set.Rules()) Show(placed, set, &rules[id]);
     Rule changed = {};
     Reply judged = agent::Judge(rules, change, given, set.Ids(), &changed);
     if (judged.status != zwmgmt::kSuccess) return judged;
     const auto id = static_cast<uint32_t>(changed.id);
-    if (change == RuleChange::kDelete) return set.Delete(set.Rules().at(id));
-    const std::optional<size_t> port = PortOf(changed, ports);
+    const auto placed = set.Rules().find(id);
+    const bool is_there = placed != set.Rules().end();
+    const auto note = [&](size_t port, std::optional<_FilterX4> after) {
+        *undo = {.kind = set.Kind(), .port = ports[port], .id = id, .before = {}, .after = after};
+        if (is_there) (*undo)->before = placed->second.rule;
+    };
+    if (change == RuleChange::kDelete) {
+        note(placed->second.port, {});
+        return set.Delete(placed->second);
+    }
+    const std::optional<size_t> port = PortOf(changed, ports.size());
     if (!port) return Failed(zwmgmt::kInvalidValue, "port: a rule is of one of the adapter's");
     _FilterX4 plain;
     const std::string reason = MakeCommon(changed, &plain);
     if (!reason.empty()) return Failed(zwmgmt::kInvalidValue, reason);
-    if (change == RuleChange::kAdd) return set.Add(*port, plain);
-    const Placed& before = set.Rules().at(id);
-    if (before.port != *port) return Failed(zwmgmt::kInvalidValue, "port: a rule stays on its own");
-    return set.Modify(before, plain);
+    if (is_there && placed->second.port != *port) {
+        return Failed(zwmgmt::kInvalidValue, "port: a rule stays on its own");
+    }
+    note(*port, plain);
+    return is_there ? set.Modify(placed->second, plain) : set.Add(*port, plain);
 }
 
 // ---- The service
 
 class FilterService {
   public:
-    FilterService(Kernel& of_kernel, const std::vector<Adapter>& its_adapters)
-        : kernel(of_kernel), adapters(its_adapters) {}
+    FilterService(Kernel& of_kernel, const std::vector<Adapter>& its_adapters,
+                  std::optional<RuleChanged>* rule_changed)
+        : kernel(of_kernel), adapters(its_adapters), changed(rule_changed) {}
 
     std::optional<Reply> Answer(uint16_t opcode, Data data) {
         switch (opcode) {
@@ -231,7 +256,8 @@ class FilterService {
         if (!agent::Unpack(data, &rule) || !agent::IsSound(rule)) return NoRule();
         const auto port = FindInterface(FixedText(rule.interface_name));
         if (port.empty()) return Failed(zwmgmt::kNoPorts);
-        return Change({kernel, RuleKind::kX3, port}, 1, agent::RuleChangeOf(opcode), rule);
+        return Change({kernel, RuleKind::kX3, port}, port, agent::RuleChangeOf(opcode), rule,
+                      changed);
     }
 
     Reply ChangeX4(uint16_t opcode, Data data) {
@@ -243,7 +269,8 @@ class FilterService {
         if (change != RuleChange::kDelete && rule.combination[0] != '\0') {
             return Failed(zwmgmt::kInvalidValue, kNoModes);
         }
-        return Change({kernel, RuleKind::kX4, adapter->ports}, adapter->ports.size(), change, rule);
+        return Change<_FilterX4>({kernel, RuleKind::kX4, adapter->ports}, adapter->ports, change,
+                                 rule, changed);
     }
 
     Reply ListX3() {
@@ -310,13 +337,18 @@ class FilterService {
 
     Kernel& kernel;
     const std::vector<Adapter>& adapters;
+    std::optional<RuleChanged>* changed;
 };
 
 }  // namespace
 
 std::optional<Reply> AnswerFilter(Kernel& kernel, const std::vector<Adapter>& adapters,
-                                  uint16_t opcode, Data data) {
-    return FilterService(kernel, adapters).Answer(opcode, data);
+                                  uint16_t opcode, Data data, std::optional<RuleChanged>* changed) {
+    return FilterService(kernel, adapters, changed).Answer(opcode, data);
+}
+
+Reply PutBack(Kernel& kernel, const RuleChanged& changed) {
+    return RuleSet(kernel, changed.kind, {&changed.port, 1}).PutBack(changed);
 }
 
 bool HaveReceiveRules(Kernel& kernel, const std::vector<Adapter>& adapters) {

@@ -19,7 +19,7 @@ struct Ends {
 };
 
 /// The client whose request is answered. The functions are for one that changes what he comes by;
-/// they may be called from any thread, as long as the host is there.
+/// they may be called from any thread, as long as the host is there, `change` while this is there.
 struct Client {
     std::optional<Ends> ends = {};  // nothing: nobody comes by an interface
     /// The change itself, which is made when the answer has gone out. None: it has been made.

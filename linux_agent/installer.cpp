@@ -127,13 +127,15 @@ HookEnd Run(const HookRun& run, const std::atomic<bool>& stop) {
 
 // ---- The hook's turn -------------------------------------------------------------------------
 
-Installer::~Installer() {
-    stopping = true;
+void Installer::Stop() {
+    std::thread ending;
     {
         const std::lock_guard guard(lock);
+        stopping = true;
+        ending.swap(worker);
         changed.notify_all();
     }
-    if (worker.joinable()) worker.join();
+    if (ending.joinable()) ending.join();
 }
 
 bool Installer::HasRoom() const { return installations <= kMostPackages; }
@@ -150,6 +152,7 @@ Installer::Account& Installer::AccountOf(const std::string& user) {
 
 bool Installer::Enqueue(std::unique_ptr<Installation>* installation) {
     const std::lock_guard guard(lock);
+    if (stopping) return false;
     try {
         if (!worker.joinable()) worker = std::thread([this] { Work(); });
     } catch (const std::system_error&) {
@@ -305,7 +308,7 @@ agent::Reply Delivery::Drop(const std::string& reason) {
 }
 
 void Delivery::BreakOff() {
-    if (!arriving) return;
+    if (!arriving || !arriving->package) return;
     const uint64_t written = arriving->package->Written();
     Drop("after " + std::to_string(written) + " bytes");
 }

@@ -44,7 +44,9 @@ struct Installation {
 class Installer {
   public:
     explicit Installer(Audit& audit_log) : audit(audit_log) {}
-    ~Installer();
+    ~Installer() { Stop(); }
+    /// Ends the hook that runs; those that wait are not begun.
+    void Stop();
 
     /// What became of the packages that the user installed last.
     agent::Reply OutcomeOf(const std::string& user);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <list>
 #include <memory>
 #include <thread>
@@ -17,14 +18,22 @@ class Keeper {
     explicit Keeper(Audit& audit_log) : audit(audit_log) {}
     ~Keeper();
 
+    using Clock = std::chrono::steady_clock;
+
     /// Serves a client's channel in a thread of its own, until the network half closes it.
     void Begin(std::shared_ptr<const Service> service, Descriptor channel, Descriptor client);
+    /// Ends the sessions that are served by it; null: all.
+    void HangUp(const Service* service);
     /// Forgets the sessions that are over.
     void Reap();
+    /// Puts back what is not confirmed, ends hooks and sessions; false when sessions are not over
+    /// in time.
+    bool Close(Clock::time_point last);
 
   private:
     struct Session {
         std::atomic<bool> done = false;
+        std::weak_ptr<const ClientService> served;
         std::thread thread;
     };
 

@@ -143,13 +143,21 @@ Reply KernelHost::AnswerTo(Client& client, uint8_t service, uint16_t opcode, Dat
         if (const auto* plain = std::get_if<0>(&operation.answer)) return (this->**plain)(data);
         return (this->*std::get<1>(operation.answer))(data, client);
     }
-    if (service == zwmgmt::kFilter) {
-        const std::lock_guard guard(network);
-        if (auto reply = AnswerFilter(kernel, AllAdapters(), opcode, data)) {
-            return *std::move(reply);
-        }
-    }
+    if (service == zwmgmt::kFilter) return AnswerFilterRequest(opcode, data, client);
     return Failed(zwmgmt::kNotSupported);
+}
+
+Reply KernelHost::AnswerFilterRequest(uint16_t opcode, Data data, Client& client) {
+    const std::lock_guard guard(network);
+    std::optional<RuleChanged> changed;
+    auto reply = AnswerFilter(kernel, AllAdapters(), opcode, data, &changed);
+    if (changed && Comes(client, {changed->port})) {
+        client.put_back = [this, changed = *changed] {
+            const std::lock_guard while_it_is_put_back(network);
+            return PutBack(kernel, changed).reason;
+        };
+    }
+    return reply ? *std::move(reply) : Failed(zwmgmt::kNotSupported);
 }
 
 bool KernelHost::Changes(uint8_t service, uint16_t opcode) const {
@@ -258,12 +266,13 @@ Reply KernelHost::SetCardProperties(Data) {
                   "properties of cards are of TCP offload, which Linux kernels do not have");
 }
 
-/// Whether the client comes by one of these interfaces.
+/// Whether the client comes by one of these interfaces, as far as the kernel tells.
 bool KernelHost::Comes(const Client& client, const std::vector<Interface>& by) {
     if (!client.ends) return false;
-    const std::set<uint32_t> path = InterfacesBetween(kernel, *client.ends);
-    return std::ranges::any_of(
-        by, [&](const Interface& interface) { return path.contains(interface.index); });
+    const auto path = InterfacesBetween(kernel, *client.ends);
+    return !path || std::ranges::any_of(by, [&](const Interface& interface) {
+        return path->contains(interface.index);
+    });
 }
 
 Reply KernelHost::ChangePorts(const std::vector<Interface>& ports, const Properties& properties,
@@ -277,9 +286,11 @@ Reply KernelHost::ChangePorts(const std::vector<Interface>& ports, const Propert
             return changes->PutBack();
         };
         if (changes->TakeTheLink()) {
-            client.change = [this, changes] {
+            client.change = [this, changes, &client] {
                 const std::lock_guard guard(network);
-                return changes->Make();
+                Reply made = changes->Make();
+                if (made.status != zwmgmt::kSuccess) client.put_back = nullptr;  // it has been
+                return made;
             };
             return {};
         }

@@ -56,6 +56,7 @@ class KernelHost : public Host {
     agent::Reply ReloadDriver(Data data, Client& client);
     agent::Reply UnloadDriver(Data data, Client& client);
 
+    agent::Reply AnswerFilterRequest(uint16_t opcode, Data data, Client& client);
     agent::Reply ChangePorts(const std::vector<Interface>& ports, const Properties& properties,
                              const PortSettings& wanted, Client& client);
     agent::Reply ChangeDriver(const std::string& name, agent::Reply (*change)(const std::string&),

@@ -14,6 +14,7 @@ namespace {
 
 constexpr size_t kMostGroups = 1024;
 constexpr std::chrono::seconds kLongestQueue{10};
+constexpr std::chrono::milliseconds kQueueRound{100};
 constexpr size_t kAccountRoom = 64 * 1024;
 
 /// Answers PAM's questions: what is not to be shown is the password.
@@ -100,18 +101,35 @@ bool IsInOneOf(const std::vector<gid_t>& groups, const Texts& names) {
     });
 }
 
+/// The lock, unless that takes too long, or the client goes meanwhile.
+std::unique_lock<std::timed_mutex> WaitForTurn(std::timed_mutex& mutex,
+                                               const std::function<bool()>& is_there,
+                                               std::string* reason) {
+    std::unique_lock lock(mutex, std::defer_lock);
+    const auto last = std::chrono::steady_clock::now() + kLongestQueue;
+    while (is_there()) {
+        if (lock.try_lock_for(kQueueRound)) {
+            if (is_there()) return lock;
+            lock.unlock();
+        } else if (std::chrono::steady_clock::now() >= last) {
+            *reason = "too many logins at once";
+            return lock;
+        }
+    }
+    *reason = "gone before its turn";
+    return lock;
+}
+
 }  // namespace
 
 Role RoleOf(const Config& config, const std::string& user, const std::string* password,
-            const std::string& address, std::string* reason) {
+            const std::string& address, const std::function<bool()>& is_there,
+            std::string* reason) {
     {
         // Not every module of PAM bears threads.
         static std::timed_mutex one_at_a_time;
-        const std::unique_lock guard(one_at_a_time, kLongestQueue);
-        if (!guard.owns_lock()) {
-            *reason = "too many logins at once";
-            return Role::kNobody;
-        }
+        const std::unique_lock guard = WaitForTurn(one_at_a_time, is_there, reason);
+        if (!guard.owns_lock()) return Role::kNobody;
         if (!PamSession(config, user, password).Accepts(user, address, reason)) {
             return Role::kNobody;
         }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <string>
@@ -14,11 +15,12 @@ namespace zmagent {
 
 enum class Role { kNobody, kReader, kOperator };
 
-/// What the user may do whose password, if one is asked for, and account PAM accepts. kNobody, with
-/// the reason in *reason, when they are not accepted, or the user is in none of the groups.
-/// address: of the client, as PAM is told it.
+/// What the user may do whose password and account PAM accepts; with a null password, whose account
+/// alone. kNobody, with the reason in *reason, when they are not accepted, or the user is in none
+/// of the groups. address: of the client, as PAM is told it. is_there: whether the client still
+/// waits, while others go before it.
 Role RoleOf(const Config& config, const std::string& user, const std::string* password,
-            const std::string& address, std::string* reason);
+            const std::string& address, const std::function<bool()>& is_there, std::string* reason);
 
 /// Makes guessing slow: after a failed login the next one from there waits, each time longer.
 class LoginGuard {

@@ -20,12 +20,12 @@ uint8_t SystemFamily(const Address& address) {
     return address.family == Family::kIpv4 ? AF_INET : AF_INET6;
 }
 
-/// The interfaces that have the address.
-void AddHolders(Kernel& kernel, const Address& address, std::set<uint32_t>* interfaces) {
+/// The interfaces that have the address; false where the kernel does not tell.
+bool AddHolders(Kernel& kernel, const Address& address, std::set<uint32_t>* interfaces) {
     ifaddrmsg header = {};
     header.ifa_family = SystemFamily(address);
     Request request(RTM_GETADDR, NLM_F_DUMP, &header, sizeof(header));
-    kernel.route.Ask(request, [&](const nlmsghdr& reply) {
+    const auto take = [&](const nlmsghdr& reply) {
         if (mnl_nlmsg_get_payload_len(&reply) < sizeof(ifaddrmsg)) return;
         const auto* row = static_cast<const ifaddrmsg*>(mnl_nlmsg_get_payload(&reply));
         const Attributes attributes(reply, sizeof(ifaddrmsg));
@@ -35,11 +35,12 @@ void AddHolders(Kernel& kernel, const Address& address, std::set<uint32_t>* inte
         if (std::memcmp(bytes.data(), address.bytes, AddressSize(address.family)) == 0) {
             interfaces->insert(row->ifa_index);
         }
-    });
+    };
+    return kernel.route.Ask(request, take).Done();
 }
 
 /// The interface that packets to the client leave by.
-void AddWayOut(Kernel& kernel, const Ends& ends, std::set<uint32_t>* interfaces) {
+bool AddWayOut(Kernel& kernel, const Ends& ends, std::set<uint32_t>* interfaces) {
     const size_t size = AddressSize(ends.client.family);
     rtmsg header = {};
     header.rtm_family = SystemFamily(ends.client);
@@ -49,10 +50,11 @@ void AddWayOut(Kernel& kernel, const Ends& ends, std::set<uint32_t>* interfaces)
     request.Bytes(RTA_DST, std::span(ends.client.bytes).first(size));
     request.Bytes(RTA_SRC, std::span(ends.host.bytes).first(size));
     if (ends.client.zone != 0) request.Number32(RTA_OIF, ends.client.zone);
-    kernel.route.Ask(request, [&](const nlmsghdr& reply) {
+    const auto take = [&](const nlmsghdr& reply) {
         const Attributes attributes(reply, sizeof(rtmsg));
         if (attributes.Has(RTA_OIF)) interfaces->insert(attributes.Number32(RTA_OIF));
-    });
+    };
+    return kernel.route.Ask(request, take).Done();
 }
 
 /// One interface stands on another.
@@ -61,34 +63,35 @@ struct Footing {
     uint32_t lower;
 };
 
-std::vector<Footing> Footings(Kernel& kernel) {
-    std::vector<Footing> footings;
+bool AddFootings(Kernel& kernel, std::vector<Footing>* footings) {
     const ifinfomsg header = {};
     Request request(RTM_GETLINK, NLM_F_DUMP, &header, sizeof(header));
-    kernel.route.Ask(request, [&](const nlmsghdr& reply) {
+    const auto take = [&](const nlmsghdr& reply) {
         if (mnl_nlmsg_get_payload_len(&reply) < sizeof(ifinfomsg)) return;
         const auto* link = static_cast<const ifinfomsg*>(mnl_nlmsg_get_payload(&reply));
         const auto index = static_cast<uint32_t>(link->ifi_index);
         const Attributes attributes(reply, sizeof(ifinfomsg));
         if (attributes.Has(IFLA_MASTER)) {
-            footings.push_back({.upper = attributes.Number32(IFLA_MASTER), .lower = index});
+            footings->push_back({.upper = attributes.Number32(IFLA_MASTER), .lower = index});
         }
         // One end of a cable does not stand on the other, nor on what is in another namespace.
         const bool is_cable = attributes.Nest(IFLA_LINKINFO).Text(IFLA_INFO_KIND) == "veth";
         if (attributes.Has(IFLA_LINK) && !attributes.Has(IFLA_LINK_NETNSID) && !is_cable) {
-            footings.push_back({.upper = index, .lower = attributes.Number32(IFLA_LINK)});
+            footings->push_back({.upper = index, .lower = attributes.Number32(IFLA_LINK)});
         }
-    });
-    return footings;
+    };
+    return kernel.route.Ask(request, take).Done();
 }
 
 }  // namespace
 
-std::set<uint32_t> InterfacesBetween(Kernel& kernel, const Ends& ends) {
+std::optional<std::set<uint32_t>> InterfacesBetween(Kernel& kernel, const Ends& ends) {
     std::set<uint32_t> interfaces;
-    AddHolders(kernel, ends.host, &interfaces);
-    AddWayOut(kernel, ends, &interfaces);
-    const std::vector<Footing> footings = Footings(kernel);
+    std::vector<Footing> footings;
+    if (!AddHolders(kernel, ends.host, &interfaces) || !AddWayOut(kernel, ends, &interfaces) ||
+        !AddFootings(kernel, &footings)) {
+        return std::nullopt;
+    }
     for (size_t known = 0; known != interfaces.size();) {
         known = interfaces.size();
         for (const Footing& footing : footings) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <set>
 
 #include "linux_agent/host.h"
@@ -10,7 +11,7 @@
 namespace zmagent {
 
 /// The interfaces that packets between the two come and go by, with those that they stand on: ports
-/// of bridges and bonds, and what VLANs are of.
-std::set<uint32_t> InterfacesBetween(Kernel& kernel, const Ends& ends);
+/// of bridges and bonds, and what VLANs are of. Nothing where the kernel does not tell.
+std::optional<std::set<uint32_t>> InterfacesBetween(Kernel& kernel, const Ends& ends);
 
 }  // namespace zmagent

@@ -72,6 +72,7 @@ Outcome SetFeatures(const Setting& setting) {
 
 /// All at once, as what depends on another feature was dropped with it.
 Outcome PutBackFeatures(const Setting& setting) {
+    if (setting.features.empty()) return {};
     return SetBits(setting, ETHTOOL_MSG_FEATURES_SET, ETHTOOL_A_FEATURES_WANTED, setting.features);
 }
 
@@ -243,7 +244,9 @@ Outcome PortChange::Apply() {
             if (!set.Done()) return With(*property, set);
         }
     }
-    return Verify();
+    Outcome verified = Verify();
+    if (verified.Done()) features_after = ChangeableFeatures(kernel, port);
+    return verified;
 }
 
 std::optional<PortState> PortChange::Now() {
@@ -261,16 +264,36 @@ Outcome PortChange::Verify() {
     return {};
 }
 
+bool PortChange::IsAsMade(const Argument& property, const std::optional<PortState>& now) const {
+    return !features_after || !now || Took(property, wanted, *now);
+}
+
+/// Those that have changed with this change, and not again.
+Bits PortChange::FeaturesToPutBack() const {
+    if (!features_after) return features;
+    Bits changed;
+    for (const Bit& now : ChangeableFeatures(kernel, port)) {
+        const auto same = [&](const Bit& bit) { return bit.index == now.index; };
+        const auto was = std::find_if(features.begin(), features.end(), same);
+        const auto made = std::find_if(features_after->begin(), features_after->end(), same);
+        if (was == features.end() || made == features_after->end()) continue;
+        if (was->set != made->set && now.set == made->set) changed.push_back(*was);
+    }
+    return changed;
+}
+
 std::string PortChange::PutBack() {
     std::string failures;
     const std::optional<PortState> now = Now();
+    const Bits changed = FeaturesToPutBack();
     for (const Argument* property : refused) {
         if (now && !Took(*property, before.record.settings, *now)) done.push_back(property);
     }
     for (; !done.empty(); done.pop_back()) {
         const Argument& property = *done.back();
+        if (!IsAsMade(property, now)) continue;
         const Setter& setter = *SetterOf(property);
-        const Setting setting = {kernel, port, before, features, property, before.record.settings};
+        const Setting setting = {kernel, port, before, changed, property, before.record.settings};
         const Outcome outcome = With(property, setter.put_back(setting));
         if (!outcome.Done()) failures += "; could not be put back: " + outcome.reason;
     }

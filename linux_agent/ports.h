@@ -51,12 +51,15 @@ class PortChange {
     /// back.
     Outcome Apply();
 
-    /// As it was before: empty, or what could not be put back.
+    /// As it was before: empty, or what could not be put back. What somebody has changed since it
+    /// was all done stays.
     std::string PutBack();
 
   private:
     Outcome Verify();
     std::optional<PortState> Now();
+    bool IsAsMade(const zwmgmt::Argument& property, const std::optional<PortState>& now) const;
+    Bits FeaturesToPutBack() const;
 
     Kernel& kernel;
     const Interface port;
@@ -64,6 +67,7 @@ class PortChange {
     const PortState before;
     const Bits features;  // before
     const PortSettings wanted;
+    std::optional<Bits> features_after;  // when all is done
     Properties done;
     Properties refused;  // there are drivers that change something nevertheless
 };

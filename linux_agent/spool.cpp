@@ -1,9 +1,13 @@
 #include "linux_agent/spool.h"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <linux/openat2.h>
 #include <openssl/rand.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -23,6 +27,7 @@ namespace fs = std::filesystem;
 constexpr const char* kArriving = ".arriving";
 constexpr const char* kRecord = ".about.toml";
 constexpr size_t kChance = 16;             // bytes that the name of a package's folder is made of
+constexpr int kDeepest = 64;               // folders within folders
 constexpr uint64_t kLeftFree = 64u << 20;  // bytes of the file system that others need, too
 
 bool Fails(const std::string& what, std::string* error) {
@@ -45,6 +50,36 @@ bool IsPackageFolder(const std::string& name) {
     return name.size() == 2 * kChance && name.find_first_not_of("0123456789abcdef") == name.npos;
 }
 
+Descriptor OpenFolder(const std::string& path) {
+    return Descriptor(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+}
+
+/// A folder's entry and all in it, but for what a hook has mounted there: that is not the spool's.
+bool RemoveWithin(int folder, const char* name, int depth) {
+    if (unlinkat(folder, name, 0) == 0) return true;
+    open_how how = {};
+    how.flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+    how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_XDEV;
+    Descriptor inner(static_cast<int>(syscall(SYS_openat2, folder, name, &how, sizeof(how))));
+    DIR* entries = inner && depth < kDeepest ? fdopendir(inner.Number()) : nullptr;
+    if (entries == nullptr) return false;
+    const int place = inner.Release();
+    bool is_empty = true;
+    while (const dirent* entry = readdir(entries)) {
+        const std::string_view inside = entry->d_name;
+        if (inside == "." || inside == "..") continue;
+        is_empty = RemoveWithin(place, entry->d_name, depth + 1) && is_empty;
+    }
+    closedir(entries);
+    return is_empty && unlinkat(folder, name, AT_REMOVEDIR) == 0;
+}
+
+void Remove(const fs::path& folder) {
+    const Descriptor spool = OpenFolder(folder.parent_path());
+    if (!spool || RemoveWithin(spool.Number(), folder.filename().c_str(), 0)) return;
+    std::fprintf(stderr, "korvane_zmagent: cannot remove all of %s\n", folder.c_str());
+}
+
 bool WriteAll(int file, std::span<const uint8_t> bytes) {
     while (!bytes.empty()) {
         const ssize_t done = write(file, bytes.data(), bytes.size());
@@ -53,10 +88,6 @@ bool WriteAll(int file, std::span<const uint8_t> bytes) {
         bytes = bytes.subspan(static_cast<size_t>(done));
     }
     return true;
-}
-
-Descriptor OpenFolder(const std::string& path) {
-    return Descriptor(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
 
 /// Takes the room now, so that it is there for all that has been announced.
@@ -92,8 +123,7 @@ void EmptySpool(const std::string& spool) {
     std::error_code failed;
     for (fs::directory_iterator left(spool, failed); !failed && left != fs::directory_iterator();
          left.increment(failed)) {
-        std::error_code ignored;
-        if (IsPackageFolder(left->path().filename())) fs::remove_all(left->path(), ignored);
+        if (IsPackageFolder(left->path().filename())) Remove(left->path());
     }
 }
 
@@ -103,10 +133,7 @@ Package::Package(std::string its_folder, std::string its_name, uint64_t its_size
       size(its_size),
       digest(EVP_MD_CTX_new()) {}
 
-Package::~Package() {
-    std::error_code ignored;
-    fs::remove_all(folder, ignored);
-}
+Package::~Package() { Remove(folder); }
 
 std::unique_ptr<Package> Package::Begin(const std::string& spool, const std::string& name,
                                         uint64_t size, std::string* error) {

@@ -222,6 +222,7 @@ void Supervisor::ForgetEnded() {
 }
 
 void Supervisor::Bury(const NetworkHalf& half, int status) {
+    keeper.HangUp(half.service.get());
     if (half.leaving && status == 0) return;
     std::string how = "has ended";
     if (WIFSIGNALED(status)) how = "was ended by signal " + std::to_string(WTERMSIG(status));
@@ -266,8 +267,7 @@ void Supervisor::Loop(int signals) {
             AskWhetherAlive();
         }
         WaitAndHear(signals, std::min(next, last));
-        // Who does not let go then is left: the halves go with this process.
-        if (Clock::now() >= last) std::_Exit(failed ? 1 : 0);
+        if (Clock::now() >= last) break;
         keeper.Reap();
         TakeSignals(signals);
         ForgetEnded();
@@ -297,6 +297,9 @@ int Supervisor::Run() {
     }
     sd_notify(0, "READY=1");
     Loop(signals.Number());
+    // Who does not let go then is left: the halves go with this process.
+    if (!keeper.Close(Clock::now() + kGrace)) std::_Exit(failed ? 1 : 0);
+    if (!halves.empty()) std::_Exit(failed ? 1 : 0);
     return failed ? 1 : 0;
 }
 

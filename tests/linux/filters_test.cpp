@@ -5,6 +5,7 @@
 #include <fstream>
 #include <iterator>
 
+#include "records/x4_rule.h"
 #include "tests/linux/kernel_agent.h"
 
 using namespace testing_support;
@@ -103,6 +104,35 @@ TEST_F(Filters, LeaveTheRulesOfOthersAlone) {
     for (size_t i = 0; i < 64; ++i) EXPECT_EQ(Bytes()[i], others[i]) << i;
 }
 
+TEST_F(Filters, OfTheClientsOwnPathCanBePutBack) {
+    EXPECT_EQ(RunTool("ip address add 192.0.2.1/24 dev v0").exit_status, 0);
+    zmagent::Client client = {.ends = zmagent::Ends{.host = {.bytes = {192, 0, 2, 1}},
+                                                    .client = {.bytes = {192, 0, 2, 2}}}};
+    _FilterX4 rule = {};
+    zwmgmt::SetFixedText(rule.pci_bus_location, "v0");
+    EXPECT_EQ(Status("add pci=v0 id=2 protocol=6 lport=1 x4action=drop"), 0);
+    const json before = Rules();
+    const Table<uint16_t, uint32_t> kChanges = {
+        {zwmgmt::kAddFilterX4, 3}, {zwmgmt::kModifyFilterX4, 2}, {zwmgmt::kDeleteFilterX4, 2}};
+    for (const auto& [opcode, id] : kChanges) {
+        rule.id = id;
+        rule.protocol = {17, 0xFF};
+        rule.action = 2;  // drop
+        rule.present = zwmgmt::X4Bit("protocol") | zwmgmt::X4Bit("action");
+        client.put_back = nullptr;
+        const auto* bytes = reinterpret_cast<const uint8_t*>(&rule);
+        EXPECT_EQ(
+            agent->host.AnswerTo(client, zwmgmt::kFilter, opcode, {bytes, bytes + sizeof(rule)})
+                .status,
+            0)
+            << opcode;
+        EXPECT_NE(Rules(), before) << opcode;
+        ASSERT_TRUE(client.put_back) << opcode;
+        EXPECT_EQ(client.put_back(), "");
+        EXPECT_EQ(Rules(), before) << opcode;
+    }
+}
+
 TEST_F(Filters, AreOfOnePortOfTheAdapter) {
     std::ofstream(folder / "v1");
     zmagent::Kernel kernel;
@@ -114,7 +144,8 @@ TEST_F(Filters, AreOfOnePortOfTheAdapter) {
     CannedHost host(
         [&](uint8_t service, uint16_t opcode, auto data) {
             if (service != zwmgmt::kFilter) return agent->host.Answer(service, opcode, data);
-            return *zmagent::AnswerFilter(kernel, {both}, opcode, data);
+            std::optional<zmagent::RuleChanged> changed;
+            return *zmagent::AnswerFilter(kernel, {both}, opcode, data, &changed);
         },
         zwmgmt::kLinux);
     const TestAgent two_ports(host);

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <list>
 #include <optional>
 #include <string>
@@ -173,8 +174,26 @@ TEST(Confirmations, AreOfTheUserOnTheSamePathAfterTheChange) {
         EXPECT_EQ(confirmations.Confirm("alice", other_host, after), 0u);
         EXPECT_EQ(confirmations.Confirm("alice", other_client, after), 0u);
         EXPECT_EQ(confirmations.Confirm("bob", ends, after), 1u);
+        for (size_t i = 2; i <= Confirmations::kMost; ++i) {
+            EXPECT_EQ(confirmations.Expect("carol", ends, std::chrono::hours(1), [] {}),
+                      i < Confirmations::kMost);
+        }
     }
     EXPECT_EQ(put_back, "ba");  // the latest first
+}
+
+TEST(Confirmations, EndWithThoseThatTheyStandOn) {
+    const Ends ends = {.host = {.bytes = {10, 0, 0, 1}}, .client = {.bytes = {10, 0, 0, 2}}};
+    std::promise<void> first_is_done;
+    std::string put_back;
+    Confirmations confirmations;
+    confirmations.Expect("alice", ends, std::chrono::seconds(1), [&] {
+        put_back += "a";
+        first_is_done.set_value();
+    });
+    confirmations.Expect("bob", ends, std::chrono::hours(1), [&] { put_back += "b"; });
+    first_is_done.get_future().wait();
+    EXPECT_EQ(put_back, "ba");
 }
 
 /// What a network half may do with packages that is in other hands than its client's.
