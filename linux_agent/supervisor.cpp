@@ -22,6 +22,7 @@
 #include "linux_agent/channel.h"
 #include "linux_agent/network_half.h"
 #include "linux_agent/spool.h"
+#include "linux_agent/trusted_path.h"
 
 namespace zmagent {
 namespace {
@@ -91,6 +92,8 @@ std::shared_ptr<const Service> Supervisor::Load(std::string* error) const {
     }
     const Config& config = read->config;
     if (config.certificates_log_in) {
+        // Who can change them can log in as anybody.
+        if (!OpenTrusted(config.client_authorities, error)) return nullptr;
         read->authorities = ReadAuthorities(config.client_authorities, error);
         if (!read->authorities) return nullptr;
     }
