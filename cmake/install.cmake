@@ -37,4 +37,12 @@ if(ZWMGMT_PROGRAMS)
     set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME programs)
     install(TARGETS korvane_zwcli korvane_zmsim RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
     install(FILES front_end/certs/cert.pem DESTINATION ${CMAKE_INSTALL_BINDIR}/certs)
+    if(WIN32)
+        install(FILES contrib/completion/korvane_zwcli.ps1 DESTINATION ${CMAKE_INSTALL_BINDIR})
+    else()
+        install(FILES contrib/completion/korvane_zwcli.bash RENAME korvane_zwcli
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+        install(FILES contrib/completion/_korvane_zwcli
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+    endif()
 endif()

@@ -15,7 +15,9 @@ add_executable(korvane_zwcli
     front_end/answer.cpp
     front_end/batch.cpp
     front_end/command_run.cpp
+    front_end/complete_line.cpp
     front_end/completion.cpp
+    front_end/completion_hosts.cpp
     front_end/consolidate.cpp
     front_end/difference.cpp
     front_end/dry_run.cpp

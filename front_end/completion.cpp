@@ -57,10 +57,9 @@ bool BeginsIgnoringCase(std::string_view text, std::string_view beginning) {
     return zwmgmt::SameIgnoringCase(text.substr(0, beginning.size()), beginning);
 }
 
-/// Agents' texts are not trusted: they are shown on a terminal.
+/// Texts of agents and files are not trusted: they are shown on a terminal.
 bool IsPrintable(const std::string& text) {
-    return !text.empty() && text.size() <= kLongestValue &&
-           std::ranges::all_of(text, [](char c) { return ' ' <= c && c <= '~'; });
+    return std::ranges::all_of(text, [](char c) { return ' ' <= c && c <= '~'; });
 }
 
 /// The numbers of "0 to 5", where they are few.
@@ -111,51 +110,157 @@ Words SubCommandsOf(const zwmgmt::Route& route) {
     return words;
 }
 
+/// A word of a usage that stands for what is no word itself.
+enum class Meaning { kFile, kHost, kSet };
+constexpr struct {
+    std::string_view shown;
+    Meaning meaning;
+} kMeanings[] = {
+    {"FILE", Meaning::kFile},        {"OTHER", Meaning::kFile}, {"HOST", Meaning::kHost},
+    {"HOST[:PORT]", Meaning::kHost}, {"SET", Meaning::kSet},    {"EXPRESSION", Meaning::kSet},
+};
+
+Words SplitAt(std::string_view text, std::string_view separator) {
+    Words pieces;
+    for (;;) {
+        const size_t end = std::min(text.find(separator), text.size());
+        pieces.emplace_back(text.substr(0, end));
+        if (end == text.size()) return pieces;
+        text.remove_prefix(end + separator.size());
+    }
+}
+
+/// "add|remove", which stand for themselves, as "HOST" does not.
+bool IsChoice(std::string_view shown) {
+    return !shown.empty() && (shown[0] < 'A' || shown[0] > 'Z') && shown[0] != '[';
+}
+
+/// "[open=listen|aopen]"
+bool IsShownKey(std::string_view shown) {
+    return shown.starts_with('[') && shown.find('=') != shown.npos;
+}
+
+/// Where the host or group begins that is typed last in a set of them.
+size_t BeginOfTerm(std::string_view set) {
+    size_t begin = 0;
+    bool inside = false;
+    for (size_t at = 0; at < set.size(); ++at) {
+        if (set[at] == '[' || set[at] == ']') inside = set[at] == '[';
+        if (!inside && std::string_view(",! ").find(set[at]) != std::string_view::npos) {
+            begin = at + 1;
+        }
+    }
+    return begin;
+}
+
 class Completer {
   public:
-    Completer(std::string_view line, const CompletionSources& completion_sources)
-        : sources(completion_sources) {
-        std::vector<WordPlace> places;
-        SplitWords(line, &words, &places);
-        completion.begin = line.size();
-        const size_t end = places.empty() ? 0 : places.back().end;
-        if (end == line.size() && !words.empty()) {
-            completion.begin = places.back().begin;
-            typed = std::move(words.back());
-            words.pop_back();
-        }
-        is_comment = line.find_first_not_of(" \t", end) != line.npos;
-    }
+    Completer(const Words& words_before, const std::string& typed_word,
+              const CompletionSources& completion_sources)
+        : sources(completion_sources), words(words_before), typed(typed_word) {}
 
-    Completion Execute() {
-        if (is_comment) return completion;
+    Candidates Find() {
         const bool is_help =
             !words.empty() && (zwmgmt::SameIgnoringCase(words[0], "help") || words[0] == "?");
-        if (words.empty()) Offer(sources.first_words);
-        if (is_help) words.erase(words.begin());
+        if (is_help) {
+            words.erase(words.begin());
+        } else {
+            for (const std::string& usage : sources.usages) {
+                for (const std::string& each : SplitAt(usage, " | ")) OfferUsage(each);
+            }
+        }
         if (words.empty()) {
             Offer(zwmgmt::OfferedServices().sent);
         } else if (words.size() == 1) {
             const int number = ZwMgmt_interface::CLGetService(words[0].c_str());
-            if (number != -1) Offer(zwmgmt::OfferedCommands(static_cast<uint8_t>(number)).sent);
+            if (number != -1) OfferCommands(static_cast<uint8_t>(number));
         } else if (!is_help) {
             OfferArguments();
         }
-        return completion;
+        return std::move(found);
+    }
+
+    Candidates FindValue(std::string_view shown, const std::string& before) {
+        OfferValue(shown, before);
+        return std::move(found);
     }
 
   private:
     /// Those that go on as the word begins, each once.
     template <class Text>
     void Offer(const std::vector<Text>& texts, const std::string& before = "") {
-        for (const Text& text : texts) {
-            const std::string plain = text;
-            if (!BeginsIgnoringCase(before + plain, typed)) continue;
-            std::string quoted = before + Quoted(plain);
-            if (plain.ends_with('/') && quoted.ends_with('\'')) quoted.pop_back();
-            if (std::ranges::find(completion.candidates, quoted) == completion.candidates.end()) {
-                completion.candidates.push_back(std::move(quoted));
+        for (const Text& text : texts) Offer(before + text, "");
+    }
+
+    void Offer(const std::vector<Candidate>& candidates, const std::string& before) {
+        for (const Candidate& each : candidates) Offer(before + each.word, each.about);
+    }
+
+    void Offer(const std::string& word, const std::string& about) {
+        if (!BeginsIgnoringCase(word, typed) || !IsPrintable(word)) return;
+        if (std::ranges::find(found.words, word, &Candidate::word) == found.words.end()) {
+            found.words.push_back({word, IsPrintable(about) ? about : ""});
+        }
+    }
+
+    /// What stands next in a usage ("agents add|remove HOST ..."), where the words fit it so far.
+    void OfferUsage(std::string_view usage) {
+        const Words shown = SplitAt(usage, " ");
+        const auto key = std::ranges::find_if(shown, IsShownKey);
+        const auto first_key = static_cast<size_t>(key - shown.begin());
+        for (size_t i = 0; i < std::min(words.size(), first_key); ++i) {
+            const std::string_view place = PlaceAt(shown, i);
+            if (place.empty()) return;
+            const Words choice = SplitAt(place, "|");
+            const bool fits = std::ranges::any_of(choice, [&](const std::string& word) {
+                return zwmgmt::SameIgnoringCase(word, words[i]);
+            });
+            if (IsChoice(place) && !fits) return;
+        }
+        if (words.size() < first_key) return OfferValue(PlaceAt(shown, words.size()), "");
+        for (size_t i = first_key; i < shown.size(); ++i) OfferShownKey(shown[i]);
+    }
+
+    /// What a word of a usage stands for; "..." repeats what is before it.
+    static std::string_view PlaceAt(const Words& shown, size_t at) {
+        if (shown.back() == "...") at = std::min(at, shown.size() - 2);
+        return at < shown.size() ? std::string_view(shown[at]) : "";
+    }
+
+    void OfferShownKey(std::string_view shown) {
+        const Words parts = SplitAt(shown.substr(1, shown.size() - 2), "=");
+        const std::string before = parts[0] + "=";
+        if (typed.find('=') == std::string::npos) {
+            if (Given(parts[0]).empty()) Offer(before, parts[1]);
+        } else {
+            OfferValue(parts[1], before);
+        }
+    }
+
+    void OfferValue(std::string_view shown, const std::string& before) {
+        if (IsChoice(shown)) return Offer(SplitAt(shown, "|"), before);
+        for (const auto& [text, meaning] : kMeanings) {
+            if (text != shown) continue;
+            switch (meaning) {
+                case Meaning::kFile: found.files_behind = before; break;
+                case Meaning::kHost: Offer(sources.hosts, before); break;
+                case Meaning::kSet: OfferSet(before); break;
             }
+        }
+    }
+
+    void OfferSet(const std::string& before) {
+        const std::string set = typed.substr(std::min(before.size(), typed.size()));
+        const std::string head = before + set.substr(0, BeginOfTerm(set));
+        Offer(sources.hosts, head);
+        Offer(sources.groups, head);
+        if (typed.substr(head.size()).starts_with('@')) found.files_behind = head + "@";
+    }
+
+    void OfferCommands(uint8_t service) {
+        for (const char* word : zwmgmt::OfferedCommands(service).sent) {
+            const int command = ZwMgmt_interface::CLGetCommand(word, service);
+            Offer(word, zwmgmt::FindRoute(service, static_cast<uint16_t>(command))->purpose);
         }
     }
 
@@ -172,7 +277,7 @@ class Completer {
         for (const zwmgmt::CommandKey& key : zwmgmt::KeysOfCommand(route->command)) {
             if (sources.agent_os != 0 && !key.agents.Has(sources.agent_os)) continue;
             if (sign == std::string::npos) {
-                if (!IsGiven(key.key)) Offer(Words{std::string(key.word) + "="});
+                if (!IsGiven(key.key)) Offer(std::string(key.word) + "=", key.takes + key.need);
             } else if (KeyNumber(typed.substr(0, sign)) == key.key) {
                 OfferValues(key, typed.substr(0, sign + 1), typed.substr(sign + 1));
             }
@@ -185,25 +290,8 @@ class Completer {
         if (const LiveRow* row = FindLiveRow(route->service, route->command, key.word)) {
             Offer(LiveValues(*row), before);
         }
-        if (key.takes.starts_with("a file")) OfferFiles(before, begun, 0);
-        if (begun.starts_with('@')) OfferFiles(before, begun, 1);
-    }
-
-    /// at: where the file's path begins in the value.
-    void OfferFiles(const std::string& before, const std::string& begun, size_t at) {
-        const std::string head = begun.substr(0, std::max(at, begun.find_last_of('/') + 1));
-        const std::string folder = head.substr(at);
-        Words names;
-        std::error_code failure;
-        for (std::filesystem::directory_iterator entry(folder.empty() ? "." : folder, failure), end;
-             !failure && entry != end && names.size() < kMostRows; entry.increment(failure)) {
-            const bool is_folder = entry->is_directory(failure);
-            const std::string name = entry->path().filename().string();
-            if (IsPrintable(name)) names.push_back(head + name + (is_folder ? "/" : ""));
-            failure.clear();
-        }
-        std::ranges::sort(names);
-        Offer(names, before);
+        if (key.takes.starts_with("a file")) found.files_behind = before;
+        if (begun.starts_with('@')) found.files_behind = before + "@";
     }
 
     int KeyNumber(const std::string& word) const {
@@ -257,18 +345,35 @@ class Completer {
         Words values;
         for (const Words& texts : sources.ask(listing, fields)) {
             if (!wanted.empty() && texts[1] != wanted) continue;
-            if (IsPrintable(texts[0])) values.push_back(texts[0]);
+            if (!texts[0].empty() && texts[0].size() <= kLongestValue) values.push_back(texts[0]);
         }
         return values;
     }
 
     const CompletionSources& sources;
-    Words words;  // before the one that is typed
-    std::string typed;
-    bool is_comment = false;
+    Words words;
+    const std::string& typed;
     const zwmgmt::Route* route = nullptr;
-    Completion completion;
+    Candidates found;
 };
+
+/// The files that go on as the word does behind its beginning.
+Words FilesBehind(const std::string& beginning, const std::string& typed) {
+    const std::string begun = typed.substr(std::min(beginning.size(), typed.size()));
+    const std::string folder = begun.substr(0, begun.find_last_of('/') + 1);
+    Words names;
+    std::error_code failure;
+    for (std::filesystem::directory_iterator entry(folder.empty() ? "." : folder, failure), end;
+         !failure && entry != end && names.size() < kMostRows; entry.increment(failure)) {
+        const bool is_folder = entry->is_directory(failure);
+        const std::string name = entry->path().filename().string();
+        const std::string word = beginning + folder + name + (is_folder ? "/" : "");
+        if (IsPrintable(name) && BeginsIgnoringCase(word, typed)) names.push_back(word);
+        failure.clear();
+    }
+    std::ranges::sort(names);
+    return names;
+}
 
 std::string TextOf(const zwmgmt::ResultValue& value) {
     switch (value.type) {
@@ -282,8 +387,50 @@ std::string TextOf(const zwmgmt::ResultValue& value) {
 
 }  // namespace
 
+TypedLine::TypedLine(std::string_view line) {
+    std::vector<WordPlace> places;
+    SplitWords(line, &words, &places);
+    begin = line.size();
+    const size_t end = places.empty() ? 0 : places.back().end;
+    if (end == line.size() && !words.empty()) {
+        begin = places.back().begin;
+        typed = std::move(words.back());
+        words.pop_back();
+    }
+    is_comment = line.find_first_not_of(" \t", end) != line.npos;
+}
+
+Candidates FindCandidates(const Words& words, const std::string& typed,
+                          const CompletionSources& sources) {
+    return Completer(words, typed, sources).Find();
+}
+
+Candidates FindValues(std::string_view shown, const std::string& before, const std::string& typed,
+                      const CompletionSources& sources) {
+    return Completer({}, typed, sources).FindValue(shown, before);
+}
+
 Completion Complete(std::string_view line, const CompletionSources& sources) {
-    return Completer(line, sources).Execute();
+    const TypedLine place(line);
+    Completion completion = {place.begin, {}};
+    if (place.is_comment) return completion;
+    const Candidates found = FindCandidates(place.words, place.typed, sources);
+    Words words;
+    for (const Candidate& each : found.words) words.push_back(each.word);
+    if (found.files_behind) {
+        for (std::string& name : FilesBehind(*found.files_behind, place.typed)) {
+            words.push_back(std::move(name));
+        }
+    }
+    for (const std::string& word : words) {
+        // Of "policy=@rules of mine" the value alone is quoted.
+        const size_t behind = word.find('=') + 1;
+        std::string quoted =
+            word.substr(0, behind) + (behind < word.size() ? Quoted(word.substr(behind)) : "");
+        if (word.ends_with('/') && quoted.ends_with('\'')) quoted.pop_back();
+        completion.candidates.push_back(std::move(quoted));
+    }
+    return completion;
 }
 
 Rows AskForRows(ZwMgmt_interface& session, char* result_buffer, const Words& words,

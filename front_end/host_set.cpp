@@ -12,6 +12,8 @@
 namespace zwcli {
 namespace {
 
+constexpr char kTooMany[] = "more than a million hosts";
+
 struct Range {
     uint64_t first = 0;
     uint64_t last = 0;
@@ -138,7 +140,7 @@ size_t EndOfTerm(std::string_view text, size_t at) {
 }  // namespace
 
 std::string HostSet::Remove(std::string_view expression) {
-    HostSet others(usual_port, groups);
+    HostSet others(usual_port, groups, most);
     const std::string wrong = others.Add(expression);
     for (const Target& host : others.Hosts()) Change(host, true);
     return wrong;
@@ -185,7 +187,7 @@ std::string HostSet::Take(std::string_view term, bool remove, bool with_names) {
 }
 
 std::string HostSet::TakeGroup(const std::string& name, bool remove) {
-    HostSet named(usual_port, groups);
+    HostSet named(usual_port, groups, most);
     const std::string wrong = named.Read(groups.at(name), false);
     if (!wrong.empty()) return "group " + name + ", " + wrong;
     return TakeAll(named, remove);
@@ -197,7 +199,7 @@ std::string HostSet::TakeFile(const std::string& file, bool remove) {
     std::ifstream opened;
     if (!is_input) opened.open(file, std::ios::binary);
     std::istream& stream = is_input ? std::cin : opened;
-    HostSet named(usual_port, groups);
+    HostSet named(usual_port, groups, most);
     std::string line;
     for (int number = 1; std::getline(stream, line); ++number) {
         const std::string_view text = std::string_view(line).substr(0, line.find('#'));
@@ -211,7 +213,7 @@ std::string HostSet::TakeFile(const std::string& file, bool remove) {
 
 std::string HostSet::TakeAll(const HostSet& named, bool remove) {
     for (const Target& host : named.Hosts()) Change(host, remove);
-    return places.size() <= kMost ? "" : "more than a million hosts";
+    return places.size() <= most ? "" : kTooMany;
 }
 
 std::string HostSet::TakePattern(std::string_view pattern, bool remove) {
@@ -219,8 +221,8 @@ std::string HostSet::TakePattern(std::string_view pattern, bool remove) {
     const std::string wrong = ParsePattern(pattern, &pieces);
     if (!wrong.empty()) return Quoted(pattern) + ": " + wrong;
     const uint64_t count = CountOf(pieces);
-    if (count > kMost || (!remove && places.size() + count > kMost)) {
-        return Quoted(pattern) + ": more than a million hosts";
+    if (count > most || (!remove && places.size() + count > most)) {
+        return Quoted(pattern) + ": " + kTooMany;
     }
     return ForEachText(pieces, 0, "",
                        [&](const std::string& text) { return TakeHost(text, remove); });

@@ -21,8 +21,10 @@ class HostSet {
     /// Groups by name, each a set.
     using Groups = std::map<std::string, std::string>;
 
-    /// Hosts are at this port where nothing else is said of them. The groups outlive the set.
-    HostSet(uint16_t usual, const Groups& named_groups) : usual_port(usual), groups(named_groups) {}
+    /// Hosts are at this port where nothing else is said of them. The groups outlive the set. What
+    /// would make it larger than `limit` is refused.
+    HostSet(uint16_t usual, const Groups& named_groups, size_t limit = kMost)
+        : usual_port(usual), groups(named_groups), most(limit) {}
 
     /// Adds the hosts that the expression means, or takes them out. Returns what is wrong with it,
     /// and where, or "": then the set may hold a part of it.
@@ -45,6 +47,7 @@ class HostSet {
 
     const uint16_t usual_port;
     const Groups& groups;
+    const size_t most;
     std::vector<Target> hosts;  // those without a name were taken out
     std::unordered_map<std::string, size_t> places;
 };

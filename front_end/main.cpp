@@ -2,9 +2,11 @@
 #include <cstdio>
 #include <new>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "front_end/batch.h"
+#include "front_end/complete_line.h"
 #include "front_end/exit_status.h"
 #include "front_end/fan_out.h"
 #include "front_end/help.h"
@@ -16,7 +18,6 @@
 #include "front_end/say.h"
 #include "front_end/shell.h"
 #include "front_end/watch.h"
-#include "platform/host.h"
 #include "platform/terminal.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
@@ -47,6 +48,7 @@ std::string CommandsOf(const Options& options, std::vector<Command>* commands) {
 }
 
 ExitStatus Main(int argc, const char* const* argv) {
+    if (argc == 3 && argv[1] == std::string_view("--complete")) return CompleteLine(argv[2]);
     Options options;
     if (const auto stop = ParseOptions(argc, argv, &options)) return static_cast<ExitStatus>(*stop);
 
@@ -67,16 +69,7 @@ ExitStatus Main(int argc, const char* const* argv) {
             return RunLocally(options, first);
         }
     }
-    if (!options.user) {
-        char local_user[256] = {};
-        if (!zwmgmt::platform::CurrentUserName(local_user, sizeof(local_user))) {
-            return Fail(kUsage, "this machine does not know the current user; use --user");
-        }
-        options.user = local_user;
-    }
-    if (options.user->size() > sizeof(LoginRecord::user_name)) {
-        return Fail(kUsage, "the user name is longer than 256 bytes");
-    }
+    if (const std::string wrong = NameUser(&options); !wrong.empty()) return Fail(kUsage, wrong);
     std::vector<Target> hosts;
     if (const std::string wrong = TargetsOf(options, &hosts); !wrong.empty()) {
         return Fail(kUsage, wrong);

@@ -9,7 +9,9 @@
 #include "front_end/say.h"
 #include "front_end/settings.h"
 #include "front_end/target.h"
+#include "platform/host.h"
 #include "platform/terminal.h"
+#include "zwmgmt/message.h"
 #include "zwmgmt/version.h"
 #include "zwmgmt/vocabulary.h"
 
@@ -90,12 +92,11 @@ std::string TakeWord(const WordRow<Value> (&rows)[Count], const char* what, cons
            "\"; nearest: " + zwmgmt::Joined(zwmgmt::NearestWords(word, known));
 }
 
-/// "text, json or csv"
+/// "text|json|csv"
 template <class Value, size_t Count>
 std::string Choice(const WordRow<Value> (&rows)[Count]) {
     std::string text = rows[0].word;
-    for (size_t i = 1; i < Count; ++i)
-        text += (i + 1 < Count ? ", " : " or ") + std::string(rows[i].word);
+    for (size_t i = 1; i < Count; ++i) text += "|" + std::string(rows[i].word);
     return text;
 }
 
@@ -185,26 +186,29 @@ class Help : public CLI::Formatter {
     std::string make_usage(const CLI::App*, std::string) const override {
         return "Usage: korvane_zwcli [options] SERVICE COMMAND [SUBCOMMAND] [key=value ...]\n"
                "       korvane_zwcli [options] --batch FILE\n"
-               "       korvane_zwcli [options] --shell\n";
+               "       korvane_zwcli [options] --shell\n"
+               "       korvane_zwcli --complete LINE\n";
     }
 };
 
-}  // namespace
+/// All that can stand on the command line.
+struct Syntax {
+    explicit Syntax(Options* filled);
 
-std::vector<const char*> PointersTo(const std::vector<std::string>& words) {
-    std::vector<const char*> pointers;
-    for (const std::string& word : words) pointers.push_back(word.c_str());
-    return pointers;
-}
+    /// The host, and what goes before what, once all is parsed; what is wrong with it, or "".
+    std::string Settle(const Settings& settings);
 
-std::optional<int> ParseOptions(int argc, const char* const* argv, Options* options) {
+    Options* const options;
     std::string format = kFormats[0].word;
     std::string verification = kVerifications[0].word;
-    std::string host = options->host;
+    std::string host;
     std::string agent_os;
     bool show_settings = false;
-    CLI::App app("Manages the Korvane Ethernet adapters of a host through its agent.",
-                 "korvane_zwcli");
+    CLI::App app{"Manages the Korvane Ethernet adapters of a host through its agent.",
+                 "korvane_zwcli"};
+};
+
+Syntax::Syntax(Options* filled) : options(filled), host(filled->host) {
     app.allow_windows_style_options(false);  // a word that begins with a slash is a path
     app.formatter(std::make_shared<Help>());
     app.footer(kFooter);
@@ -215,13 +219,16 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
     app.add_option("--host", host,
                    "Host of the agent, name or address, as HOST or HOST:PORT; with a port an IPv6 "
                    "address stands in brackets ([fe80::1%eth0]:35001)")
-        ->capture_default_str();
+        ->capture_default_str()
+        ->type_name("HOST");
     app.add_option("--port", options->port, "TCP port of the agent")
         ->check(CLI::Range(1, 65535))
         ->capture_default_str();
     app.add_option("--hosts", options->hosts,
-                   "A set of hosts to ask, as node[001-120,200]!node007, @FILE or -");
-    app.add_option("--exclude", options->exclude, "Hosts of the set that are left out");
+                   "A set of hosts to ask, as node[001-120,200]!node007, @FILE or -")
+        ->type_name("SET");
+    app.add_option("--exclude", options->exclude, "Hosts of the set that are left out")
+        ->type_name("SET");
     app.add_option("--fanout", options->fanout, "How many hosts of a set are asked at once")
         ->check(CLI::Range(1, 1000))
         ->capture_default_str();
@@ -237,14 +244,17 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
                    "With more failures, as 3 or 10% of the hosts, no other host is begun")
         ->check(kNumberOrPercent);
     app.add_option("--failed-to", options->failed_to,
-                   "File for the hosts that failed or were not begun, for --hosts @FILE");
+                   "File for the hosts that failed or were not begun, for --hosts @FILE")
+        ->type_name("FILE");
     app.add_option("--min-success", options->min_success,
                    "Percent of the hosts that have to succeed for exit status 0")
         ->check(CLI::Range(0, 100))
         ->capture_default_str();
-    app.add_option("--user", options->user, "User name for the agent (default: the local user)");
+    app.add_option("--user", options->user, "User name for the agent (default: the local user)")
+        ->type_name("NAME");
     app.add_option("--password-file", options->password_file,
-                   "File whose first line is the password; - reads standard input");
+                   "File whose first line is the password; - reads standard input")
+        ->type_name("FILE");
     app.add_option("--connect-timeout", options->connect_timeout,
                    "How long connecting may take, as 500ms, 10s or 2m (default: 15s)")
         ->transform(kDuration)
@@ -268,92 +278,165 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
     app.add_flag("--wait", options->wait, "Wait for the outcome of " + BackgroundCommands("or"));
     app.add_flag("--dry-run", options->dry_run,
                  "Show by field and in bytes what would be sent, and send nothing of it");
-    app.add_option("--agent-os", agent_os,
-                   "OS of the agent of --dry-run, which then needs none: " + Choice(kAgents))
-        ->check(OneWordOf(kAgents, "agent OS", &options->agent_os));
-    app.add_option("--format", format, "How answers are printed: " + Choice(kFormats))
+    app.add_option("--agent-os", agent_os, "OS of the agent of --dry-run, which then needs none")
+        ->check(OneWordOf(kAgents, "agent OS", &options->agent_os))
+        ->type_name(Choice(kAgents));
+    app.add_option("--format", format, "How answers are printed")
         ->check(OneWordOf(kFormats, "format", &options->format))
-        ->capture_default_str();
+        ->capture_default_str()
+        ->type_name(Choice(kFormats));
     app.add_option("--fields", options->fields,
                    "Fields to print, in order, separated by commas (not of text)");
     app.add_option("--verify", verification,
                    "Whom to send anything: known (an agent with the key that it had before; a new "
                    "one's is kept), strict (no new ones), ca (whom an authority vouches for), off")
         ->check(OneWordOf(kVerifications, "verification", &options->verify))
-        ->capture_default_str();
+        ->capture_default_str()
+        ->type_name(Choice(kVerifications));
     app.add_option("--ca", options->authorities,
-                   "PEM file of the authorities of --verify ca (default: the system's)");
+                   "PEM file of the authorities of --verify ca (default: the system's)")
+        ->type_name("FILE");
     app.add_option("--known-agents", options->known_agents,
-                   "File of the known agents' keys (default: the user's own)");
+                   "File of the known agents' keys (default: the user's own)")
+        ->type_name("FILE");
     app.add_flag("--hash-agents", options->hash_agents,
                  "Keep the names of new agents so that they cannot be read in that file");
     app.add_option("--client-cert", options->client_certificate,
-                   "PEM file with this client's certificate, for agents that ask for one");
-    app.add_option("--client-key", options->client_key, "PEM file with its key");
+                   "PEM file with this client's certificate, for agents that ask for one")
+        ->type_name("FILE");
+    app.add_option("--client-key", options->client_key, "PEM file with its key")->type_name("FILE");
     app.add_option("--tls-min", options->least_tls, "Least version of TLS to speak")
-        ->check(CLI::IsMember({"1.2", "1.3"}))
-        ->capture_default_str();
+        ->check(CLI::IsMember({"1.2", "1.3"}).description(""))
+        ->capture_default_str()
+        ->type_name("1.2|1.3");
     app.add_option("--batch", options->batch,
                    "File of commands, one a line, that one session a host serves; - reads standard "
-                   "input");
+                   "input")
+        ->type_name("FILE");
     app.add_flag("--shell", options->shell,
                  "Take commands at a prompt, on one session; needs a terminal");
     app.add_flag("--keep-going", options->keep_going,
                  "Go on with the batch behind a command that failed");
     app.add_option("--connections", options->connections,
-                   "File of connections for policy check, one a line, with what is expected");
+                   "File of connections for policy check, one a line, with what is expected")
+        ->type_name("FILE");
     app.add_option("--trace", options->trace,
-                   "File to which every message of the session is appended, a JSON object a line");
+                   "File to which every message of the session is appended, a JSON object a line")
+        ->type_name("FILE");
     app.add_flag("--trace-data", options->trace_data, "With the messages' data, logins apart");
     app.add_option("--keylog", options->key_log,
                    "File to which the session's TLS secrets are appended, for packet analysers; or "
-                   "the variable SSLKEYLOGFILE");
+                   "the variable SSLKEYLOGFILE")
+        ->type_name("FILE");
     for (CLI::Option* option : app.get_options(
              [](const CLI::Option* each) { return each->get_items_expected_max() == 1; })) {
         option->multi_option_policy(CLI::MultiOptionPolicy::TakeLast)->check(kNotEmpty);
     }
+    app.add_flag("--complete-live", options->complete_live,
+                 "Where a shell completes words, ask the agent for what it has");
     app.add_option("--config",
-                   "File with defaults of these options (default: the user's own zwcli.toml)");
+                   "File with defaults of these options (default: the user's own zwcli.toml)")
+        ->type_name("FILE");
     app.add_flag("--show-config", show_settings, "Say what holds of these options, and why");
     app.add_option("command", options->words)->group("");
+}
+
+std::string Syntax::Settle(const Settings& settings) {
+    // One host on the command line goes before many of the settings.
+    const bool is_for_one = app.count("--host") != 0 || options->shell;
+    if (is_for_one && app.count("--hosts") == 0) options->hosts.reset();
+    if (!options->hosts && app.count("--exclude") == 0) options->exclude.reset();
+    options->groups = settings.Groups();
+    options->asked_for_hosts = app.count("--hosts") != 0;
+    options->asked_to_wait = app.count("--wait") != 0;
+    options->given_host = host;
+    Target target;
+    const std::string wrong = ParseTarget(host, options->port, &target);
+    options->host = target.host;
+    options->port = target.port;
+    return wrong;
+}
+
+}  // namespace
+
+std::vector<const char*> PointersTo(const std::vector<std::string>& words) {
+    std::vector<const char*> pointers;
+    for (const std::string& word : words) pointers.push_back(word.c_str());
+    return pointers;
+}
+
+std::optional<int> ParseOptions(int argc, const char* const* argv, Options* options) {
+    Syntax syntax(options);
     if (const char* empty = zwmgmt::FindEmptyOption(argc, argv)) {
         return Fail(kUsage, std::string(empty) + " lacks its value");
     }
-    Settings settings(app);
+    Settings settings(syntax.app);
     try {
         settings.Parse(argc, argv);
     } catch (const WrongSetting& wrong) {
         return Fail(kUsage, wrong.text);
     } catch (const CLI::Success& stop) {
-        app.exit(stop);
+        syntax.app.exit(stop);
         return kOk;
     } catch (const CLI::ParseError& stop) {
         return Fail(kUsage, std::string(stop.what()) + "\nRun with --help for more information.");
     }
-    // One host on the command line goes before many of the settings.
-    const bool is_for_one = app.count("--host") != 0 || options->shell;
-    if (is_for_one && app.count("--hosts") == 0) options->hosts.reset();
-    if (!options->hosts && app.count("--exclude") == 0) options->exclude.reset();
-    Target target;
     for (const std::string& wrong :
-         {ParseTarget(host, options->port, &target), Contradiction(app, *options)}) {
+         {syntax.Settle(settings), Contradiction(syntax.app, *options)}) {
         if (!wrong.empty()) return Fail(kUsage, wrong);
     }
     if (!options->dry_run) options->agent_os = 0;
     if (options->rate && options->format == Format::kText) options->format = Format::kTable;
-    options->groups = settings.Groups();
-    options->asked_for_hosts = app.count("--hosts") != 0;
-    options->asked_to_wait = app.count("--wait") != 0;
-    options->host = target.host;
-    options->given_host = host;
-    options->port = target.port;
-    if (show_settings) {
+    if (syntax.show_settings) {
         std::fputs(settings.Text().c_str(), stdout);
         return kOk;
     }
     if (!options->help || !options->words.empty()) return std::nullopt;
-    std::fputs(app.help().c_str(), stdout);
+    std::fputs(syntax.app.help().c_str(), stdout);
     return kOk;
+}
+
+bool ParseQuietly(const std::vector<std::string>& words, Options* options) {
+    std::vector<const char*> arguments = PointersTo(words);
+    Syntax syntax(options);
+    Settings settings(syntax.app);
+    try {
+        settings.Parse(static_cast<int>(arguments.size()), arguments.data());
+        return syntax.Settle(settings).empty();
+    } catch (const WrongSetting&) {
+        return false;
+    } catch (const CLI::Error&) {
+        return false;
+    }
+}
+
+std::string NameUser(Options* options) {
+    if (!options->user) {
+        char local_user[256] = {};
+        if (!zwmgmt::platform::CurrentUserName(local_user, sizeof(local_user))) {
+            return "this machine does not know the current user; use --user";
+        }
+        options->user = local_user;
+    }
+    return options->user->size() <= sizeof(LoginRecord::user_name)
+               ? ""
+               : "the user name is longer than 256 bytes";
+}
+
+std::vector<ShownOption> ShownOptions() {
+    Options options;
+    std::vector<ShownOption> shown;
+    const Syntax syntax(&options);
+    for (const CLI::Option* option : syntax.app.get_options()) {
+        if (option->get_lnames().empty()) continue;
+        const std::string about = option->get_description();
+        size_t end = about.size();
+        for (const char* mark : {" (", "; ", ": ", ", as "}) end = std::min(end, about.find(mark));
+        shown.push_back({"--" + option->get_lnames()[0],
+                         option->get_items_expected_max() != 0 ? option->get_type_name() : "",
+                         about.substr(0, end)});
+    }
+    return shown;
 }
 
 }  // namespace zwcli

@@ -64,6 +64,7 @@ struct Options {
     std::optional<std::string> connections;  // file for policy check; "-": standard input
     std::optional<std::string> batch;        // file of commands; "-": standard input
     bool shell = false;                      // commands of a person, as they are typed
+    bool complete_live = false;              // an agent may be asked for what a Tab offers
     bool keep_going = false;                 // with the batch, behind a command that failed
     std::vector<std::string> words;          // SERVICE COMMAND [SUBCOMMAND] [key=value ...]
 };
@@ -71,6 +72,21 @@ struct Options {
 /// Fills the options, or returns the exit status with which to stop at once (help, version, usage
 /// error; said on standard output or error).
 std::optional<int> ParseOptions(int argc, const char* const* argv, Options* options);
+
+/// Fills the options and says nothing; false where a word or a setting is wrong.
+bool ParseQuietly(const std::vector<std::string>& words, Options* options);
+
+/// Names the local user where no other is named; what is wrong with the user's name, or "".
+std::string NameUser(Options* options);
+
+/// An option as help shows it.
+struct ShownOption {
+    std::string name;   // "--format"
+    std::string value;  // "text|json", "FILE"; "" of a flag
+    std::string about;  // in a few words
+};
+
+std::vector<ShownOption> ShownOptions();
 
 /// The words as the library takes them; they are the caller's.
 std::vector<const char*> PointersTo(const std::vector<std::string>& words);

@@ -52,13 +52,21 @@ const OwnCommand* FindOwnCommand(const std::string& word) {
     return row != std::end(kOwnCommands) ? row : nullptr;
 }
 
-std::string UsageOf(const std::string& words) {
-    std::string usage;
+std::vector<std::string> Usages() {
+    std::vector<std::string> usages;
     for (const OwnCommand& row : kOwnCommands) {
         std::istringstream help(row.help);
         for (std::string line; std::getline(help, line);) {
-            if (line.starts_with(words + " ")) usage += (usage.empty() ? "" : "\n") + line;
+            if (!line.starts_with(' ')) usages.push_back(line);
         }
+    }
+    return usages;
+}
+
+std::string UsageOf(const std::string& words) {
+    std::string usage;
+    for (const std::string& line : Usages()) {
+        if (line.starts_with(words + " ")) usage += (usage.empty() ? "" : "\n") + line;
     }
     return usage;
 }

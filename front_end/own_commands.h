@@ -22,6 +22,9 @@ std::span<const OwnCommand> OwnCommands();
 /// The command that the word names; null when it names none.
 const OwnCommand* FindOwnCommand(const std::string& word);
 
+/// All lines of usage.
+std::vector<std::string> Usages();
+
 /// The lines of usage that begin with these words ("policy check").
 std::string UsageOf(const std::string& words);
 

@@ -65,9 +65,7 @@ bool ReadPasswordFile(const std::string& file, Secret* password, std::string* er
         *error = standard_input ? "no password on standard input"
                                 : "no password in the first line of " + file;
     }
-    if (!error->empty() || !Judge(*password, error)) return false;
-    WarnIfOthersRead(file);
-    return true;
+    return error->empty() && Judge(*password, error);
 }
 
 bool ReadStoredPassword(const std::string& name, Secret* password, std::string* error) {
@@ -106,7 +104,10 @@ bool AskForPassword(const std::string& prompt, Secret* password, std::string* er
 
 std::string Passwords::ReadFile() {
     std::string error;
-    if (options.password_file) ReadPasswordFile(*options.password_file, &password, &error);
+    if (options.password_file && ReadPasswordFile(*options.password_file, &password, &error) &&
+        !is_silent) {
+        WarnIfOthersRead(*options.password_file);
+    }
     return error;
 }
 
@@ -142,6 +143,7 @@ std::string Passwords::Find() {
     std::string error;
     if (!ReadStored(*options.user, &password, &error)) return error;
     const std::string where = options.hosts ? "all hosts" : options.host;
+    if (password.Empty() && is_silent) return "no password is stored";
     if (password.Empty()) {
         is_asking = true;
         AskForPassword("Password of " + *options.user + " for " + where + ": ", &password, &error);

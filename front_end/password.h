@@ -46,6 +46,9 @@ class Passwords {
   public:
     Passwords(const Options& run_options, bool for_many) : options(run_options), many(for_many) {}
 
+    /// From now on nobody is asked, and nobody warned.
+    void BeSilent() { is_silent = has_warned = true; }
+
     /// Reads the file that the options name, if any; what is wrong with it, or "".
     std::string ReadFile();
 
@@ -65,6 +68,7 @@ class Passwords {
     std::mutex mutex;
     Secret password;
     std::string refusal;
+    bool is_silent = false;
     bool has_warned = false;  // of others who read the credentials
     std::atomic<bool> is_asking = false;
 };

@@ -13,6 +13,7 @@
 #include "commands/offer.h"
 #include "commands/texts.h"
 #include "front_end/completion.h"
+#include "front_end/completion_hosts.h"
 #include "front_end/help.h"
 #include "front_end/own_commands.h"
 #include "front_end/run.h"
@@ -178,8 +179,10 @@ class Shell {
 
     CompletionSources Sources() {
         CompletionSources sources;
-        for (const char* word : kShellWords) sources.first_words.push_back(word);
-        for (const OwnCommand& row : OwnCommands()) sources.first_words.push_back(row.word);
+        sources.usages = Usages();
+        sources.usages.insert(sources.usages.begin(), std::begin(kShellWords),
+                              std::end(kShellWords));
+        AddHosts(options, &sources);
         sources.agent_os = options.agent_os;
         if (!talk || !talk->Session().WasOpened()) return sources;
         sources.agent_os = talk->Session().Library().OsType();

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 #include "front_end/shell_words.h"
 #include "tests/support.h"
@@ -78,6 +79,59 @@ TEST(Completion, DoesNotBelieveTheAgent) {
     std::vector<std::string> words;
     EXPECT_EQ(zwcli::SplitWords("drvname='it'\\''s'", &words), "");
     EXPECT_EQ(words.at(0), "drvname=it's");
+}
+
+TEST(Completion, AnswersShells) {
+    const TemporaryFile settings(
+        "[groups]\nweb = \"node[1-2],rack:40\"\nbig = \"n[1-9999]\"\nodd = \"[\"\n");
+    const std::string key = " SHA256:" + std::string(43, 'a');
+    const TemporaryFile known("db:35001" + key + "\n[::1]:35001" + key +
+                              "\n|c2FsdA==|aGFzaA==" + key + "\n");
+    const std::string begin =
+        "korvane_zwcli --config '" + settings.Path() + "' --known-agents '" + known.Path() + "' ";
+    for (const auto& cells : Cases("completion_words")) {
+        const ProcessResult run = RunProcess(
+            {ZWCLI_PATH, "--complete", cells[0].starts_with('\'') ? cells[0] : begin + cells[0]});
+        std::string words;
+        std::istringstream lines(run.out);
+        for (std::string line; std::getline(lines, line);) {
+            const bool is_marker = line.starts_with('\t');
+            words +=
+                " " + (is_marker ? Replaced(line, "\t", "/") : line.substr(0, line.find('\t')));
+        }
+        EXPECT_EQ(words, cells[1].empty() ? "" : " " + cells[1]) << cells[0];
+        EXPECT_EQ(std::to_string(run.exit_status) + run.err, "0") << cells[0];
+    }
+}
+
+/// Nobody is met, asked for a password or told of anything, and nothing is written.
+TEST(Completion, AsksAnAgentThatIsKnownWhereItMay) {
+    SimulatedAgent agent("linux", {.login = agent::OneUser{"operator", "secret"}});
+    const std::string host = "127.0.0.1:" + std::to_string(agent.Port());
+    const TemporaryFile known("# mine\n"), password("secret\n"), wrong("wrong\n"), nothing("");
+    const ProcessResult met =
+        RunProcess({ZWCLI_PATH, "--known-agents", known.Path(), "agents", "add", host});
+    ASSERT_EQ(met.exit_status, 0) << met.err;
+    const std::string ask = "--complete-live --known-agents '" + known.Path() + "' ";
+    const auto file = [](const TemporaryFile& of) {
+        return "--password-file '" + of.Path() + "' ";
+    };
+    const Table<std::string, std::string> rows = {
+        {ask + file(password), "ifname=eth2\nifname=eth3\n"},
+        {ask + file(password) + "--complete-live=false ", ""},
+        {ask + file(password) + "--verify off ", ""},
+        {ask + file(password) + "--known-agents '" + nothing.Path() + "' ", ""},
+        {ask + file(wrong), ""},
+        {ask, ""},
+    };
+    for (const auto& [options, expected] : rows) {
+        const ProcessResult run = RunProcess({ZWCLI_PATH, "--complete",
+                                              "korvane_zwcli --user operator --host " + host + " " +
+                                                  options + "filter listx3 ifname="});
+        EXPECT_EQ(run.out, expected) << options;
+        EXPECT_EQ(std::to_string(run.exit_status) + run.err, "0") << options;
+    }
+    EXPECT_FALSE(std::filesystem::exists(nothing.Path() + ".lock"));
 }
 
 TEST(Completion, OffersFiles) {

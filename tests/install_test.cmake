@@ -74,9 +74,16 @@ endfunction()
 run("" ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${root}/prefix)
 build_consumers(shared ${root}/prefix)
 run("korvane_zwcli ${VERSION}" ${EMULATOR} ${root}/prefix/bin/korvane_zwcli${suffix} --version)
-if(NOT EXISTS ${root}/prefix/bin/certs/cert.pem)
-    message(FATAL_ERROR "the trust store is not installed")
+set(installed bin/certs/cert.pem share/bash-completion/completions/korvane_zwcli
+              share/zsh/site-functions/_korvane_zwcli)
+if(TOOLCHAIN)
+    set(installed bin/certs/cert.pem bin/korvane_zwcli.ps1)
 endif()
+foreach(file ${installed})
+    if(NOT EXISTS ${root}/prefix/${file})
+        message(FATAL_ERROR "${file} is not installed")
+    endif()
+endforeach()
 
 run("" ${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${root}/static_build -G Ninja -DBUILD_SHARED_LIBS=OFF
     -DZWMGMT_PROGRAMS=OFF -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON
