@@ -117,7 +117,7 @@ TEST(Completion, AsksAnAgentThatIsKnownWhereItMay) {
         return "--password-file '" + of.Path() + "' ";
     };
     const Table<std::string, std::string> rows = {
-        {ask + file(password), "ifname=eth2\nifname=eth3\n"},
+        {ask + file(password), "pci=0000:05:00.4\npci=0000:82:00.4\n"},
         {ask + file(password) + "--complete-live=false ", ""},
         {ask + file(password) + "--verify off ", ""},
         {ask + file(password) + "--known-agents '" + nothing.Path() + "' ", ""},
@@ -125,9 +125,9 @@ TEST(Completion, AsksAnAgentThatIsKnownWhereItMay) {
         {ask, ""},
     };
     for (const auto& [options, expected] : rows) {
-        const ProcessResult run = RunProcess({ZWCLI_PATH, "--complete",
-                                              "korvane_zwcli --user operator --host " + host + " " +
-                                                  options + "filter listx3 ifname="});
+        const ProcessResult run = RunProcess(
+            {ZWCLI_PATH, "--complete",
+             "korvane_zwcli --user operator --host " + host + " " + options + "filter list pci="});
         EXPECT_EQ(run.out, expected) << options;
         EXPECT_EQ(std::to_string(run.exit_status) + run.err, "0") << options;
     }
