@@ -207,8 +207,9 @@ class Completer {
     void OfferUsage(std::string_view usage) {
         const Words shown = SplitAt(usage, " ");
         const auto key = std::ranges::find_if(shown, IsShownKey);
-        const auto first_key = static_cast<size_t>(key - shown.begin());
-        for (size_t i = 0; i < std::min(words.size(), first_key); ++i) {
+        const size_t places =
+            key != shown.end() ? static_cast<size_t>(key - shown.begin()) : std::string::npos;
+        for (size_t i = 0; i < std::min(words.size(), places); ++i) {
             const std::string_view place = PlaceAt(shown, i);
             if (place.empty()) return;
             const Words choice = SplitAt(place, "|");
@@ -217,8 +218,8 @@ class Completer {
             });
             if (IsChoice(place) && !fits) return;
         }
-        if (words.size() < first_key) return OfferValue(PlaceAt(shown, words.size()), "");
-        for (size_t i = first_key; i < shown.size(); ++i) OfferShownKey(shown[i]);
+        if (words.size() < places) return OfferValue(PlaceAt(shown, words.size()), "");
+        for (size_t i = places; i < shown.size(); ++i) OfferShownKey(shown[i]);
     }
 
     /// What a word of a usage stands for; "..." repeats what is before it.
@@ -232,7 +233,7 @@ class Completer {
         const std::string before = parts[0] + "=";
         if (typed.find('=') == std::string::npos) {
             if (Given(parts[0]).empty()) Offer(before, parts[1]);
-        } else {
+        } else if (typed.starts_with(before)) {
             OfferValue(parts[1], before);
         }
     }

@@ -1,9 +1,11 @@
 #!/usr/bin/env python3
 """Presses Tab in real shells. Usage: completion.py BINARY_DIR SCRIPTS SHELL"""
+import atexit
 import os
 import pty
 import select
 import shutil
+import subprocess
 import sys
 import tempfile
 import time
@@ -30,12 +32,14 @@ CASES = [("filter addx", "filter addx3 "), ("filter listx", "filter listx3"),
          ("tm add policy=@rules/a", "tm add policy=@rules/a.policy "),
          ("policy fmt rules/m", "policy fmt rules/mine\\ too "),
          ("policy fmt 'rules/m", "policy fmt 'rules/mine too' "),
-         ("nothing a", "nothing a")]
+         ("filter list pci=", "filter list pci=0000:"),
+         ("filter list pci=0000:05:0", "filter list pci=0000:05:00.4 "), ("nothing a", "nothing a")]
 
 if shutil.which(SHELL) is None:
     print(f"{SHELL} is not installed")
     sys.exit(77)
 home = tempfile.mkdtemp()
+atexit.register(shutil.rmtree, home)
 os.makedirs(home + "/.config/korvane")
 os.mkdir(home + "/rules")
 for name in ("rules/a.policy", "rules/mine too"):
@@ -45,6 +49,12 @@ with open(home + "/.config/korvane/zwcli.toml", "w") as settings:
 arguments, start = STARTS[SHELL]
 environment = {"HOME": home, "PATH": BINARIES + ":/usr/bin:/bin", "TERM": "dumb", "LANG": "C",
                "COLUMNS": "200"}
+agent = subprocess.Popen([BINARIES + "/korvane_zmsim", "--port", "0"], stdout=subprocess.PIPE,
+                         env=environment)
+atexit.register(agent.kill)
+host = "127.0.0.1:" + agent.stdout.readline().decode().strip()
+environment |= {"KORVANE_HOST": host, "KORVANE_COMPLETE_LIVE": "true"}
+subprocess.run([BINARIES + "/korvane_zwcli", "agents", "add", host], check=True, env=environment)
 process, terminal = pty.fork()
 if process == 0:
     os.chdir(home)
@@ -70,6 +80,5 @@ for typed, expected in CASES:
         failures.append(f"{typed}: {line}")
 os.close(terminal)
 os.waitpid(process, 0)
-shutil.rmtree(home)
 print("\n".join(failures))
 sys.exit(1 if failures else 0)
