@@ -30,7 +30,7 @@ CASES = [("filter addx", "filter addx3 "), ("filter listx", "filter listx3"),
          ("--hosts 'n[1-3],ra", "--hosts 'n[1-3],rack1:4000' "), ("--hosts @w", "--hosts @web "),
          ("--ca ru", "--ca rules/"), ("--ca=ru", "--ca=rules/"),
          ("tm add policy=@rules/a", "tm add policy=@rules/a.policy "),
-         ("policy fmt rules/m", "policy fmt rules/mine\\ too "),
+         ("policy fmt ~/ru", "policy fmt ~/rules/"), ("policy fmt rules/m", "policy fmt rules/mine\\ too "),
          ("policy fmt 'rules/m", "policy fmt 'rules/mine too' "),
          ("filter list pci=", "filter list pci=0000:"),
          ("filter list pci=0000:05:0", "filter list pci=0000:05:00.4 "), ("nothing a", "nothing a")]

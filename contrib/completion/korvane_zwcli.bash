@@ -11,16 +11,16 @@ _korvane_zwcli() {
             files=${word#$'\tfiles\t'}
             word=$kept${2//\\/}
             while IFS= read -r word; do
-                [[ -d $word ]] && word+=/
+                [[ -d ${word/#\~\//$HOME/} ]] && word+=/
                 words+=("$files$word")
             done < <(compgen -f -- "${word#"$files"}")
         else
             words+=("${word%%$'\t'*}")
         fi
-    done < <("${1/#~\//$HOME/}" --complete "$line" 2>/dev/null)
+    done < <("${1/#\~\//$HOME/}" --complete "$line" 2>/dev/null)
     for word in "${words[@]}"; do
         word=${word:${#kept}}
-        [[ ! $quotes && $word == *[^[:alnum:]_.,:=@/%+-]* ]] && printf -v word %q "$word"
+        [[ ! $quotes && $word == *[^[:alnum:]_.,:=@/%+~-]* ]] && printf -v word %q "$word"
         COMPREPLY+=("$word")
     done
     [[ ${#words[@]} -eq 1 && $words == *[=/] ]] && compopt -o nospace
