@@ -20,14 +20,13 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-constexpr uint32_t kConnectLimit = 500;  // milliseconds
-constexpr std::chrono::milliseconds kSessionLimit{900};
-constexpr std::chrono::milliseconds kLimit{1000};  // resolving a name cannot be ended
+using std::chrono::milliseconds;
 
-/// Whether an agent may be asked although nobody has said so with this line: it has to be one that
-/// is known.
+constexpr milliseconds kGrace{100};  // for what does not end by itself, as the resolver
+
+/// Whether the agent of the line may be asked: nobody is there to say whether it is the right one.
 bool MayAsk(const Options& options) {
-    if (!options.complete_live || options.hosts || options.password_file == "-") return false;
+    if (options.complete_live == 0 || options.hosts || options.password_file == "-") return false;
     if (options.verify == Verify::kAuthority) return true;
     std::vector<KnownKey> known;
     std::string trouble;
@@ -64,13 +63,12 @@ class Asker {
         options.key_log.clear();
         options.format = Format::kText;
         options.retries = 0;
-        options.connect_timeout = kConnectLimit;
         return options;
     }
 
     Options options;
     Passwords passwords;
-    const zwmgmt::Stop stop{zwmgmt::Stop::Clock::now() + kSessionLimit};
+    const zwmgmt::Stop stop{zwmgmt::Stop::Clock::now() + milliseconds(options.complete_live)};
     std::optional<Conversation> conversation;
 };
 
@@ -97,7 +95,7 @@ class Line {
         if (ParseQuietly(parsed, &read)) return read;
         Options of_settings;
         ParseQuietly({parsed[0]}, &of_settings);
-        of_settings.complete_live = false;
+        of_settings.complete_live = 0;
         return of_settings;
     }
 
@@ -142,7 +140,7 @@ void Print(const Candidates& found) {
 
 ExitStatus CompleteLine(const std::string& text) {
     const TypedLine typed(text);
-    if (typed.is_comment || typed.words.empty()) return kOk;
+    if (typed.is_comment || typed.words.empty() || text.find('\n') != text.npos) return kOk;
     const Line line(typed);
     const Options options = line.ReadOptions();
     CompletionSources sources;
@@ -161,12 +159,16 @@ ExitStatus CompleteLine(const std::string& text) {
         return line.Find(with_agent);
     });
     std::future<Candidates> live = find.get_future();
-    std::thread(std::move(find)).detach();
-    const bool is_there = live.wait_for(kLimit) == std::future_status::ready;
-    Print(is_there ? live.get() : line.Find(sources));
-    // Without waiting for the agent any longer.
+    std::thread asking(std::move(find));
+    if (live.wait_for(kGrace + milliseconds(options.complete_live)) == std::future_status::ready) {
+        asking.join();
+        Print(live.get());
+        return kOk;
+    }
+    asking.detach();
+    Print(line.Find(sources));
     std::fflush(stdout);
-    std::_Exit(kOk);
+    std::_Exit(kOk);  // a resolver is not waited for
 }
 
 }  // namespace zwcli

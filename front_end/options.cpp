@@ -332,8 +332,11 @@ Syntax::Syntax(Options* filled) : options(filled), host(filled->host) {
              [](const CLI::Option* each) { return each->get_items_expected_max() == 1; })) {
         option->multi_option_policy(CLI::MultiOptionPolicy::TakeLast)->check(kNotEmpty);
     }
-    app.add_flag("--complete-live", options->complete_live,
-                 "Where a shell completes words, ask the agent for what it has");
+    app.add_option("--complete-live", options->complete_live,
+                   "Where a shell completes words, ask the agent for what it has, but no longer "
+                   "than, as 500ms (default: not at all)")
+        ->transform(kDuration)
+        ->type_name("TIME");
     app.add_option("--config",
                    "File with defaults of these options (default: the user's own zwcli.toml)")
         ->type_name("FILE");

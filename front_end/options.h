@@ -64,7 +64,7 @@ struct Options {
     std::optional<std::string> connections;  // file for policy check; "-": standard input
     std::optional<std::string> batch;        // file of commands; "-": standard input
     bool shell = false;                      // commands of a person, as they are typed
-    bool complete_live = false;              // an agent may be asked for what a Tab offers
+    uint32_t complete_live = 0;              // milliseconds to ask an agent at a Tab; 0: none
     bool keep_going = false;                 // with the batch, behind a command that failed
     std::vector<std::string> words;          // SERVICE COMMAND [SUBCOMMAND] [key=value ...]
 };

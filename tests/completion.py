@@ -53,7 +53,7 @@ agent = subprocess.Popen([BINARIES + "/korvane_zmsim", "--port", "0"], stdout=su
                          env=environment)
 atexit.register(agent.kill)
 host = "127.0.0.1:" + agent.stdout.readline().decode().strip()
-environment |= {"KORVANE_HOST": host, "KORVANE_COMPLETE_LIVE": "true"}
+environment |= {"KORVANE_HOST": host, "KORVANE_COMPLETE_LIVE": "60s"}
 subprocess.run([BINARIES + "/korvane_zwcli", "agents", "add", host], check=True, env=environment)
 process, terminal = pty.fork()
 if process == 0:

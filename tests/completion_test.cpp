@@ -112,13 +112,13 @@ TEST(Completion, AsksAnAgentThatIsKnownWhereItMay) {
     const ProcessResult met =
         RunProcess({ZWCLI_PATH, "--known-agents", known.Path(), "agents", "add", host});
     ASSERT_EQ(met.exit_status, 0) << met.err;
-    const std::string ask = "--complete-live --known-agents '" + known.Path() + "' ";
+    const std::string ask = "--complete-live 60s --known-agents '" + known.Path() + "' ";
     const auto file = [](const TemporaryFile& of) {
         return "--password-file '" + of.Path() + "' ";
     };
     const Table<std::string, std::string> rows = {
         {ask + file(password), "pci=0000:05:00.4\npci=0000:82:00.4\n"},
-        {ask + file(password) + "--complete-live=false ", ""},
+        {ask + file(password) + "--complete-live 0s ", ""},
         {ask + file(password) + "--verify off ", ""},
         {ask + file(password) + "--known-agents '" + nothing.Path() + "' ", ""},
         {ask + file(wrong), ""},

@@ -9,7 +9,7 @@ Register-ArgumentCompleter -Native -CommandName korvane_zwcli, korvane_zwcli.exe
     })
     if ($begun[-1].Extent.EndOffset -lt $cursor) { $words += "''" }
     & $command.GetCommandName() --complete ($words -join ' ') | ForEach-Object {
-        # No answer of ours: PowerShell completes names of files then.
+        # Of files nothing is said: where nothing else is, PowerShell completes their names itself.
         $word, $about = $_ -split "`t", 2
         if ($word -eq '') { return }
         $quoted = $word
