@@ -21,11 +21,18 @@ namespace {
 constexpr char kFooter[] = R"(
 "help" lists the commands with their keys, "help SERVICE COMMAND" all that one takes.
 
-Exit status: 0 success; 1 the command failed on the agent; 2 the command line is wrong (told before
-connecting, unless the agent's OS decides); 3 no session with the agent; 4 login failed; 5 the agent
-does not support the command; 6 not finished yet; 130 interrupted. Of several hosts the worst counts:
-130, 3, 4, 1, 2, 5, 6, 7 (not begun, as others had failed), 0. --watch ends
-with the worst of --count rounds, or with the last one's after Ctrl-C, its usual end.
+Exit status:
+  0    success
+  1    the command failed on the agent
+  2    the command line is wrong (told before connecting, unless the agent's OS decides)
+  3    no session with the agent
+  4    login failed
+  5    the agent does not support the command
+  6    not finished yet
+  7    not begun, as other hosts had failed
+  130  interrupted
+Of several hosts the worst counts: 130, 3, 4, 1, 2, 5, 6, 7, 0. --watch ends with the worst of
+--count rounds, or with the last one's after Ctrl-C, its usual end.
 
 Example: korvane_zwcli --host node7 korvane listadapterprops
 )";
