@@ -200,7 +200,9 @@ def rows_of(lines, kind="-tag -width Ds"):
 def block_from(file, start):
     """The lines from the one that begins so to the next empty one."""
     lines = lines_of(file)
-    first = next(i for i, line in enumerate(lines) if line.startswith(start))
+    first = next((i for i, line in enumerate(lines) if line.startswith(start)), None)
+    if first is None:
+        sys.exit(f"{file}: no line begins with \"{start}\"")
     return lines[first:[*lines, ""].index("", first)]
 
 
