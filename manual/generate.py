@@ -65,7 +65,7 @@ def option(names, rest, text):
     """An option as CLI11 describes it."""
     relations = dict(re.findall(r"(Needs|Excludes): ((?:--\S+ ?)+)", rest))
     rest = re.sub(r" ?(Needs|Excludes): .*", "", rest).removesuffix(" ...")
-    value, check, default = re.fullmatch(r"(\w*)(?::(.*?))?(?:=(.*))?", rest).groups()
+    value, check, default = re.fullmatch(r"([\w.|]*)(?::(.*?))?(?:=(.*))?", rest).groups()
     facts = []
     if span := re.search(r"\[(\d+) - (\d+)\]", check or ""):
         facts.append(f"{span[1]} to {span[2]}")
