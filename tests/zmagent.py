@@ -334,7 +334,8 @@ certificates_log_in = true""")
         host, outside = f"zwa{os.getpid()}", f"zwb{os.getpid()}"
         if not IS_ROOT or run("ip", "netns", "add", host).returncode != 0:
             self.skipTest("no namespaces of its own here")
-        self.scope.callback(run, "ip", "netns", "del", host)
+        for name in host, outside:
+            self.scope.callback(run, "ip", "netns", "del", name)
         for words in [("netns", "add", outside),
                       ("-n", host, "link", "add", "cable", "type", "veth", "peer", "name", "cable",
                        "netns", outside),
@@ -346,7 +347,6 @@ certificates_log_in = true""")
                       ("-n", outside, "link", "set", "cable", "up"),
                       ("-n", outside, "address", "add", "192.0.2.2/24", "dev", "cable")]:
             self.assertEqual(run("ip", *words).returncode, 0, words)
-        self.scope.callback(run, "ip", "netns", "del", outside)
 
         def mtu(interface):
             shown = run("ip", "-n", host, "-j", "link", "show", interface)
