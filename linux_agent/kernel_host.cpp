@@ -151,7 +151,7 @@ Reply KernelHost::AnswerFilterRequest(uint16_t opcode, Data data, Client& client
     const std::lock_guard guard(network);
     std::optional<RuleChanged> changed;
     auto reply = AnswerFilter(kernel, AllAdapters(), opcode, data, &changed);
-    if (changed && Comes(client, {changed->port})) {
+    if (changed && ComesBy(client, {changed->port})) {
         client.put_back = [this, changed = *changed] {
             const std::lock_guard while_it_is_put_back(network);
             return PutBack(kernel, changed).reason;
@@ -267,10 +267,10 @@ Reply KernelHost::SetCardProperties(Data) {
 }
 
 /// Whether the client comes by one of these interfaces, as far as the kernel tells.
-bool KernelHost::Comes(const Client& client, const std::vector<Interface>& by) {
+bool KernelHost::ComesBy(const Client& client, const std::vector<Interface>& interfaces) {
     if (!client.ends) return false;
     const auto path = InterfacesBetween(kernel, *client.ends);
-    return !path || std::ranges::any_of(by, [&](const Interface& interface) {
+    return !path || std::ranges::any_of(interfaces, [&](const Interface& interface) {
         return path->contains(interface.index);
     });
 }
@@ -280,7 +280,7 @@ Reply KernelHost::ChangePorts(const std::vector<Interface>& ports, const Propert
     const auto changes = std::make_shared<PortChanges>(kernel, ports, properties, wanted);
     Reply checked = changes->Check();
     if (checked.status != zwmgmt::kSuccess) return checked;
-    if (Comes(client, ports)) {
+    if (ComesBy(client, ports)) {
         client.put_back = [this, changes] {
             const std::lock_guard guard(network);
             return changes->PutBack();
@@ -371,7 +371,7 @@ Reply KernelHost::ChangeDriver(const std::string& name, Reply (*change)(const st
     std::unique_lock guard(network);
     std::vector<Interface> driven = Interfaces(kernel);
     std::erase_if(driven, [&](const Interface& port) { return ModuleOf(port) != name; });
-    const bool is_own = Comes(client, driven);
+    const bool is_own = ComesBy(client, driven);
     guard.unlock();
     if (!is_own) return change(name);
     Reply checked = CheckUnloading(name);

@@ -61,7 +61,7 @@ class KernelHost : public Host {
                              const PortSettings& wanted, Client& client);
     agent::Reply ChangeDriver(const std::string& name, agent::Reply (*change)(const std::string&),
                               Client& client);
-    bool Comes(const Client& client, const std::vector<Interface>& by);
+    bool ComesBy(const Client& client, const std::vector<Interface>& interfaces);
 
     bool CanFilter();
     std::vector<Adapter> AllAdapters();

@@ -86,8 +86,6 @@ constexpr uint32_t kTags = X4Bit("vlan") | X4Bit("ovlan");
 constexpr uint32_t kKnown = kIpFields | kTags | X4Bit("ethertype") | X4Bit("smac") | X4Bit("dmac") |
                             X4Bit("action") | X4Bit("vlan_action") | X4Bit("queue");
 
-constexpr uint32_t kVlanIds = 0xFFF;
-
 template <class Member>
 Member MemberAt(const _FilterX4& rule, size_t offset) {
     Member member;
@@ -322,9 +320,6 @@ bool AreEqual(const _FilterX4& plain, const _FilterX4& other) {
 
 namespace {
 
-constexpr uint32_t kPriorities = 0xE000;  // of a tag
-constexpr int kPriorityShift = 13;
-
 /// What a protocol of X3 rules is.
 struct X3Protocol {
     int32_t code;
@@ -383,8 +378,8 @@ _FilterX4 FromX3(const _Filter& rule, std::string* reason) {
         common.vlan = {static_cast<uint32_t>(rule.vlan_id), kVlanIds};
     }
     if (take(X3Bit("vlan_priority"), X4Bit("vlan"))) {
-        common.vlan.value |= static_cast<uint32_t>(rule.vlan_priority) << kPriorityShift;
-        common.vlan.mask |= kPriorities;
+        common.vlan.value |= static_cast<uint32_t>(rule.vlan_priority) << kVlanPriorityShift;
+        common.vlan.mask |= kVlanPriorities;
     }
     if (take(X3Bit("queue"), X4Bit("queue"))) common.queue = static_cast<uint32_t>(rule.queue);
     if (take(X3Bit("action"), X4Bit("action"))) common.action = static_cast<uint32_t>(rule.action);
@@ -426,8 +421,8 @@ _Filter ToX3(const _FilterX4& plain) {
     if ((tag.mask & kVlanIds) != 0 && take(X4Bit("vlan"), X3Bit("vlan_id"))) {
         rule.vlan_id = static_cast<int32_t>(tag.value & kVlanIds);
     }
-    if ((tag.mask & kPriorities) != 0 && take(X4Bit("vlan"), X3Bit("vlan_priority"))) {
-        rule.vlan_priority = static_cast<int32_t>(tag.value >> kPriorityShift);
+    if ((tag.mask & kVlanPriorities) != 0 && take(X4Bit("vlan"), X3Bit("vlan_priority"))) {
+        rule.vlan_priority = static_cast<int32_t>(tag.value >> kVlanPriorityShift);
     }
     if (take(X4Bit("queue"), X3Bit("queue"))) rule.queue = static_cast<int32_t>(plain.queue);
     if (take(X4Bit("action"), X3Bit("action"))) rule.action = static_cast<int32_t>(plain.action);

@@ -49,6 +49,11 @@ void SetIp(_FilterX4* rule, bool ipv6);
 inline constexpr uint32_t kPass = 1;
 inline constexpr uint32_t kDrop = 2;
 
+// The parts of a VLAN tag.
+inline constexpr uint32_t kVlanIds = 0x0FFF;
+inline constexpr uint32_t kVlanPriorities = 0xE000;
+inline constexpr int kVlanPriorityShift = 13;
+
 /// Of a sound rule: its plain form, or why it has none, and *rule is left as it is. Location and
 /// port are no part of it.
 std::string MakePlain(_FilterX4* rule);

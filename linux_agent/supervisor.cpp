@@ -301,8 +301,7 @@ int Supervisor::Run() {
     sd_notify(0, "READY=1");
     Loop(signals.Number());
     // Who does not let go then is left: the halves go with this process.
-    if (!keeper.Close(Clock::now() + kGrace)) std::_Exit(failed ? 1 : 0);
-    if (!halves.empty()) std::_Exit(failed ? 1 : 0);
+    if (!keeper.Close(Clock::now() + kGrace) || !halves.empty()) std::_Exit(failed ? 1 : 0);
     return failed ? 1 : 0;
 }
 

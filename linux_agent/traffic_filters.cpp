@@ -86,10 +86,6 @@ constexpr TagKeys kTagKeys[] = {
     {TCA_FLOWER_KEY_VLAN_ID, TCA_FLOWER_KEY_VLAN_PRIO, TCA_FLOWER_KEY_VLAN_ETH_TYPE},
     {TCA_FLOWER_KEY_CVLAN_ID, TCA_FLOWER_KEY_CVLAN_PRIO, TCA_FLOWER_KEY_CVLAN_ETH_TYPE}};
 
-constexpr uint32_t kIds = 0xFFF;
-constexpr uint32_t kPriorities = 0xE000;
-constexpr int kPriorityShift = 13;
-
 /// Of what is in the tags; 0: any.
 uint16_t InnerType(const _FilterX4& rule) {
     if (IsIp(rule)) return rule.address_family != 0 ? ETH_P_IPV6 : ETH_P_IP;
@@ -111,11 +107,12 @@ void PutTags(Request& request, const _FilterX4& rule) {
         if (!Has(rule, tag.bit)) continue;
         const FilterField match = rule.*tag.member;
         request.Number16(type_key, htons(tag.type));
-        if ((match.mask & kIds) != 0) {
-            request.Number16(keys->id, static_cast<uint16_t>(match.value & kIds));
+        if ((match.mask & kVlanIds) != 0) {
+            request.Number16(keys->id, static_cast<uint16_t>(match.value & kVlanIds));
         }
-        if ((match.mask & kPriorities) != 0) {
-            request.Number8(keys->priority, static_cast<uint8_t>(match.value >> kPriorityShift));
+        if ((match.mask & kVlanPriorities) != 0) {
+            request.Number8(keys->priority,
+                            static_cast<uint8_t>(match.value >> kVlanPriorityShift));
         }
         type_key = keys++->next_type;
     }
@@ -124,10 +121,10 @@ void PutTags(Request& request, const _FilterX4& rule) {
 
 FilterField TagIn(const Attributes& options, const TagKeys& keys) {
     FilterField match = {};
-    if (options.Has(keys.id)) match = {options.Number32(keys.id), kIds};
+    if (options.Has(keys.id)) match = {options.Number32(keys.id), kVlanIds};
     if (options.Has(keys.priority)) {
-        match.value |= options.Number32(keys.priority) << kPriorityShift;
-        match.mask |= kPriorities;
+        match.value |= options.Number32(keys.priority) << kVlanPriorityShift;
+        match.mask |= kVlanPriorities;
     }
     return match;
 }
@@ -162,9 +159,10 @@ std::string Unmatched(const _FilterX4& rule) {
     if (Has(rule, X4Bit("queue"))) return "x4queue: it takes an adapter with receive rules";
     for (const Tag& tag : kTags) {
         const uint32_t mask = (rule.*tag.member).mask;
-        const bool whole = (mask & ~(kIds | kPriorities)) == 0 &&
-                           ((mask & kIds) == 0 || (mask & kIds) == kIds) &&
-                           ((mask & kPriorities) == 0 || (mask & kPriorities) == kPriorities);
+        const bool whole =
+            (mask & ~(kVlanIds | kVlanPriorities)) == 0 &&
+            ((mask & kVlanIds) == 0 || (mask & kVlanIds) == kVlanIds) &&
+            ((mask & kVlanPriorities) == 0 || (mask & kVlanPriorities) == kVlanPriorities);
         if (Has(rule, tag.bit) && !whole) {
             return std::string(tag.key) + ": id and priority are matched, and whole";
         }

@@ -7,15 +7,13 @@ figures; ends with 1 where one does not hold.
 """
 
 import contextlib
-import os
 import resource
 import ssl
 import sys
-import tempfile
 import threading
 import time
 
-from agent_under_test import (CONTEXT, HEADER, LEFT_OUT, OPENING, Agent, check, faults,
+from agent_under_test import (CONTEXT, HEADER, OPENING, agent_of_root, check, faults,
                               open_session)
 
 COUNT = int(sys.argv[2]) if len(sys.argv) > 2 else 300
@@ -126,13 +124,7 @@ def withstand(agent, rest, what, count, attack):
 def main():
     _, most = resource.getrlimit(resource.RLIMIT_NOFILE)
     resource.setrlimit(resource.RLIMIT_NOFILE, (most, most))
-    if os.getuid() != 0:
-        print("left out: it takes root to see what the network half holds")
-        return LEFT_OUT
-    with contextlib.ExitStack() as scope:
-        folder = scope.enter_context(tempfile.TemporaryDirectory())
-        os.chmod(folder, 0o755)
-        agent = scope.enter_context(Agent(sys.argv[1], folder))
+    with agent_of_root(sys.argv[1]) as agent:
         rest = agent.rest()
         print(f"{'clients that':30}  count   another's command      memory of halves  threads")
         for row in ATTACKS:

@@ -1,5 +1,6 @@
 """A running agent of this machine, with what it takes, for tests and figures."""
 
+import contextlib
 import grp
 import os
 import pathlib
@@ -12,6 +13,7 @@ import ssl
 import struct
 import subprocess
 import sys
+import tempfile
 import time
 
 USER = pwd.getpwuid(os.getuid())
@@ -241,3 +243,15 @@ spool = "{self.folder}/spool"
     def wait(self):
         _, said = self.process.communicate(timeout=60)
         return self.process.returncode, said
+
+
+@contextlib.contextmanager
+def agent_of_root(programs, **settings):
+    """One with a folder of its own. Who is not root cannot see what the network half holds."""
+    if os.getuid() != 0:
+        print("left out: it takes root to see what the network half holds")
+        sys.exit(LEFT_OUT)
+    with tempfile.TemporaryDirectory() as folder:
+        os.chmod(folder, 0o755)
+        with Agent(programs, folder, **settings) as agent:
+            yield agent

@@ -362,17 +362,20 @@ certificates_log_in = true""")
                               confirm_seconds=confirm_seconds)
 
         set_mtu = ("net", "mtu", "set")
-        for seconds, interface, comes_again, mtu_after in [
-                (3600, "cable", True, 1400), (3600, "cable", False, 1500),
-                (3600, "other", False, 1400), (0, "cable", False, 1400)]:
-            with self.subTest(interface=interface, seconds=seconds, comes_again=comes_again):
+        for seconds, interface, then, mtu_after in [
+                (3600, "cable", "comes again", 1400), (3600, "cable", "", 1500),
+                (3600, "cable", "is changed by another", 1450), (3600, "other", "", 1400),
+                (0, "cable", "", 1400)]:
+            with self.subTest(interface=interface, seconds=seconds, then=then):
                 agent = start(seconds)
                 change(agent, *set_mtu, "mtu=1500", f"ifname={interface}")
                 agent.ask("korvane", "listadapterprops")
                 change(agent, *set_mtu, "mtu=1400", f"ifname={interface}")
-                if comes_again:
-                    agent.ask("korvane", "listadapterprops")
                 self.assertEqual(mtu(interface), 1400)
+                if then == "comes again":
+                    agent.ask("korvane", "listadapterprops")
+                elif then:
+                    run("ip", "-n", host, "link", "set", interface, "mtu", 1450)
                 self.assertEqual(agent.end(), (0, ""))  # what waits then is put back
                 self.assertEqual(mtu(interface), mtu_after)
         agent = start(1)
