@@ -55,7 +55,8 @@ def capture(port, sessions, run):
             return None
     run()
     for _ in range(600):  # until the end of each session is in the file
-        ended = analyse(name, port, "-Y", "tcp.flags.fin==1", "-T", "fields", "-e", "tcp.stream")
+        ended = analyse(name, port, "-Y", "tcp.flags.fin==1 || tcp.flags.reset==1",
+                        "-T", "fields", "-e", "tcp.stream")
         if len(set(ended.split())) >= sessions:
             break
         time.sleep(0.05)
