@@ -86,6 +86,7 @@ set(library_sources
     session/status.cpp
     session/tls.cpp
     session/tls_context.cpp
+    session/trust_store.cpp
     session/version.cpp
     system/capabilities_reply.cpp
     system/net_replies.cpp

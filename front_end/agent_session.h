@@ -66,7 +66,7 @@ class AgentSession {
     std::vector<char> result_buffer;
     Trust trust;
     Trace trace;
-    ZwMgmt_interface library;
+    ZwMgmt_interface library{zwmgmt::kNoTrustStore};
     std::optional<zwmgmt::Talk> talk;
     bool was_tried = false;
     bool was_opened = false;

@@ -19,7 +19,7 @@ using Words = std::vector<std::string>;
 std::string KeyOf(const Target& target, const Options& options, std::string* reason) {
     std::vector<char> buffer(zwmgmt::kResultBufferSize);
     std::string key;
-    ZwMgmt_interface session;
+    ZwMgmt_interface session(zwmgmt::kNoTrustStore);
     session.VerifyByCaller(
         [](void* shown, const zwmgmt::Peer& peer) {
             *static_cast<std::string*>(shown) = peer.fingerprint;

@@ -85,7 +85,7 @@ class Reader {
 
     const Options& options;
     const std::string name;
-    ZwMgmt_interface session;  // not connected: agents of every OS count
+    ZwMgmt_interface session{zwmgmt::kNoTrustStore};  // not connected: agents of every OS count
 };
 
 }  // namespace

@@ -301,7 +301,8 @@ Syntax::Syntax(Options* filled) : options(filled), host(filled->host) {
         ->capture_default_str()
         ->type_name(Choice(kVerifications));
     app.add_option("--ca", options->authorities,
-                   "PEM file of the authorities of --verify ca (default: the system's)")
+                   "PEM file of the authorities of --verify ca (default: agents.pem of the user, "
+                   "else of the machine, else the system's)")
         ->type_name("FILE");
     app.add_option("--known-agents", options->known_agents,
                    "File of the known agents' keys (default: the user's own)")

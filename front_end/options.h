@@ -28,7 +28,7 @@ struct Options {
     std::optional<std::string> exclude;         // those of the set that are left out
     std::map<std::string, std::string> groups;  // of hosts, by their names in the settings
     Verify verify = Verify::kKnown;
-    std::string authorities;         // file; "": the system's own
+    std::string authorities;         // file; "": those that are installed
     std::string known_agents;        // file; "": the user's
     std::string client_certificate;  // file; "": none
     std::string client_key;          // file

@@ -212,7 +212,7 @@ AgentSession& Conversation::Session() { return parts->run.Session(); }
 
 ExitStatus RunLocally(const Options& options, const Command& command) {
     std::vector<char> buffer(zwmgmt::kResultBufferSize);
-    ZwMgmt_interface session;
+    ZwMgmt_interface session(zwmgmt::kNoTrustStore);
     const std::vector<const char*> words = PointersTo(command.words);
     zwmgmt::CommandWords request(words.data(), words.size());
     Answer answer = AnswerTo(command);

@@ -1,12 +1,20 @@
 #include "front_end/trust.h"
 
 #include "platform/host.h"
+#include "session/trust_store.h"
 
 namespace zwcli {
 namespace {
 
 std::string Sentence(const Target& target) {
     return target.host + " port " + std::to_string(target.port);
+}
+
+/// The file of the authorities of agents; "": the system's own.
+std::string Authorities(const Options& options) {
+    if (!options.authorities.empty()) return options.authorities;
+    char path[4096];
+    return zwmgmt::InstalledTrustStore(path, sizeof(path)) ? path : "";
 }
 
 }  // namespace
@@ -46,9 +54,11 @@ std::string Trust::Guard(ZwMgmt_interface& session) {
                 "warning: anybody could be the agent: nothing is verified (--verify off)");
             return "";
         case Verify::kAuthority: {
-            const char* file = options.authorities.empty() ? nullptr : options.authorities.c_str();
-            return session.VerifyByAuthority(file) == zwmgmt::kSuccess ? ""
-                                                                       : session.FailureDetail();
+            const std::string file = Authorities(options);
+            const char* authorities = file.empty() ? nullptr : file.c_str();
+            return session.VerifyByAuthority(authorities) == zwmgmt::kSuccess
+                       ? ""
+                       : session.FailureDetail();
         }
         case Verify::kKnown:
         case Verify::kStrict: break;

@@ -28,7 +28,7 @@ constexpr milliseconds kLook{50};  // how often a request to stop is looked for
 
 /// Whether some agent would be asked to change something.
 bool Changes(Client_Request_Message* request) {
-    ZwMgmt_interface session;
+    ZwMgmt_interface session(zwmgmt::kNoTrustStore);
     const bool changes =
         std::ranges::any_of(zwmgmt::kAgentNames, [&](const zwmgmt::AgentName& agent) {
             const zwmgmt::ArgumentNotes notes(session, request, agent.os);

@@ -32,6 +32,9 @@ constexpr const char* WhyNot(OpenResult result) {
     return "";
 }
 
+/// Whether something lies at the path, or may: what cannot be looked at may be there.
+bool MayBeThere(const char* path);
+
 /// Whether users other than the owner may read the file.
 bool ReadableByOthers(const char* path);
 

@@ -18,6 +18,11 @@ bool UserFilePath(const char* name, char* path, size_t capacity);
 /// where that is set, or .local/state; on Windows it is the local machine's.
 bool UserStatePath(const char* name, char* path, size_t capacity);
 
+/// Writes the path of a file of this product that all users of the machine share ("agents.pem"),
+/// terminated; false when it is longer, and on Windows, where everybody may put files into the
+/// folder for such ones.
+bool SystemFilePath(const char* name, char* path, size_t capacity);
+
 /// Writes the path of "certs/cert.pem" beside the running executable (the program, not the
 /// library), with the platform's separator, terminated; false when it cannot be told or is longer.
 bool CertificatePath(char* path, size_t capacity);

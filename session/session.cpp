@@ -6,9 +6,9 @@
 #include <string_view>
 
 #include "platform/file.h"
-#include "platform/host.h"
 #include "platform/socket.h"
 #include "session/state.h"
+#include "session/trust_store.h"
 #include "zwmgmt/zwmgmt_interface.h"
 
 using namespace zwmgmt;
@@ -17,25 +17,27 @@ namespace {
 
 constexpr uint16_t kDefaultPort = 35001;
 
-/// Makes or shares the TLS context; says why there is none.
-SSL_CTX* ContextOf(ZwMgmt_interface& session, const char* certificate_file) {
-    FailureDetail& detail = SessionState::Of(session).exchange.detail;
-    char beside_executable[4096];
-    if (certificate_file == nullptr) {
-        if (!platform::CertificatePath(beside_executable, sizeof(beside_executable))) {
-            detail.Set("this program's own path is not known");
-            session.PrintOutput("Cannot get path to ssl certificates\n");
-            return nullptr;
-        }
-        certificate_file = beside_executable;
-    }
+/// Makes or shares the TLS context; says why there is none. trust_store: null for none.
+SSL_CTX* ContextOf(ZwMgmt_interface& session, const char* trust_store) {
     char reason[200] = "";
-    SSL_CTX* context = tls::ShareContext(certificate_file, reason, sizeof(reason));
-    if (context == nullptr) {
-        detail.Set("cannot load %s: %s", certificate_file, reason);
+    SSL_CTX* context = tls::ShareContext(trust_store, reason, sizeof(reason));
+    if (context != nullptr) return context;
+    FailureDetail& detail = SessionState::Of(session).exchange.detail;
+    if (trust_store == nullptr) {
+        detail.Set("cannot set up TLS: %s", reason);
+    } else {
+        detail.Set("cannot load %s: %s", trust_store, reason);
         session.PrintOutput("Error: cannot load certificate file!\n");
     }
-    return context;
+    return nullptr;
+}
+
+SSL_CTX* DefaultContext(ZwMgmt_interface& session) {
+    char path[4096];
+    if (DefaultTrustStore(path, sizeof(path))) return ContextOf(session, path);
+    SessionState::Of(session).exchange.detail.Set("this program's own path is not known");
+    session.PrintOutput("Cannot get path to ssl certificates\n");
+    return nullptr;
 }
 
 /// Replaces the share in a context by one in another; where there is none, it could not do `what`.
@@ -85,10 +87,14 @@ const SessionState& SessionState::Of(const ZwMgmt_interface& session) {
     return *std::launder(reinterpret_cast<const SessionState*>(session.state));
 }
 
-ZwMgmt_interface::ZwMgmt_interface() : ZwMgmt_interface(nullptr) {}
+ZwMgmt_interface::ZwMgmt_interface() {
+    static_assert(sizeof(SessionState) <= sizeof(state));
+    auto* own = new (state) SessionState;
+    own->tls_context = DefaultContext(*this);
+    own->sockets_started = platform::StartSockets();
+}
 
 ZwMgmt_interface::ZwMgmt_interface(const char* certificate_file) {
-    static_assert(sizeof(SessionState) <= sizeof(state));
     auto* own = new (state) SessionState;
     own->tls_context = ContextOf(*this, certificate_file);
     own->sockets_started = platform::StartSockets();

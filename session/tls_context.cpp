@@ -85,7 +85,8 @@ std::unique_ptr<SSL_CTX, FreeContext> MakeContext(const ContextSettings& setting
     ERR_clear_error();
     std::unique_ptr<SSL_CTX, FreeContext> context(SSL_CTX_new(TLS_client_method()));
     if (!context || SSL_CTX_set_min_proto_version(context.get(), settings.least_version) != 1 ||
-        SSL_CTX_load_verify_locations(context.get(), settings.trust_store.c_str(), nullptr) != 1 ||
+        (settings.trust_store && SSL_CTX_load_verify_locations(
+                                     context.get(), settings.trust_store->c_str(), nullptr) != 1) ||
         (settings.authorities && !LoadAuthorities(context.get(), *settings.authorities)) ||
         (!settings.certificate.empty() && !LoadPair(context.get(), settings)) ||
         (!settings.key_log.empty() && !LogKeys(context.get(), settings.key_log))) {
@@ -140,7 +141,7 @@ SSL_CTX* Locked(char* reason, size_t capacity, Sharing share) {
 SSL_CTX* ShareContext(const char* trust_store, char* reason, size_t capacity) {
     return Locked(reason, capacity, [&] {
         ContextSettings settings;
-        settings.trust_store = trust_store;
+        if (trust_store != nullptr) settings.trust_store = trust_store;
         return Share(std::move(settings), reason, capacity);
     });
 }

@@ -13,7 +13,7 @@ namespace zwmgmt::tls {
 
 /// What a context is made of; files are PEM.
 struct ContextSettings {
-    std::string trust_store;
+    std::optional<std::string> trust_store;
     std::optional<std::string> authorities;  // without them anybody is fine; "": the system's own
     std::string certificate, key;            // of this client; "": it has none
     int least_version = TLS1_2_VERSION;
@@ -22,8 +22,8 @@ struct ContextSettings {
     bool operator==(const ContextSettings&) const = default;
 };
 
-/// The context of a trust store, made when no session has one; each wants one ReleaseContext. Null
-/// when it cannot be made, with why in `reason`.
+/// The context of a trust store (null: without one), made when no session has one; each wants one
+/// ReleaseContext. Null when it cannot be made, with why in `reason`.
 SSL_CTX* ShareContext(const char* trust_store, char* reason, size_t capacity);
 
 /// The same with the settings of a context that is held, but for what `change` does to them.

@@ -93,7 +93,7 @@ class Relay {
     const zwcli::Options options;
     zwcli::Trust trust;
     Recorder& recorder;
-    ZwMgmt_interface session;
+    ZwMgmt_interface session{zwmgmt::kNoTrustStore};
     SessionState& own = SessionState::Of(session);
     std::vector<char> result_buffer = std::vector<char>(zwmgmt::kResultBufferSize);
     const int number = recorder.NewSession();

@@ -253,9 +253,12 @@ TEST(Session, ConnectingAgainReleasesTheEarlierConnection) {
 
 TEST(Session, WithoutContextConnectingFails) {
     testing::internal::CaptureStdout();
+    ZwMgmt_interface nameless("");
+    nameless.CLDisconnectFromServer();
     ZwMgmt_interface session("/no/such/file.pem");
     std::fflush(stdout);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error: cannot load certificate file!\n");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "Error: cannot load certificate file!\nError: cannot load certificate file!\n");
     CannedHost host;
     TestAgent agent(host);
     std::vector<char> result(kResultBufferSize);

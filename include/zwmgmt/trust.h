@@ -9,8 +9,12 @@
 
 namespace zwmgmt {
 
-/// A fingerprint is "SHA256:" and the digest in base 64 without padding.
+/// In place of a trust store's file: there is none, as the program judges agents in another way.
+inline constexpr const char* kNoTrustStore = nullptr;
+
+/// How a fingerprint begins; behind it is the digest in base 64 without padding.
 inline constexpr char kFingerprintHead[] = "SHA256:";
+/// Characters of a fingerprint.
 inline constexpr size_t kFingerprintLength = sizeof(kFingerprintHead) - 1 + 43;
 
 /// Texts are terminated; what would not fit is left out.

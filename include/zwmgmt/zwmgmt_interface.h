@@ -50,16 +50,24 @@ namespace zwmgmt {
 struct SessionState;
 }
 
+/// One session with one agent: connects, logs in, sends requests, prints replies or hands their
+/// records out. Most programs need the operations of connections and requests alone; those from
+/// adapters on are what Client_ProcessRequest calls for its commands.
+///
+/// result_buffer is, wherever it is asked for, room of the caller's for kResultBufferSize bytes,
+/// which are overwritten. context goes to the program's function as it is.
 class ZWMGMT_API ZwMgmt_interface {
   public:
     // ---- Construction -------------------------------------------------------------------------
 
-    /// Takes its share in the process's TLS context with the trust store certs/cert.pem beside the
-    /// running executable. When there is none and none can be made, it says so on standard output,
-    /// and connecting gives kNoTlsSession.
+    /// Takes its share in the process's TLS context with a trust store: certs/cert.pem beside the
+    /// running executable, else agents.pem of the user (~/.config/korvane) or of the machine
+    /// (/etc/korvane). When there is none and none can be made, it says so on standard output, and
+    /// connecting gives kNoTlsSession. Being in the trust store does not make an agent trusted, nor
+    /// the reverse: see VerifyByAuthority and VerifyByCaller.
     ZwMgmt_interface();
 
-    /// The same with a PEM file of the program's choice as trust store.
+    /// The same with a PEM file of the program's choice as trust store; kNoTrustStore: with none.
     explicit ZwMgmt_interface(const char* certificate_file);
 
     /// Copies the whole session state; both objects then speak over the same connection, and just
@@ -143,14 +151,16 @@ class ZWMGMT_API ZwMgmt_interface {
     /// Returns kSuccess, or kInvalidValue or kNoTlsSession with the reason in FailureDetail().
     [[nodiscard]] uint32_t UseClientCertificate(const char* certificate_file, const char* key_file);
 
-    /// The least version of TLS 1 to speak: 2 (the default) or 3.
+    /// The least version of TLS 1 to speak: 2 (the default) or 3. Returns kSuccess, kInvalidValue
+    /// for another, or kNoTlsSession with the reason in FailureDetail(); then it is as before.
     [[nodiscard]] uint32_t SetLeastTlsVersion(uint8_t minor);
 
-    /// What the agent of this connection has shown of itself; false without a connection.
+    /// What the agent of this connection has shown of itself; false, with *peer as it was, without
+    /// a connection.
     bool GetPeer(zwmgmt::Peer* peer) const;
 
-    /// Its certificates as PEM, its own first: as much as fits, terminated. Returns the length of
-    /// the whole, 0 without a connection.
+    /// Its certificates as PEM, its own first: as much as fits into capacity bytes, terminated.
+    /// Returns the length of the whole, 0 without a connection.
     uint32_t GetPeerChain(char* pem, uint32_t capacity) const;
 
     // ---- Connection: what goes over it --------------------------------------------------------
@@ -206,6 +216,8 @@ class ZWMGMT_API ZwMgmt_interface {
     /// Fills the service words with the newest capabilities known for the os_code in the record.
     /// Returns 0, or -1 for an unknown OS.
     static int GetLatestServerCapabilities(Capabilities* capabilities);
+
+    /// The same for agents of one OS, whatever the record says.
     static void GetLatestWindowsCapabilities(Capabilities* capabilities);
     static void GetLatestLinuxCapabilities(Capabilities* capabilities);
     static void GetLatestXENCapabilities(Capabilities* capabilities);
@@ -218,9 +230,13 @@ class ZWMGMT_API ZwMgmt_interface {
     // Whole words only, in any case (keys of foiscsiini, bypass and bonding: as they stand). An
     // unknown word gives -1; 0 is a valid number.
 
+    /// The number of a service: zwmgmt::Service.
     static int CLGetService(const char* word);
+    /// The number of a service's command: zwmgmt::Command, and others.
     static int CLGetCommand(const char* word, uint8_t service);
+    /// The number of a command's sub-command.
     static int CLGetSubCommand(const char* word, uint8_t service, uint16_t command);
+    /// The number of a service's key.
     static int CLGetKeyNo(const char* word, uint8_t service);
 
     /// Copies the part of a key=value word before the first "=" into key, without a terminator: the
@@ -322,6 +338,7 @@ class ZWMGMT_API ZwMgmt_interface {
     int Client_ProcessRequest(uint8_t service, uint16_t command, uint8_t qualifier,
                               const char* const* words, int count, char* result_buffer, void** out);
 
+    /// The same with the caller's message, which holds the reply's header afterwards.
     int Client_ProcessRequest(_Message* message, uint8_t service, uint16_t command,
                               uint8_t qualifier, const char* const* words, int count,
                               char* result_buffer, void** out);
@@ -349,8 +366,9 @@ class ZWMGMT_API ZwMgmt_interface {
 
     // ---- Printing and result lists ------------------------------------------------------------
 
-    /// While set, requests hand lists to the caller instead of printing them.
+    /// From now on requests hand lists to the caller instead of printing them.
     void SetBuildListMode();
+    /// From now on they print them; so it is at first.
     void ResetBuildListMode();
 
     /// Everything the library prints goes through here; printf-like, returns printf's count.
@@ -360,8 +378,9 @@ class ZWMGMT_API ZwMgmt_interface {
     /// Returns 0.
     int CLPrintMsg(const char* format, ...);
 
-    /// Prints the reply of a command. output: its record list or data block. Returns 0,
-    /// kNotSupported (said on standard error), or 1 for a command that has no printer.
+    /// Prints the reply of a command; nothing in build-list mode. output: its record list or data
+    /// block, which stays the caller's. Returns 0, kNotSupported (said on standard error), or 1 for
+    /// a command that has no printer.
     int CLPrint(void* output, int command, _Message* message);
 
     /// Splits a run of packed records into a list of zeroed nodes (malloc) of node_size bytes, each
@@ -516,7 +535,7 @@ class ZWMGMT_API ZwMgmt_interface {
 
     // ---- Offload policies ---------------------------------------------------------------------
 
-    /// Policies of the interface ifname=: policy=TEXT or policy=@FILE, of which the first rule
+    /// Policies of the interface ifname=: `policy=TEXT` or `policy=@FILE`, of which the first rule
     /// counts (zwmgmt/policy.h compiles it, and says what is wrong); id= is its position, from 1.
     /// Data: _OfldPolicy. Replies: a status.
     int CLAddPolicy(Client_Request_Message* request, _Message* message);
@@ -551,12 +570,13 @@ class ZWMGMT_API ZwMgmt_interface {
 
     // ---- System -------------------------------------------------------------------------------
 
+    /// What the agent can do; no keys. Reply: Capabilities.
     int CLGetCapabilities(Client_Request_Message* request, _Message* message);
 
     /// Unpacks a capabilities record of `length` bytes into the session; false when it is cut.
     bool GetCapabilitiesResponse(const void* data, uint32_t length);
 
-    /// Prints a reply's capabilities record, a line a service.
+    /// Prints a reply's capabilities record, a line a service, and keeps it in the session.
     void PrintCapabilitiesResponse(const void* data, _Message* message);
 
   private:

@@ -10,6 +10,11 @@
 
 namespace zwmgmt::platform {
 
+bool MayBeThere(const char* path) {
+    struct stat found;
+    return lstat(path, &found) == 0 || (errno != ENOENT && errno != ENOTDIR);
+}
+
 OpenResult OpenRegularFile(const char* path, FILE** file, uint64_t* size) {
     struct stat found;
     if (stat(path, &found) != 0) return OpenResult::kNotThere;

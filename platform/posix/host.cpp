@@ -53,6 +53,11 @@ bool UserStatePath(const char* name, char* path, size_t capacity) {
     return length > 0 && static_cast<size_t>(length) < capacity;
 }
 
+bool SystemFilePath(const char* name, char* path, size_t capacity) {
+    const int length = std::snprintf(path, capacity, "/etc/korvane/%s", name);
+    return length > 0 && static_cast<size_t>(length) < capacity;
+}
+
 bool CertificatePath(char* path, size_t capacity) {
     static constexpr char kFile[] = "certs/cert.pem";
     const ssize_t length = readlink("/proc/self/exe", path, capacity);

@@ -95,6 +95,12 @@ FILE* StreamOf(HANDLE handle, int access = _O_RDONLY, const char* mode = "rb") {
 
 }  // namespace
 
+bool MayBeThere(const char* path) {
+    if (GetFileAttributesA(path) != INVALID_FILE_ATTRIBUTES) return true;
+    const DWORD error = GetLastError();
+    return error != ERROR_FILE_NOT_FOUND && error != ERROR_PATH_NOT_FOUND;
+}
+
 OpenResult OpenRegularFile(const char* path, FILE** file, uint64_t* size) {
     const HANDLE handle = Open(path);
     if (handle == INVALID_HANDLE_VALUE) {

@@ -42,6 +42,8 @@ bool UserStatePath(const char* name, char* path, size_t capacity) {
     return PathIn(CSIDL_LOCAL_APPDATA, name, path, capacity);
 }
 
+bool SystemFilePath(const char*, char*, size_t) { return false; }
+
 bool CertificatePath(char* path, size_t capacity) {
     static constexpr char kFile[] = "certs\\cert.pem";
     const DWORD length = GetModuleFileNameA(nullptr, path, static_cast<DWORD>(capacity));

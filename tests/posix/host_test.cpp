@@ -5,6 +5,7 @@
 #include <stdlib.h>
 
 #include <algorithm>
+#include <fstream>
 
 #include "tests/support.h"
 
@@ -40,6 +41,27 @@ TEST(Host, AnEmptyHomeIsNone) {
     ASSERT_TRUE(CredentialsPath(empty, sizeof(empty)));
     EXPECT_STREQ(empty, without);
     setenv("HOME", home.c_str(), 1);
+}
+
+TEST(Host, TheUsersTrustStoreIsFound) {
+    const std::filesystem::path home = std::filesystem::path(testing::TempDir()) / "trusting";
+    const std::filesystem::path folder = home / ".config/korvane";
+    std::filesystem::create_directories(folder);
+    const std::string store = (folder / "agents.pem").string();
+    const auto connect = [&] {
+        return RunProcess({"/usr/bin/env", "HOME=" + home.string(), ZWCLI_PATH, "--verify", "ca",
+                           "--port", "1", "system", "listdrivers"});
+    };
+    std::ofstream(store) << "no certificate\n";
+    const ProcessResult wrong = connect();
+    std::filesystem::remove(store);
+    std::filesystem::create_symlink(home / "nowhere", store);
+    const ProcessResult dangling = connect();
+    std::filesystem::remove_all(home);
+    for (const ProcessResult& run : {wrong, dangling}) {
+        EXPECT_EQ(run.exit_status, 2);
+        EXPECT_NE(run.err.find("cannot load " + store), run.err.npos) << run.err;
+    }
 }
 
 TEST(Host, BothStreamsReachOnePlaceInOrder) {
