@@ -5,8 +5,12 @@
 #include <openssl/pem.h>
 #include <openssl/rsa.h>
 #include <openssl/x509.h>
+#include <openssl/x509v3.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <string_view>
@@ -36,8 +40,22 @@ std::string TlsError() {
     return std::string(whole.substr(whole.rfind(':') + 1));
 }
 
+/// What clients may call the host: that it is this one, and its name where there is one.
+bool AddNames(X509* certificate, const std::string& host) {
+    std::string names = "DNS:localhost,IP:127.0.0.1,IP:::1";
+    const bool is_plain = std::ranges::all_of(host, [](unsigned char each) {
+        return std::isalnum(each) != 0 || each == '-' || each == '.';
+    });
+    if (!host.empty() && is_plain) names += ",DNS:" + host;
+    X509_EXTENSION* const extension =
+        X509V3_EXT_conf_nid(nullptr, nullptr, NID_subject_alt_name, names.c_str());
+    const bool added = extension != nullptr && X509_add_ext(certificate, extension, -1) == 1;
+    X509_EXTENSION_free(extension);
+    return added;
+}
+
 /// A certificate that vouches for itself, for so many seconds.
-Certificate SelfSigned(EVP_PKEY* key, long valid) {
+Certificate SelfSigned(EVP_PKEY* key, long valid, const std::string& host = "") {
     Certificate certificate(X509_new(), X509_free);
     if (!certificate) return certificate;
     X509_set_version(certificate.get(), X509_VERSION_3);
@@ -50,6 +68,7 @@ Certificate SelfSigned(EVP_PKEY* key, long valid) {
                                0);
     const bool made = X509_set_issuer_name(certificate.get(), name) == 1 &&
                       X509_set_pubkey(certificate.get(), key) == 1 &&
+                      AddNames(certificate.get(), host) &&
                       X509_sign(certificate.get(), key, EVP_sha256()) != 0;
     if (!made) certificate.reset();
     return certificate;
@@ -174,19 +193,21 @@ TlsContext MakeServerContext(const std::string& certificate_file, const std::str
     return context;
 }
 
-bool MakeCertificateFile(const std::string& file, std::string* error) {
+bool MakeCertificateFile(const std::string& file, const std::string& host, std::string* error) {
     ERR_clear_error();
     const Key key(EVP_RSA_gen(kKeyBits), EVP_PKEY_free);
     const Certificate certificate =
-        key ? SelfSigned(key.get(), kTenYears) : Certificate(nullptr, X509_free);
+        key ? SelfSigned(key.get(), kTenYears, host) : Certificate(nullptr, X509_free);
     const Texts texts(BIO_new(BIO_s_mem()), BIO_free);
     if (!certificate || !AddKey(texts.get(), key.get()) ||
         PEM_write_bio_X509(texts.get(), certificate.get()) != 1) {
         *error = "cannot make a certificate: " + TlsError();
         return false;
     }
-    if (WriteTexts(texts.get(), platform::CreatePrivately(file.c_str()))) return true;
+    FILE* const stream = platform::CreatePrivately(file.c_str());
+    if (WriteTexts(texts.get(), stream)) return true;
     *error = "cannot write " + file + ": " + std::strerror(errno);
+    if (stream != nullptr) std::remove(file.c_str());  // no half of a key is left
     return false;
 }
 

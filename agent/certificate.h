@@ -28,7 +28,8 @@ bool AskForCertificates(SSL_CTX* context, const std::string& authorities, bool r
                         std::string* error);
 
 /// Makes a file, which its owner alone can read, with a new key and a certificate of ten years that
-/// vouches for itself. False, with the reason in *error, when that fails, or the file is there.
-bool MakeCertificateFile(const std::string& file, std::string* error);
+/// vouches for itself and names the host. False, with the reason in *error, when that fails, or the
+/// file is there.
+bool MakeCertificateFile(const std::string& file, const std::string& host, std::string* error);
 
 }  // namespace zwmgmt::agent

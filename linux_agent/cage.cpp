@@ -1,10 +1,10 @@
 #include "linux_agent/cage.h"
 
 #include <grp.h>
+#include <linux/capability.h>
 #include <pwd.h>
 #include <sched.h>
 #include <seccomp.h>
-#include <sys/capability.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>

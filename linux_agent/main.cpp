@@ -1,4 +1,6 @@
 /// korvane_zmagent: manages the Ethernet adapters of this host for its operators.
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
@@ -48,7 +50,10 @@ int Main(int argc, char** argv) {
     std::string error;
     if (prints) return std::fputs(PrintedConfig({}).c_str(), stdout) < 0 ? 1 : 0;
     if (!new_certificate.empty()) {
-        return zwmgmt::agent::MakeCertificateFile(new_certificate, &error) ? 0 : Fail(error, 1);
+        char host[256] = "";
+        gethostname(host, sizeof(host) - 1);
+        const bool is_made = zwmgmt::agent::MakeCertificateFile(new_certificate, host, &error);
+        return is_made ? 0 : Fail(error, 1);
     }
     if (checks) {
         Config config;

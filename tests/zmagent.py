@@ -9,6 +9,7 @@ import os
 import pathlib
 import pwd
 import re
+import resource
 import select
 import signal
 import socket
@@ -293,6 +294,23 @@ esac
         self.assertRegex(again.stderr, re.compile("holds a key that others can read"))
         made = run(BIN / "korvane_zmagent", "--make-certificate", agent.folder / "certificate.pem")
         self.assertEqual(made.returncode, 1)
+
+    def test_a_new_certificate_names_its_host_and_is_whole_or_not_there(self):
+        def make(most_bytes):
+            def limit():
+                signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+                resource.setrlimit(resource.RLIMIT_FSIZE, (most_bytes, most_bytes))
+            return run(BIN / "korvane_zmagent", "--make-certificate", file, preexec_fn=limit)
+
+        file = pathlib.Path(self.folder, "new.pem")
+        self.assertIn("File too large", make(1024).stderr)
+        self.assertFalse(file.exists())
+        self.assertEqual(make(1 << 20).returncode, 0)
+        for check, name, does in [("-checkhost", "localhost", "does"), ("-checkip", "::1", "does"),
+                                  ("-checkhost", socket.gethostname(), "does"),
+                                  ("-checkhost", "node7.example", "does NOT")]:
+            said = run("openssl", "x509", "-in", file, "-noout", check, name).stdout
+            self.assertIn(f"{name} {does} match certificate", said)
 
     def test_certificates_log_in(self):
         def certify(name, authority):
