@@ -119,7 +119,7 @@ target_include_directories(zwmgmt PUBLIC
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 target_compile_features(zwmgmt PUBLIC cxx_std_20)
-set_target_properties(zwmgmt PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 0)
+set_target_properties(zwmgmt PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
 if(NOT BUILD_SHARED_LIBS)
     target_compile_definitions(zwmgmt PUBLIC ZWMGMT_STATIC)
 elseif(WIN32)

@@ -4,8 +4,9 @@
 
 #include "zwmgmt/export.h"
 
-#define ZWMGMT_VERSION_MAJOR 0
-#define ZWMGMT_VERSION_MINOR 1
+/// The version's three numbers.
+#define ZWMGMT_VERSION_MAJOR 1
+#define ZWMGMT_VERSION_MINOR 0
 #define ZWMGMT_VERSION_PATCH 0
 
 #define ZWMGMT_DOTTED_(major, minor, patch) #major "." #minor "." #patch
