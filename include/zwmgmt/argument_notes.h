@@ -12,14 +12,16 @@ class ZwMgmt_interface;
 
 namespace zwmgmt {
 
+/// One thing to say of a request.
 struct ArgumentNote {
+    /// How grave it is.
     enum Severity : uint8_t {
         kWarning,  ///< the request is sent, but not all of it means what was written
         kRefusal,  ///< the library refuses the request: nothing is sent
     };
-    Severity severity;
-    int32_t argument;  ///< entry of the request's arguments; -1: the request as a whole
-    const char* text;  ///< a line without its end, with the key and the value that were written
+    Severity severity;  ///< how grave it is
+    int32_t argument;   ///< entry of the request's arguments; -1: the request as a whole
+    const char* text;   ///< a line without its end, with the key and the value that were written
 };
 
 /// Builds a request for the agent of a session as Client_ProcessRequest would, but neither sends
@@ -43,6 +45,7 @@ class ZWMGMT_API ArgumentNotes {
     ArgumentNotes(const ArgumentNotes&) = delete;
     ArgumentNotes& operator=(const ArgumentNotes&) = delete;
 
+    /// How many there are; refusals among them.
     [[nodiscard]] size_t Count() const noexcept;
 
     /// The note with an index below Count(). Owned by this object.

@@ -1,3 +1,4 @@
+/// What the library exports, for the compiler: of no interest to programs.
 #pragma once
 
 #if __cplusplus <= 201703L

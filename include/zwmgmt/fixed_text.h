@@ -7,7 +7,8 @@
 
 namespace zwmgmt {
 
-/// The text in a field of `width` bytes: up to the first NUL or the field's end.
+/// The text in a field of `width` bytes: up to the first NUL or the field's
+/// end. It lies in the field itself.
 inline std::string_view FixedText(const void* field, size_t width) {
     if (width == 0) return {};
     const auto* begin = static_cast<const char*>(field);
@@ -15,6 +16,7 @@ inline std::string_view FixedText(const void* field, size_t width) {
     return {begin, end != nullptr ? static_cast<size_t>(end - begin) : width};
 }
 
+/// The text in a field of a record: FixedText(card->card_name).
 template <size_t Width>
 std::string_view FixedText(const char (&field)[Width]) {
     return FixedText(field, Width);
@@ -28,6 +30,7 @@ inline void SetFixedText(void* field, size_t width, std::string_view text) {
     std::memset(static_cast<char*>(field) + length, 0, width - length);
 }
 
+/// The same into a field of a record.
 template <size_t Width>
 void SetFixedText(char (&field)[Width], std::string_view text) {
     SetFixedText(field, Width, text);

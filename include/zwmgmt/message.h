@@ -34,7 +34,7 @@ struct _Message {
 
 /// The 580 bytes of the opening and the login message.
 struct LoginRecord {
-    uint32_t reserved;
+    uint32_t reserved;     ///< 0
     char user_name[256];   ///< as given to CLConnectToServer
     char password[64];     ///< empty in the opening message
     char local_user[256];  ///< who runs the client on this machine
@@ -42,8 +42,10 @@ struct LoginRecord {
 
 #pragma pack(pop)
 
+/// What programs see beside the class of sessions and the records.
 namespace zwmgmt {
 
+/// Bytes of a header as it travels.
 inline constexpr uint16_t kHeaderSize = offsetof(_Message, data);
 
 /// Bytes of the result buffer that a program lends to every exchange.

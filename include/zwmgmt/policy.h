@@ -32,10 +32,11 @@ class ZWMGMT_API Classifier {
     /// The same in parts: what is wrong, at which characters of the rule. Columns count from 1;
     /// column 0 means the whole rule, and length 0 its end.
     struct Reason {
-        const char* text;
-        size_t column;
-        size_t length;
+        const char* text;  ///< as in Error(); valid until the next rule is compiled
+        size_t column;     ///< in bytes, from 1
+        size_t length;     ///< in bytes
     };
+    /// Why the last rule was refused; the text is "" after a success.
     [[nodiscard]] Reason WhyNot() const noexcept;
 
     /// Whether a connection matches a program of `count` instructions. Arbitrary instructions are

@@ -8,6 +8,7 @@
 
 #pragma pack(push, 1)
 
+/// One key of a request, or its sub-command word.
 struct Client_Request_Argument {
     const char* value;  ///< value text; in entry 0 the sub-command word, or ""
     int32_t key;        ///< key number; in entry 0 the sub-command number or -1
@@ -17,11 +18,11 @@ struct Client_Request_Argument {
 /// slot of the sub-command word, the keys are entries 1 to argument_count - 1; only "ping" and
 /// "traceroute" carry nothing but keys, from entry 0 on. The texts belong to the caller.
 struct Client_Request_Message {
-    uint8_t service;
-    uint16_t command;
-    uint8_t qualifier;
-    Client_Request_Argument* arguments;
-    uint32_t argument_count;
+    uint8_t service;                     ///< zwmgmt::Service
+    uint16_t command;                    ///< ZwMgmt_interface::CLGetCommand has its number
+    uint8_t qualifier;                   ///< selector within some services; otherwise 0
+    Client_Request_Argument* arguments;  ///< argument_count entries
+    uint32_t argument_count;             ///< entry 0 included
 };
 
 #pragma pack(pop)

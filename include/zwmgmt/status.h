@@ -7,8 +7,9 @@
 
 namespace zwmgmt {
 
+/// What operations return and agents answer.
 enum Status : uint32_t {
-    kSuccess = 0,
+    kSuccess = 0,              ///< success
     kListNotBuilt = 1,         ///< the reply's records could not be turned into a list
     kHostNotReached = 1,       ///< the agent: a ping or trace route did not reach its host
     kRequestRefused = 1,       ///< a handler refused its arguments and has said why

@@ -8,60 +8,64 @@
 #pragma pack(push, 1)
 
 /// What an operator can set of an adapter: part of its record, and of the request that changes it.
+/// "korvane_zwcli help korvane setcardproperty" tells which agents take what; a key is named where
+/// it is not the member's name without underscores. Flags are 1 or 0.
 struct CardSettings {
-    char qsfl_jumbo_q_size[8];  ///< queue sizes: entries, as decimal texts
+    /// Queue sizes of X3 adapters: entries, as decimal texts; Windows agents.
+    char qsfl_jumbo_q_size[8];
     char qsfl_reg_q_size[8];
     char qs_toe_ctrl_q_size[8];
     char qs_toe_q_size[8];
     char qs_tun_q_size[8];
-    char max_vm_queues[8];
-    int64_t max_host_sndbuf;  ///< bytes
-    int64_t tx_hold_thres;
-    int16_t max_wrs;
-    int64_t rx_credit_thres;  ///< bytes
-    int8_t failover_alg;
-    uint32_t mss;  ///< bytes
-    int8_t delack;
-    int64_t max_conn;  ///< connections; -1: no limit
-    int8_t soft_backlog_limit;
-    int8_t ddp;
-    int64_t kseg_ddp;
-    int64_t ddp_thres;  ///< bytes
+
+    char max_vm_queues[8];      ///< of X4 and X5 adapters: a decimal text; Windows agents
+    int64_t max_host_sndbuf;    ///< bytes
+    int64_t tx_hold_thres;      ///< as the driver counts
+    int16_t max_wrs;            ///< keys maxwrs and, of its own mask bit, maxwrscredits
+    int64_t rx_credit_thres;    ///< bytes
+    int8_t failover_alg;        ///< key failover_alg: a number of the driver's
+    uint32_t mss;               ///< bytes
+    int8_t delack;              ///< a mode of the driver's
+    int64_t max_conn;           ///< connections; -1: no limit
+    int8_t soft_backlog_limit;  ///< a mode of the driver's
+    int8_t ddp;                 ///< a mode of the driver's
+    int64_t kseg_ddp;           ///< flag
+    int64_t ddp_thres;          ///< bytes
     uint8_t reserved106[8];
-    int64_t ddp_push_wait;
-    int64_t ddp_rcvcoalesce;
-    int64_t zcopy_sendmsg_partial_thres;  ///< bytes
-    int64_t zcopy_sendmsg_partial_copy;   ///< bytes
-    int64_t zcopy_sendmsg_thres;          ///< bytes
-    int64_t zcopy_sendmsg_copy;           ///< bytes
-    int64_t zcopy_sendmsg_ret_pending_dma;
-    int8_t activated;
-    int8_t cop_managed_offloading;
-    int8_t recvmsg_spin_us;  ///< microseconds
-    int8_t tx_coalesce;
-    int8_t tso;
-    int64_t ddp_indsz;  ///< bytes
+    int64_t ddp_push_wait;                  ///< flag
+    int64_t ddp_rcvcoalesce;                ///< flag
+    int64_t zcopy_sendmsg_partial_thres;    ///< key zcopypartialthres: bytes
+    int64_t zcopy_sendmsg_partial_copy;     ///< key zcopypartialcopy: bytes
+    int64_t zcopy_sendmsg_thres;            ///< key zcopythres: bytes
+    int64_t zcopy_sendmsg_copy;             ///< key zcopycopy: bytes
+    int64_t zcopy_sendmsg_ret_pending_dma;  ///< key zcopypendingdma: flag
+    int8_t activated;                       ///< a mode of the driver's
+    int8_t cop_managed_offloading;          ///< key cop_managed_offloading: a mode of the driver's
+    int8_t recvmsg_spin_us;                 ///< key recvmsg_spin_us: microseconds
+    int8_t tx_coalesce;                     ///< 1 or 2
+    int8_t tso;                             ///< Mac OS agents; in requests only
+    int64_t ddp_indsz;                      ///< bytes; FreeBSD agents
     uint8_t reserved183[27];
 };
 
 /// Filled by the agent. Texts are NUL-padded and need not be terminated: read them with
 /// zwmgmt::FixedText.
 struct _CardInformation {
-    char pci_bus_location[16];
-    uint32_t vendor_id;
-    uint32_t device_id;
-    uint16_t port_count;
-    char driver_firmware_version[25];
-    char chip_type[3];  ///< "X3", "X4" or "X5"
-    char update_mode;   ///< '1': enabled
+    char pci_bus_location[16];         ///< what pci= of other requests takes: "0000:05:00.4"
+    uint32_t vendor_id;                ///< by PCI
+    uint32_t device_id;                ///< by PCI
+    uint16_t port_count;               ///< their instances are 0 and up
+    char driver_firmware_version[25];  ///< both, as the driver words them
+    char chip_type[3];                 ///< "X3", "X4" or "X5"
+    char update_mode;                  ///< '1': enabled; Windows agents
     uint8_t reserved55;
-    char description[96];
-    uint8_t chimney_enabled;
-    char card_name[10];
-    uint32_t device_class;
-    uint32_t interrupt_request;
+    char description[96];        ///< Windows agents
+    uint8_t chimney_enabled;     ///< flag; Windows agents
+    char card_name[10];          ///< an interface: "eth4"; agents but those of Windows and Mac OS
+    uint32_t device_class;       ///< by PCI; Linux, Solaris, ESX and Xen agents
+    uint32_t interrupt_request;  ///< its number; Linux, ESX and Xen agents
     uint8_t reserved171[151];
-    CardSettings settings;
+    CardSettings settings;  ///< their present values
     uint8_t reserved532[16];
     _CardInformation* next;  ///< null in the last one
 };
@@ -69,10 +73,10 @@ struct _CardInformation {
 /// The request "korvane setcardproperty": the settings whose bit is in the mask get the values
 /// given. What a bit means depends on agent OS and chip.
 struct CardPropertyRequest {
-    uint8_t os_type;  ///< zwmgmt::AgentOs
-    uint32_t set_mask;
-    char pci_bus_location[16];
-    CardSettings settings;
+    uint8_t os_type;            ///< the agent's: zwmgmt::AgentOs
+    uint32_t set_mask;          ///< a bit for each setting that is to change
+    char pci_bus_location[16];  ///< of the adapter; NUL-padded
+    CardSettings settings;      ///< zero but for those of the mask
 };
 
 #pragma pack(pop)

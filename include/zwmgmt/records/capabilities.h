@@ -13,19 +13,19 @@ struct Capabilities {
     uint8_t api_version;  ///< high four bits major, low four bits minor
     uint8_t os_code;      ///< zwmgmt::AgentOs
     uint8_t reserved2;
-    uint16_t network;
-    uint16_t teaming;
-    uint16_t iscsi;  ///< bit 0x80: full-offload iSCSI initiator
-    uint16_t adapter;
-    uint16_t system;
-    uint16_t filter;
-    uint16_t traffic_management;
-    uint16_t fcoe;
-    uint16_t log;
-    uint16_t iwarp;
+    uint16_t network;  ///< service net
+    uint16_t teaming;  ///< service team
+    uint16_t iscsi;    ///< services iscsi and foiscsiini; bit 0x80: full-offload iSCSI initiator
+    uint16_t adapter;  ///< service korvane
+    uint16_t system;   ///< service system
+    uint16_t filter;   ///< service filter
+    uint16_t traffic_management;  ///< service tm
+    uint16_t fcoe;                ///< service fcoe
+    uint16_t log;                 ///< service log
+    uint16_t iwarp;               ///< service iwarp
     uint16_t reserved23;
-    uint16_t bypass;
-    uint16_t bonding;
+    uint16_t bypass;   ///< service bypass; nonzero: not available
+    uint16_t bonding;  ///< service bonding; nonzero: not available
     uint8_t reserved29[4];
 };
 

@@ -9,18 +9,18 @@
 
 /// Filled by the agent. Texts are NUL-padded and need not be terminated.
 struct DriverInfo {
-    char name[32];
-    char date[32];     ///< empty: not available
-    char version[64];  ///< empty: not available
-    char description[128];
-    uint8_t loaded;    ///< nonzero: yes
-    DriverInfo* next;  ///< null in the last one
+    char name[32];          ///< what drvname= of other requests takes
+    char date[32];          ///< empty: not available
+    char version[64];       ///< empty: not available
+    char description[128];  ///< in the agent's words
+    uint8_t loaded;         ///< nonzero: yes
+    DriverInfo* next;       ///< null in the last one
 };
 
 /// The requests "system loaddriver" and "reloaddriver" to a Xen agent; other agents, and unloading,
 /// get the bare name.
 struct DriverLoadRequest {
-    char name[16];
+    char name[16];               ///< NUL-padded
     char virtual_functions[16];  ///< how many, as a decimal text, or "NONE"
 };
 

@@ -9,22 +9,23 @@
 /// Starts a ping or a trace route.
 struct PingRequest {
     uint8_t target_kind;   ///< zwmgmt::PingTarget
-    uint8_t packet_count;  ///< ping only
-    int64_t timeout_ms;    ///< ping only
+    uint8_t packet_count;  ///< of a ping
+    int64_t timeout_ms;    ///< of a ping: how long each packet is waited for
     uint8_t target[64];    ///< the address's bytes, or the name; zero-filled
 };
 
+/// The outcome of a ping.
 struct _PingResponse {
-    uint8_t sent;
-    uint8_t received;  ///< 0: the host was not reached
-    uint64_t avg_rtt_ms;
+    uint8_t sent;         ///< packets
+    uint8_t received;     ///< packets; 0: the host was not reached
+    uint64_t avg_rtt_ms;  ///< mean round trip, milliseconds
 };
 
 /// One hop of a trace route.
 struct _NextHopRouter {
     uint8_t hop_kind;     ///< zwmgmt::HopKind
     uint8_t address[16];  ///< IPv4: the first 4 bytes
-    uint64_t avg_rtt_ms;
+    uint64_t avg_rtt_ms;  ///< mean round trip, milliseconds
 };
 
 /// Sets the MTU of an interface.
@@ -38,10 +39,22 @@ struct MtuRequest {
 namespace zwmgmt {
 
 inline constexpr uint32_t kHighestMtu = 655'355;  ///< bytes: the highest that is sent
-inline constexpr uint32_t kHighestVlan = 4094;
+inline constexpr uint32_t kHighestVlan = 4094;    ///< VLAN ids are 1 to this
 
-enum PingTarget : uint8_t { kPingIpv4 = 1, kPingIpv6 = 2, kPingHost = 3, kPingDomain = 4 };
-enum HopKind : uint8_t { kHopReached = 1, kHopTimedOut = 2, kHopRouter = 3 };
+/// What PingRequest::target holds.
+enum PingTarget : uint8_t {
+    kPingIpv4 = 1,    ///< 4 bytes
+    kPingIpv6 = 2,    ///< 16 bytes
+    kPingHost = 3,    ///< a host's name
+    kPingDomain = 4,  ///< a domain's name
+};
+
+/// What a _NextHopRouter tells of.
+enum HopKind : uint8_t {
+    kHopReached = 1,   ///< the host itself: the last record
+    kHopTimedOut = 2,  ///< nobody answered
+    kHopRouter = 3,    ///< a router on the way
+};
 
 }  // namespace zwmgmt
 

@@ -8,98 +8,102 @@
 #pragma pack(push, 1)
 
 /// What an operator can set of a port: part of its record, and of the request that changes it.
-/// Texts are NUL-padded and need not be terminated.
+/// "korvane_zwcli help korvane setportproperty" tells which agents take what, docs/formats.md which
+/// fill what. Texts are NUL-padded and need not be terminated; flags in texts are '0' or '1' and a
+/// terminator, others 0 or 1; directions are '0' none, '1' transmit, '2' receive, '3' both.
 struct PortSettings {
-    char mtu[8];          ///< bytes, as decimal text
-    char tx_checksum[2];  ///< flags: '0', '1', ... and a terminator
-    char rx_checksum[2];
-    char scatter_gather[2];
-    char tx_pause_frames[2];
-    char rx_pause_frames[2];
-    char nic_functionality[2];
-    char flow_control[2];
-    char ipv4_checksum[2];
-    char lso_v2_ipv4[2];
-    char lso_v2_ipv6[2];
-    char vmq[2];
-    char vmq_lookahead_split[2];
-    char vmq_vlan_filtering[2];
-    char tcp_checksum_ipv4[2];
-    char tcp_checksum_ipv6[2];
-    char udp_checksum_ipv4[2];
-    char udp_checksum_ipv6[2];
-    char rss_profile[4];
-    char response_queue_size[8];  ///< entries, as decimal texts
-    char tx_queue_size[8];
-    char tx_offload_queue_size[8];
-    char rx_offload_queue_size[8];
-    char x4_nic_tcp_offload[2];  ///< flag
-    char rss_queues[2];          ///< a number
-    char network_direct[2];      ///< flags
-    char nd_interrupt_moderation[2];
-    char receive_coalescing_ipv4[2];
-    char receive_coalescing_ipv6[2];
-    char jumbo_packet[8];  ///< bytes, as decimal text
-    char user_mode_nd[2];  ///< flag
+    char mtu[8];                  ///< bytes, as decimal text
+    char tx_checksum[2];          ///< flag: offloaded
+    char rx_checksum[2];          ///< flag: offloaded
+    char scatter_gather[2];       ///< flag
+    char tx_pause_frames[2];      ///< flag
+    char rx_pause_frames[2];      ///< flag
+    char nic_functionality[2];    ///< flag
+    char flow_control[2];         ///< direction
+    char ipv4_checksum[2];        ///< direction: offloaded
+    char lso_v2_ipv4[2];          ///< flag: large send offload
+    char lso_v2_ipv6[2];          ///< flag: large send offload
+    char vmq[2];                  ///< flag: virtual machine queues
+    char vmq_lookahead_split[2];  ///< flag
+    char vmq_vlan_filtering[2];   ///< flag
+    char tcp_checksum_ipv4[2];    ///< direction: offloaded
+    char tcp_checksum_ipv6[2];    ///< direction: offloaded
+    char udp_checksum_ipv4[2];    ///< direction: offloaded
+    char udp_checksum_ipv6[2];    ///< direction: offloaded
+    char rss_profile[4];  ///< 0 closest, 1 closest static, 2 NUMA, 3 NUMA static, 4 conservative
+    char response_queue_size[8];      ///< entries, as decimal text
+    char tx_queue_size[8];            ///< entries, as decimal text
+    char tx_offload_queue_size[8];    ///< entries, as decimal text
+    char rx_offload_queue_size[8];    ///< entries, as decimal text
+    char x4_nic_tcp_offload[2];       ///< flag
+    char rss_queues[2];               ///< how many, as decimal text
+    char network_direct[2];           ///< flag
+    char nd_interrupt_moderation[2];  ///< flag: of network direct
+    char receive_coalescing_ipv4[2];  ///< flag
+    char receive_coalescing_ipv6[2];  ///< flag
+    char jumbo_packet[8];             ///< bytes, as decimal text
+    char user_mode_nd[2];             ///< flag: network direct
     uint8_t reserved100[8];
-    uint8_t set_coalesce;  ///< in requests to Solaris agents, which report in bytes of the record
-    uint8_t set_hw_lso;
-    uint8_t set_rx_pause;
-    uint8_t set_tx_pause;
-    uint8_t set_holdoff_timer_idx;
-    uint8_t set_holdoff_pktc_idx;
-    uint8_t set_hw_csum;
-    uint8_t set_accept_jumbo;
-    uint8_t tso;
-    uint8_t gso;
-    uint32_t message_level;
-    uint32_t coalesce_rx_usecs;  ///< microseconds
-    uint8_t speed_mode;          ///< 1: auto-detect, 0: fixed
-    uint16_t fixed_speed;        ///< Mb/s
-    uint8_t duplex;              ///< 0: half, 1: full
-    uint32_t advertised_modes;   ///< bits; in requests only
-    uint32_t ring_rx;            ///< entries
-    uint32_t ring_rx_mini;
-    uint32_t ring_rx_jumbo;
-    uint32_t ring_tx;
-    uint8_t pause_autonegotiation;
+    uint8_t set_coalesce;           ///< 1 to 250; these go to Solaris agents alone
+    uint8_t set_hw_lso;             ///< flag
+    uint8_t set_rx_pause;           ///< flag
+    uint8_t set_tx_pause;           ///< flag
+    uint8_t set_holdoff_timer_idx;  ///< 0 to 5
+    uint8_t set_holdoff_pktc_idx;   ///< 0 to 3
+    uint8_t set_hw_csum;            ///< flag
+    uint8_t set_accept_jumbo;       ///< flag
+    uint8_t tso;                    ///< flag: TCP segmentation offload
+    uint8_t gso;                    ///< flag: generic segmentation offload
+    uint32_t message_level;         ///< bits of the driver's messages
+    uint32_t coalesce_rx_usecs;     ///< microseconds
+    uint8_t speed_mode;             ///< 1: auto-detect, 0: fixed
+    uint16_t fixed_speed;           ///< Mb/s
+    uint8_t duplex;                 ///< 0: half, 1: full
+    uint32_t advertised_modes;      ///< bits of link modes; in requests only
+    uint32_t ring_rx;               ///< entries
+    uint32_t ring_rx_mini;          ///< entries
+    uint32_t ring_rx_jumbo;         ///< entries
+    uint32_t ring_tx;               ///< entries
+    uint8_t pause_autonegotiation;  ///< flag
     uint8_t reserved151[4];
-    char tcp_offload[2];  ///< flags
-    char iscsi_function[2];
-    char iwarp_function[2];
-    char ndis_function[2];
+    char tcp_offload[2];     ///< flag
+    char iscsi_function[2];  ///< flag
+    char iwarp_function[2];  ///< flag
+    char ndis_function[2];   ///< '0' disabled, '1' NIC, '2' offload
     uint8_t reserved163[2];
-    char queues[2];                 ///< a number
-    char large_segment_offload[2];  ///< flags
-    char receive_side_scaling[2];
-    char vlan_insertion[2];
-    char vlan_id[8];           ///< a decimal text
-    char performance_mode[2];  ///< flags
-    char ipv6_checksum[2];
+    char queues[2];                 ///< how many, as decimal text
+    char large_segment_offload[2];  ///< flag
+    char receive_side_scaling[2];   ///< flag
+    char vlan_insertion[2];         ///< flag
+    char vlan_id[8];                ///< 0 to 4094, as decimal text
+    char performance_mode[2];       ///< '0' compatibility, '1' performance
+    char ipv6_checksum[2];          ///< flag: offloaded
     uint8_t reserved185[8];
-    uint16_t nqsets;
-    uint16_t holdoff_tmr_idx;
-    uint16_t holdoff_pktc_idx;
-    uint8_t nrxq;
-    uint8_t first_rxq;
-    uint8_t nofldrxq;
-    uint8_t first_ofld_rxq;
-    uint16_t qsize_rxq;
-    uint8_t ntxq;
-    uint8_t first_txq;
-    uint8_t nofldtxq;
-    uint8_t first_ofld_txq;
-    uint16_t qsize_txq;
+    uint16_t nqsets;            ///< queue sets; from here on FreeBSD agents
+    uint16_t holdoff_tmr_idx;   ///< index of a timer
+    uint16_t holdoff_pktc_idx;  ///< index of a packet count
+    uint8_t nrxq;               ///< receive queues
+    uint8_t first_rxq;          ///< the first one's number
+    uint8_t nofldrxq;           ///< receive queues for offload
+    uint8_t first_ofld_rxq;     ///< the first one's number
+    uint16_t qsize_rxq;         ///< entries
+    uint8_t ntxq;               ///< transmit queues
+    uint8_t first_txq;          ///< the first one's number
+    uint8_t nofldtxq;           ///< transmit queues for offload
+    uint8_t first_ofld_txq;     ///< the first one's number
+    uint16_t qsize_txq;         ///< entries
 };
 
 /// Filled by the agent; which fields it fills depends on its OS. Texts are NUL-padded and need not
 /// be terminated: read them with zwmgmt::FixedText.
 struct _PortInformation {
-    uint8_t port_instance;
-    uint8_t link_up;  ///< nonzero: up
+    uint8_t port_instance;  ///< what port= of other requests takes
+    uint8_t link_up;        ///< nonzero: up; Windows and Solaris agents
     uint8_t reserved2[96];
-    uint8_t adv_autoneg_cap;  ///< Solaris capability bytes: own, advertised and (lp_) the link
-                              ///< partner's
+
+    /// Flags of Solaris agents: what the port can do (cap), advertises (adv_), and its link partner
+    /// advertises (lp_); speeds in Mb/s, fdx full and hdx half duplex.
+    uint8_t adv_autoneg_cap;
     uint8_t adv_1000fdx_cap;
     uint8_t rx_pause;
     uint8_t tx_pause;
@@ -128,36 +132,37 @@ struct _PortInformation {
     uint8_t lp_10fdx_cap;
     uint8_t lp_10hdx_cap;
     uint8_t link_autoneg;
-    uint8_t accept_jumbo;
-    uint8_t hw_csum;
-    uint8_t hw_lso;
-    uint8_t solaris_lso;
-    uint8_t link_duplex;
-    uint8_t holdoff_timer_idx;
-    uint8_t solaris_holdoff_pktc_idx;
-    uint8_t coalesce;
+
+    uint8_t accept_jumbo;              ///< what set_accept_jumbo sets; these too of Solaris agents
+    uint8_t hw_csum;                   ///< what set_hw_csum sets
+    uint8_t hw_lso;                    ///< what set_hw_lso sets
+    uint8_t solaris_lso;               ///< the kernel's number
+    uint8_t link_duplex;               ///< the kernel's number
+    uint8_t holdoff_timer_idx;         ///< what set_holdoff_timer_idx sets
+    uint8_t solaris_holdoff_pktc_idx;  ///< what set_holdoff_pktc_idx sets
+    uint8_t coalesce;                  ///< what set_coalesce sets
     uint8_t reserved135[4];
     uint32_t link_speed;  ///< Mb/s
     uint8_t reserved143[64];
-    char description[146];
-    char name[96];             ///< friendly name or interface name
-    char media_supported[64];  ///< or supported ports
-    char media_type[25];       ///< or port type
-    char wake_on[25];
-    char supported_wake_on[25];
-    char supported_link_modes[255];
-    char advertised_link_modes[255];
-    uint8_t supports_autonegotiation;
-    uint8_t advertises_autonegotiation;
-    uint32_t ring_max_rx;  ///< entries
-    uint32_t ring_max_rx_mini;
-    uint32_t ring_max_rx_jumbo;
-    uint32_t ring_max_tx;
-    uint32_t phy_address;
-    char transceiver[16];
-    uint8_t link_detected;
+    char description[146];               ///< Windows agents
+    char name[96];                       ///< friendly name or interface name
+    char media_supported[64];            ///< or supported ports
+    char media_type[25];                 ///< or port type
+    char wake_on[25];                    ///< what wakes the host, as letters
+    char supported_wake_on[25];          ///< what could
+    char supported_link_modes[255];      ///< in the agent's words
+    char advertised_link_modes[255];     ///< in the agent's words
+    uint8_t supports_autonegotiation;    ///< flag
+    uint8_t advertises_autonegotiation;  ///< flag
+    uint32_t ring_max_rx;                ///< entries: the most that PortSettings::ring_rx takes
+    uint32_t ring_max_rx_mini;           ///< entries
+    uint32_t ring_max_rx_jumbo;          ///< entries
+    uint32_t ring_max_tx;                ///< entries
+    uint32_t phy_address;                ///< a number
+    char transceiver[16];                ///< in the agent's words
+    uint8_t link_detected;               ///< flag
     uint8_t reserved1137[29];
-    PortSettings settings;
+    PortSettings settings;  ///< their present values
     uint8_t reserved1377[8];
     _PortInformation* next;  ///< null in the last one
 };
@@ -166,12 +171,12 @@ struct _PortInformation {
 /// given; what a bit means depends on agent OS and chip) and "korvane getportstats" (location and
 /// instance alone).
 struct PortRequest {
-    uint8_t os_type;  ///< zwmgmt::AgentOs
-    uint32_t set_mask;
+    uint8_t os_type;    ///< the agent's: zwmgmt::AgentOs
+    uint32_t set_mask;  ///< a bit for each setting that is to change
     uint8_t reserved5[4];
-    char pci_bus_location[16];
-    uint32_t port_instance;
-    PortSettings settings;
+    char pci_bus_location[16];  ///< of the adapter; NUL-padded
+    uint32_t port_instance;     ///< as in _PortInformation
+    PortSettings settings;      ///< zero but for those of the mask
 };
 
 #pragma pack(pop)

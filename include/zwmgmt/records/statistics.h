@@ -9,10 +9,10 @@
 
 /// Filled by the agent.
 struct VqStat {
-    uint8_t kind;   ///< 1 or 2
-    char name[30];  ///< NUL-padded, not always terminated
-    uint64_t value;
-    VqStat* next;  ///< null in the last one
+    uint8_t kind;    ///< 1 or 2
+    char name[30];   ///< the counter's; NUL-padded, not always terminated
+    uint64_t value;  ///< counts up
+    VqStat* next;    ///< null in the last one
 };
 
 #pragma pack(pop)
