@@ -11,4 +11,4 @@ add_custom_command(OUTPUT ${dissector}
     DEPENDS zwmgmt_describe_messages ${PROJECT_SOURCE_DIR}/contrib/dissector.lua
     VERBATIM)
 add_custom_target(dissector ALL DEPENDS ${dissector})
-install(FILES ${dissector} DESTINATION ${CMAKE_INSTALL_DATADIR}/zwmgmt)
+install(FILES ${dissector} DESTINATION ${CMAKE_INSTALL_DATADIR}/zwmgmt COMPONENT programs)

@@ -1,11 +1,12 @@
-# What a program that links the library needs, and the programs themselves.
+# Components: `runtime` is the shared library, `development` what programs that link it are built
+# with, `programs` the front end and the simulated agent, `agent` that of Linux hosts.
 include(CMakePackageConfigHelpers)
 
-set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME library)
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
 install(TARGETS zwmgmt EXPORT zwmgmt_targets
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
 install(DIRECTORY include/zwmgmt DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT zwmgmt_targets NAMESPACE zwmgmt::
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zwmgmt)
@@ -14,7 +15,7 @@ configure_package_config_file(cmake/zwmgmt-config.cmake.in
     ${PROJECT_BINARY_DIR}/zwmgmt-config.cmake
     INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zwmgmt)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/zwmgmt-config-version.cmake
-    COMPATIBILITY SameMinorVersion)
+    COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/zwmgmt-config.cmake
               ${PROJECT_BINARY_DIR}/zwmgmt-config-version.cmake
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zwmgmt)
@@ -36,7 +37,6 @@ install(FILES ${PROJECT_BINARY_DIR}/zwmgmt.pc DESTINATION ${CMAKE_INSTALL_LIBDIR
 if(ZWMGMT_PROGRAMS)
     set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME programs)
     install(TARGETS korvane_zwcli korvane_zmsim RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-    install(FILES front_end/certs/cert.pem DESTINATION ${CMAKE_INSTALL_BINDIR}/certs)
     if(WIN32)
         install(FILES contrib/completion/korvane_zwcli.ps1 DESTINATION ${CMAKE_INSTALL_BINDIR})
     else()
@@ -45,4 +45,9 @@ if(ZWMGMT_PROGRAMS)
         install(FILES contrib/completion/_korvane_zwcli
             DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
     endif()
+endif()
+
+configure_file(cmake/uninstall.cmake.in ${PROJECT_BINARY_DIR}/uninstall.cmake @ONLY)
+if(PROJECT_IS_TOP_LEVEL)
+    add_custom_target(uninstall COMMAND ${CMAKE_COMMAND} -P ${PROJECT_BINARY_DIR}/uninstall.cmake)
 endif()

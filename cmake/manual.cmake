@@ -27,7 +27,7 @@ foreach(page ${pages})
     if(page MATCHES "zmagent")
         set(component agent)
     elseif(page MATCHES "[.]3$")
-        set(component library)
+        set(component development)
     endif()
     get_filename_component(folder ${path} DIRECTORY)
     install(FILES ${manual}/${path} DESTINATION ${CMAKE_INSTALL_MANDIR}/${folder}

@@ -39,8 +39,8 @@ function(run expected_output)
 endfunction()
 
 function(run_consumer expected_output consumer)
-    run(${expected_output} ${CMAKE_CURRENT_LIST_DIR}/run_consumer.sh ${root}/prefix/bin/certs/cert.pem
-        ${root}/prefix/bin/korvane_zmsim${suffix} ${consumer} ${EMULATOR})
+    run(${expected_output} ${CMAKE_CURRENT_LIST_DIR}/run_consumer.sh ${root}/prefix/bin
+        ${consumer} ${EMULATOR})
 endfunction()
 
 function(build_consumers name prefix)
@@ -71,13 +71,25 @@ $(pkg-config ${form} --cflags --libs zwmgmt) -Wl,-rpath,${library_folder}")
     run_consumer("${adapters}" ${build}/consumer_pc${suffix})
 endfunction()
 
+# What somebody has installed from this build can be uninstalled afterwards, as before.
+function(move_manifests from to)
+    file(MAKE_DIRECTORY ${to})
+    file(GLOB manifests ${from}/install_manifest*.txt)
+    foreach(manifest ${manifests})
+        file(COPY ${manifest} DESTINATION ${to})
+        file(REMOVE ${manifest})
+    endforeach()
+endfunction()
+set(kept ${BUILD_DIR}/kept_manifests)
+move_manifests(${kept} ${BUILD_DIR})  # of a test that was broken off
+move_manifests(${BUILD_DIR} ${kept})
 run("" ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${root}/prefix)
 build_consumers(shared ${root}/prefix)
 run("korvane_zwcli ${VERSION}" ${EMULATOR} ${root}/prefix/bin/korvane_zwcli${suffix} --version)
-set(installed bin/certs/cert.pem share/bash-completion/completions/korvane_zwcli
+set(installed share/bash-completion/completions/korvane_zwcli
               share/zsh/site-functions/_korvane_zwcli)
 if(TOOLCHAIN)
-    set(installed bin/certs/cert.pem bin/korvane_zwcli.ps1)
+    set(installed bin/korvane_zwcli.ps1)
 endif()
 foreach(file ${installed})
     if(NOT EXISTS ${root}/prefix/${file})
@@ -91,3 +103,12 @@ run("" ${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${root}/static_build -G Ninja -DBUIL
 run("" ${CMAKE_COMMAND} --build ${root}/static_build)
 run("" ${CMAKE_COMMAND} --install ${root}/static_build --prefix ${root}/static_prefix)
 build_consumers(static ${root}/static_prefix)
+
+file(WRITE ${root}/prefix/include/zwmgmt/mine.h "")
+run("" ${CMAKE_COMMAND} -P ${BUILD_DIR}/uninstall.cmake)
+file(GLOB_RECURSE left LIST_DIRECTORIES true RELATIVE ${root}/prefix ${root}/prefix/*)
+list(FILTER left INCLUDE REGEX "zwmgmt|korvane")
+if(NOT left STREQUAL "include/zwmgmt;include/zwmgmt/mine.h")
+    message(FATAL_ERROR "uninstalling left: ${left}")
+endif()
+move_manifests(${kept} ${BUILD_DIR})

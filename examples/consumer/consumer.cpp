@@ -1,17 +1,23 @@
 /// Lists the adapters of one host, a line each:
 ///
-///     consumer CERTIFICATES USER HOST [PORT]
+///     consumer KEY USER HOST [PORT]
 ///
-/// CERTIFICATES is a PEM file. Where the agent asks for a login, the first line of standard input
-/// is the password.
+/// KEY is what the agent has to show before anything is sent to it: "SHA256:" and 43 characters, as
+/// `korvane_zwcli agents scan HOST` prints it. Where the agent asks for a login, the first line of
+/// standard input is the password.
 #include <zwmgmt/zwmgmt_interface.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <iostream>
 #include <string>
 #include <vector>
 
 namespace {
+
+bool HasKey(void* key, const zwmgmt::Peer& agent) {
+    return std::strcmp(agent.fingerprint, static_cast<const char*>(key)) == 0;
+}
 
 uint32_t Connect(ZwMgmt_interface* session, const char* user, const char* host, const char* port,
                  char* result) {
@@ -45,11 +51,12 @@ uint32_t List(ZwMgmt_interface* session, char* result) {
 
 int main(int argc, char** argv) {
     if (argc != 4 && argc != 5) {
-        std::cerr << "usage: consumer CERTIFICATES USER HOST [PORT]\n";
+        std::cerr << "usage: consumer KEY USER HOST [PORT]\n";
         return 2;
     }
     std::vector<char> result(zwmgmt::kResultBufferSize);
-    ZwMgmt_interface session(argv[1]);
+    ZwMgmt_interface session(zwmgmt::kNoTrustStore);
+    session.VerifyByCaller(HasKey, argv[1]);
     uint32_t status = Connect(&session, argv[2], argv[3], argc == 5 ? argv[4] : "0", result.data());
     if (status == zwmgmt::kSuccess) status = List(&session, result.data());
     session.CLDisconnectFromServer();

@@ -1,17 +1,23 @@
 /// Shows every field of the adapters of one host, then a few of them as CSV:
 ///
-///     fields CERTIFICATES USER HOST [PORT]
+///     fields KEY USER HOST [PORT]
 ///
-/// Where the agent asks for a login, the first line of standard input is the password.
+/// KEY is the agent's, as consumer.cpp takes it. Where the agent asks for a login, the first line
+/// of standard input is the password.
 #include <zwmgmt/result.h>
 #include <zwmgmt/zwmgmt_interface.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <iostream>
 #include <string>
 #include <vector>
 
 namespace {
+
+bool HasKey(void* key, const zwmgmt::Peer& agent) {
+    return std::strcmp(agent.fingerprint, static_cast<const char*>(key)) == 0;
+}
 
 bool Connect(ZwMgmt_interface* session, char** argv, int argc, char* result) {
     const auto port = static_cast<uint16_t>(argc == 5 ? std::atoi(argv[4]) : 0);
@@ -62,11 +68,12 @@ bool Show(ZwMgmt_interface* session, char* buffer) {
 
 int main(int argc, char** argv) {
     if (argc != 4 && argc != 5) {
-        std::cerr << "usage: fields CERTIFICATES USER HOST [PORT]\n";
+        std::cerr << "usage: fields KEY USER HOST [PORT]\n";
         return 2;
     }
     std::vector<char> buffer(zwmgmt::kResultBufferSize);
-    ZwMgmt_interface session(argv[1]);
+    ZwMgmt_interface session(zwmgmt::kNoTrustStore);
+    session.VerifyByCaller(HasKey, argv[1]);
     const bool done = Connect(&session, argv, argc, buffer.data()) && Show(&session, buffer.data());
     session.CLDisconnectFromServer();
     return done ? 0 : 1;
