@@ -26,6 +26,13 @@ Reply RecordReply(const Record& record) {
     return {.status = kSuccess, .data = {bytes, bytes + sizeof(record)}};
 }
 
+/// Puts a record behind those that a reply has.
+template <class Record>
+void AppendRecord(const Record& record, Reply* reply) {
+    const auto* bytes = reinterpret_cast<const uint8_t*>(&record);
+    reply->data.insert(reply->data.end(), bytes, bytes + sizeof(record));
+}
+
 /// Ends a run of records.
 inline constexpr uint8_t kEndMark = 0xFF;
 

@@ -85,6 +85,7 @@ add_library(zwmgmt_agent STATIC
     agent/client_session.cpp
     agent/file_receiver.cpp
     agent/filter_rules.cpp
+    agent/filter_service.cpp
     agent/judge.cpp
     agent/listeners.cpp
     agent/local_file.cpp

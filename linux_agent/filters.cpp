@@ -7,9 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "agent/judge.h"
+#include "agent/filter_service.h"
 #include "agent/replies.h"
-#include "agent/requests.h"
 #include "linux_agent/packet_rules.h"
 #include "linux_agent/receive_rules.h"
 #include "linux_agent/rule_table.h"
@@ -208,33 +207,11 @@ Reply Change(RuleSet set, std::span<const Interface> ports, RuleChange change, c
 
 // ---- The service
 
-class FilterService {
+class KernelFilters : public agent::FilterService {
   public:
-    FilterService(Kernel& of_kernel, const std::vector<Adapter>& its_adapters,
+    KernelFilters(Kernel& of_kernel, const std::vector<Adapter>& its_adapters,
                   std::optional<RuleChanged>* rule_changed)
         : kernel(of_kernel), adapters(its_adapters), changed(rule_changed) {}
-
-    std::optional<Reply> Answer(uint16_t opcode, Data data) {
-        switch (opcode) {
-            case zwmgmt::kAddFilterX3:
-            case zwmgmt::kDeleteFilterX3:
-            case zwmgmt::kModifyFilterX3: return ChangeX3(opcode, data);
-            case zwmgmt::kAddFilterX4:
-            case zwmgmt::kDeleteFilterX4:
-            case zwmgmt::kModifyFilterX4: return ChangeX4(opcode, data);
-            case zwmgmt::kListFiltersX3: return ListX3();
-            case zwmgmt::kListFiltersX4: return ListX4(data);
-            case zwmgmt::kGetMaxFilters: return MaxFilters(data);
-            case zwmgmt::kSetMaxFilters:
-                return Failed(zwmgmt::kNotSupported,
-                              "the kernel's tables are as large as they are");
-            case zwmgmt::kSetCombination:
-            case zwmgmt::kShowActiveCombination: return Failed(zwmgmt::kNotSupported, kNoModes);
-            case zwmgmt::kListX3Adapters: return ListInterfaces();
-            case zwmgmt::kListX4Adapters: return ListAdapters();
-            default: return std::nullopt;
-        }
-    }
 
   private:
     const Adapter* FindAdapter(std::string_view location) const {
@@ -251,73 +228,62 @@ class FilterService {
         return {};
     }
 
-    Reply ChangeX3(uint16_t opcode, Data data) {
-        _Filter rule = {};
-        if (!agent::Unpack(data, &rule) || !agent::IsSound(rule)) return NoRule();
+    Reply Change(RuleChange change, const _Filter& rule) override {
         const auto port = FindInterface(FixedText(rule.interface_name));
         if (port.empty()) return Failed(zwmgmt::kNoPorts);
-        return Change({kernel, RuleKind::kX3, port}, port, agent::RuleChangeOf(opcode), rule,
-                      changed);
+        return zmagent::Change({kernel, RuleKind::kX3, port}, port, change, rule, changed);
     }
 
-    Reply ChangeX4(uint16_t opcode, Data data) {
-        _FilterX4 rule = {};
-        if (!agent::Unpack(data, &rule) || !agent::IsSound(rule)) return NoRule();
+    Reply Change(RuleChange change, const _FilterX4& rule) override {
         const Adapter* adapter = FindAdapter(FixedText(rule.pci_bus_location));
         if (adapter == nullptr) return Failed(zwmgmt::kNoPorts);
-        const RuleChange change = agent::RuleChangeOf(opcode);
         if (change != RuleChange::kDelete && rule.combination[0] != '\0') {
             return Failed(zwmgmt::kInvalidValue, kNoModes);
         }
-        return Change<_FilterX4>({kernel, RuleKind::kX4, adapter->ports}, adapter->ports, change,
-                                 rule, changed);
+        const std::span<const Interface> ports = adapter->ports;
+        return zmagent::Change({kernel, RuleKind::kX4, ports}, ports, change, rule, changed);
     }
 
-    Reply ListX3() {
-        Reply reply;
+    Reply List(std::vector<_Filter>* rules) override {
         for (const Adapter& adapter : adapters) {
             for (const Interface& port : adapter.ports) {
                 const RuleSet set(kernel, RuleKind::kX3, {&port, 1});
                 for (const auto& [id, placed] : set.Rules()) {
-                    _Filter rule = ToX3(placed.rule);
-                    zwmgmt::SetFixedText(rule.interface_name, port.name);
-                    const auto* bytes = reinterpret_cast<const uint8_t*>(&rule);
-                    reply.data.insert(reply.data.end(), bytes, bytes + sizeof(rule));
+                    rules->push_back(ToX3(placed.rule));
+                    zwmgmt::SetFixedText(rules->back().interface_name, port.name);
                 }
             }
         }
-        return reply.data.empty() ? Failed(zwmgmt::kNoFilters) : reply;
+        return {};
     }
 
-    /// All rules are active ones.
-    Reply ListX4(Data data) {
-        FilterListRequest request = {};
-        if (!agent::Unpack(data, &request) || request.show < 1 || request.show > 2) {
-            return NoRule();
-        }
-        const Adapter* adapter = FindAdapter(FixedText(request.pci_bus_location));
+    Reply List(std::string_view location, std::vector<_FilterX4>* rules) override {
+        const Adapter* adapter = FindAdapter(location);
         if (adapter == nullptr) return Failed(zwmgmt::kNoPorts);
         const RuleSet set(kernel, RuleKind::kX4, adapter->ports);
-        std::string texts;
-        for (const auto& [id, placed] : set.Rules()) {
-            _FilterX4 rule;
-            Show(placed, set, &rule);
-            texts.append(agent::RuleText(rule)).push_back('\0');
-        }
-        return texts.empty() ? Failed(zwmgmt::kNoFilters) : agent::TextReply(texts);
+        for (const auto& [id, placed] : set.Rules()) Show(placed, set, &rules->emplace_back());
+        return {};
     }
 
-    Reply MaxFilters(Data data) {
-        _Filter request = {};
-        if (!agent::Unpack(data, &request)) return NoRule();
-        const auto port = FindInterface(FixedText(request.interface_name));
+    Reply GetMost(std::string_view interface_name) override {
+        const auto port = FindInterface(interface_name);
         if (port.empty()) return Failed(zwmgmt::kNoPorts);
         const RuleSet set(kernel, RuleKind::kX3, port);
         const size_t most = std::min(size_t{set.Size()}, agent::kMostRules);
         return agent::RecordReply(static_cast<int32_t>(most));
     }
 
-    Reply ListInterfaces() {
+    Reply SetMost(std::string_view, int32_t) override {
+        return Failed(zwmgmt::kNotSupported, "the kernel's tables are as large as they are");
+    }
+
+    Reply ActiveCombinations() override { return Failed(zwmgmt::kNotSupported, kNoModes); }
+
+    Reply SetCombination(std::string_view, std::string_view) override {
+        return Failed(zwmgmt::kNotSupported, kNoModes);
+    }
+
+    Reply ListX3Interfaces() override {
         std::string names;
         for (const Adapter& adapter : adapters) {
             for (const Interface& port : adapter.ports) names.append(port.name).append("\n");
@@ -325,13 +291,11 @@ class FilterService {
         return agent::TextReply(names);
     }
 
-    Reply ListAdapters() {
+    Reply ListX4Adapters() override {
         std::string names;
         for (const Adapter& adapter : adapters) names.append(adapter.location).append("\n");
         return agent::TextReply(names);
     }
-
-    static Reply NoRule() { return Failed(zwmgmt::kInvalidValue, "not a rule"); }
 
     static constexpr const char* kNoModes = "comb: the kernel has no filter modes";
 
@@ -344,7 +308,7 @@ class FilterService {
 
 std::optional<Reply> AnswerFilter(Kernel& kernel, const std::vector<Adapter>& adapters,
                                   uint16_t opcode, Data data, std::optional<RuleChanged>* changed) {
-    return FilterService(kernel, adapters, changed).Answer(opcode, data);
+    return KernelFilters(kernel, adapters, changed).Answer(opcode, data);
 }
 
 Reply PutBack(Kernel& kernel, const RuleChanged& changed) {

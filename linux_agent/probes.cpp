@@ -126,8 +126,7 @@ agent::Reply TraceReply(const std::string& output) {
         std::string address;
         if (!ParseHop(line, &hop, &address)) continue;
         if (address == goal) hop.hop_kind = zwmgmt::kHopReached;
-        const auto* bytes = reinterpret_cast<const uint8_t*>(&hop);
-        reply.data.insert(reply.data.end(), bytes, bytes + sizeof(hop));
+        agent::AppendRecord(hop, &reply);
     }
     return reply;
 }

@@ -1,13 +1,10 @@
 #include "simulator/filter_table.h"
 
-#include "agent/judge.h"
 #include "agent/replies.h"
-#include "agent/requests.h"
 #include "commands/chips.h"
 #include "filters/combinations.h"
 #include "zwmgmt/fixed_text.h"
 #include "zwmgmt/status.h"
-#include "zwmgmt/vocabulary.h"
 
 namespace zmsim {
 
@@ -15,7 +12,6 @@ using agent::Failed;
 using agent::RecordReply;
 using agent::Reply;
 using agent::TextReply;
-using agent::Unpack;
 
 namespace {
 
@@ -26,8 +22,7 @@ constexpr const char* kFirstCombination = "protocol, tos, vlan, port";
 
 /// Carries out a change of a table of rules by id.
 template <class Rule>
-Reply Change(agent::Rules<Rule>* rules, const Rule& given, uint16_t opcode) {
-    const agent::RuleChange change = agent::RuleChangeOf(opcode);
+Reply CarryOut(agent::Rules<Rule>* rules, agent::RuleChange change, const Rule& given) {
     Rule changed = {};
     Reply reply = agent::Judge(*rules, change, given, {}, &changed);
     if (reply.status != zwmgmt::kSuccess) return reply;
@@ -41,26 +36,6 @@ Reply Change(agent::Rules<Rule>* rules, const Rule& given, uint16_t opcode) {
 }
 
 }  // namespace
-
-std::optional<Reply> FilterTable::Answer(uint16_t opcode, std::span<const uint8_t> data) {
-    switch (opcode) {
-        case zwmgmt::kAddFilterX3:
-        case zwmgmt::kDeleteFilterX3:
-        case zwmgmt::kModifyFilterX3: return ChangeX3(opcode, data);
-        case zwmgmt::kAddFilterX4:
-        case zwmgmt::kDeleteFilterX4:
-        case zwmgmt::kModifyFilterX4: return ChangeX4(opcode, data);
-        case zwmgmt::kListFiltersX3: return ListX3();
-        case zwmgmt::kListFiltersX4: return ListX4(data);
-        case zwmgmt::kSetMaxFilters:
-        case zwmgmt::kGetMaxFilters: return MaxFilters(opcode, data);
-        case zwmgmt::kSetCombination: return SetCombination(data);
-        case zwmgmt::kShowActiveCombination: return ActiveCombinations();
-        case zwmgmt::kListX3Adapters: return ListX3Adapters();
-        case zwmgmt::kListX4Adapters: return ListX4Adapters();
-        default: return std::nullopt;
-    }
-}
 
 FilterTable::X3Table* FilterTable::FindX3(std::string_view interface_name) {
     for (const Adapter& adapter : scenario.adapters) {
@@ -84,70 +59,54 @@ FilterTable::X4Table* FilterTable::FindX4(std::string_view pci_bus_location) {
     return nullptr;
 }
 
-Reply FilterTable::ChangeX3(uint16_t opcode, std::span<const uint8_t> data) {
-    _Filter rule = {};
-    if (!Unpack(data, &rule) || !agent::IsSound(rule)) return Failed(zwmgmt::kInvalidValue);
+Reply FilterTable::Change(agent::RuleChange change, const _Filter& rule) {
     if (IsLoaded(scenario, "x3_tom")) return Failed(zwmgmt::kOffloadLoaded);
     X3Table* table = FindX3(FixedText(rule.interface_name));
     if (table == nullptr) return Failed(zwmgmt::kNoPorts);
-    return Change(&table->rules, rule, opcode);
+    return CarryOut(&table->rules, change, rule);
 }
 
-Reply FilterTable::ChangeX4(uint16_t opcode, std::span<const uint8_t> data) {
-    _FilterX4 rule = {};
-    if (!Unpack(data, &rule) || !agent::IsSound(rule)) return Failed(zwmgmt::kInvalidValue);
+Reply FilterTable::Change(agent::RuleChange change, const _FilterX4& rule) {
     if (IsLoaded(scenario, "x4_tom")) return Failed(zwmgmt::kOffloadLoaded);
     X4Table* table = FindX4(FixedText(rule.pci_bus_location));
     if (table == nullptr) return Failed(zwmgmt::kNoPorts);
-    return Change(&table->rules, rule, opcode);
+    return CarryOut(&table->rules, change, rule);
 }
 
-Reply FilterTable::ListX3() {
+Reply FilterTable::List(std::vector<_Filter>* rules) {
     if (IsLoaded(scenario, "x3_tom")) return Failed(zwmgmt::kOffloadLoaded);
-    Reply reply;
     for (const auto& [name, table] : x3_tables) {
-        for (const auto& [id, rule] : table.rules) {
-            const auto* bytes = reinterpret_cast<const uint8_t*>(&rule);
-            reply.data.insert(reply.data.end(), bytes, bytes + sizeof(rule));
-        }
+        for (const auto& [id, rule] : table.rules) rules->push_back(rule);
     }
-    return reply.data.empty() ? Failed(zwmgmt::kNoFilters) : reply;
+    return {};
 }
 
-Reply FilterTable::ListX4(std::span<const uint8_t> data) {
-    FilterListRequest request = {};
-    if (!Unpack(data, &request) || request.show < 1 || request.show > 2) {
-        return Failed(zwmgmt::kInvalidValue);
-    }
+Reply FilterTable::List(std::string_view pci_bus_location, std::vector<_FilterX4>* rules) {
     if (IsLoaded(scenario, "x4_tom")) return Failed(zwmgmt::kOffloadLoaded);
-    const X4Table* table = FindX4(FixedText(request.pci_bus_location));
+    const X4Table* table = FindX4(pci_bus_location);
     if (table == nullptr) return Failed(zwmgmt::kNoPorts);
-    std::string texts;
-    for (const auto& [id, rule] : table->rules) texts.append(agent::RuleText(rule)).push_back('\0');
-    return texts.empty() ? Failed(zwmgmt::kNoFilters) : TextReply(texts);
+    for (const auto& [id, rule] : table->rules) rules->push_back(rule);
+    return {};
 }
 
-Reply FilterTable::MaxFilters(uint16_t opcode, std::span<const uint8_t> data) {
-    _Filter request = {};
-    if (!Unpack(data, &request)) return Failed(zwmgmt::kInvalidValue);
+Reply FilterTable::GetMost(std::string_view interface_name) {
     if (IsLoaded(scenario, "x3_tom")) return Failed(zwmgmt::kOffloadLoaded);
-    X3Table* table = FindX3(FixedText(request.interface_name));
-    if (table == nullptr) return Failed(zwmgmt::kNoPorts);
-    if (opcode == zwmgmt::kSetMaxFilters) {
-        if (request.max < 0 || request.max > int{agent::kMostRules})
-            return Failed(zwmgmt::kInvalidValue);
-        table->max = request.max;
-        return {};
-    }
-    return RecordReply(table->max);
+    const X3Table* table = FindX3(interface_name);
+    return table != nullptr ? RecordReply(table->max) : Failed(zwmgmt::kNoPorts);
 }
 
-Reply FilterTable::SetCombination(std::span<const uint8_t> data) {
-    _FilterX4 request = {};
-    if (!Unpack(data, &request)) return Failed(zwmgmt::kInvalidValue);
-    X4Table* table = FindX4(FixedText(request.pci_bus_location));
+Reply FilterTable::SetMost(std::string_view interface_name, int32_t most) {
+    if (IsLoaded(scenario, "x3_tom")) return Failed(zwmgmt::kOffloadLoaded);
+    X3Table* table = FindX3(interface_name);
     if (table == nullptr) return Failed(zwmgmt::kNoPorts);
-    const std::string_view combination = FixedText(request.combination);
+    if (most < 0 || most > int{agent::kMostRules}) return Failed(zwmgmt::kInvalidValue);
+    table->max = most;
+    return {};
+}
+
+Reply FilterTable::SetCombination(std::string_view pci_bus_location, std::string_view combination) {
+    X4Table* table = FindX4(pci_bus_location);
+    if (table == nullptr) return Failed(zwmgmt::kNoPorts);
     if (!zwmgmt::IsFilterCombination(combination)) return Failed(zwmgmt::kInvalidValue);
     table->combination = combination;
     return {};
@@ -168,7 +127,7 @@ Reply FilterTable::ActiveCombinations() {
     return TextReply(text);
 }
 
-Reply FilterTable::ListX3Adapters() {
+Reply FilterTable::ListX3Interfaces() {
     std::string names;
     for (const Adapter& adapter : scenario.adapters) {
         if (!IsOneOf(Chips::kX3, FixedText(adapter.card.chip_type))) continue;

@@ -3,12 +3,11 @@
 
 #include <cstdint>
 #include <map>
-#include <optional>
-#include <span>
 #include <string>
+#include <string_view>
+#include <vector>
 
-#include "agent/filter_rules.h"
-#include "agent/host_model.h"
+#include "agent/filter_service.h"
 #include "simulator/scenario.h"
 #include "zwmgmt/records/filter.h"
 
@@ -16,13 +15,10 @@ namespace zmsim {
 
 namespace agent = zwmgmt::agent;
 
-class FilterTable {
+class FilterTable : public agent::FilterService {
   public:
     /// The host's adapters and drivers outlive the table.
     explicit FilterTable(const Scenario& host_scenario) : scenario(host_scenario) {}
-
-    /// The answer to an opcode of the filter service; nothing for one that it does not know.
-    std::optional<agent::Reply> Answer(uint16_t opcode, std::span<const uint8_t> data);
 
   private:
     struct X3Table {
@@ -34,15 +30,18 @@ class FilterTable {
         std::string combination;
     };
 
-    agent::Reply ChangeX3(uint16_t opcode, std::span<const uint8_t> data);
-    agent::Reply ChangeX4(uint16_t opcode, std::span<const uint8_t> data);
-    agent::Reply ListX3();
-    agent::Reply ListX4(std::span<const uint8_t> data);
-    agent::Reply MaxFilters(uint16_t opcode, std::span<const uint8_t> data);
-    agent::Reply SetCombination(std::span<const uint8_t> data);
-    agent::Reply ActiveCombinations();
-    agent::Reply ListX3Adapters();
-    agent::Reply ListX4Adapters();
+    agent::Reply Change(agent::RuleChange change, const _Filter& rule) override;
+    agent::Reply Change(agent::RuleChange change, const _FilterX4& rule) override;
+    agent::Reply List(std::vector<_Filter>* rules) override;
+    agent::Reply List(std::string_view pci_bus_location, std::vector<_FilterX4>* rules) override;
+    agent::Reply GetMost(std::string_view interface_name) override;
+    agent::Reply SetMost(std::string_view interface_name, int32_t most) override;
+    agent::Reply ActiveCombinations() override;
+    agent::Reply SetCombination(std::string_view pci_bus_location,
+                                std::string_view combination) override;
+    agent::Reply ListX3Interfaces() override;
+    agent::Reply ListX4Adapters() override;
+
     X3Table* FindX3(std::string_view interface_name);
     X4Table* FindX4(std::string_view pci_bus_location);
 

@@ -66,10 +66,7 @@ Reply PolicyTable::Change(uint16_t opcode, std::span<const uint8_t> data) {
 Reply PolicyTable::List() const {
     Reply reply;
     for (const auto& [name, own] : policies) {
-        for (const _OfldPolicy& policy : own) {
-            const auto* bytes = reinterpret_cast<const uint8_t*>(&policy);
-            reply.data.insert(reply.data.end(), bytes, bytes + sizeof(policy));
-        }
+        for (const _OfldPolicy& policy : own) agent::AppendRecord(policy, &reply);
     }
     return reply.data.empty() ? Failed(zwmgmt::kNoPolicies) : reply;
 }

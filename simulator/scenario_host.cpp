@@ -100,8 +100,7 @@ bool ScenarioHost::Changes(uint8_t service, uint16_t opcode) const {
 
 Reply ScenarioHost::GetCapabilities(Data) {
     if (!scenario.tells_capabilities) return Failed(zwmgmt::kNotSupported);
-    const auto* bytes = reinterpret_cast<const uint8_t*>(&scenario.capabilities);
-    return {.status = zwmgmt::kSuccess, .data = {bytes, bytes + sizeof(Capabilities)}};
+    return agent::RecordReply(scenario.capabilities);
 }
 
 Adapter* ScenarioHost::FindAdapter(std::string_view pci_bus_location) {
