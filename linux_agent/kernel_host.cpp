@@ -111,7 +111,7 @@ struct KernelHost::Operation {
     uint8_t service;
     uint16_t opcode;
     std::variant<Reply (KernelHost::*)(Data), Reply (KernelHost::*)(Data, Client&)> answer;
-    std::mutex KernelHost::*lock = &KernelHost::network;
+    std::mutex* lock = &KernelHost::network;
 };
 
 const KernelHost::Operation KernelHost::kOperations[] = {
@@ -139,7 +139,7 @@ Reply KernelHost::Answer(uint8_t service, uint16_t opcode, Data data) {
 Reply KernelHost::AnswerTo(Client& client, uint8_t service, uint16_t opcode, Data data) {
     for (const Operation& operation : kOperations) {
         if (operation.service != service || operation.opcode != opcode) continue;
-        const std::lock_guard guard(this->*operation.lock);
+        const std::lock_guard guard(*operation.lock);
         if (const auto* plain = std::get_if<0>(&operation.answer)) return (this->**plain)(data);
         return (this->*std::get<1>(operation.answer))(data, client);
     }

@@ -72,8 +72,9 @@ class KernelHost : public Host {
     std::optional<std::string> AllowedDriver(Data data) const;
 
     const KernelOptions options;
-    std::mutex network;  // the sockets: what one change reads and sets, no other one comes between
-    std::mutex modules;  // loading takes its time, and the network is looked at meanwhile
+    // Of all hosts of the process: after a reload old sessions still have the one before.
+    static inline std::mutex network;  // what one change reads and sets, no other comes between
+    static inline std::mutex modules;  // loading takes its time, and the network is looked at
     Kernel kernel;
     std::optional<bool> has_traffic_filters;                         // once it has been tried
     std::map<std::pair<uint32_t, uint32_t>, std::string> pci_names;  // reading the list takes long
