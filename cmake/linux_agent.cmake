@@ -58,7 +58,7 @@ set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME agent)
 configure_file(contrib/systemd/korvane-zmagent.service.in
     ${PROJECT_BINARY_DIR}/korvane-zmagent.service @ONLY)
 install(TARGETS korvane_zmagent RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
-set(ZWMGMT_SYSTEMD_UNITS lib/systemd/system CACHE PATH "Where units of systemd are installed")
+set(ZWMGMT_SYSTEMD_UNITS lib/systemd/system CACHE STRING "Where units of systemd are installed")
 install(FILES ${PROJECT_BINARY_DIR}/korvane-zmagent.service
               contrib/systemd/korvane-zmagent.socket DESTINATION ${ZWMGMT_SYSTEMD_UNITS})
 install(FILES contrib/systemd/korvane-zmagent-drivers.conf
