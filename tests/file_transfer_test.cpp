@@ -186,9 +186,7 @@ TEST(FileTransfer, TheReceiverTakesTheLargestFile) {
     CannedHost host;
     agent::FileReceiver receiver(host);
     FileTransferRecord record = {};
-    const auto take = [&] {
-        return receiver.Take({reinterpret_cast<const uint8_t*>(&record), sizeof(record)});
-    };
+    const auto take = [&] { return receiver.Take(BytesOf(record)); };
     record.chunk_count = 65535;
     record.file_size = 65535ULL * 16384;
     record.file_name[0] = 'f';

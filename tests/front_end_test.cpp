@@ -19,10 +19,8 @@ std::vector<std::string> With(std::vector<std::string> options) {
 /// A host that refuses everything but to tell its capabilities.
 CannedHost Refusing(uint32_t status) {
     return CannedHost([status](uint8_t service, uint16_t, auto) {
-        const Capabilities capabilities = BuiltinScenario("linux").capabilities;
-        const auto* bytes = reinterpret_cast<const uint8_t*>(&capabilities);
-        return service == 5 ? agent::Reply{.status = 0, .data = {bytes, bytes + 33}}
-                            : agent::Reply{.status = status, .data = {}};
+        if (service != 5) return agent::Reply{.status = status, .data = {}};
+        return agent::Reply{.status = 0, .data = BytesOf(BuiltinScenario("linux").capabilities)};
     });
 }
 

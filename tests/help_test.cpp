@@ -12,17 +12,6 @@ using namespace zwmgmt;
 
 namespace {
 
-std::vector<std::string> Split(const std::string& text, const std::string& separator) {
-    std::vector<std::string> pieces;
-    size_t begin = 0;
-    for (size_t end; (end = text.find(separator, begin)) != text.npos;) {
-        pieces.push_back(text.substr(begin, end - begin));
-        begin = end + separator.size();
-    }
-    pieces.push_back(text.substr(begin));
-    return pieces;
-}
-
 std::string NotesOn(uint8_t os_type, const std::vector<std::string>& words) {
     CommandWords command(Pointers(words).data(), words.size());
     if (command.Request() == nullptr) return command.Error();

@@ -70,9 +70,7 @@ bool Matches(const _OfldPolicy& policy, const PolicyFields& connection) {
 TEST(PolicyCompiler, SpellingsGiveOneProgram) {
     std::string error;
     for (const auto& row : Cases("policy_spellings")) {
-        for (size_t end, begin = 0; begin < row[0].size(); begin = end + 3) {
-            end = std::min(row[0].find(" ~ ", begin), row[0].size());
-            const std::string spelling = row[0].substr(begin, end - begin);
+        for (const std::string& spelling : Split(row[0], " ~ ")) {
             const _OfldPolicy policy = Compiled(spelling + " => offload", &error);
             EXPECT_EQ(error, "");
             EXPECT_EQ(row[1] == "-" ? "-" : Listing(policy), row[1]) << spelling;
@@ -500,40 +498,14 @@ TEST(PolicyRenderer, TakesAnyBytes) {
 
 // ---- The document and the commands ------------------------------------------------------------
 
-namespace {
-
-/// The texts between back quotes, and the number between the bars, of a row of the document's
-/// table.
-std::vector<std::string> CellsOf(const std::string& row) {
-    std::vector<std::string> cells;
-    std::string cell;
-    bool quoted = false;
-    for (const char c : row.substr(1)) {
-        if (c == '`') quoted = !quoted;
-        if (c == '|' && !quoted) {
-            std::erase(cell, '`');
-            const size_t begin = cell.find_first_not_of(' ');
-            cells.push_back(begin == cell.npos
-                                ? ""
-                                : cell.substr(begin, cell.find_last_not_of(' ') + 1 - begin));
-            cell.clear();
-        } else {
-            cell += c;
-        }
-    }
-    return cells;
-}
-
-}  // namespace
-
 TEST(PolicyDocument, ExamplesAreTrue) {
     std::ifstream document(DOCS "/policy.md");
     int examples = 0;
     for (std::string line; std::getline(document, line);) {
         if (!line.starts_with("| `") || line.find(" => ") == std::string::npos) continue;
-        const std::vector<std::string> cells = CellsOf(line);
-        ASSERT_EQ(cells.size(), 4u) << line;
-        const TemporaryFile file(cells[0]);
+        const auto cells = Split(Replaced(line, "`", ""), " |");
+        ASSERT_EQ(cells.size(), 5u) << line;
+        const TemporaryFile file(cells[0].substr(2));
         for (const bool matches : {true, false}) {
             auto words = Words("policy check " + file.Path() + ' ' + cells[matches ? 2 : 3]);
             if (words.size() == 3) continue;

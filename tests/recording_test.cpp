@@ -3,7 +3,6 @@
 
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <optional>
 
 #include "platform/file.h"
@@ -19,11 +18,6 @@ namespace {
 constexpr char kHead[] = R"({"format":"korvane_zmsim recording","version":1})"
                          "\n";
 constexpr char kSecret[] = "a-secret-of-24-bytes-now";
-
-std::string Read(const std::string& path) {
-    std::ifstream stream(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
 
 struct Served {
     explicit Served(agent::ServeClient serve) : server(std::move(serve), {}) {
@@ -104,7 +98,7 @@ TEST(Recording, ShowsAClientWhatTheAgentHasShown) {
     {
         const Recorded recorded(agent.Port());
         original = run(recorded.Port());
-        text = Read(recorded.path);
+        text = ContentOf(recorded.path);
         EXPECT_FALSE(platform::ReadableByOthers(recorded.path.c_str()));
     }
     EXPECT_NE(original.find("4 received = 4"), original.npos) << original;
@@ -145,7 +139,7 @@ TEST(Recording, KeepsOddHeadersAndHowASessionEnds) {
     testing::internal::GetCapturedStderr();
     zmsim::Recording recording;
     std::string error;
-    ASSERT_TRUE(recording.Parse(Read(recorded.path), &error)) << error;
+    ASSERT_TRUE(recording.Parse(ContentOf(recorded.path), &error)) << error;
     const Served replay(zmsim::ReplayOf(recording));
     EXPECT_EQ(SeenOfAnOddAgent(replay.server.Port()), seen);
     EXPECT_EQ(SeenOfAnOddAgent(agent.Port()), seen);
@@ -226,5 +220,5 @@ TEST(Recording, SendsNothingToAnAgentWithAnotherKey) {
     EXPECT_NE(testing::internal::GetCapturedStderr().find("has changed; nothing was sent to it"),
               std::string::npos);
     EXPECT_EQ(got, "");
-    EXPECT_EQ(Read(recorded.path), kHead);
+    EXPECT_EQ(ContentOf(recorded.path), kHead);
 }

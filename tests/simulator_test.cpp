@@ -1,6 +1,5 @@
 /// korvane_zmsim: the program, its scenarios, and the wire half's own manners.
 #include <openssl/err.h>
-#include <openssl/pem.h>
 
 #include <cstring>
 #include <filesystem>
@@ -20,15 +19,7 @@ namespace {
 std::string CertificateAndKey() {
     std::string error;
     const agent::TlsContext context = agent::MakeServerContext("", "", &error);
-    BIO* texts = BIO_new(BIO_s_mem());
-    PEM_write_bio_X509(texts, SSL_CTX_get0_certificate(context.get()));
-    PEM_write_bio_PrivateKey(texts, SSL_CTX_get0_privatekey(context.get()), nullptr, nullptr, 0,
-                             nullptr, nullptr);
-    char* text = nullptr;
-    const long length = BIO_get_mem_data(texts, &text);
-    std::string pair(text, static_cast<size_t>(length));
-    BIO_free(texts);
-    return pair;
+    return Pem(SSL_CTX_get0_certificate(context.get()), SSL_CTX_get0_privatekey(context.get()));
 }
 
 std::string ErrorOf(const std::string& json) {
@@ -36,12 +27,6 @@ std::string ErrorOf(const std::string& json) {
     std::string error;
     EXPECT_FALSE(zmsim::ParseScenario(json, &scenario, &error)) << json;
     return error;
-}
-
-template <class Record>
-Bytes BytesOf(const Record& record) {
-    const auto* bytes = reinterpret_cast<const uint8_t*>(&record);
-    return Bytes(bytes, bytes + sizeof(record));
 }
 
 /// The record with these bytes at an offset.

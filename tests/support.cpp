@@ -1,5 +1,7 @@
 #include "tests/support.h"
 
+#include <openssl/pem.h>
+
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
@@ -47,12 +49,9 @@ std::vector<std::vector<std::string>> Cases(const std::string& name) {
             texts[line.substr(0, sign)] = Unescaped(Trimmed(line.substr(sign + 3)));
             continue;
         }
-        std::vector<std::string> cells;
-        line += ' ';  // where the last cell is empty
-        for (size_t end, begin = 0; begin <= line.size(); begin = end + 3) {
-            end = std::min(line.find(" | ", begin), line.size());
-            std::string& cell =
-                cells.emplace_back(Unescaped(Trimmed(line.substr(begin, end - begin))));
+        std::vector<std::string> cells = Split(line + ' ', " | ");  // the last may be empty
+        for (std::string& cell : cells) {
+            cell = Unescaped(Trimmed(cell));
             for (auto text = texts.rbegin(); text != texts.rend(); ++text) {
                 cell = Replaced(cell, text->first, text->second);
             }
@@ -84,10 +83,36 @@ std::string Replaced(std::string text, const std::string& from, const std::strin
     return text;
 }
 
-std::string Listing(const std::string& name) {
-    std::ifstream file(TEST_LISTINGS "/" + name, std::ios::binary);
+std::vector<std::string> Split(const std::string& text, const std::string& separator) {
+    std::vector<std::string> pieces;
+    size_t begin = 0;
+    for (size_t end; (end = text.find(separator, begin)) != text.npos;) {
+        pieces.push_back(text.substr(begin, end - begin));
+        begin = end + separator.size();
+    }
+    pieces.push_back(text.substr(begin));
+    return pieces;
+}
+
+std::string ContentOf(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
 }
+
+std::string Pem(X509* certificate, EVP_PKEY* key) {
+    BIO* texts = BIO_new(BIO_s_mem());
+    PEM_write_bio_X509(texts, certificate);
+    if (key != nullptr) {
+        PEM_write_bio_PrivateKey(texts, key, nullptr, nullptr, 0, nullptr, nullptr);
+    }
+    char* bytes = nullptr;
+    const auto length = static_cast<size_t>(BIO_get_mem_data(texts, &bytes));
+    std::string pem(bytes, length);
+    BIO_free(texts);
+    return pem;
+}
+
+std::string Listing(const std::string& name) { return ContentOf(TEST_LISTINGS "/" + name); }
 
 void ExpectListing(const std::string& name, const std::string& text) {
     if (text == Listing(name)) return;

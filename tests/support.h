@@ -43,6 +43,16 @@ std::string Listing(const std::string& name);
 /// That the text is the listing's; where it is not, it is left in a file that the failure names.
 void ExpectListing(const std::string& name, const std::string& text);
 std::string Replaced(std::string text, const std::string& from, const std::string& to);
+/// What stands between the separators.
+std::vector<std::string> Split(const std::string& text, const std::string& separator);
+std::string ContentOf(const std::string& path);
+template <class Record>
+Bytes BytesOf(const Record& record) {
+    const auto* bytes = reinterpret_cast<const uint8_t*>(&record);
+    return Bytes(bytes, bytes + sizeof(record));
+}
+/// A certificate, and its key where there is one.
+std::string Pem(X509* certificate, EVP_PKEY* key);
 inline int Number(const std::string& text) { return static_cast<int>(std::stol(text, nullptr, 0)); }
 
 /// A host model whose answers the test writes.

@@ -1,11 +1,9 @@
 /// Whom a session trusts: nothing leaves before the agent has shown who it is.
 #include <openssl/evp.h>
-#include <openssl/pem.h>
 #include <openssl/x509v3.h>
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
@@ -50,19 +48,6 @@ Certificate Sign(const Key& key, const Kind& kind, X509* issuer, const Key& issu
     return made;
 }
 
-std::string Pem(X509* certificate, EVP_PKEY* key) {
-    BIO* texts = BIO_new(BIO_s_mem());
-    PEM_write_bio_X509(texts, certificate);
-    if (key != nullptr) {
-        PEM_write_bio_PrivateKey(texts, key, nullptr, nullptr, 0, nullptr, nullptr);
-    }
-    char* bytes = nullptr;
-    const auto length = static_cast<size_t>(BIO_get_mem_data(texts, &bytes));
-    std::string pem(bytes, length);
-    BIO_free(texts);
-    return pem;
-}
-
 std::string FingerprintOf(EVP_PKEY* key) {
     unsigned char* der = nullptr;
     const int length = i2d_PUBKEY(key, &der);
@@ -71,11 +56,6 @@ std::string FingerprintOf(EVP_PKEY* key) {
     OPENSSL_free(der);
     EVP_EncodeBlock(text, digest, sizeof(digest));
     return "SHA256:" + std::string(reinterpret_cast<char*>(text), 43);
-}
-
-std::string Read(const std::string& path) {
-    std::ifstream stream(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
 }
 
 ProcessResult Front(std::vector<std::string> words) {
@@ -201,7 +181,7 @@ TEST(Trust, AnAgentMayAskWhoTheClientIs) {
 
 TEST(Trust, AnImpostorGetsNothing) {
     const TemporaryFile password("secret\n");
-    const TemporaryFile authorities(Read(CERTIFICATE));
+    const TemporaryFile authorities(ContentOf(CERTIFICATE));
     const Table<std::vector<std::string>, const char*> rows = {
         {{"--verify", "known"}, "has changed; nothing was sent to it"},
         {{"--verify", "strict"}, "has changed; nothing was sent to it"},
@@ -299,12 +279,12 @@ TEST(Trust, AFirstContactIsRecordedAndSaid) {
         EXPECT_NE(first.err.find("first contact with 127.0.0.1 port "), first.err.npos);
         const std::string key = known.Agents({"scan", name}).out;
         EXPECT_EQ(known.Agents({"list"}).out == key, !hashed);
-        EXPECT_EQ(Read(known.Path()).find("# mine\n"), 0u);
-        EXPECT_EQ(Read(known.Path()).find(name) == std::string::npos, hashed);
+        EXPECT_EQ(ContentOf(known.Path()).find("# mine\n"), 0u);
+        EXPECT_EQ(ContentOf(known.Path()).find(name) == std::string::npos, hashed);
         words.insert(words.begin(), {"--verify", "strict"});
         EXPECT_EQ(Front(words).err, "");
         EXPECT_EQ(known.Agents({"remove", name}).exit_status, 0);
-        EXPECT_EQ(Read(known.Path()), "# mine\n");
+        EXPECT_EQ(ContentOf(known.Path()), "# mine\n");
         EXPECT_EQ(Front(words).exit_status, 3);
     }
 }
@@ -341,7 +321,7 @@ TEST(Trust, TheFileIsReadStrictlyAndAgentsAreNamed) {
         const ProcessResult run = known.Agents(Words(words));
         EXPECT_EQ(run.exit_status, exit_status) << words << ": " << run.err;
         if (exit_status != 0) {
-            EXPECT_EQ(Read(known.Path()), text) << words;
+            EXPECT_EQ(ContentOf(known.Path()), text) << words;
         }
     }
     const KnownFile known("node7:1 " + kSomeKey + "\n");
@@ -369,8 +349,8 @@ TEST(Trace, TellsEveryMessageAndNoSecret) {
         run({"--trace", whole.Path(), "--trace-data", "--keylog", keys.Path()});
     EXPECT_EQ(seen.out, answer);
     EXPECT_TRUE(seen.err.ends_with("whoever has " + keys.Path() + " can read this session\n"));
-    EXPECT_EQ(Read(keys.Path()).find("CLIENT_HANDSHAKE_TRAFFIC_SECRET"),
-              Read(keys.Path()).find("CLIENT_"));
+    EXPECT_EQ(ContentOf(keys.Path()).find("CLIENT_HANDSHAKE_TRAFFIC_SECRET"),
+              ContentOf(keys.Path()).find("CLIENT_"));
     const Table<const char*, const char*, bool, bool> expected = {
         {"sent", "opening or login", true, false}, {"received", "opening or login", false, false},
         {"sent", "opening or login", true, false}, {"received", "opening or login", false, false},
@@ -378,7 +358,7 @@ TEST(Trace, TellsEveryMessageAndNoSecret) {
         {"sent", "listdrivers", false, false},     {"received", "listdrivers", true, true},
     };
     for (const bool with_data : {false, true}) {
-        std::istringstream lines(Read(with_data ? whole.Path() : plain.Path()));
+        std::istringstream lines(ContentOf(with_data ? whole.Path() : plain.Path()));
         std::string line;
         for (const auto& [direction, command, has_length, has_data] : expected) {
             ASSERT_TRUE(std::getline(lines, line));
@@ -417,7 +397,7 @@ TEST(Trace, TellsThePiecesOfAFile) {
         Zwcli(agent.Port(), {"--trace", trace.Path(), "--trace-data", "system", "install",
                              "type=nic,toe", "zwirepath=" + package.Path()});
     EXPECT_EQ(run.exit_status, 0) << run.err;
-    std::istringstream lines(Read(trace.Path()));
+    std::istringstream lines(ContentOf(trace.Path()));
     std::vector<std::string> pieces;
     for (std::string line; std::getline(lines, line);) {
         const auto message = nlohmann::json::parse(line);
@@ -442,7 +422,7 @@ TEST(Trust, ManyProcessesRecordAtOnceAndLoseNone) {
         });
     }
     for (std::thread& thread : threads) thread.join();
-    const std::string text = Read(known.Path());
+    const std::string text = ContentOf(known.Path());
     EXPECT_EQ(std::ranges::count(text, '\n'), kProcesses / 2);
     EXPECT_EQ(known.Agents({"list"}).out, text);
 }

@@ -3,7 +3,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 
 #include "records/x4_rule.h"
 #include "tests/linux/kernel_agent.h"
@@ -37,10 +36,7 @@ class Filters : public testing::Test {
     }
     int Status(const std::string& words) { return agent->Status("filter " + words); }
     json Rules() { return agent->List("filter list pci=v0 show=all"); }
-    std::string Bytes() {
-        std::ifstream stream(folder / "v0");
-        return {std::istreambuf_iterator<char>(stream), {}};
-    }
+    std::string Bytes() { return ContentOf(folder / "v0"); }
 
     const TemporaryFile place{""};
     const std::filesystem::path folder = place.Path() + "s";
@@ -120,12 +116,8 @@ TEST_F(Filters, OfTheClientsOwnPathCanBePutBack) {
         rule.action = 2;  // drop
         rule.present = zwmgmt::X4Bit("protocol") | zwmgmt::X4Bit("action");
         client.put_back = nullptr;
-        const auto* bytes = reinterpret_cast<const uint8_t*>(&rule);
-        EXPECT_EQ(
-            agent->host.AnswerTo(client, zwmgmt::kFilter, opcode, {bytes, bytes + sizeof(rule)})
-                .status,
-            0)
-            << opcode;
+        const auto reply = agent->host.AnswerTo(client, zwmgmt::kFilter, opcode, BytesOf(rule));
+        EXPECT_EQ(reply.status, 0) << opcode;
         EXPECT_NE(Rules(), before) << opcode;
         ASSERT_TRUE(client.put_back) << opcode;
         EXPECT_EQ(client.put_back(), "");

@@ -1,6 +1,5 @@
 /// The host model of Linux, asked by the real front end, against what ip and ethtool say.
 #include <cctype>
-#include <fstream>
 #include <map>
 #include <set>
 #include <sstream>
@@ -204,9 +203,8 @@ TEST_F(KernelHost, HasASetterForEachProperty) {
         request.set_mask = property.bit;
         zwmgmt::SetFixedText(request.pci_bus_location, "b0");
         if (property.form != zwmgmt::Form::kNothing) zmagent::Store(property, 1, &request.settings);
-        const auto* bytes = reinterpret_cast<const uint8_t*>(&request);
-        const agent::Reply reply = agent->host.Answer(zwmgmt::kKorvane, zwmgmt::kSetPortProperty,
-                                                      {bytes, sizeof(request)});
+        const agent::Reply reply =
+            agent->host.Answer(zwmgmt::kKorvane, zwmgmt::kSetPortProperty, BytesOf(request));
         for (const char* fault : {"it cannot be set", "no property can have"}) {
             EXPECT_EQ(reply.reason.find(fault), reply.reason.npos) << property.word;
         }
@@ -235,8 +233,7 @@ TEST(KernelHostOfThisMachine, TellsOfPciFunctions) {
     if (cards.empty()) GTEST_SKIP() << "needs an Ethernet adapter on PCI";
     for (const json& card : cards) {
         const std::string location = card["pci_bus_location"];
-        std::ifstream file("/sys/bus/pci/devices/" + location + "/uevent");
-        const std::string facts = {std::istreambuf_iterator<char>(file), {}};
+        const std::string facts = ContentOf("/sys/bus/pci/devices/" + location + "/uevent");
         char expected[64];
         std::snprintf(expected, sizeof(expected), "PCI_CLASS=%X\nPCI_ID=%04X:%04X\n",
                       card["device_class"].get<int>(), card["vendor_id"].get<int>(),

@@ -2,7 +2,6 @@
 #include <filesystem>
 #include <fstream>
 #include <future>
-#include <sstream>
 
 #include "tests/support.h"
 
@@ -21,11 +20,7 @@ struct ShellAtHome {
         words.insert(words.begin(), {"/usr/bin/env", "-u", "XDG_STATE_HOME", "TERM=xterm"});
         return RunOnTerminal(home.Within(words), typed);
     }
-    std::string Kept() const {
-        std::ostringstream text;
-        text << std::ifstream(history).rdbuf();
-        return text.str();
-    }
+    std::string Kept() const { return ContentOf(history); }
 };
 
 const std::string kPrompt = "127.0.0.1> ";
