@@ -3,7 +3,6 @@
 #include <openssl/crypto.h>
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <cstdlib>
 #include <new>
@@ -42,45 +41,15 @@ class RefuseOne {
     ~RefuseOne() { refused_thread = 0; }
 };
 
-constexpr std::string_view kSecret = "a secret that must be wiped";
-
-/// Blocks of the thread that is watched, by their sizes; and whether one was freed with the secret.
-std::atomic<uintptr_t> watched_thread = 0;
-std::array<std::pair<void*, size_t>, 4096> watched_blocks;
-size_t watched_count = 0;
-int secrets_freed = 0;
-
-void* Watched(void* block, size_t size) {
-    if (watched_thread != 0 && watched_thread == OwnThreadId()) {
-        watched_blocks[watched_count++ % watched_blocks.size()] = {block, size};
-    }
-    return block;
-}
-
-void CheckFreed(void* block) {
-    if (block == nullptr || watched_thread == 0 || watched_thread != OwnThreadId()) return;
-    for (auto& [known, size] : watched_blocks) {
-        if (known != block) continue;
-        const std::string_view content(static_cast<const char*>(block), size);
-        secrets_freed += content.find(kSecret) != content.npos;
-        known = nullptr;
-    }
-}
-
 }  // namespace
 
 extern "C" {
-void __real_free(void* block);
-void __wrap_free(void* block) {
-    CheckFreed(block);
-    __real_free(block);
-}
 void* __real_malloc(size_t size);
 void* __real_calloc(size_t count, size_t size);
 void* __real_realloc(void* block, size_t size);
-void* __wrap_malloc(size_t size) { return Refuse() ? nullptr : Watched(__real_malloc(size), size); }
+void* __wrap_malloc(size_t size) { return Refuse() ? nullptr : __real_malloc(size); }
 void* __wrap_calloc(size_t count, size_t size) {
-    return Refuse() ? nullptr : Watched(__real_calloc(count, size), count * size);
+    return Refuse() ? nullptr : __real_calloc(count, size);
 }
 void* __wrap_realloc(void* block, size_t size) {
     return Refuse() ? nullptr : __real_realloc(block, size);
@@ -246,26 +215,6 @@ TEST_F(RefusedMemory, WhileReadingWords) {
     EXPECT_TRUE(error.starts_with("unknown key"));
     EXPECT_GT(count, 5);
     EXPECT_LE(unnoticed, 2);
-}
-
-TEST_F(RefusedMemory, FreedBlocksHoldNoPassword) {
-    std::vector<char> result(kResultBufferSize);
-    watched_thread = OwnThreadId();
-    void* volatile block = std::malloc(64);  // volatile: or the compiler does without it
-    SetFixedText(block, 64, kSecret);
-    std::free(block);
-    EXPECT_EQ(secrets_freed, 1) << "the watch itself";
-    secrets_freed = 0;
-    session->SetPassword(kSecret.data());
-    EXPECT_EQ(session->CLAuthenticateUser(result.data()), kLoginRejected);
-    _Message message = {};
-    message.service = kSystem;
-    message.data = std::malloc(64);
-    message.data_length = 64;
-    SetFixedText(message.data, 64, kSecret);
-    session->Client_TalkToServer(&message, result.data(), 0, 0, 0, 8, nullptr);
-    watched_thread = 0;
-    EXPECT_EQ(secrets_freed, 0);
 }
 
 // Not for the address sanitizer alone: elsewhere OpenSSL has to be told that a thread ends.

@@ -1,10 +1,8 @@
-/// What the machine tells of itself, and what stays behind on it.
+/// What the machine tells of itself.
 #include "platform/host.h"
 
-#include <pthread.h>
 #include <stdlib.h>
 
-#include <algorithm>
 #include <fstream>
 
 #include "tests/support.h"
@@ -73,26 +71,4 @@ TEST(Host, BothStreamsReachOnePlaceInOrder) {
         run.out.ends_with("Command failed\nkorvane_zwcli: the agent answered: a status of "
                           "the agent's own (status 33)\n"))
         << run.out;
-}
-
-TEST(Host, NoPasswordStaysOnTheStack) {
-    const std::string password = "the-secret-of-it";
-    CannedHost host;
-    Linked session(host, {.login = agent::OneUser{"operator", password}});
-    session.SetPassword(password.c_str());
-    const auto log_in = [](void* given) -> void* {
-        auto* to = static_cast<TestSession*>(given);
-        return to->CLAuthenticateUser(to->result.data()) == kSuccess ? given : nullptr;
-    };
-    Bytes stack(4u << 20);
-    pthread_attr_t attributes;
-    pthread_attr_init(&attributes);
-    pthread_attr_setstack(&attributes, stack.data(), stack.size());
-    pthread_t thread;
-    ASSERT_EQ(pthread_create(&thread, &attributes, log_in, static_cast<TestSession*>(&session)), 0);
-    void* logged_in = nullptr;
-    pthread_join(thread, &logged_in);
-    pthread_attr_destroy(&attributes);
-    EXPECT_NE(logged_in, nullptr);
-    EXPECT_TRUE(std::ranges::search(stack, password).empty());
 }
