@@ -37,13 +37,7 @@ TEST(Completion, OffersWhatTheTablesHaveAndTheAgentKnows) {
         }};
     const Table<std::string, std::string> rows = {
         {"h", "| help hosts"},
-        {"SYS", "| system"},
-        {"filter listx", "filter | listx3 listx3adapters"},
-        {"help filter listx3a", "help filter | listx3adapters"},
-        {"filter maxfilters ", "filter maxfilters | get set ifname= max="},
         {"net ping g", "net ping | getresult"},
-        {"filter list " + x4 + " ", "filter list " + x4 + " | show="},
-        {"filter list show=A", "filter list | show=all show=active"},
         {"korvane setportproperty rss", "korvane setportproperty |"},
         {"korvane setportproperty tso=", "korvane setportproperty | tso=0 tso=1"},
         {"system install conftype=",
@@ -60,9 +54,7 @@ TEST(Completion, OffersWhatTheTablesHaveAndTheAgentKnows) {
         {"filter setcomb comb=protocol,\\ tos,\\ vlan,\\ p",
          "filter setcomb | "
          "comb='protocol, tos, vlan, port'"},
-        {"nat ", "nat |"},
         {"net nat ", "net nat |"},
-        {"system # li", "system # li|"},
     };
     for (const auto& [line, expected] : rows) EXPECT_EQ(Offered(line, sources), expected);
     EXPECT_EQ(Offered("filter list pci=", {}), "filter list |") << "nobody to ask";

@@ -94,16 +94,6 @@ TEST(Dispatcher, ByNumbersATimeoutComesBackAsSuccess) {
     EXPECT_EQ(session.Printed(), "Socket timed out\n");
 }
 
-TEST(Dispatcher, ACommandThatTheAgentLacksIsSaidOnStandardError) {
-    CannedHost host(agent::Reply{.status = 412, .data = {}});
-    Linked session(host);
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(session.Run({"korvane", "listadapterprops"}), 412);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "The Command is not supported by the server.\n");
-    EXPECT_EQ(session.Printed(), "");
-}
-
 TEST(CLPrint, ChoosesThePrinterByCommandNumber) {
     const char* invalid = "Response received for invalid command!\n";
     TestSession session;

@@ -454,25 +454,8 @@ TEST(PolicyCompiler, AgreesWithADirectEvaluation) {
     EXPECT_GT(accepted, cases);
 }
 
-TEST(PolicyRenderer, TakesAnyBytes) {
-    std::mt19937 random(3);
-    for (int i = 0; i < 3000; ++i) {
-        _OfldPolicy policy = {};
-        auto* bytes = reinterpret_cast<uint8_t*>(&policy);
-        for (size_t j = 0; j < sizeof(policy); ++j) {
-            if (random() % 3 == 0) bytes[j] = static_cast<uint8_t>(random());
-        }
-        for (PolicyInstruction& step : policy.program) {
-            step.used = random() % 4 != 0;
-            const uint8_t targets[] = {0xFE, 0xFF, 7, 6, 5, 3, 1, static_cast<uint8_t>(random())};
-            step.on_match = targets[random() % 8];
-            step.on_miss = targets[random() % 8];
-        }
-        std::string text;
-        ASSERT_EQ(ParsePolicy::ParsePolicyStructure(policy, &text), 0);
-        EXPECT_NE(text.find(" => "), std::string::npos);
-        (void)Classifier::Matches(policy.program, 8, PolicyFields{});
-    }
+/// Beside those that the compiler makes: policy_record_fuzz renders any.
+TEST(PolicyRenderer, TakesRecordsOfOthers) {
     const Table<uint8_t, uint8_t, std::string> opens = {
         {1, 0, "not (listen or popen)"},          {1, 1, "(listen or popen)"},
         {2, 0, "not (aopen or popen)"},           {2, 2, "(aopen or popen)"},
@@ -539,29 +522,4 @@ TEST(PolicyFiles, RulesOverSeveralLines) {
     parser.PrintNothing();
     EXPECT_EQ(parser.build_policy_vector({"any =>", "any => x"}, "eth2", &policies, &error), 1);
     EXPECT_EQ(error, "rule 2: unexpected 'x' (column 8: 'x')");
-}
-
-TEST(PolicyReplies, Columns) {
-    std::string error;
-    std::vector<_OfldPolicy> policies(3, Compiled("vlan 3 => ddp", &error));
-    SetFixedText(policies[0].interface_name, "eth2");
-    SetFixedText(policies[1].interface_name, "nine_char");
-    std::memset(policies[2].interface_name, 'i', 64);
-    policies[0].index = 1;
-    policies[1].index = 255;
-    TestSession session;
-    _Message reply = {};
-    const std::string head = "Interface id   policy\n--------------------\n";
-    const std::string rule = "vlan 3 => !offload ddp\n";
-    const Table<uint32_t, std::string> lengths = {
-        {501, head},
-        {1004, head + "eth2     1    " + rule + "nine_char255  " + rule},
-        {3 * 502 + 1, head + "eth2     1    " + rule + "nine_char255  " + rule +
-                          std::string(64, 'i') + " 0    " + rule}};
-    for (const auto& [length, text] : lengths) {
-        reply.data_length = length;
-        policies.resize(4);
-        session.GetListPolicyResponse(policies.data(), &reply);
-        EXPECT_EQ(session.Printed(), text) << length;
-    }
 }

@@ -227,10 +227,6 @@ TEST(Agent, EndsASessionThatNeverOpens) {
     CannedHost host;
     TestAgent impatient(host, {.limits = {.opening = platform::Milliseconds(1)}});
     AwaitEnd(RawClient(impatient.Port()).Tls());
-    TestAgent agent(host);
-    RawClient other(agent.Port());
-    EXPECT_TRUE(other.Ask(0, 0, Bytes(sizeof(LoginRecord) + 1)).empty()) << "no opening message";
-    EXPECT_TRUE(RawClient(agent.Port()).Ask(5, 8, {}).empty()) << "a request before it";
 }
 
 TEST(Agent, AnswersAWrongPasswordLater) {
@@ -270,19 +266,6 @@ TEST(Agent, ChangesNothingWithoutTheToken) {
         }
     }
     EXPECT_EQ(client.Ask(7, 180, {}), Header(kLinux, 7, 180, 265)) << "a question is answered";
-}
-
-TEST(Agent, RepliesToFilesEchoServiceOpcodeAndOs) {
-    CannedHost host(agent::Reply{}, kFreeBsd);
-    TestAgent agent(host);
-    RawClient client(agent.Port());
-    client.Open();
-    FileTransferRecord record = {};
-    EXPECT_EQ(client.Ask(5, 143, BytesOf(record)), Header(kFreeBsd, 5, 143, 6)) << "no name";
-    record.file_name[0] = 'a';
-    EXPECT_EQ(client.Ask(5, 143, BytesOf(record)), Header(kFreeBsd, 5, 143, 0));
-    EXPECT_EQ(client.Ask(4, 142, Bytes(1u << 20)), Header(kFreeBsd, 4, 142, 0));
-    EXPECT_TRUE(client.Ask(4, 142, Bytes((1u << 20) + 1)).empty()) << "no request is that long";
 }
 
 TEST(Agent, SendsAllCertificatesAndAGoodbyeUnlessItIsCut) {

@@ -21,26 +21,6 @@ TEST(Vocabulary, KeyValueWordsSplitAtTheFirstEqualsSign) {
     }
 }
 
-TEST(CommandWords, EntryZeroIsTheSubCommandsWhereThereIsOne) {
-    const Table<std::vector<const char*>, uint32_t, const char*, int> rows = {
-        {{"korvane", "listports", "pci=1"}, 2, "", -1},
-        {{"korvane", "listadapterprops"}, 1, "", -1},
-        {{"net", "bridge", "list"}, 1, "list", 235},
-        {{"net", "MTU", "set", "ifname=eth0", "mtu=9000"}, 3, "set", -1},
-        {{"net", "ping", "host=1.2.3.4"}, 1, "1.2.3.4", 221},
-        {{"net", "traceroute"}, 0, nullptr, 0},
-    };
-    for (const auto& [words, count, first, first_key] : rows) {
-        CommandWords command(words.data(), words.size());
-        ASSERT_NE(command.Request(), nullptr) << command.Error();
-        const Client_Request_Message request = *command.Request();
-        ASSERT_EQ(request.argument_count, count) << words[1];
-        if (count == 0) continue;
-        EXPECT_EQ(std::string(request.arguments[0].value), first);
-        EXPECT_EQ(int{request.arguments[0].key}, first_key);
-    }
-}
-
 TEST(CommandWords, ComplainAboutTheWordAndNameTheNearest) {
     const Table<std::vector<const char*>, const char*> rows = {
         {{"korvan"}, "unknown service \"korvan\"; nearest: korvane"},
