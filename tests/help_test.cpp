@@ -1,7 +1,6 @@
 /// What is said of commands, keys and values: help, whole, and the notes about a request.
 #include "zwmgmt/help.h"
 
-#include <map>
 #include <set>
 
 #include "tests/support.h"
@@ -51,21 +50,15 @@ TEST(Help, IsOfAServiceAndACommandAtMost) {
 TEST(Help, HasAnExampleOfEachCommandThatWorks) {
     const std::string package_name = "KorvaneZwire-4.3.0.tar.gz";
     const TemporaryFile package("x", "-" + package_name);
-    // The examples that come before another's, which needs what they leave behind.
-    const std::map<std::string, std::vector<std::string>> before = {
-        {"system reloaddriver", {"system loaddriver"}},
-        {"system unloaddriver", {"system loaddriver"}},
-        {"system getinstallresult", {"system install"}},
-        {"filter deletex3", {"filter addx3"}},
-        {"filter modifyx3", {"filter addx3"}},
-        {"filter listx3", {"filter addx3"}},
-        {"filter delete", {"filter add"}},
-        {"filter modify", {"filter add"}},
-        {"filter list", {"filter add"}},
-        {"tm add", {"system loaddriver"}},
-        {"tm modify", {"system loaddriver", "tm add"}},
-        {"tm delete", {"system loaddriver", "tm add"}},
-        {"tm list", {"system loaddriver", "tm add"}}};
+    // Examples, in order, and those of others that need what they leave behind.
+    const Table<std::string, std::set<std::string>> leaves = {
+        {"system install", {"system getinstallresult"}},
+        {"system loaddriver",
+         {"system reloaddriver", "system unloaddriver", "tm add", "tm modify", "tm delete",
+          "tm list"}},
+        {"filter addx3", {"filter deletex3", "filter modifyx3", "filter listx3"}},
+        {"filter add", {"filter delete", "filter modify", "filter list"}},
+        {"tm add", {"tm modify", "tm delete", "tm list"}}};
     const auto example_of = [&](const std::string& name) {
         const std::string help = Zwcli(1, Words("help " + name)).out;
         const auto pieces = Split(help, "\nExample: ");
@@ -80,7 +73,9 @@ TEST(Help, HasAnExampleOfEachCommandThatWorks) {
         if (line.starts_with(" ") || head.size() < 2 || no_commands.contains(head[0])) continue;
         const std::string name = head[0] + " " + head[1];
         std::vector<std::string> names;
-        if (before.contains(name)) names = before.at(name);
+        for (const auto& [first, others] : leaves) {
+            if (others.contains(name)) names.push_back(first);
+        }
         names.push_back(name);
         SimulatedAgent agent("linux");
         for (const std::string& each : names) {

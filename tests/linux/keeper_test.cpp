@@ -13,12 +13,9 @@
 #include <future>
 #include <list>
 #include <optional>
-#include <string>
-#include <vector>
 
 #include "agent/listeners.h"
 #include "linux_agent/channel.h"
-#include "simulator/scenario_host.h"
 #include "tests/support.h"
 #include "zwmgmt/fixed_text.h"
 
@@ -27,33 +24,16 @@ namespace {
 
 namespace agent = zwmgmt::agent;
 namespace platform = zwmgmt::platform;
+using testing_support::BytesOf;
 
-/// A PAM service that one module judges all by.
-struct PamFolder {
-    explicit PamFolder(const std::string& module) {
-        std::filesystem::create_directory(path);
-        std::ofstream(path + "/korvane-zmagent")
-            << "auth required " + module + "\naccount required " + module + "\n";
+/// A host that nothing of this gets to.
+struct SilentHost : Host {
+    uint8_t OsType() const override { return zwmgmt::kLinux; }
+    uint8_t WordSize() const override { return 8; }
+    agent::Reply Answer(uint8_t, uint16_t, std::span<const uint8_t>) override { return {}; }
+    agent::Reply AnswerTo(Client&, uint8_t, uint16_t, std::span<const uint8_t>) override {
+        return {};
     }
-    ~PamFolder() { std::filesystem::remove_all(path); }
-
-    const std::string path = testing::TempDir() + "zmagent-pam-" + std::to_string(getpid());
-};
-
-class SimulatedHost : public Host {
-  public:
-    uint8_t OsType() const override { return host.OsType(); }
-    uint8_t WordSize() const override { return host.WordSize(); }
-    agent::Reply Answer(uint8_t service, uint16_t opcode, std::span<const uint8_t> data) override {
-        return host.Answer(service, opcode, data);
-    }
-    agent::Reply AnswerTo(Client& /*client*/, uint8_t service, uint16_t opcode,
-                          std::span<const uint8_t> data) override {
-        return host.Answer(service, opcode, data);
-    }
-
-  private:
-    zmsim::ScenarioHost host{testing_support::BuiltinScenario("linux")};
 };
 
 /// A channel to a keeper, for a client of this machine.
@@ -62,7 +42,7 @@ class Intruder {
     Intruder(Keeper& keeper, const Config& config) {
         auto service = std::make_shared<Service>();
         service->config = config;
-        service->host = std::make_unique<SimulatedHost>();
+        service->host = std::make_unique<SilentHost>();
         std::string error;
         agent::Listeners listeners;
         EXPECT_TRUE(listeners.Open({"127.0.0.1"}, 0, &error)) << error;
@@ -96,8 +76,34 @@ class Intruder {
     Descriptor channel;
 };
 
-TEST(Keeper, GivesANetworkHalfNothingWithoutALogin) {
-    const std::vector<uint8_t> login(sizeof(LoginRecord));
+/// With a PAM service that one module judges all by, and this process's user to log in.
+class Keepers : public testing::Test {
+  protected:
+    Keepers() {
+        const passwd* account = getpwuid(getuid());
+        group = getgrgid(account->pw_gid)->gr_name;
+        zwmgmt::SetFixedText(login.user_name, std::string_view(account->pw_name));
+        config.pam_folder = folder;
+        EXPECT_TRUE(audit.Open("/dev/null", &error)) << error;
+    }
+    ~Keepers() override { std::filesystem::remove_all(folder); }
+
+    void JudgeBy(const std::string& module) {
+        std::filesystem::create_directory(folder);
+        std::ofstream(folder + "/korvane-zmagent")
+            << "auth required " + module + "\naccount required " + module + "\n";
+    }
+
+    const std::string folder = testing::TempDir() + "zmagent-pam-" + std::to_string(getpid());
+    std::string group, error;
+    LoginRecord login = {};
+    Config config;
+    Audit audit;
+};
+
+TEST_F(Keepers, GiveANetworkHalfNothingWithoutALogin) {
+    JudgeBy("pam_deny.so");
+    const std::vector<uint8_t> unknown(sizeof(login));
     struct Case {
         const char* what;
         Question question;
@@ -112,18 +118,12 @@ TEST(Keeper, GivesANetworkHalfNothingWithoutALogin) {
          rejected},
         {"a change", {Asked::kRequest, zwmgmt::kNet, zwmgmt::kSetMtu, 1}, {0}, rejected},
         {"no command", {Asked::kRequest, 200, 60000, 0}, {}, rejected},
-        {"an unknown user", {Asked::kLogin, 0, 0, sizeof(LoginRecord)}, login, rejected},
+        {"an unknown user", {Asked::kLogin, 0, 0, sizeof(login)}, unknown, rejected},
         {"half a login", {Asked::kLogin, 0, 0, 4}, {1, 2, 3, 4}, {}},
         {"no kind", {static_cast<Asked>(9), 0, 0, 0}, {}, {}},
         {"too much", {Asked::kRequest, 4, 142, sizeof(LoginRecord) + 1}, {}, {}},
     };
-    Audit audit;
-    std::string error;
-    ASSERT_TRUE(audit.Open("/dev/null", &error)) << error;
     Keeper keeper(audit);
-    const PamFolder folder("pam_deny.so");
-    Config config;
-    config.pam_folder = folder.path;
     for (const Case& row : cases) {
         SCOPED_TRACE(row.what);
         Intruder intruder(keeper, config);
@@ -131,29 +131,18 @@ TEST(Keeper, GivesANetworkHalfNothingWithoutALogin) {
     }
 }
 
-TEST(Keeper, KnowsWhoAsksAndWhatHeMay) {
-    const PamFolder folder("pam_permit.so");
-    Config config;
-    config.pam_folder = folder.path;
-    const passwd* account = getpwuid(getuid());
-    ASSERT_NE(account, nullptr);
-    config.readers = {getgrgid(account->pw_gid)->gr_name};
-    LoginRecord login = {};
-    zwmgmt::SetFixedText(login.user_name, std::string_view(account->pw_name));
-    const auto* bytes = reinterpret_cast<const uint8_t*>(&login);
-    const std::vector<uint8_t> data(bytes, bytes + sizeof(login));
+TEST_F(Keepers, KnowWhoAsksAndWhatHeMay) {
+    JudgeBy("pam_permit.so");
+    config.readers = {group};
     const Question log_in = {Asked::kLogin, 0, 0, sizeof(LoginRecord)};
-    Audit audit;
-    std::string error;
-    ASSERT_TRUE(audit.Open("/dev/null", &error)) << error;
     Keeper keeper(audit);
     Intruder intruder(keeper, config);
-    EXPECT_EQ(intruder.Ask(log_in, data), zwmgmt::kSuccess);
+    EXPECT_EQ(intruder.Ask(log_in, BytesOf(login)), zwmgmt::kSuccess);
     const Question change = {Asked::kRequest, zwmgmt::kNet, zwmgmt::kSetMtu, sizeof(MtuRequest)};
     EXPECT_EQ(intruder.Ask(change, std::vector<uint8_t>(sizeof(MtuRequest))),
               zwmgmt::kNoReadWriteToken);
     // Nobody becomes another one on the way.
-    EXPECT_EQ(intruder.Ask(log_in, data), std::nullopt);
+    EXPECT_EQ(intruder.Ask(log_in, BytesOf(login)), std::nullopt);
 }
 
 TEST(Confirmations, AreOfTheUserOnTheSamePathAfterTheChange) {
@@ -197,19 +186,12 @@ TEST(Confirmations, EndWithThoseThatTheyStandOn) {
 }
 
 /// What a network half may do with packages that is in other hands than its client's.
-TEST(Keeper, TakesOfPackagesWhatWasAnnounced) {
-    const PamFolder folder("pam_permit.so");
-    const passwd* account = getpwuid(getuid());
-    ASSERT_NE(account, nullptr);
-    Config config;
-    config.pam_folder = folder.path;
-    config.operators = {getgrgid(account->pw_gid)->gr_name};
+TEST_F(Keepers, TakeOfPackagesWhatWasAnnounced) {
+    JudgeBy("pam_permit.so");
+    config.operators = {group};
     config.install_hook = "/usr/bin/true";
-    config.spool = folder.path + "/spool";
+    config.spool = folder + "/spool";
     config.package_most_bytes = 40'000;
-    Audit audit;
-    std::string error;
-    ASSERT_TRUE(audit.Open("/dev/null", &error)) << error;
 
     struct Ask {
         Asked asked;
@@ -255,11 +237,8 @@ TEST(Keeper, TakesOfPackagesWhatWasAnnounced) {
         {"options", {file("a", 1, 0x200, "a$b"), file("a", 1, 1, "\6")}, {kBad, kBad}},
         {"options", {file("a", 1, 0x200, "my.conf"), file("a", 1, 1, "\5")}, {0, 0}},
     };
-    LoginRecord login = {};
-    zwmgmt::SetFixedText(login.user_name, std::string_view(account->pw_name));
     const auto send = [](Intruder& intruder, Asked asked, const auto& record, size_t length) {
-        const auto* bytes = reinterpret_cast<const uint8_t*>(&record);
-        std::vector<uint8_t> data(bytes, bytes + sizeof(record));
+        std::vector<uint8_t> data = BytesOf(record);
         data.resize(length);
         return intruder.Ask({asked, 0, 0, static_cast<uint32_t>(length)}, data);
     };
