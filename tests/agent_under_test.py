@@ -2,6 +2,7 @@
 
 import contextlib
 import grp
+import json
 import os
 import pathlib
 import pwd
@@ -23,6 +24,7 @@ CONTEXT = ssl.SSLContext(ssl.PROTOCOL_TLS_CLIENT)
 CONTEXT.check_hostname = False
 CONTEXT.verify_mode = ssl.CERT_NONE
 
+TESTS = pathlib.Path(__file__).resolve().parent
 LEFT_OUT = 77  # what a test ends with that cannot be made
 faults = []
 
@@ -243,6 +245,66 @@ spool = "{self.folder}/spool"
     def wait(self):
         _, said = self.process.communicate(timeout=60)
         return self.process.returncode, said
+
+
+def cases(name):
+    """The cells of tests/NAME, as tests/support.cpp reads them."""
+    names = {"@user": USER.pw_name}
+    for line in (TESTS / name).read_text().splitlines():
+        begin = line.find(" = ") + 3 if line.startswith("@") else 0
+        for word in sorted(names, reverse=True):
+            line = line[:begin] + line[begin:].replace(word, names[word])
+        if begin != 0:
+            names[line[:begin - 3]] = line[begin:]
+        elif line and line[0] != "#":
+            yield [cell.strip() for cell in line.split(" | ")]
+
+
+def lines(text, heading=""):
+    """The "key: value" lines below a heading, with the lines that go on."""
+    found, key = {}, ""
+    for line in text[max(text.find(heading), 0):].splitlines():
+        name, colon, value = (part.strip() for part in line.partition(":"))
+        if colon and name in found:
+            break  # of the next heading
+        key = name if colon else key
+        found[key] = f"{found.get(key, '')} {value if colon else name}".strip()
+    return found
+
+
+def plain(value):
+    """Both sides' words for one thing, alike; what there is not, is empty."""
+    text = re.sub(r" ?\[.*| ?mb/s$|^unknown!.*", "", str(value).lower().strip("[ ]"))
+    if text.startswith("0x"):
+        text = str(int(text.split()[0], 16))
+    words = {"yes": "true", "on": "true", "auto": "true", "no": "false", "off": "false",
+             "fixed": "false"}
+    nothing = ("none", "not reported", "disabled", "d", "n/a", "0")
+    return "" if text in nothing else words.get(text, text)
+
+
+class BesideTheKernelsTools:
+    """What a test case has that asks an agent with ask(), and with tell() the host's shell."""
+
+    def oracle(self, name):
+        """The fields of a port as ethtool and ip tell them."""
+        link = json.loads(self.tell(f"/usr/bin/ip -j link show {name}"))[0]
+        fields, texts = {"name": name, "mtu": str(link["mtu"])}, {}
+        for field, command, heading, key in cases("cases/ethtool_fields"):
+            if command not in texts:
+                texts[command] = self.tell(f"{command} {name} 2>&1 || true")
+            fields[field] = plain(lines(texts[command], heading).get(key, ""))
+        return fields
+
+    def expect_as_told_by_oracle(self, name, location):
+        [port] = self.ask(f"korvane listports pci={location}")["result"]
+        expected = self.oracle(name)
+        self.assertEqual(port.pop("port_instance"), 0)
+        for field, value in port.items():
+            told = plain(value)
+            if expected[field] or told not in ("false", "255"):  # which also say "unknown"
+                self.assertEqual(told, expected[field], f"{name} {field}")
+        return expected
 
 
 @contextlib.contextmanager

@@ -12,6 +12,8 @@ import sys
 import tempfile
 import unittest
 
+from agent_under_test import BesideTheKernelsTools, cases, lines
+
 BIN = pathlib.Path(sys.argv.pop(1)).resolve()
 SOURCE = pathlib.Path(__file__).resolve().parent.parent
 CACHE = pathlib.Path(os.environ.get("XDG_CACHE_HOME") or pathlib.Path.home() / ".cache",
@@ -79,47 +81,6 @@ class Machine:
         return json.loads(told.stdout)
 
 
-def lines(text, heading=""):
-    """The "key: value" lines below a heading, with the lines that go on."""
-    found, key = {}, ""
-    for line in text[max(text.find(heading), 0):].splitlines():
-        name, colon, value = (part.strip() for part in line.partition(":"))
-        if colon and name in found:
-            break  # of the next heading
-        key = name if colon else key
-        found[key] = f"{found.get(key, '')} {value if colon else name}".strip()
-    return found
-
-
-def plain(value):
-    """Both sides' words for one thing, alike; what there is not, is empty."""
-    text = re.sub(r" ?\[.*| ?mb/s$|^unknown!.*", "", str(value).lower().strip("[ ]"))
-    if text.startswith("0x"):
-        text = str(int(text.split()[0], 16))
-    words = {"yes": "true", "on": "true", "auto": "true", "no": "false", "off": "false",
-             "fixed": "false"}
-    nothing = ("none", "not reported", "disabled", "d", "n/a", "0")
-    return "" if text in nothing else words.get(text, text)
-
-
-def cases(name):
-    """The cells of tests/cases/NAME."""
-    for line in (SOURCE / "tests/cases" / name).read_text().splitlines():
-        if not line.startswith("#"):
-            yield [cell.strip() for cell in line.split(" | ")]
-
-
-def oracle(name):
-    """The fields of a port as ethtool and ip tell them."""
-    link = json.loads(machine.run(f"/usr/bin/ip -j link show {name}"))[0]
-    fields, texts = {"name": name, "mtu": str(link["mtu"])}, {}
-    for field, command, heading, key in cases("ethtool_fields"):
-        if command not in texts:
-            texts[command] = machine.run(f"{command} {name} 2>&1 || true")
-        fields[field] = plain(lines(texts[command], heading).get(key, ""))
-    return fields
-
-
 def wait_for_link(name):
     """Drivers take it down for many a change."""
     machine.run(f"timeout {PATIENCE} sh -c 'until grep -q 1 /sys/class/net/{name}/carrier; "
@@ -132,8 +93,14 @@ def wait_for_change():
                        "do sleep 0.1; done; tail -n 1 /audit.log")
 
 
-class Adapters(unittest.TestCase):
+class Adapters(BesideTheKernelsTools, unittest.TestCase):
     maxDiff = None
+
+    def ask(self, words):
+        return machine.ask(words)
+
+    def tell(self, command):
+        return machine.run(command)
 
     def cards(self):
         cards = machine.ask("korvane listadapterprops")["result"]
@@ -141,16 +108,6 @@ class Adapters(unittest.TestCase):
 
     def setUp(self):
         self.at = {name: card["pci_bus_location"] for name, card in self.cards().items()}
-
-    def expect_as_told_by_oracle(self, name):
-        [port] = machine.ask(f"korvane listports pci={self.at[name]}")["result"]
-        expected = oracle(name)
-        self.assertEqual(port.pop("port_instance"), 0)
-        for field, value in port.items():
-            told = plain(value)
-            if expected[field] or told not in ("false", "255"):  # which also say "unknown"
-                self.assertEqual(told, expected[field], f"{name} {field}")
-        return expected
 
     def test_adapters_are_told_as_by_the_kernel(self):
         cards = self.cards()
@@ -169,18 +126,18 @@ class Adapters(unittest.TestCase):
         for name in IDS:
             with self.subTest(name=name):
                 wait_for_link(name)
-                self.expect_as_told_by_oracle(name)
+                self.expect_as_told_by_oracle(name, self.at[name])
 
     def test_properties_are_set_or_all_stays(self):
-        for name, words, outcome in cases("machine_properties"):
+        for name, words, outcome in cases("cases/machine_properties"):
             with self.subTest(name=name, words=words):
                 wait_for_link(name)
-                before = oracle(name)
+                before = self.oracle(name)
                 location = self.at[name]
                 reply = machine.ask(f"korvane setportproperty pci={location} port=0 {words}")
                 log = wait_for_change()
                 wait_for_link(name)
-                told = self.expect_as_told_by_oracle(name)
+                told = self.expect_as_told_by_oracle(name, self.at[name])
                 if outcome[0] == "!":
                     self.assertEqual(reply["status"], 6)
                     self.assertIn(f'reason="{name}: {outcome[2:]}"\n', log)
@@ -237,15 +194,6 @@ class Adapters(unittest.TestCase):
         wait_for_link(VIRTIO)
         self.assertIn(VIRTIO, self.cards())
 
-    def test_the_network_half_is_caged(self):
-        [file] = machine.run("grep -l '[-]-network-half' /proc/[0-9]*/cmdline").split()
-        half = file.removesuffix("/cmdline")
-        status = machine.run(f"cat {half}/status")
-        for name, value in {"CapEff": "0" * 16, "CapBnd": "0" * 16, "NoNewPrivs": "1",
-                            "Seccomp": "2", "Uid": "\t".join(["65534"] * 4)}.items():
-            self.assertIn(f"\n{name}:\t{value}\n", status)
-        self.assertEqual(machine.run(f"readlink {half}/root"), "/empty\n")
-
 
 class Filters(unittest.TestCase):
     """Rules of the adapter on the cable's one end."""
@@ -280,7 +228,7 @@ class Filters(unittest.TestCase):
         return filters
 
     def test_rules_are_filters_as_tc_tells_them(self):
-        for words, expected in cases("traffic_filters"):
+        for words, expected in cases("cases/traffic_filters"):
             with self.subTest(words=words):
                 self.clear()
                 if expected[0] == "!":
