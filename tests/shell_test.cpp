@@ -67,19 +67,3 @@ TEST(Shell, LogsInAnewOnceTheSessionIsLost) {
     EXPECT_EQ(CountOf(run.out, "connection to localhost port"), 1u) << run.out;
     EXPECT_EQ(CountOf(run.out, "Password of"), 1u) << run.out;
 }
-
-TEST(Shell, GoesWithATerminalAndOneHost) {
-    const Table<std::string, std::string> rows = {
-        {"--shell", "--shell needs a terminal; --batch - reads commands from elsewhere"},
-        {"--shell net mtu", "--shell takes its commands at its prompt alone"},
-        {"--shell --batch -", "--shell and --batch exclude each other"},
-        {"--shell --hosts a", "--shell talks to one host: --hosts is not for it"},
-        {"--shell --timeout 1s", "--timeout is not for --shell"},
-        {"--shell --password-file -", "--shell reads standard input"},
-    };
-    for (const auto& [words, reason] : rows) {
-        const ProcessResult run = RunProcess(Words(ZWCLI_PATH " " + words));
-        EXPECT_EQ(run.exit_status, 2) << words;
-        EXPECT_NE(run.err.find(reason), std::string::npos) << run.err;
-    }
-}

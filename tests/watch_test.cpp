@@ -128,28 +128,3 @@ TEST(Watch, ARequestToStopEndsWithTheLastStatus) {
     EXPECT_EQ(json::parse(run.ReadLine())["exit_status"], 0);
     EXPECT_EQ(run.Terminate(), 0);
 }
-
-TEST(Watch, WhatCannotBeWatchedIsRefused) {
-    const std::string watch = "--watch 1s --count 1 ", only = "--watch is for one command";
-    const Table<std::string, std::string> rows = {
-        {watch + "net mtu set ifname=eth2 mtu=9000", "this command changes something"},
-        {watch + "filter maxfilters set ifname=eth2 max=512", "this command changes something"},
-        {watch + "system unloaddriver drvname=x3_tom", "this command changes something"},
-        {watch + "filter showcomb", "this command needs no agent"},
-        {watch + "hosts a", "--watch is not for hosts"},
-        {watch + "--rate" + kDrivers, "this command shows no counters"},
-        {watch + "--hosts a,b" + kDrivers, only},
-        {watch + "--batch -", only},
-        {watch + "--dry-run" + kDrivers, only},
-        {"--watch 99ms" + kDrivers, "--watch: at least 100ms"},
-        {"--watch 2" + kDrivers, "--watch: "},
-        {"--rate" + kStatistics, "--rate is for --watch"},
-        {"--count 2" + kDrivers, "--count is for --watch"},
-    };
-    for (const auto& [words, reason] : rows) {
-        const ProcessResult run = Zwcli(1, Words(words));
-        EXPECT_EQ(run.exit_status, 2) << words;
-        EXPECT_NE(run.err.find(reason), std::string::npos) << words << run.err;
-    }
-    EXPECT_EQ(Zwcli(1, Words(watch + "filter maxfilters get ifname=eth2")).exit_status, 3);
-}

@@ -37,13 +37,10 @@ class Job {
 
     void AwaitPrompt() {
         const std::string prompt = "Password of operator for 127.0.0.1: ";
-        for (size_t found = std::string::npos; found == std::string::npos;
-             found = shown.find(prompt, seen)) {
-            char byte = 0;
-            if (read(terminal, &byte, 1) != 1) return;
+        std::string shown;
+        for (char byte; !shown.ends_with(prompt) && read(terminal, &byte, 1) == 1;) {
             shown.push_back(byte);
         }
-        seen = shown.size();
     }
     void Type(const std::string& keys) { (void)!write(terminal, keys.data(), keys.size()); }
     /// By its keys, where it has some.
@@ -85,8 +82,6 @@ class Job {
     int terminal = -1;
     int reports = -1;
     pid_t pid = -1;
-    std::string shown;
-    size_t seen = 0;
 };
 
 class AtATerminal : public testing::Test {
