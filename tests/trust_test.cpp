@@ -58,18 +58,14 @@ std::string FingerprintOf(EVP_PKEY* key) {
     return "SHA256:" + std::string(reinterpret_cast<char*>(text), 43);
 }
 
-ProcessResult Front(std::vector<std::string> words) {
-    words.insert(words.begin(), ZWCLI_PATH);
-    return RunProcess(words);
-}
+ProcessResult Front(const std::string& words) { return RunProcess(Words(ZWCLI_PATH " " + words)); }
 
 /// A file of known agents of the test's own.
 struct KnownFile : TemporaryFile {
     explicit KnownFile(const std::string& text = "") : TemporaryFile(text, ".known") {}
     ~KnownFile() { std::filesystem::remove(Path() + ".lock"); }
-    ProcessResult Agents(std::vector<std::string> words) const {
-        words.insert(words.begin(), {"--known-agents", Path(), "agents"});
-        return Front(words);
+    ProcessResult Agents(const std::string& words) const {
+        return Front("--known-agents " + Path() + " agents " + words);
     }
 };
 
@@ -119,16 +115,16 @@ TEST(Trust, EveryModeJudgesEveryCertificate) {
             TestAgent agent(host, options);
             const std::string name = "127.0.0.1:" + std::to_string(agent.Port());
             const KnownFile known(name + " " + FingerprintOf(key.get()) + "\n");
-            const auto run = [&](std::vector<std::string> words) {
-                words.insert(words.end(), {"--host", name, "system", "listdrivers"});
-                return Front(words).exit_status;
+            const Table<std::string, int> modes = {
+                {"--known-agents " + known.Path(), row.known},
+                {"--verify strict --known-agents " + known.Path(), row.strict},
+                {"--verify ca --ca " + authorities.Path(), row.by_authority},
+                {"--verify off", 0},
             };
-            EXPECT_EQ(run({"--known-agents", known.Path()}), row.known) << row.what;
-            EXPECT_EQ(run({"--verify", "strict", "--known-agents", known.Path()}), row.strict)
-                << row.what;
-            EXPECT_EQ(run({"--verify", "ca", "--ca", authorities.Path()}), row.by_authority)
-                << row.what;
-            EXPECT_EQ(run({"--verify", "off"}), 0) << row.what;
+            for (const auto& [mode, exit_status] : modes) {
+                const ProcessResult run = Front(mode + " --host " + name + " system listdrivers");
+                EXPECT_EQ(run.exit_status, exit_status) << row.what << ": " << mode;
+            }
         }
     }
 }
@@ -145,20 +141,19 @@ TEST(Trust, AnAgentMayAskWhoTheClientIs) {
     SetReadableByOthers(no_key.Path(), false);
     SetReadableByOthers(own_pair.Path(), true);
     const auto pair = [](const TemporaryFile& certificate, const TemporaryFile& with_key) {
-        return std::vector<std::string>{"--client-cert", certificate.Path(), "--client-key",
-                                        with_key.Path()};
+        return "--client-cert " + certificate.Path() + " --client-key " + with_key.Path();
     };
     // The exit statuses of a command, and of a look at the key alone.
-    const Table<int, std::vector<std::string>, int, int, std::string> rows = {
+    const Table<int, std::string, int, int, std::string> rows = {
         {TLS1_3_VERSION, pair(good_pair, good_pair), 0, 0, ""},
         {TLS1_2_VERSION, pair(good_pair, good_pair), 0, 0, ""},
-        {TLS1_3_VERSION, {}, 3, 0, ""},  // why is told where it comes before the opening is sent
-        {TLS1_2_VERSION, {}, 3, 3, "handshake failure"},
+        {TLS1_3_VERSION, "", 3, 0, ""},  // why is told where it comes before the opening is sent
+        {TLS1_2_VERSION, "", 3, 3, "handshake failure"},
         {TLS1_3_VERSION, pair(own_pair, good_pair), 3, 0, ""},
         {TLS1_3_VERSION, pair(good_pair, no_key), 2, 3, " with the key " + no_key.Path()},
-        {TLS1_3_VERSION, {"--client-key", no_key.Path()}, 2, 2, "go together"},
-        {TLS1_2_VERSION, {"--tls-min", "1.3"}, 3, 3, "TLS"},
-        {TLS1_3_VERSION, {"--tls-min", "1.1"}, 2, 2, "1.1"},
+        {TLS1_3_VERSION, "--client-key " + no_key.Path(), 2, 2, "go together"},
+        {TLS1_2_VERSION, "--tls-min 1.3", 3, 3, "TLS"},
+        {TLS1_3_VERSION, "--tls-min 1.1", 2, 2, "1.1"},
         {TLS1_3_VERSION, pair(good_pair, own_pair), 2, 3, "other users can read the key"},
     };
     zmsim::ScenarioHost host(BuiltinScenario("linux"));
@@ -167,13 +162,11 @@ TEST(Trust, AnAgentMayAskWhoTheClientIs) {
         serving.tls_version = version;
         serving.client_authorities = authorities.Path();
         TestAgent agent(host, serving);
-        const Table<std::vector<std::string>, int> commands = {
-            {{"system", "listdrivers"}, asked}, {{"agents", "scan", "127.0.0.1"}, scanned}};
+        const Table<const char*, int> commands = {{" system listdrivers", asked},
+                                                  {" agents scan 127.0.0.1", scanned}};
         for (const auto& [command, exit_status] : commands) {
-            std::vector<std::string> words = options;
-            words.insert(words.end(), command.begin(), command.end());
-            const ProcessResult run = Zwcli(agent.Port(), words);
-            EXPECT_EQ(run.exit_status, exit_status) << command[0] << why << run.err;
+            const ProcessResult run = Zwcli(agent.Port(), Words(options + command));
+            EXPECT_EQ(run.exit_status, exit_status) << command << why << run.err;
             EXPECT_TRUE(exit_status == 0 || run.err.find(why) != run.err.npos) << run.err;
         }
     }
@@ -182,22 +175,20 @@ TEST(Trust, AnAgentMayAskWhoTheClientIs) {
 TEST(Trust, AnImpostorGetsNothing) {
     const TemporaryFile password("secret\n");
     const TemporaryFile authorities(ContentOf(CERTIFICATE));
-    const Table<std::vector<std::string>, const char*> rows = {
-        {{"--verify", "known"}, "has changed; nothing was sent to it"},
-        {{"--verify", "strict"}, "has changed; nothing was sent to it"},
-        {{"--verify", "ca", "--ca", authorities.Path()}, "self-signed certificate"},
+    const Table<std::string, const char*> rows = {
+        {"--verify known --known-agents KNOWN", "has changed; nothing was sent to it"},
+        {"--verify strict --known-agents KNOWN", "has changed; nothing was sent to it"},
+        {"--verify ca --ca " + authorities.Path(), "self-signed certificate"},
     };
     for (const auto& [mode, why] : rows) {
         Impostor impostor;
         const std::string name = "127.0.0.1:" + std::to_string(impostor.agent.Port());
         const KnownFile known(name + " " + kSomeKey + "\n");
-        std::vector<std::string> words = mode;
-        if (mode[1] != "ca") words.insert(words.end(), {"--known-agents", known.Path()});
-        words.insert(words.end(), {"--host", name, "--user", "operator", "--password-file",
-                                   password.Path(), "system", "listdrivers"});
-        const ProcessResult run = Front(words);
-        EXPECT_EQ(run.exit_status, 3) << mode[1];
-        EXPECT_EQ(run.out, "") << mode[1];
+        const ProcessResult run =
+            Front(Replaced(mode, "KNOWN", known.Path()) + " --host " + name +
+                  " --user operator --password-file " + password.Path() + " system listdrivers");
+        EXPECT_EQ(run.exit_status, 3) << mode;
+        EXPECT_EQ(run.out, "") << mode;
         EXPECT_NE(run.err.find(why), run.err.npos) << run.err;
         EXPECT_EQ(impostor.got, "") << mode[1];
     }
@@ -271,21 +262,18 @@ TEST(Trust, AFirstContactIsRecordedAndSaid) {
     const std::string name = "127.0.0.1:" + std::to_string(agent.Port());
     for (const bool hashed : {false, true}) {
         const KnownFile known("# mine");
-        std::vector<std::string> words = {"--known-agents", known.Path(), "--host", name};
-        if (hashed) words.emplace_back("--hash-agents");
-        words.insert(words.end(), {"system", "listdrivers"});
+        const std::string words = "--known-agents " + known.Path() + " --host " + name +
+                                  (hashed ? " --hash-agents" : "") + " system listdrivers";
         const ProcessResult first = Front(words);
         EXPECT_EQ(first.exit_status, 0);
         EXPECT_NE(first.err.find("first contact with 127.0.0.1 port "), first.err.npos);
-        const std::string key = known.Agents({"scan", name}).out;
-        EXPECT_EQ(known.Agents({"list"}).out == key, !hashed);
+        EXPECT_EQ(known.Agents("list").out == known.Agents("scan " + name).out, !hashed);
         EXPECT_EQ(ContentOf(known.Path()).find("# mine\n"), 0u);
         EXPECT_EQ(ContentOf(known.Path()).find(name) == std::string::npos, hashed);
-        words.insert(words.begin(), {"--verify", "strict"});
-        EXPECT_EQ(Front(words).err, "");
-        EXPECT_EQ(known.Agents({"remove", name}).exit_status, 0);
+        EXPECT_EQ(Front("--verify strict " + words).err, "");
+        EXPECT_EQ(known.Agents("remove " + name).exit_status, 0);
         EXPECT_EQ(ContentOf(known.Path()), "# mine\n");
-        EXPECT_EQ(Front(words).exit_status, 3);
+        EXPECT_EQ(Front("--verify strict " + words).exit_status, 3);
     }
 }
 
@@ -318,15 +306,15 @@ TEST(Trust, TheFileIsReadStrictlyAndAgentsAreNamed) {
     };
     for (const auto& [text, words, exit_status] : rows) {
         const KnownFile known(text);
-        const ProcessResult run = known.Agents(Words(words));
+        const ProcessResult run = known.Agents(words);
         EXPECT_EQ(run.exit_status, exit_status) << words << ": " << run.err;
         if (exit_status != 0) {
             EXPECT_EQ(ContentOf(known.Path()), text) << words;
         }
     }
     const KnownFile known("node7:1 " + kSomeKey + "\n");
-    EXPECT_EQ(known.Agents({"add", "node7:1", kSomeKey}).exit_status, 0);
-    EXPECT_EQ(known.Agents({"add", "node7:1", "SHA256:" + std::string(43, 'B')}).exit_status, 1);
+    EXPECT_EQ(known.Agents("add node7:1 " + kSomeKey).exit_status, 0);
+    EXPECT_EQ(known.Agents("add node7:1 SHA256:" + std::string(43, 'B')).exit_status, 1);
 }
 
 TEST(Trace, TellsEveryMessageAndNoSecret) {
@@ -335,15 +323,13 @@ TEST(Trace, TellsEveryMessageAndNoSecret) {
     agent::Options options;
     options.login = agent::OneUser{"operator", secret};
     SimulatedAgent agent("linux", options);
-    const std::vector<std::string> login = {"--user",        "operator", "--password-file",
-                                            password.Path(), "system",   "listdrivers"};
-    const auto run = [&](std::vector<std::string> words) {
-        words.insert(words.end(), login.begin(), login.end());
-        return Zwcli(agent.Port(), words);
+    const auto run = [&](const std::string& words) {
+        return Zwcli(agent.Port(), Words(words + " --user operator --password-file " +
+                                         password.Path() + " system listdrivers"));
     };
-    const std::string answer = run({"--trace", plain.Path()}).out;
+    const std::string answer = run("--trace " + plain.Path()).out;
     const ProcessResult seen =
-        run({"--trace", whole.Path(), "--trace-data", "--keylog", keys.Path()});
+        run("--trace " + whole.Path() + " --trace-data --keylog " + keys.Path());
     EXPECT_EQ(seen.out, answer);
     EXPECT_TRUE(seen.err.ends_with("whoever has " + keys.Path() + " can read this session\n"));
     EXPECT_EQ(ContentOf(keys.Path()).find("CLIENT_HANDSHAKE_TRAFFIC_SECRET"),
@@ -379,8 +365,8 @@ TEST(Trace, TellsEveryMessageAndNoSecret) {
         }
         EXPECT_FALSE(std::getline(lines, line)) << line;
     }
-    for (const char* option : {"--trace", "--keylog"}) {
-        const ProcessResult refused = run({option, "/no/such/folder/file"});
+    for (const std::string option : {"--trace", "--keylog"}) {
+        const ProcessResult refused = run(option + " /no/such/folder/file");
         EXPECT_EQ(refused.exit_status, 2);
         EXPECT_NE(refused.err.find("/no/such/folder/file: "), std::string::npos) << refused.err;
     }
@@ -413,12 +399,12 @@ TEST(Trust, ManyProcessesRecordAtOnceAndLoseNone) {
     std::vector<std::thread> threads;
     for (int i = 0; i < kProcesses; ++i) {
         threads.emplace_back([&, i] {
-            const std::string name = "node" + std::to_string(i / 2) + ":1";
-            EXPECT_EQ(known.Agents({"add", name, kSomeKey}).exit_status, 0);
+            const std::string name = "node" + std::to_string(i / 2) + ":1 ";
+            EXPECT_EQ(known.Agents("add " + name + kSomeKey).exit_status, 0);
         });
     }
     for (std::thread& thread : threads) thread.join();
     const std::string text = ContentOf(known.Path());
     EXPECT_EQ(std::ranges::count(text, '\n'), kProcesses / 2);
-    EXPECT_EQ(known.Agents({"list"}).out, text);
+    EXPECT_EQ(known.Agents("list").out, text);
 }
