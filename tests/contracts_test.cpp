@@ -1,5 +1,5 @@
 /// Commands by contract: what words become on the wire, what comes back of a reply, and what is
-/// said. A line of tests/contracts is a case of six cells, cut at " | ":
+/// said. A line of tests/contracts is a case of seven cells, cut at " | ":
 ///
 ///   agents   "linux xen": agents that answer as the case says. "sim linux": a new simulated host;
 ///            "+": the one before
@@ -9,6 +9,7 @@
 ///   request  opcode, length and pieces of what is sent, "-": nothing is; empty: whatever it is
 ///   printed  all of it; where "request" stands alone, without the line about the reply
 ///   result   of the call; 1 where nothing is sent, otherwise 0
+///   json     what is made of the data
 ///
 /// Pieces are "offset:text" or "offset=hex", os stands for the agent's byte; all else is zero.
 #include <algorithm>
@@ -27,7 +28,7 @@ namespace {
 struct Case {
     std::string agents;
     std::vector<std::string> words;
-    std::string reply, request, printed, result;
+    std::string reply, request, printed, result, json;
 };
 
 uint8_t OsNamed(const std::string& name) {
@@ -61,7 +62,9 @@ std::vector<std::pair<std::string, bool>> AtBounds(const std::string& value) {
 
 std::vector<Case> CasesOf(const std::vector<std::string>& row) {
     const size_t open = row[1].find('{'), close = row[1].find('}');
-    if (open == row[1].npos) return {{row[0], Words(row[1]), row[2], row[3], row[4], row[5]}};
+    if (open == row[1].npos) {
+        return {{row[0], Words(row[1]), row[2], row[3], row[4], row[5], row[6]}};
+    }
     const auto words = [&](const std::string& text) {
         return Words(row[1].substr(0, open) + text + row[1].substr(close + 1));
     };
@@ -72,8 +75,9 @@ std::vector<Case> CasesOf(const std::vector<std::string>& row) {
             const std::string text = tried.substr(0, sign), bytes = tried.substr(sign + 1);
             const std::string request = Replaced(row[3], "%", bytes);
             const std::string printed = Replaced(row[4], "%", text);
-            cases.push_back(within ? Case{row[0], words(text), "", "", "", ""}
-                                   : Case{row[0], words(text), row[2], request, printed, row[5]});
+            cases.push_back(
+                within ? Case{row[0], words(text), "", "", "", "", ""}
+                       : Case{row[0], words(text), row[2], request, printed, row[5], row[6]});
         }
     }
     return cases;
@@ -184,11 +188,12 @@ void Keep(const Case& one, uint8_t os_type, const std::string& what, Exchanges* 
         EXPECT_TRUE(exchange->sent == Block(request, os_type)) << what << Shown(exchange->sent);
     }
     EXPECT_TRUE(exchange->opcode == 0 || session.message.status == exchange->reply.status) << what;
-    if (data.empty() || exchange->reply.status != kSuccess) return;
+    if (one.json.empty() && (data.empty() || exchange->reply.status != kSuccess)) return;
     Result as_value(session, given.Get(), session.result.data());
     std::string json;
     EXPECT_TRUE(as_value.Render(ResultFormat::kJsonLine, &json) && nlohmann::json::accept(json))
         << what << json;
+    EXPECT_TRUE(one.json.empty() || json == one.json + '\n') << what << json;
 }
 
 void KeepAll(const std::string& family) {

@@ -16,8 +16,9 @@ import tempfile
 import threading
 import time
 
+from agent_under_test import LEFT_OUT, check, faults
+
 BIN, SCRIPT = sys.argv[1:3]
-SKIPPED = 77
 FILTER = "filter add pci=0000:05:00.4 id=8 type=ipv6 lip=fe80::1/64 tos=0x4:0xf dmac=00:11:22:33:44:55"
 COMMANDS = [
     "korvane listadapterprops", "korvane listports pci=0000:05:00.4",
@@ -29,7 +30,6 @@ COMMANDS = [
     "system loaddriver drvname=x3_tom", "tm add ifname=eth2 id=1 policy=dst\u00a0port\u00a080=>ddp",
     "tm list", "net mtu set ifname=eth2 mtu=9000", "--wait net traceroute host=beta",
 ]
-failures = []
 
 
 def zwcli(port, words, *options):
@@ -93,23 +93,20 @@ def compare(shown, told):
     head = {name: value for name, value in shown if name.startswith("korvane.header.")}
     for name, key in (("service", "service_number"), ("opcode", "opcode"), ("status", "status"),
                       ("data_length", "length")):
-        if int(head["korvane.header." + name]) != told[key]:
-            failures.append(f"{where}: {name} {head}")
-    if shown[0][1].split(" ", 1 if told["service_number"] else 0)[-1] != told["command"]:
-        failures.append(f"{where}: is called {shown[0][1]}")
+        check(int(head["korvane.header." + name]) == told[key], f"{where}: {name} {head}")
+    called = shown[0][1].split(" ", 1 if told["service_number"] else 0)[-1]
+    check(called == told["command"], f"{where}: is called {called}")
     fields = [(name.split(".")[-1], value) for name, value in shown[1:] if name not in head]
     if "records" not in told:
         password = [value for name, value in fields if name == "password"]
-        if fields and password != ["(hidden)"]:
-            failures.append(f"{where}: fields {fields}")
+        check(not fields or password == ["(hidden)"], f"{where}: fields {fields}")
         return
     records = [(name.split(".")[-1], value) for record in told["records"]
                for name, value in record.items()]
-    if len(fields) != len(records):
-        failures.append(f"{where}: {len(fields)} fields for {len(records)}")
+    check(len(fields) == len(records), f"{where}: {len(fields)} fields for {len(records)}")
     for (name, value), (told_name, told_value) in zip(fields, records):
-        if name != told_name or not as_shown(told_value, value):
-            failures.append(f"{where}: {name} {value!r} for {told_name} {told_value!r}")
+        check(name == told_name and as_shown(told_value, value),
+              f"{where}: {name} {value!r} for {told_name} {told_value!r}")
 
 
 def layers(packets):
@@ -141,12 +138,11 @@ def compare_sessions(version):
         told = [json.loads(line) for line in file]
     # The farewell is shown alone; the trace does not have it.
     messages = [message for message in messages if message[0][1] != "logout"]
-    if len(messages) != len(told):
-        failures.append(f"TLS {version}: {len(messages)} messages for {len(told)}")
+    check(len(messages) == len(told), f"TLS {version}: {len(messages)} messages for {len(told)}")
     for message, line in zip(messages, told):
         compare(message, line)
-    if analyse(name, port, "-Y", "korvane.wrong_length || korvane.unasked || _ws.malformed"):
-        failures.append(f"TLS {version}: marks right messages")
+    marked = analyse(name, port, "-Y", "korvane.wrong_length || korvane.unasked || _ws.malformed")
+    check(not marked, f"TLS {version}: marks right messages")
     return True
 
 
@@ -175,15 +171,14 @@ def mark_lies():
     marks = analyse(name, port, "-Y", "korvane", "-O", "korvane")
     for text in ("5 bytes where a capabilities has 33", "28 bytes where a capabilities has 33",
                  "Nobody asked for this"):
-        if text not in marks:
-            failures.append("does not mark: " + text)
+        check(text in marks, "does not mark: " + text)
 
 
 def main():
     for tool in ("tshark", "dumpcap"):
         if shutil.which(tool) is None:
             print("skipped: no " + tool)
-            return SKIPPED
+            return LEFT_OUT
     with tempfile.TemporaryDirectory() as folder:
         os.chdir(folder)
         package = folder + "/KorvaneZwire-4.3.0.tar.gz"
@@ -198,11 +193,11 @@ def main():
             file.write(open("key").read() + open("certificate").read())
         if not compare_sessions("1.3"):
             print("skipped: packets of the loopback cannot be captured")
-            return SKIPPED
+            return LEFT_OUT
         compare_sessions("1.2")
         mark_lies()
-    print("\n".join(failures))
-    return 1 if failures else 0
+    print("\n".join(faults))
+    return bool(faults)
 
 
 sys.exit(main())

@@ -12,6 +12,8 @@ import sys
 
 import jsonschema
 
+from agent_under_test import check, faults
+
 BIN, DOCS = sys.argv[1:3]
 
 # Words, then the systems whose agents answer with data ("" is all).
@@ -71,12 +73,6 @@ WORDS = {
     **dict.fromkeys(["flow_control", "ipv4_checksum", "tcp_checksum_ipv4", "tcp_checksum_ipv6",
                      "udp_checksum_ipv4", "udp_checksum_ipv6"], DIRECTIONS),
 }
-failures = []
-
-
-def check(right, what):
-    if not right:
-        failures.append(what)
 
 
 def run(port, form, question, options=()):
@@ -240,8 +236,8 @@ def main():
         finally:
             agent.terminate()
             agent.wait()
-    print("\n".join(failures))
-    return 1 if failures else 0
+    print("\n".join(faults))
+    return bool(faults)
 
 
 sys.exit(main())

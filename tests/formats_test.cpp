@@ -66,49 +66,6 @@ TEST(Formats, HostileTextsStayTextsInEveryFormat) {
     }
 }
 
-TEST(Formats, ShowNoPhantomRecords) {
-    const Table<Bytes, size_t> rows = {
-        {Bytes(), 0},
-        {{0xFF}, 0},           // an end mark alone
-        {Bytes(100, 'x'), 0},  // a record that is cut
-        {Drivers({"a"}, {0xFF}), 1},
-        {Drivers({"a", "b"}, Bytes(256, 'x')), 2},  // the third is cut
-    };
-    for (const auto& [data, count] : rows) {
-        const json records = json::parse(Rendered(ReplyOf(data), ResultFormat::kJson));
-        EXPECT_EQ(records.size(), count) << data.size();
-        EXPECT_TRUE(records.is_array());
-        const std::string csv = Rendered(ReplyOf(data), ResultFormat::kCsv);
-        EXPECT_EQ(static_cast<size_t>(std::count(csv.begin(), csv.end(), '\n')), count + 1);
-    }
-}
-
-TEST(Formats, RunsAndBlocksEndWithTheirLastWholeRecord) {
-    const Table<std::vector<std::string>, Bytes, std::string> rows = {
-        {{"filter", "maxfilters", "get", "ifname=eth2"}, Bytes(3), "null"},
-        {{"filter", "maxfilters", "get", "ifname=eth2"}, Bytes(4), R"({"max":0})"},
-        {{"net", "ping", "getresult"}, Bytes(9), "null"},
-        {{"net", "ping", "getresult"}, Bytes(10), R"({"sent":0,"received":0,"avg_rtt_ms":0})"},
-        {{"filter", "listx3"}, Bytes(239), R"([{"id":0}])"},
-        {{"filter", "list", "pci=1", "show=all"},
-         {'F', 'i', 'l', 't', 'e', 'r', ' ', 'i', 'd', ' ', '1', '2'},
-         R"([{"id":12}])"},
-        {{"filter", "listx3"}, Bytes(240), R"([{"id":0},{"id":0}])"},
-    };
-    for (const auto& [words, data, records] : rows) {
-        CannedHost host(ReplyOf(data));
-        Linked session(host);
-        CommandWords command(Pointers(words).data(), words.size());
-        Result result(session, command.Request(), session.result.data());
-        std::string text;
-        EXPECT_TRUE(result.Render(ResultFormat::kJsonLine, &text));
-        EXPECT_EQ(text, records + "\n") << words[1] << data.size();
-        const bool unheard = words[1] == "ping";
-        EXPECT_EQ(result.Status(), unheard ? uint32_t{kHostNotReached} : uint32_t{kSuccess});
-        EXPECT_STREQ(result.Message(), unheard ? StatusText(kHostNotReached) : "");
-    }
-}
-
 TEST(Formats, TablesFitTheirWidth) {
     const Bytes run = Drivers({std::string(100, 'd'), "short"}, {0xFF});
     const Description& drivers = *FindDescription(kListDrivers);

@@ -4,6 +4,8 @@ import random
 import subprocess
 import sys
 
+from agent_under_test import check, faults
+
 try:
     from ClusterShell.NodeSet import NodeSet
 except ImportError:
@@ -25,7 +27,6 @@ WRONG = [("", "a host is missing at the end"), ("a,,b", "column 3: a host is mis
          ("n[1-1000001]", "a million"), ("n[0-999][1-999999999999999999]", "a million"),
          ("n:99999", "port"), (":35", "names no host"), ("@/nowhere", "cannot read /nowhere: "),
          ("a\nb,n[\n", 'standard input line 2, column 3: "n["'), ("@x\n", "names no other")]
-failures = []
 
 
 def hosts(expression, *words):
@@ -33,11 +34,6 @@ def hosts(expression, *words):
     done = subprocess.run([ZWCLI, *words, "-" if is_file else expression], capture_output=True,
                           text=True, timeout=60, input=expression if is_file else "")
     return done.returncode, done.stdout, done.stderr
-
-
-def check(right, what):
-    if not right:
-        failures.append(str(what))
 
 
 def compare(expression):
@@ -82,5 +78,5 @@ for each, expected in WRONG:
 check(hosts("n[1-4]", "--exclude", "n[2-3]", "--format", "jsonl", "hosts")[1] ==
       '{"command":"hosts","result":{"count":2,"folded":"n[1,4]","hosts":["n1","n4"]},'
       '"exit_status":0}\n', "JSON")
-print("\n".join(failures))
-sys.exit(1 if failures else 0)
+print("\n".join(map(str, faults)))
+sys.exit(bool(faults))
