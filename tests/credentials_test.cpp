@@ -17,9 +17,8 @@ TEST(Credentials, AreUsedBeforeAsking) {
     constexpr bool kPrivate = false;
     constexpr bool kShared = true;
     const auto run_front_end = [&] {
-        return RunProcess(
-            home.Within({ZWCLI_PATH, "--verify", "off", "--port", std::to_string(agent.Port()),
-                         "--user", "keeper", "system", "listdrivers"}));
+        const std::string words = " --verify off --user keeper system listdrivers --port ";
+        return RunProcess(home.Within(Words(ZWCLI_PATH + words + std::to_string(agent.Port()))));
     };
     const Table<std::string, bool, int, std::string> rows = {
         {"keeper secret\n", kPrivate, 0, ""},

@@ -98,28 +98,21 @@ TEST(Messages, RepliesAreWhatTheirDescriptionsSay) {
 TEST(DryRun, TellsWhatHappensWithoutAnAgentAndSendsNoRequestToOne) {
     Keeper host(kLinux);
     TestAgent agent(host, host.Tapping());
-    const Table<std::vector<std::string>, int, std::string> rows = {
-        {{"--agent-os", "linux", "net", "mtu", "set", "ifname=eth2", "mtu=9000"},
-         0,
+    const Table<std::string, int, std::string> rows = {
+        {"--agent-os linux net mtu set ifname=eth2 mtu=9000", 0,
          "     64      4  mtu             9000   bytes\n"},
-        {{"net", "mtu", "set", "ifname=eth2", "mtu=9000"}, 0, "Would change something: sets the"},
-        {{"--agent-os", "linux", "net", "ping", "ip=10.0.0.0", "ipversion=ipv4"},
-         0,
-         "  10.0.0.0\n"},
-        {{"--agent-os", "linux", "filter", "add", "pci=0", "fip=2001:db8::/32", "x4action=drop"},
-         0,
-         "  2001:db8::\n"},
-        {{"net", "ping", "host=beta"}, 0, "Would change nothing: makes the host ping another"},
-        {{"--agent-os", "xen", "net", "traceroute", "host=beta"}, 5, ""},
-        {{"--agent-os", "windows", "net", "mtu", "set", "mtu=9000"}, 2, "please specify IfName\n"},
-        {{"filter", "showcomb"}, 2, ""},
-        {{"--format", "csv", "tm", "list"}, 2, ""},
+        {"net mtu set ifname=eth2 mtu=9000", 0, "Would change something: sets the"},
+        {"--agent-os linux net ping ip=10.0.0.0 ipversion=ipv4", 0, "  10.0.0.0\n"},
+        {"--agent-os linux filter add pci=0 fip=2001:db8::/32 x4action=drop", 0, "  2001:db8::\n"},
+        {"net ping host=beta", 0, "Would change nothing: makes the host ping another"},
+        {"--agent-os xen net traceroute host=beta", 5, ""},
+        {"--agent-os windows net mtu set mtu=9000", 2, "please specify IfName\n"},
+        {"filter showcomb", 2, ""},
+        {"--format csv tm list", 2, ""},
     };
     for (const auto& [words, exit_status, text] : rows) {
-        SCOPED_TRACE(testing::PrintToString(words));
-        std::vector<std::string> dry = {"--dry-run"};
-        dry.insert(dry.end(), words.begin(), words.end());
-        const ProcessResult run = Zwcli(agent.Port(), dry);
+        SCOPED_TRACE(words);
+        const ProcessResult run = Zwcli(agent.Port(), Words("--dry-run " + words));
         EXPECT_EQ(run.exit_status, exit_status) << run.err;
         EXPECT_NE(run.out.find(text), std::string::npos) << run.out;
     }

@@ -76,9 +76,6 @@ TEST(PolicyCompiler, SpellingsGiveOneProgram) {
             EXPECT_EQ(row[1] == "-" ? "-" : Listing(policy), row[1]) << spelling;
         }
     }
-    EXPECT_EQ(
-        Listing(Compiled("(dst port 80 or dst port 443) and (vlan 1 or vlan 6) => ddp", &error)),
-        "dst port 80 2 1; dst port 443 2 F; vlan 1 T 3; vlan 6 T F");
 }
 
 TEST(PolicyCompiler, SaysWhatIsWrongAndWhere) {

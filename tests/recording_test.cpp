@@ -191,9 +191,8 @@ TEST(Recording, IsMadeAndAnsweredFromByTheProgram) {
     SimulatedAgent agent("xen");
     const TemporaryFile known("");
     const std::string path = known.Path() + ".jsonl";
-    const std::vector<std::string> record = {
-        ZMSIM_PATH,       "--record",  path, "--agent", "127.0.0.1:" + std::to_string(agent.Port()),
-        "--known-agents", known.Path()};
+    const auto record = Words(ZMSIM_PATH " --record " + path + " --known-agents " + known.Path() +
+                              " --agent 127.0.0.1:" + std::to_string(agent.Port()));
     const auto drivers = [](BackgroundProcess& simulator) {
         const auto port = static_cast<uint16_t>(std::stoi(simulator.ReadLine()));
         return Zwcli(port, {"system", "listdrivers"}).out;

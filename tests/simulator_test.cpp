@@ -115,9 +115,9 @@ TEST(Simulator, TakesAScenarioALoginAndACertificate) {
         R"({"os": "esx", "word_size": 4, "adapters": [{"chip_type": "X5", "card_name": "vmnic7"}]})");
     const TemporaryFile password("secret\r\n");
     const TemporaryFile pair(CertificateAndKey());
-    BackgroundProcess simulator({ZMSIM_PATH, "--scenario", scenario.Path(), "--user", "admin",
-                                 "--password-file", password.Path(), "--certificate", pair.Path(),
-                                 "--tls", "1.2", "--listen", "127.0.0.2"});
+    BackgroundProcess simulator(Words(ZMSIM_PATH " --tls 1.2 --listen 127.0.0.2 --scenario " +
+                                      scenario.Path() + " --user admin --password-file " +
+                                      password.Path() + " --certificate " + pair.Path()));
     const uint16_t port = PortOf(simulator);
     TestSession session;
     ASSERT_EQ(session.CLConnectToServer("127.0.0.2", "admin", port, session.result.data()),
@@ -145,41 +145,38 @@ TEST(Simulator, RefusesWrongOptions) {
     const std::string device = irregular.front() == pipe ? irregular.back() : irregular.front();
     CannedHost host;
     TestAgent other(host);
-    const auto password = [](const std::string& file) {
-        return std::vector<std::string>{"--user", "u", "--password-file", file};
+    const std::string password = "--user u --password-file ";
+    const Table<std::string, int, std::string> rows = {
+        {"--os plan9", 2, "plan9"},
+        {"--word-size 5", 2, "5"},
+        {"--user u", 2, "--password-file"},
+        {"--user \"\" --password-file " + empty.Path(), 2, "--user: the value is empty"},
+        {"--port 65536", 2, "65536"},
+        {"--tls 1.1", 2, "1.1"},
+        {"--scenario /no/such", 2, "cannot read /no/such: there is no such file"},
+        {"--scenario " + folder, 2, "neither a file nor a pipe"},
+        {"--scenario " + device, 2, "neither a file nor a pipe"},
+        {password + folder, 2, "neither a file nor a pipe"},
+        {password + device, 2, "neither a file nor a pipe"},
+        {password + empty.Path(), 2, "no password: it is empty"},
+        {password + long_line.Path(), 2, "longer than 64 bytes"},
+        {password + with_nul.Path(), 2, "a NUL byte"},
+        {"--certificate /no/such", 1, "cannot read /no/such: there is no such file"},
+        {"--certificate " + folder, 1, "neither a file nor a pipe"},
+        {"--certificate " + empty.Path(), 1, "cannot use the certificate of"},
+        {"--certificate " + no_key.Path(), 1, "cannot use the key of"},
+        {"--listen host", 1, "no address of this machine, nor localhost or any: host"},
+        {"--record x", 2, "--agent"},
+        {"--record x --agent node7:0", 2, "--agent: \"node7:0\""},
+        {"--record " + empty.Path() + " --agent node7", 2, "cannot write"},
+        {"--replay " + empty.Path() + " --os xen", 2, "--os"},
+        {"--replay " + empty.Path(), 2, ":1: no session was opened"},
+        {"--port " + std::to_string(other.Port()), 1, std::to_string(other.Port()) + ": "},
     };
-    const Table<std::vector<std::string>, int, std::string> rows = {
-        {{"--os", "plan9"}, 2, "plan9"},
-        {{"--word-size", "5"}, 2, "5"},
-        {{"--user", "u"}, 2, "--password-file"},
-        {{"--user", "", "--password-file", empty.Path()}, 2, "--user: the value is empty"},
-        {{"--port", "65536"}, 2, "65536"},
-        {{"--tls", "1.1"}, 2, "1.1"},
-        {{"--scenario", "/no/such"}, 2, "cannot read /no/such: there is no such file"},
-        {{"--scenario", folder}, 2, "neither a file nor a pipe"},
-        {{"--scenario", device}, 2, "neither a file nor a pipe"},
-        {password(folder), 2, "neither a file nor a pipe"},
-        {password(device), 2, "neither a file nor a pipe"},
-        {password(empty.Path()), 2, "no password: it is empty"},
-        {password(long_line.Path()), 2, "longer than 64 bytes"},
-        {password(with_nul.Path()), 2, "a NUL byte"},
-        {{"--certificate", "/no/such"}, 1, "cannot read /no/such: there is no such file"},
-        {{"--certificate", folder}, 1, "neither a file nor a pipe"},
-        {{"--certificate", empty.Path()}, 1, "cannot use the certificate of"},
-        {{"--certificate", no_key.Path()}, 1, "cannot use the key of"},
-        {{"--listen", "host"}, 1, "no address of this machine, nor localhost or any: host"},
-        {{"--record", "x"}, 2, "--agent"},
-        {{"--record", "x", "--agent", "node7:0"}, 2, "--agent: \"node7:0\""},
-        {{"--record", empty.Path(), "--agent", "node7"}, 2, "cannot write"},
-        {{"--replay", empty.Path(), "--os", "xen"}, 2, "--os"},
-        {{"--replay", empty.Path()}, 2, ":1: no session was opened"},
-        {{"--port", std::to_string(other.Port())}, 1, std::to_string(other.Port()) + ": "},
-    };
-    for (auto [command, status, text] : rows) {
-        command.insert(command.begin(), ZMSIM_PATH);
-        const ProcessResult run = RunProcess(command);
-        EXPECT_EQ(run.exit_status, status) << command[1];
-        EXPECT_NE(run.err.find(text), std::string::npos) << command[1] << ": " << run.err;
+    for (const auto& [words, status, text] : rows) {
+        const ProcessResult run = RunProcess(Words(ZMSIM_PATH " " + words));
+        EXPECT_EQ(run.exit_status, status) << words;
+        EXPECT_NE(run.err.find(text), std::string::npos) << words << ": " << run.err;
     }
     std::filesystem::remove(pipe);
 }
