@@ -1,6 +1,4 @@
 /// Commands of a file, on one session a host.
-#include <atomic>
-#include <cstring>
 #include <nlohmann/json.hpp>
 
 #include "front_end/shell_words.h"
@@ -13,21 +11,9 @@ namespace {
 
 const std::string kSet = "net mtu set ifname=";
 
-/// A Linux agent that counts what it is sent until the logout; two messages open a session.
-struct CountingAgent {
-    std::atomic<int> messages = 0, openings = 0;
-    SimulatedAgent agent{"linux", {.tap = [this](auto header, auto) {
-                             _Message message = {};
-                             std::memcpy(&message, header.data(), header.size());
-                             if (message.service == 0 && message.opcode == zwmgmt::kLogoutOpcode)
-                                 return;
-                             ++messages;
-                             openings += message.service == 0;
-                         }}};
-
+struct BatchAgent : CountingAgent {
     ProcessResult Run(const std::string& text, const std::string& options = "") {
-        messages = openings = 0;
-        return Zwcli(agent.Port(), Words("--batch - " + options), text);
+        return CountingAgent::Run("--batch - " + options, text);
     }
 };
 
@@ -49,7 +35,7 @@ TEST(Batch, LinesAreSplitAsInAShell) {
 }
 
 TEST(Batch, AllLinesAreCheckedBeforeAnAgentIsAsked) {
-    CountingAgent agent;
+    BatchAgent agent;
     const std::string good = "system listdrivers\n";
     const Table<std::string, std::string, std::string> rows = {
         {"# none\n\n", "", "standard input: there is no command in it"},
@@ -78,7 +64,7 @@ TEST(Batch, AllLinesAreCheckedBeforeAnAgentIsAsked) {
 }
 
 TEST(Batch, OneSessionServesAllLines) {
-    CountingAgent agent;
+    BatchAgent agent;
     const std::string set = kSet + "eth2 \"mtu=9000\"  # larger\n";
     const std::string fails = kSet + "none mtu=9000\n", unsent = kSet + "eth2\n";
     const std::string other = "filter list pci=0000:05:00.4 show=all\n";

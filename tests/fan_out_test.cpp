@@ -207,9 +207,9 @@ TEST(FanOut, FailuresKeepOtherHostsFromBeingBegun) {
 
 TEST(FanOut, ARequestToStopKeepsWhatIsDone) {
     SimulatedAgent good("linux"), stalled("linux", Faulty({.stall_after = 26}));
-    BackgroundProcess run({ZWCLI_PATH, "--verify", "off", "--format", "jsonl", "--fanout", "2",
-                           "--hosts", Name(good.Port()) + "," + Name(stalled.Port()), "system",
-                           "listdrivers"});
+    BackgroundProcess run(Words(ZWCLI_PATH " --verify off --format jsonl --fanout 2 --hosts " +
+                                Name(good.Port()) + "," + Name(stalled.Port()) +
+                                " system listdrivers"));
     EXPECT_EQ(json::parse(run.ReadLine())["exit_status"], 0);
     EXPECT_EQ(run.Terminate(), 130);
 }

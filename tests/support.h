@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <cstddef>
 #include <cstdio>
 #include <functional>
 #include <memory>
@@ -204,6 +206,23 @@ inline std::string WithoutWarning(const std::string& err) {
 
 /// korvane_zwcli with --port of the agent and the given words; it trusts the agent.
 ProcessResult Zwcli(uint16_t port, std::vector<std::string> words, const std::string& input = "");
+
+/// A Linux agent that counts what the front end sends it until the logout; two messages open a
+/// session.
+struct CountingAgent {
+    std::atomic<int> messages = 0, openings = 0;
+    SimulatedAgent agent{"linux", {.tap = [this](auto header, auto) {
+                             const uint8_t service = header[offsetof(_Message, service)];
+                             if (service == 0 && header[offsetof(_Message, opcode)] != 0) return;
+                             ++messages;
+                             openings += service == 0;
+                         }}};
+
+    ProcessResult Run(const std::string& words, const std::string& input = "") {
+        messages = openings = 0;
+        return Zwcli(agent.Port(), Words(words), input);
+    }
+};
 
 /// A file with the text, removed at the end.
 class TemporaryFile {

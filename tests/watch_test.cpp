@@ -1,6 +1,4 @@
 /// A listing again and again: what is told of changes, and counters as rates.
-#include <atomic>
-#include <cstring>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
@@ -78,19 +76,13 @@ TEST(Watch, CountersAreThoseOfTheirRecordsWhateverTheOrder) {
 }
 
 TEST(Watch, OneSessionServesAllRounds) {
-    std::atomic<int> openings = 0;
-    SimulatedAgent agent("linux", {.tap = [&](auto header, auto) {
-                             _Message message = {};
-                             std::memcpy(&message, header.data(), header.size());
-                             openings += message.service == 0 && message.opcode == 0;
-                         }});
+    CountingAgent agent;
     const auto run = [&](const std::string& words) {
-        openings = 0;
-        return Zwcli(agent.Port(), Words("--watch 100ms --count 3 " + words));
+        return agent.Run("--watch 100ms --count 3 " + words);
     };
-    const std::string once = Zwcli(agent.Port(), Words(kDrivers)).out;
+    const std::string once = agent.Run(kDrivers).out;
     EXPECT_EQ(run(kDrivers).out, once);
-    EXPECT_EQ(openings, 1);
+    EXPECT_EQ(agent.openings, 1);
     const Table<std::string, std::vector<std::string>> rows = {
         {kStatistics,
          {"TxFramesOK          : 977000\n", "\n--- 20", "\n-TxFramesOK          : 977000"}},
@@ -102,7 +94,7 @@ TEST(Watch, OneSessionServesAllRounds) {
     };
     for (const auto& [words, parts] : rows) {
         const ProcessResult done = run(words);
-        EXPECT_EQ(openings, 1) << words;
+        EXPECT_EQ(agent.openings, 1) << words;
         for (const std::string& part : parts) {
             EXPECT_NE(done.out.find(part), std::string::npos) << part << done.out;
         }
@@ -123,8 +115,8 @@ TEST(Watch, ALostSessionIsOpenedAgain) {
 
 TEST(Watch, ARequestToStopEndsWithTheLastStatus) {
     SimulatedAgent stalling("linux", {.wrap = zmsim::WithFaults({.stall_after = kFirstList})});
-    BackgroundProcess run({ZWCLI_PATH, "--verify", "off", "--port", std::to_string(stalling.Port()),
-                           "--watch", "100ms", "--format", "jsonl", "system", "listdrivers"});
+    BackgroundProcess run(Words(ZWCLI_PATH " --verify off --watch 100ms --format jsonl --port " +
+                                std::to_string(stalling.Port()) + kDrivers));
     EXPECT_EQ(json::parse(run.ReadLine())["exit_status"], 0);
     EXPECT_EQ(run.Terminate(), 0);
 }
