@@ -281,12 +281,12 @@ Reply KernelHost::ChangePorts(const std::vector<Interface>& ports, const Propert
     Reply checked = changes->Check();
     if (checked.status != zwmgmt::kSuccess) return checked;
     if (ComesBy(client, ports)) {
-        client.put_back = [this, changes] {
+        client.put_back = [changes] {
             const std::lock_guard guard(network);
             return changes->PutBack();
         };
         if (changes->TakeTheLink()) {
-            client.change = [this, changes, &client] {
+            client.change = [changes, &client] {
                 const std::lock_guard guard(network);
                 Reply made = changes->Make();
                 if (made.status != zwmgmt::kSuccess) client.put_back = nullptr;  // it has been
@@ -376,11 +376,11 @@ Reply KernelHost::ChangeDriver(const std::string& name, Reply (*change)(const st
     if (!is_own) return change(name);
     Reply checked = CheckUnloading(name);
     if (checked.status != zwmgmt::kSuccess) return checked;
-    client.change = [this, name, change] {
+    client.change = [name, change] {
         const std::lock_guard one_at_a_time(modules);
         return change(name);
     };
-    client.put_back = [this, name] {
+    client.put_back = [name] {
         const std::lock_guard one_at_a_time(modules);
         return LoadModule(name).reason;  // none where it is loaded
     };
