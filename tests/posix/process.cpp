@@ -21,11 +21,16 @@ std::pair<int, int> Pipe() {
     return {ends[0], ends[1]};
 }
 
-[[noreturn]] void Execute(const std::vector<std::string>& arguments) {
+/// What exec takes, made before the fork: the child of a process with threads may not allocate.
+std::vector<char*> Raw(const std::vector<std::string>& arguments) {
     std::vector<char*> raw;
     for (const std::string& argument : arguments)
         raw.push_back(const_cast<char*>(argument.c_str()));
     raw.push_back(nullptr);
+    return raw;
+}
+
+[[noreturn]] void Execute(const std::vector<char*>& raw) {
     execv(raw[0], raw.data());
     _exit(127);
 }
@@ -51,13 +56,14 @@ ProcessResult RunProcess(const std::vector<std::string>& arguments, const std::s
     const auto [in_read, in_write] = Pipe();
     const auto [out_read, out_write] = Pipe();
     const auto [err_read, err_write] = Pipe();
+    const std::vector<char*> raw = Raw(arguments);
     const pid_t pid = fork();
     if (pid == 0) {
         setsid();
         dup2(in_read, STDIN_FILENO);
         dup2(takes_output ? out_write : open("/dev/full", O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
         dup2(err_write, STDERR_FILENO);
-        Execute(arguments);
+        Execute(raw);
     }
     for (int fd : {in_read, out_write, err_write}) close(fd);
     if (!input.empty()) {
@@ -86,8 +92,9 @@ ProcessResult RunProcess(const std::vector<std::string>& arguments, const std::s
 ProcessResult RunOnTerminal(const std::vector<std::string>& arguments,
                             const std::vector<Typed>& typed) {
     int terminal = -1;
+    const std::vector<char*> raw = Raw(arguments);
     const pid_t pid = forkpty(&terminal, nullptr, nullptr, nullptr);
-    if (pid == 0) Execute(arguments);
+    if (pid == 0) Execute(raw);
     ProcessResult result;
     auto next = typed.begin();
     size_t seen = 0;
@@ -112,10 +119,11 @@ struct BackgroundProcess::Process {
 
 BackgroundProcess::BackgroundProcess(const std::vector<std::string>& arguments) {
     const auto [out_read, out_write] = Pipe();
+    const std::vector<char*> raw = Raw(arguments);
     const pid_t pid = fork();
     if (pid == 0) {
         dup2(out_write, STDOUT_FILENO);
-        Execute(arguments);
+        Execute(raw);
     }
     close(out_write);
     process = std::make_unique<Process>(pid, out_read);
