@@ -109,6 +109,7 @@ uint32_t Exchange::ReceiveTimeoutSeconds() const {
 
 SessionResult Exchange::RoundTrip(_Message* message, char* result_buffer, ReplyData* data) {
     const bool can_ask = CanAsk();
+    if (can_ask) detail = {};
     const SessionResult sent = can_ask ? Send(*message) : SessionResult{kNotConnected};
     DropData(message);
     if (!can_ask) return sent;

@@ -51,7 +51,13 @@ uint32_t ChangeContext(SessionState& own, const char* what, const Change& change
     }
     tls::ReleaseContext(own.tls_context);
     own.tls_context = context;
+    own.exchange.detail = {};
     return kSuccess;
+}
+
+uint32_t Refuse(SessionState& own, const char* why) {
+    own.exchange.detail.Set("%s", why);
+    return kInvalidValue;
 }
 
 SessionResult Open(SessionState& own, const char* host, const char* user_name,
@@ -130,7 +136,9 @@ uint32_t ZwMgmt_interface::VerifyByAuthority(const char* authorities) {
 uint32_t ZwMgmt_interface::UseClientCertificate(const char* certificate_file,
                                                 const char* key_file) {
     SessionState& own = SessionState::Of(*this);
-    if (certificate_file == nullptr || key_file == nullptr) return kInvalidValue;
+    if (certificate_file == nullptr || key_file == nullptr) {
+        return Refuse(own, "a client's certificate and its key are two files");
+    }
     if (platform::ReadableByOthers(key_file)) {
         own.exchange.detail.Set("other users can read the key %s", key_file);
         return kInvalidValue;
@@ -144,9 +152,10 @@ uint32_t ZwMgmt_interface::UseClientCertificate(const char* certificate_file,
 }
 
 uint32_t ZwMgmt_interface::SetLeastTlsVersion(uint8_t minor) {
-    if (minor != 2 && minor != 3) return kInvalidValue;
+    SessionState& own = SessionState::Of(*this);
+    if (minor != 2 && minor != 3) return Refuse(own, "TLS has the versions 1.2 and 1.3");
     const int version = minor == 2 ? TLS1_2_VERSION : TLS1_3_VERSION;
-    return ChangeContext(SessionState::Of(*this), "use this version of TLS",
+    return ChangeContext(own, "use this version of TLS",
                          [=](tls::ContextSettings& settings) { settings.least_version = version; });
 }
 
@@ -155,10 +164,11 @@ void ZwMgmt_interface::VerifyByCaller(PeerJudge* judge, void* context) {
 }
 
 uint32_t ZwMgmt_interface::LogTlsKeys(const char* file) {
-    if (file == nullptr || file[0] == '\0') return kInvalidValue;
+    SessionState& own = SessionState::Of(*this);
+    if (file == nullptr || file[0] == '\0') return Refuse(own, "there is no file to write to");
     char what[400];
     std::snprintf(what, sizeof(what), "write %s", file);
-    return ChangeContext(SessionState::Of(*this), what,
+    return ChangeContext(own, what,
                          [=](tls::ContextSettings& settings) { settings.key_log = file; });
 }
 
@@ -241,7 +251,9 @@ void ZwMgmt_interface::SetConnectTimeout(uint32_t milliseconds) {
     SessionState::Of(*this).exchange.patience.connecting = platform::Milliseconds(milliseconds);
 }
 void ZwMgmt_interface::SetStop(const Stop* stop) {
-    SessionState::Of(*this).exchange.patience.stop = stop;
+    Exchange& exchange = SessionState::Of(*this).exchange;
+    exchange.patience.stop = stop;
+    if (SSL* tls_session = exchange.Tls()) tls::SetStop(tls_session, stop);
 }
 void ZwMgmt_interface::SetReceiveTimeout(uint32_t seconds) {
     SessionState::Of(*this).exchange.SetReceiveTimeout(seconds);

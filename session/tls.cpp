@@ -146,6 +146,10 @@ bool Attach(SSL* ssl, platform::SocketHandle socket, const Stop* stop) {
     return true;
 }
 
+void SetStop(SSL* ssl, const Stop* stop) {
+    if (BIO* bio = SSL_get_rbio(ssl)) ChannelOf(bio)->stop = stop;
+}
+
 Outcome Handshake(SSL* ssl, Milliseconds limit) {
     return Drive(ssl, limit, [&] { return SSL_do_handshake(ssl); });
 }

@@ -26,6 +26,8 @@ struct Transfer {
 /// Lets TLS speak over the socket, which stays the caller's. Sends without ever raising SIGPIPE.
 /// When the stop, if any, is reached, no step waits any longer. False when there is no memory.
 bool Attach(SSL* ssl, platform::SocketHandle socket, const Stop* stop = nullptr);
+/// Puts this stop, or none, in the place of that one.
+void SetStop(SSL* ssl, const Stop* stop);
 
 Outcome Handshake(SSL* ssl, Milliseconds limit);
 

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <future>
+#include <memory>
 #include <mutex>
 #include <new>
 
@@ -330,6 +332,33 @@ TEST(Session, TheReceiveTimeoutHoldsWhateverTlsIsBusyWith) {
         EXPECT_EQ(session.Printed(), "Socket timed out\n");
         EXPECT_FALSE(session.Connected());
     }
+}
+
+TEST(Session, TheStopThatWasSetLastCounts) {
+    std::promise<void> is_over;
+    CannedHost host([over = is_over.get_future().share()](auto...) {
+        over.wait_for(std::chrono::seconds(5));  // or the test fails
+        return agent::Reply{};
+    });
+    Linked waiting(host);
+    Stop stop;
+    waiting.SetStop(&stop);
+    stop.Now();
+    EXPECT_EQ(waiting.VerifyByAuthority("/no/such/file"), kNoTlsSession);
+    waiting.Run({"system", "loaddriver", "drvname=x"});
+    EXPECT_EQ(waiting.LastStatus(), kReceiveTimeout);
+    EXPECT_STREQ(waiting.FailureDetail(), "") << "of another failure";
+    is_over.set_value();
+
+    auto gone = std::make_unique<Stop>();
+    TestSession session;
+    session.SetStop(gone.get());
+    ASSERT_EQ(session.Connect(waiting.agent.Port()), kSuccess);
+    session.SetStop(nullptr);
+    gone->Now();
+    gone.reset();
+    session.Run({"system", "loaddriver", "drvname=x"});
+    EXPECT_EQ(session.LastStatus(), kSuccess);
 }
 
 TEST(Session, AReplyLargerThanTheResultBufferGoesWholeToOut) {

@@ -62,16 +62,17 @@ class ZWMGMT_API ZwMgmt_interface {
 
     /// Takes its share in the process's TLS context with a trust store: certs/cert.pem beside the
     /// running executable, else agents.pem of the user (~/.config/korvane) or of the machine
-    /// (/etc/korvane). When there is none and none can be made, it says so on standard output, and
-    /// connecting gives kNoTlsSession. Being in the trust store does not make an agent trusted, nor
-    /// the reverse: see VerifyByAuthority and VerifyByCaller.
+    /// (/etc/korvane). When there is none, or it cannot be loaded, that is said on standard output,
+    /// and connecting gives kNoTlsSession. Being in the trust store does not make an agent trusted,
+    /// nor the reverse: see VerifyByAuthority and VerifyByCaller.
     ZwMgmt_interface();
 
     /// The same with a PEM file of the program's choice as trust store; kNoTrustStore: with none.
     explicit ZwMgmt_interface(const char* certificate_file);
 
     /// Copies the whole session state; both objects then speak over the same connection, and just
-    /// one of them is to be torn down.
+    /// one of them is to be torn down. The other is not used after that, nor after one of them has
+    /// connected again.
     ZwMgmt_interface(const ZwMgmt_interface&) = default;
     ZwMgmt_interface& operator=(const ZwMgmt_interface&) = default;
 
@@ -116,19 +117,20 @@ class ZWMGMT_API ZwMgmt_interface {
     void SetOutputStream(FILE* stream);
 
     /// How long TCP and TLS may take together when the session connects, in milliseconds; 0
-    /// restores the default, 15 seconds and 15.5.
+    /// restores the default, 15 seconds and 15.5. The opening exchange has the receive timeout.
     void SetConnectTimeout(uint32_t milliseconds);
 
     /// Once the stop is reached, the session gives up within a tenth of a second what it waits for,
-    /// as after a timeout. Looking up a name is not given up, and TCP's connecting at the stop's
-    /// moment alone. Not owned; it outlives the session. Null: no longer.
+    /// as after a timeout. Looking up a name is not given up. Not owned; it outlives the session,
+    /// or its place is taken by another one, or by null: none.
     void SetStop(const zwmgmt::Stop* stop);
 
     /// Overrides the receive timeouts (120 to 900 seconds by command and agent OS); 0 restores
     /// them.
     void SetReceiveTimeout(uint32_t seconds);
 
-    /// The longest reply data accepted, in bytes; default 64 MiB. A longer one gives kReadError.
+    /// The longest reply data accepted, in bytes; default 64 MiB. A longer one gives kReadError,
+    /// and ends the session.
     void SetReplyLimit(uint32_t bytes);
 
     // ---- Connection: whom to trust ------------------------------------------------------------
