@@ -4,8 +4,10 @@
 /// down:
 ///
 ///     std::vector<char> result(zwmgmt::kResultBufferSize);
-///     ZwMgmt_interface session;
-///     uint32_t status = session.CLConnectToServer("node7", "operator", 0, result.data());
+///     ZwMgmt_interface session(zwmgmt::kNoTrustStore);
+///     uint32_t status = session.VerifyByAuthority("/etc/myprogram/agents.pem");
+///     if (status == zwmgmt::kSuccess)
+///         status = session.CLConnectToServer("node7", "operator", 0, result.data());
 ///     if (status == zwmgmt::kSuccess && session.LoginRequired()) {
 ///         session.SetPassword(password);
 ///         status = session.CLAuthenticateUser(result.data());
