@@ -74,7 +74,7 @@ class KernelHost : public Host {
     const KernelOptions options;
     // Of all hosts of the process: after a reload old sessions still have the one before.
     static inline std::mutex network;  // what one change reads and sets, no other comes between
-    static inline std::mutex modules;  // loading takes its time, and the network is looked at
+    static inline std::mutex modules;  // beside the network's, as loading takes its time
     Kernel kernel;
     std::optional<bool> has_traffic_filters;                         // once it has been tried
     std::map<std::pair<uint32_t, uint32_t>, std::string> pci_names;  // reading the list takes long
